@@ -1,0 +1,16 @@
+/// What differs between Qt 4.8, 5.15 and 6, in one place. Everything else in
+/// the tool is written in the API that the three share.
+#ifndef COMPAT_QTCOMPAT_H
+#define COMPAT_QTCOMPAT_H
+
+#include <QtGlobal>
+
+/// The signal of QProcess that reports an error, as a string signature for
+/// connect(). Exactly one may be connected: 5.15 emits both names.
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+#define MFTOOL_SIGNAL_PROCESS_ERROR SIGNAL(errorOccurred(QProcess::ProcessError))
+#else
+#define MFTOOL_SIGNAL_PROCESS_ERROR SIGNAL(error(QProcess::ProcessError))
+#endif
+
+#endif
