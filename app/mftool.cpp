@@ -55,11 +55,12 @@ QPixmap loadPicture(const QString &path)
 
 } // namespace
 
-mftool::mftool(QWidget *parent)
+mftool::mftool(QWidget *parent, const Board &board)
     : QWidget(parent), m_stage(0), m_percent(0), buzzerFile(nullptr), m_proto(nullptr),
       patternLabel(nullptr), m_calibrate(nullptr), m_tsTest(false), m_passthroughPort(nullptr),
       m_passthrough(false), m_bootStream(nullptr), m_sendStatus(false), m_flashing(false),
-      m_attach(nullptr), m_mounted(false), m_buttons(nullptr), m_rootFS(nullptr), m_pointer(nullptr)
+      m_attach(nullptr), m_mounted(false), m_buttons(nullptr), m_rootFS(nullptr),
+      m_pointer(nullptr), m_board(board)
 {
     ui.setupUi(this);
     m_progress << ui.m_progBoot << ui.m_progScan << ui.m_progFlash << ui.m_progFormat;

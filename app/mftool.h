@@ -30,7 +30,8 @@ class mftool : public QWidget
     Q_OBJECT
 
 public:
-    explicit mftool(QWidget *parent = nullptr);
+    /// @param board  whose devices and files are used
+    explicit mftool(QWidget *parent = nullptr, const Board &board = Board());
     ~mftool() override;
 
 signals:
