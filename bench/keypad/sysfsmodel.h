@@ -80,10 +80,33 @@ private:
     struct Entry {
         Node node;
         Driver driver = Plain;
-        QByteArray text;
+        QByteArray text; ///< what reading shows, except for pins
+    };
+    struct Pin {
+        bool output = false;
+        bool activeLow = false;
+        bool level = false; ///< at the pin
     };
 
+    QString devicePath(const QString &path, bool followLast) const;
+    int fault(const QString &path, Operation operation) const;
+    Pin &pinOf(const QString &attribute);
+    void addFolder(const QString &path);
+    void addFile(const QString &path, Driver driver, unsigned mode, const QByteArray &text);
+    void addDevice(const QString &classLink, const QString &device);
+    void addPin(const QString &name);
+    bool removeDevice(const QString &device);
+    int storeLed(const QString &path, const QByteArray &text);
+    int storeBacklight(const QString &path, const QByteArray &text);
+    int exportPin(const QByteArray &text);
+    int unexportPin(const QByteArray &text);
+    int storeDirection(const QString &path, const QByteArray &text);
+    int storeActiveLow(const QString &path, const QByteArray &text);
+    int storeValue(const QString &path, const QByteArray &text);
+    quint64 maximum(const QString &brightness) const;
+
     QMap<QString, Entry> m_entries; ///< by device path
+    QHash<QString, Pin> m_pins;     ///< by name: "gpio17"; outlives the export
     QHash<QString, QMap<Operation, int>> m_faults;
 };
 

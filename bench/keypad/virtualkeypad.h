@@ -22,7 +22,7 @@
 ///   /dev/input/event0      a FIFO carrying the board's 16-byte records
 ///   /sys                   SysfsModel behind FUSE
 ///   /tmp /run /root /mnt   empty
-///   /boot                  update folder "1.0" with imx28_ivt_linux.sb and qm8velrootfs.ubi
+///   /boot                  update folder "fw-1.2" with imx28_ivt_linux.sb and qm8velrootfs.ubi
 ///   /etc                   the PC's, changes stay in the keypad
 ///   /home/default          tarnwick.png, bars.png, grey.png, checkerboard.png
 ///   /usr/lib/panel/version "20140101 1.2\n"
@@ -36,6 +36,7 @@
 #ifndef BENCH_KEYPAD_VIRTUALKEYPAD_H
 #define BENCH_KEYPAD_VIRTUALKEYPAD_H
 
+#include "bench/keypad/keypadlog.h"
 #include "bench/keypad/sysfsmodel.h"
 
 #include <QImage>
@@ -88,12 +89,7 @@ class VirtualKeypad : public QObject
 
 public:
     /// One message of the tool, or one line it (or a library) wrote without Qt.
-    struct LogLine {
-        qint64 usec = 0;  ///< when it arrived, microseconds since the keypad was prepared
-        QString time;     ///< the tool's own clock, "hh:mm:ss.zzz"; empty for other output
-        QString severity; ///< "debug", "info", "warning", "critical", "fatal"; "output" for others
-        QString text;     ///< the message, line ends inside kept
-    };
+    typedef KeypadLog::Line LogLine;
 
     struct ExitStatus {
         bool running = false;
@@ -205,7 +201,7 @@ public:
     bool writeEvents(const QByteArray &bytes);
     /// One record as the board's kernel makes it: 16 bytes, little-endian.
     static QByteArray eventRecord(quint16 type, quint16 code, qint32 value);
-    /// Tamper switch, GPIO 17: open means the enclosure is open (pin low).
+    /// The tamper switch at GPIO 17: active, the enclosure is open, drives the pin high.
     void setTamper(bool active);
 
     /// Makes the card's folder behave as @p kind. Files on it stay, except to and from
@@ -223,6 +219,8 @@ public:
     bool press(int x, int y);
     bool move(int x, int y);
     bool release();
+    /// The X display the tool is on, for example ":3"; empty without one.
+    QString displayName() const;
     /// What the display shows; null without an X display.
     QImage screen();
     bool screenshot(const QString &file);
@@ -273,6 +271,9 @@ Q_SIGNALS:
     void stored(const SysfsModel::Store &store);
     /// The tool ended; exitStatus() tells how.
     void exited();
+
+private Q_SLOTS:
+    void drain();
 
 private:
     Q_DISABLE_COPY(VirtualKeypad)
