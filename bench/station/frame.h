@@ -50,9 +50,10 @@ struct Problem {
     };
 
     Check check = Size;
-    QByteArray expected;    ///< what would be right, as characters of the line
-    QByteArray found;       ///< what stands there
-    bool wrongCase = false; ///< HeaderCheck, Checksum: right if the other case is summed
+    Sender sender = Sender::Keypad; ///< whose rules apply
+    QByteArray expected;            ///< what would be right, as characters of the line
+    QByteArray found;               ///< what stands there
+    bool wrongCase = false;         ///< HeaderCheck, Checksum: right if the other case is summed
 
     /// One sentence for a person, without a full stop.
     QString text() const;

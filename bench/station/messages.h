@@ -53,9 +53,9 @@ enum Type : quint16 {
 
 /// How the keypad answers a request that it accepts.
 struct Answers {
-    bool ack = false;     ///< an ACK, at once
-    quint16 reply = 0;    ///< a reply of this type; 0 when there is none
-    int replyLimitMs = 0; ///< how long the reply may take, generously
+    bool ack = false;    ///< an ACK, at once
+    quint16 reply = 0;   ///< a reply of this type; 0 when there is none
+    int lateLimitMs = 0; ///< how long a reply that follows an ACK may take, generously
 };
 
 /// How the keypad answers requests of @p type; empty for a type that is no request.

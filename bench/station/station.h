@@ -7,6 +7,7 @@
 #include "bench/station/transcript.h"
 
 #include <QDeadlineTimer>
+#include <QMetaType>
 #include <QObject>
 #include <QTimer>
 
@@ -168,10 +169,8 @@ public:
     const Transcript &transcript() const { return m_transcript; }
 
 signals:
-    void frameReceived(quint16 type, const QByteArray &data);
-    void damagedReceived(const QByteArray &raw, const QString &why);
-    /// @param text  without its line end
-    void lineReceived(const QByteArray &text);
+    /// Everything that arrives, when it arrives; it is queued for a wait as well.
+    void received(const Station::Received &received);
     void hungUp();
 
 private slots:
@@ -181,13 +180,15 @@ private:
     void start(int descriptor);
     bool write(const QByteArray &bytes, const QString &meaning);
     void hangUp();
-    bool waitForBytes(const QDeadlineTimer &deadline);
-    bool waitFor(short events, const QDeadlineTimer &deadline);
+    void pause(const QDeadlineTimer &deadline);
+    bool poll(short events, const QDeadlineTimer &deadline) const;
     void splitPending();
-    qsizetype frameInHand(bool more) const;
+    void flushPending();
     void takeLine(const QByteArray &line);
-    void deliver(Received received);
-    std::optional<Received> next(const QDeadlineTimer &deadline, const QString &wanted);
+    void deliver(const Received &received);
+    std::optional<Received> next(const QDeadlineTimer &deadline, int limitMs,
+                                 const QString &wanted);
+    bool expectNext(const QByteArray &raw, const QString &wanted, int limitMs);
     bool fail(const QString &error);
 
     int m_fd = -1;
@@ -199,5 +200,7 @@ private:
     std::deque<Received> m_queue;
     Transcript m_transcript;
 };
+
+Q_DECLARE_METATYPE(Station::Received)
 
 #endif
