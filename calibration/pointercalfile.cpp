@@ -25,11 +25,6 @@ QString named(const char *variable)
     return QFile::decodeName(qgetenv(variable));
 }
 
-QString errorText()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
 QString behindLinks(const QString &path)
 {
     const QFileInfo info(path);
@@ -93,10 +88,8 @@ public:
     bool stage(const QByteArray &content)
     {
         // A rename would take the place of a device just as well.
-        if (!m_isFile) {
-            errno = ENODEV;
+        if (!m_isFile)
             return false;
-        }
         const int fd = ::open(m_temporary.constData(),
                               O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, m_mode);
         if (fd < 0)
@@ -115,6 +108,14 @@ public:
             return false;
         flushFolderOf(path());
         return true;
+    }
+
+    // Why stage() or commit() has just failed.
+    QString error() const
+    {
+        const QString reason = m_isFile ? QString::fromLocal8Bit(std::strerror(errno))
+                                        : QString::fromLatin1("is no regular file");
+        return QString::fromLatin1("%1: %2").arg(path(), reason);
     }
 
     void discard() { ::unlink(m_temporary.constData()); }
@@ -140,11 +141,8 @@ private:
 
 void discardFrom(QList<Replacement> &files, int first)
 {
-    // The caller reports the error of the step that failed, not of the tidying.
-    const int error = errno;
     for (int i = first; i < files.size(); ++i)
         files[i].discard();
-    errno = error;
 }
 
 } // namespace
@@ -225,14 +223,14 @@ bool PointercalFile::store(const QStringList &paths, const QByteArray &content, 
     for (int i = 0; i < files.size(); ++i) {
         if (files[i].stage(content))
             continue;
-        *error = QString::fromLatin1("%1: %2").arg(files[i].path(), errorText());
+        *error = files[i].error();
         discardFrom(files, 0);
         return false;
     }
     for (int i = 0; i < files.size(); ++i) {
         if (files[i].commit())
             continue;
-        *error = QString::fromLatin1("%1: %2").arg(files[i].path(), errorText());
+        *error = files[i].error();
         discardFrom(files, i);
         while (--i >= 0)
             files[i].undo();
