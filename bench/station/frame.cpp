@@ -1,5 +1,7 @@
 #include "bench/station/frame.h"
 
+#include "bench/station/escape.h"
+
 #include <QStringList>
 
 #include <algorithm>
@@ -134,12 +136,58 @@ void checkSums(const QByteArray &characters, Report *report)
                      isChecksumOfOtherCase(header, check, report->frame.data, found.toUpper()));
 }
 
+void checkMark(Problem::Check check, const QByteArray &found, Report *report)
+{
+    const QByteArray right = check == Problem::StartMark ? "7E" : "7F";
+    if (found.toUpper() != right)
+        Findings(report).add(check, right, found);
+}
+
+/// Too few characters: only the ends can be told, and the type if it is there.
+void checkFragment(Report *report)
+{
+    const QByteArray &characters = report->raw;
+    Findings(report).add(Problem::Size, QByteArray::number(SmallestFrame),
+                         QByteArray::number(characters.size()));
+    checkMark(Problem::StartMark, characters.left(MarkSize), report);
+    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    const QByteArray type = characters.mid(6, 4);
+    if (type.size() == 4 && isHex(type))
+        report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
+}
+
 /// The frame with all its own fields in upper case; the data stay.
 QByteArray withUpperFields(const QByteArray &characters)
 {
     return characters.left(DataStart).toUpper() +
            characters.mid(DataStart, characters.size() - DataStart - TrailerSize) +
            characters.right(TrailerSize).toUpper();
+}
+
+void checkWhole(Report *report)
+{
+    Findings findings(report);
+    const QByteArray &characters = report->raw;
+    checkMark(Problem::StartMark, characters.left(MarkSize), report);
+
+    const QByteArray length = characters.mid(MarkSize, 4);
+    const QByteArray rightLength =
+        hex(static_cast<uint>(characters.size() - LengthBias) & 0xFFFF, 4);
+    if (length.toUpper() != rightLength)
+        findings.add(Problem::LengthField, rightLength, length);
+
+    const QByteArray type = characters.mid(6, 4);
+    if (isHex(type))
+        report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
+    else
+        findings.add(Problem::TypeField, "four hexadecimal digits", type);
+
+    report->frame.data = characters.mid(DataStart, characters.size() - SmallestFrame);
+    checkSums(characters, report);
+    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    const QByteArray upper = withUpperFields(characters);
+    if (report->sender == Sender::Keypad && upper != characters)
+        findings.add(Problem::UpperCase, upper, characters);
 }
 
 QString sumsExplained(Sender sender)
@@ -151,9 +199,9 @@ QString sumsExplained(Sender sender)
                           "lower-case digits, though it sends them in upper case");
 }
 
-QString quoted(const QByteArray &bytes)
+QString shown(const QByteArray &bytes)
 {
-    return QStringLiteral("\"%1\"").arg(QString::fromLatin1(bytes));
+    return QString::fromLatin1(escaped(bytes));
 }
 
 } // namespace
@@ -168,26 +216,23 @@ QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data)
 
 QString Problem::text() const
 {
-    const QString is = QString::fromLatin1(found);
-    const QString shouldBe = QString::fromLatin1(expected);
+    const QString is = shown(found);
+    const QString shouldBe = shown(expected);
     switch (check) {
     case Size:
         return QStringLiteral("%1 characters, a frame has at least %2").arg(is, shouldBe);
     case StartMark:
-        return QStringLiteral("start mark is %1, should be %2").arg(quoted(found), shouldBe);
+        return QStringLiteral("start mark is \"%1\", should be %2").arg(is, shouldBe);
     case EndMark:
-        return QStringLiteral("end mark is %1, should be %2").arg(quoted(found), shouldBe);
+        return QStringLiteral("end mark is \"%1\", should be %2").arg(is, shouldBe);
     case LengthField:
         return QStringLiteral("length field is %1, should be %2").arg(is, shouldBe);
     case TypeField:
-        return QStringLiteral("type field is %1, should be %2").arg(quoted(found), shouldBe);
+        return QStringLiteral("type field is \"%1\", should be %2").arg(is, shouldBe);
     case UpperCase:
         return QStringLiteral("lower-case digits, should be %1").arg(shouldBe);
     case LineEnd:
-        return QStringLiteral("line end is %1, should be %2")
-            .arg(found.isEmpty() ? QStringLiteral("missing")
-                                 : QString::fromLatin1(found.toHex(' ')),
-                 QString::fromLatin1(expected.toHex(' ')));
+        return QStringLiteral("line end is \"%1\", should be \"%2\"").arg(is, shouldBe);
     case HeaderCheck:
     case Checksum:
         break;
@@ -222,41 +267,10 @@ Report checkFrame(Sender sender, const QByteArray &characters)
     Report report;
     report.sender = sender;
     report.raw = characters;
-    Findings findings(&report);
-
-    const auto size = characters.size();
-    const bool isWhole = size >= SmallestFrame;
-    if (!isWhole)
-        findings.add(Problem::Size, QByteArray::number(SmallestFrame), QByteArray::number(size));
-    const QByteArray startMark = characters.left(MarkSize);
-    if (startMark.toUpper() != "7E")
-        findings.add(Problem::StartMark, "7E", startMark);
-
-    const QByteArray length = characters.mid(MarkSize, 4);
-    const QByteArray rightLength = hex(static_cast<uint>(size - LengthBias) & 0xFFFF, 4);
-    if (isWhole && length.toUpper() != rightLength)
-        findings.add(Problem::LengthField, rightLength, length);
-
-    const QByteArray type = characters.mid(6, 4);
-    if (type.size() == 4 && isHex(type))
-        report.frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
-    else if (isWhole)
-        findings.add(Problem::TypeField, "four hexadecimal digits", type);
-
-    const QByteArray endMark = characters.right(MarkSize);
-    if (!isWhole) {
-        if (endMark.toUpper() != "7F")
-            findings.add(Problem::EndMark, "7F", endMark);
-        return report;
-    }
-
-    report.frame.data = characters.mid(DataStart, size - SmallestFrame);
-    checkSums(characters, &report);
-    if (endMark.toUpper() != "7F")
-        findings.add(Problem::EndMark, "7F", endMark);
-    const QByteArray upper = withUpperFields(characters);
-    if (sender == Sender::Keypad && upper != characters)
-        findings.add(Problem::UpperCase, upper, characters);
+    if (characters.size() < SmallestFrame)
+        checkFragment(&report);
+    else
+        checkWhole(&report);
     return report;
 }
 

@@ -1,7 +1,7 @@
 #include "bench/station/logline.h"
 
+#include "bench/station/escape.h"
 #include "bench/station/messages.h"
-#include "bench/station/transcript.h"
 
 #include <QVector>
 
@@ -152,6 +152,13 @@ QString fieldsOf(const QVariantMap &fields)
     return text;
 }
 
+QString typeLine(quint16 type)
+{
+    return QStringLiteral("type:    %1 (%2)\n")
+        .arg(QString::number(type, 16).rightJustified(4, QLatin1Char('0')).toUpper(),
+             typeName(type));
+}
+
 } // namespace
 
 QList<Report> framesInLogLine(const QByteArray &line)
@@ -168,16 +175,15 @@ QList<Report> framesInLogLine(const QByteArray &line)
 QString explain(const Report &report)
 {
     QString text = QStringLiteral("frame:   %1\n").arg(QString::fromLatin1(escaped(report.raw)));
-    if (report.raw.size() >= SmallestFrame) {
+    const bool isWhole = report.raw.size() >= SmallestFrame;
+    if (!isWhole && report.frame.type != 0)
+        text += typeLine(report.frame.type);
+    if (isWhole) {
         const Meaning meaning = meaningOf(report.frame);
         text += QStringLiteral("sender:  %1\n")
                     .arg(report.sender == Sender::Station ? QStringLiteral("station")
                                                           : QStringLiteral("keypad"));
-        text += QStringLiteral("type:    %1 (%2)\n")
-                    .arg(QString::number(report.frame.type, 16)
-                             .rightJustified(4, QLatin1Char('0'))
-                             .toUpper(),
-                         typeName(report.frame.type));
+        text += typeLine(report.frame.type);
         text += QStringLiteral("meaning: %1\n").arg(meaning.text);
         text += fieldsOf(meaning.fields);
         if (!meaning.complaint.isEmpty())
@@ -187,7 +193,7 @@ QString explain(const Report &report)
         return text + QStringLiteral("checks:  all right\n");
     for (const Problem &problem : report.problems)
         text += QStringLiteral("wrong:   %1\n").arg(problem.text());
-    if (report.raw.size() >= SmallestFrame && !report.fails(Problem::TypeField))
+    if (isWhole && !report.fails(Problem::TypeField))
         text += QStringLiteral("right:   %1\n")
                     .arg(QString::fromLatin1(
                         escaped(buildFrame(report.sender, report.frame.type, report.frame.data))));

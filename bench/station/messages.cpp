@@ -1,6 +1,6 @@
 #include "bench/station/messages.h"
 
-#include "bench/station/transcript.h"
+#include "bench/station/escape.h"
 
 #include <algorithm>
 #include <iterator>

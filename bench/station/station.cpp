@@ -1,5 +1,7 @@
 #include "bench/station/station.h"
 
+#include "bench/station/escape.h"
+
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
 #include <QEventLoop>

@@ -1,5 +1,6 @@
 #include "bench/station/stationcommand.h"
 
+#include "bench/station/escape.h"
 #include "bench/station/replay.h"
 #include "bench/station/station.h"
 

@@ -78,10 +78,4 @@ private:
     std::shared_ptr<QFile> m_file;
 };
 
-/// Bytes with what cannot be printed as `\r`, `\n`, `\t`, `\\`, `\"`, `\xHH`.
-QByteArray escaped(const QByteArray &bytes);
-
-/// The opposite of escaped(); empty when there is an escape it does not know.
-std::optional<QByteArray> unescaped(const QByteArray &text);
-
 #endif
