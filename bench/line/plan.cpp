@@ -21,7 +21,6 @@ const int ScreenWidth = 800;
 const int ScreenHeight = 480;
 const int DefaultTolerance = 8;
 
-
 /// The fields that the data of a frame can have; a limit on any other would
 /// never be looked at.
 QStringList fieldsOf(quint16 type)
@@ -33,8 +32,7 @@ QStringList fieldsOf(quint16 type)
         {wire::SdReadReply,
          {QStringLiteral("timeout"), QStringLiteral("port"), QStringLiteral("status"),
           QStringLiteral("values")}},
-        {wire::CalibratePoint,
-         {QStringLiteral("index"), QStringLiteral("x"), QStringLiteral("y")}},
+        {wire::CalibratePoint, {QStringLiteral("index"), QStringLiteral("x"), QStringLiteral("y")}},
         {wire::CalibrateFinished, {QStringLiteral("success")}},
         {wire::TouchReply, {QStringLiteral("x"), QStringLiteral("y")}},
         {wire::RelayReply, {QStringLiteral("text")}},
@@ -123,10 +121,9 @@ QList<Plan::Limit> limits(PlanReader &reader, quint16 type)
         if (!known.contains(field.key())) {
             reader.refuse(QStringLiteral("a frame of type \"%1\" has no field \"%2\"; %3")
                               .arg(wire::typeName(type), field.key(),
-                                   known.isEmpty()
-                                       ? QStringLiteral("it has none")
-                                       : QStringLiteral("it has ") +
-                                             known.join(QStringLiteral(", "))));
+                                   known.isEmpty() ? QStringLiteral("it has none")
+                                                   : QStringLiteral("it has ") +
+                                                         known.join(QStringLiteral(", "))));
             continue;
         }
         limits.append(limit(reader, field.key(), field.value()));

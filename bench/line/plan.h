@@ -101,10 +101,10 @@ struct Plan {
         std::optional<Poll> poll;
         QList<Expected> expected;
         QList<Check> checks;
-        QString look;     ///< a question for the operator of a real unit; yes is good
-        QString picture;  ///< name of a picture to take at the end; empty for none
-        int limitMs = 0;  ///< for all that the step waits for
-        int quietMs = 0;  ///< nothing more may come for so long
+        QString look;    ///< a question for the operator of a real unit; yes is good
+        QString picture; ///< name of a picture to take at the end; empty for none
+        int limitMs = 0; ///< for all that the step waits for
+        int quietMs = 0; ///< nothing more may come for so long
         int tries = 1;
         bool required = false; ///< when it fails, the unit is done
     };
