@@ -8,6 +8,7 @@ namespace
 {
 
 const int WidestName = 40;
+const int WidestValue = 90;
 /// In a file every line of progress stays, so they come seldom.
 const int ProgressEveryMs = 2000;
 
@@ -25,6 +26,11 @@ const char *colourOf(Outcome outcome)
         break;
     }
     return "\033[33m";
+}
+
+QString shortened(const QString &text)
+{
+    return text.size() <= WidestValue ? text : text.left(WidestValue - 3) + QStringLiteral("...");
 }
 
 QString percent(int part, qsizetype whole)
@@ -124,7 +130,7 @@ void Console::stepEnded(const StepRecord &step)
                        .arg(step.number, 3)
                        .arg(step.name, -m_nameWidth)
                        .arg(shownSeconds(step.seconds), 8)
-                       .arg(step.value());
+                       .arg(shortened(step.value()));
     if (!step.limits().isEmpty())
         text += QStringLiteral("  [%1]").arg(step.limits());
     if (step.tries > 1)

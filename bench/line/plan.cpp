@@ -64,6 +64,12 @@ QString number(double value)
     return QString::number(value, 'g', 10);
 }
 
+/// "gpio62/value": what tells one attribute from another.
+QString lastTwo(const QString &path)
+{
+    return path.section(QLatin1Char('/'), -2);
+}
+
 /// @name Readers of the parts of a step; each returns what it could read and
 /// leaves its complaint in the reader.
 /// @{
@@ -345,8 +351,7 @@ void readSending(PlanReader &reader, Plan::Step *step)
         return;
     }
     if (isRaw) {
-        step->requestText = reader.text(QStringLiteral("raw"));
-        step->bytes = step->requestText.toLatin1();
+        step->raw = reader.text(QStringLiteral("raw")).toLatin1();
         return;
     }
     if (!reader.has(QStringLiteral("request"))) {
@@ -354,9 +359,7 @@ void readSending(PlanReader &reader, Plan::Step *step)
             reader.refuse(QStringLiteral("\"data\" needs a \"request\""));
         return;
     }
-    const wire::Frame frame = request(reader);
-    step->requestText = wire::meaningOf(frame).text;
-    step->bytes = wire::buildFrame(wire::Sender::Station, frame.type, frame.data) + "\r\n";
+    step->request = request(reader);
 }
 
 QString picture(PlanReader &reader)
@@ -524,6 +527,29 @@ QString Plan::Check::describe() const
         return QStringLiteral("log line \"%1\"").arg(text.value_or(QString()));
     case Exit:
         return QStringLiteral("the tool ends with exit status %1").arg(status);
+    }
+    return QString();
+}
+
+QString Plan::Check::brief() const
+{
+    switch (kind) {
+    case Stores: {
+        QStringList list;
+        for (const Store &store : stores)
+            list.append(QStringLiteral("%1=%2").arg(lastTwo(store.path), store.text));
+        return list.join(QLatin1Char(' '));
+    }
+    case Attribute:
+        return QStringLiteral("%1 reads %2").arg(lastTwo(path), text.value_or(QString()));
+    case Pixel:
+        return QStringLiteral("pixel %1").arg(colour.name());
+    case File:
+        return exists ? path : QStringLiteral("no %1").arg(path);
+    case Log:
+        return QStringLiteral("logged");
+    case Exit:
+        return QStringLiteral("exit status %1").arg(status);
     }
     return QString();
 }

@@ -65,6 +65,8 @@ struct Plan {
         int status = 0;
 
         QString describe() const;
+        /// As short as a column of a report wants it: "trouble/brightness=255".
+        QString brief() const;
     };
 
     /// One thing that a hand does.
@@ -96,8 +98,8 @@ struct Plan {
         QString name;
         QString group;
         std::optional<Operation> operation;
-        QString requestText; ///< as the plan has it; empty when nothing is sent
-        QByteArray bytes;    ///< what goes over the line, line end included
+        std::optional<wire::Frame> request;
+        QByteArray raw; ///< sent instead of a request, as it stands
         std::optional<Poll> poll;
         QList<Expected> expected;
         QList<Check> checks;

@@ -119,11 +119,15 @@ QString Measurement::shown() const
 
 QString StepRecord::value() const
 {
-    if (measured.isEmpty())
-        return received.isEmpty() ? QString() : received.last();
     QStringList values;
     for (const Measurement &each : measured)
         values.append(each.name + QLatin1Char(' ') + each.shown());
+    if (measured.isEmpty() && !received.isEmpty())
+        values.append(received.last());
+    for (const CheckRecord &check : checks) {
+        if (check.result == CheckRecord::Held)
+            values.append(check.brief);
+    }
     return values.join(QStringLiteral(", "));
 }
 

@@ -43,6 +43,7 @@ struct CheckRecord {
     enum Result { Held, Broken, Skipped };
 
     QString what;
+    QString brief; ///< shorter
     Result result = Skipped;
     QString found; ///< when broken
 };
@@ -66,7 +67,8 @@ struct StepRecord {
     QStringList notes; ///< operator's actions, skipped checks
     QString picture;   ///< file beside the record
 
-    /// What is worth a place in one line: measured values, else the last answer.
+    /// What is worth a place in one line: measured values, else the last
+    /// answer, and what the board showed.
     QString value() const;
     QString limits() const;
 };

@@ -145,11 +145,15 @@ void Runner::run(UnitRecord *record)
 StepRecord Runner::runStep(const Plan::Step &step, int number)
 {
     m_watcher->stepStarted(step, number);
+    m_station->transcript().note(QStringLiteral("step %1: %2").arg(number).arg(step.name));
     StepRecord untried;
     untried.number = number;
     untried.name = step.name;
     untried.group = step.group;
-    untried.sent = step.requestText;
+    if (step.request)
+        untried.sent = wire::meaningOf(*step.request).text;
+    else if (!step.raw.isEmpty())
+        untried.sent = QString::fromLatin1(escaped(step.raw));
     untried.start = QDateTime::currentDateTime();
     untried.outcome = Outcome::Pass;
     StepRecord record;
@@ -200,7 +204,7 @@ void Runner::attempt(const Plan::Step &step, Attempt *attempt)
     if (step.operation && m_unit->hasOperator())
         attempt->limitMs += m_plan.operatorLimitMs;
     attempt->deadline.setRemainingTime(attempt->limitMs);
-    if (!step.bytes.isEmpty() && !send(step.bytes, attempt))
+    if (!send(step, attempt))
         return;
     const bool came = step.poll ? expectPolling(step, attempt) : expectFrames(step, attempt);
     if (came && runChecks(step, attempt) && look(step, attempt))
@@ -212,7 +216,8 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
     if (!step.operation)
         return true;
     QString error;
-    const bool confirm = step.expected.isEmpty() || !step.bytes.isEmpty();
+    const bool sends = step.request || !step.raw.isEmpty();
+    const bool confirm = sends || step.expected.isEmpty();
     const Unit::Done done =
         m_unit->operate(*step.operation, confirm, m_plan.operatorLimitMs, &error);
     attempt->record->notes.append(step.operation->ask);
@@ -221,9 +226,16 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
     return attempt->fail(done == Unit::TooLate ? Outcome::TimeOut : Outcome::Error, error);
 }
 
-bool Runner::send(const QByteArray &bytes, Attempt *attempt)
+bool Runner::send(const Plan::Step &step, Attempt *attempt)
 {
-    return m_station->sendRaw(bytes) || attempt->fail(Outcome::Error, m_station->errorString());
+    if (step.request)
+        return sent(m_station->send(step.request->type, step.request->data), attempt);
+    return step.raw.isEmpty() || sent(m_station->sendRaw(step.raw), attempt);
+}
+
+bool Runner::sent(bool good, Attempt *attempt)
+{
+    return good || attempt->fail(Outcome::Error, m_station->errorString());
 }
 
 /// Why what was expected did not come.
@@ -314,8 +326,6 @@ bool Runner::measure(const QList<Plan::Limit> &limits, const wire::Meaning &mean
 bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
 {
     const Plan::Poll &poll = *step.poll;
-    const QByteArray request =
-        wire::buildFrame(wire::Sender::Station, poll.request.type, poll.request.data) + "\r\n";
     const std::optional<wire::Answers> answers = wire::answersTo(poll.request.type);
     const quint16 answerType = answers ? answers->reply : quint16(0);
     QDeadlineTimer ask(0);
@@ -323,7 +333,7 @@ bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
     int came = 0;
     while (came < step.expected.size() || asked) {
         if (!asked && ask.hasExpired()) {
-            if (!send(request, attempt))
+            if (!sent(m_station->send(poll.request.type, poll.request.data), attempt))
                 return false;
             asked = true;
             ask.setRemainingTime(poll.everyMs);
@@ -393,6 +403,7 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
 {
     CheckRecord record;
     record.what = check.describe();
+    record.brief = check.brief();
     QString found;
     Unit::Finding finding = m_unit->check(check, &found);
     while (finding == Unit::NotYet && !attempt->deadline.hasExpired() && !isInterrupted()) {

@@ -54,7 +54,8 @@ private:
     StepRecord runStep(const Plan::Step &step, int number);
     void attempt(const Plan::Step &step, Attempt *attempt);
     bool operate(const Plan::Step &step, Attempt *attempt);
-    bool send(const QByteArray &bytes, Attempt *attempt);
+    bool send(const Plan::Step &step, Attempt *attempt);
+    bool sent(bool good, Attempt *attempt);
     bool expectFrames(const Plan::Step &step, Attempt *attempt);
     bool expectPolling(const Plan::Step &step, Attempt *attempt);
     bool takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attempt *attempt);
