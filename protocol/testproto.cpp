@@ -55,7 +55,7 @@ FILE *openReplyStream(int line)
 {
     const int copy = fcntl(line, F_DUPFD_CLOEXEC, 0);
     if (copy < 0)
-        return 0;
+        return nullptr;
     FILE *stream = fdopen(copy, "w");
     if (!stream)
         close(copy);
@@ -65,8 +65,8 @@ FILE *openReplyStream(int line)
 } // namespace
 
 TestProto::TestProto(QObject *parent, const Board &board)
-    : QObject(parent), m_strictCheck(true), m_sdMon(new SDMon(this, board)), m_fd(-1), m_file(0),
-      m_ateTimer(0), m_notifier(0), m_board(board)
+    : QObject(parent), m_strictCheck(true), m_sdMon(new SDMon(this, board)), m_fd(-1),
+      m_file(nullptr), m_ateTimer(nullptr), m_notifier(nullptr), m_board(board)
 {
     setSdPower(m_board, true);
     connect(m_sdMon, SIGNAL(dirAdded(QString)), SLOT(setSdCardMountPath(QString)));
@@ -89,7 +89,7 @@ TestProto::~TestProto()
     // The monitor blocks in its pipe and a running thread must not be deleted:
     // it is let go and ends with the process.
     if (m_sdMon->isRunning())
-        m_sdMon->setParent(0);
+        m_sdMon->setParent(nullptr);
     delete m_notifier;
     if (m_fd >= 0)
         close(m_fd);
