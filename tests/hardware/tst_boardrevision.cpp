@@ -1,8 +1,15 @@
 #include <QtTest>
 
 #include "hardware/boardrevision.h"
-#include "tests/hardware/throwawayboard.h"
-#include "tests/messagelog.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+
+namespace
+{
+
+const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision");
+
+} // namespace
 
 class tst_BoardRevision : public QObject
 {
@@ -43,17 +50,17 @@ void tst_BoardRevision::text()
     QFETCH(QByteArray, file);
     QFETCH(int, revision);
     QFETCH(QStringList, messages);
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::BoardRevision, file));
-    MessageLog log;
+    BoardFolder keypad;
+    keypad.write(revisionFile, file);
+    LogCatcher log;
     QCOMPARE(readBoardRevision(keypad.board()), revision);
     QCOMPARE(log.take(), messages);
 }
 
 void tst_BoardRevision::missing()
 {
-    ThrowawayBoard keypad;
-    MessageLog log;
+    BoardFolder keypad;
+    LogCatcher log;
     QCOMPARE(readBoardRevision(keypad.board()), 1);
     QCOMPARE(log.take(),
              QStringList(QStringLiteral("debug: No revision file found, assuming rev 1")));
@@ -61,9 +68,9 @@ void tst_BoardRevision::missing()
 
 void tst_BoardRevision::unreadable()
 {
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.putFolder(Board::BoardRevision));
-    MessageLog log;
+    BoardFolder keypad;
+    keypad.makeFolder(revisionFile);
+    LogCatcher log;
     QCOMPARE(readBoardRevision(keypad.board()), 1);
     QCOMPARE(log.take(),
              QStringList(QStringLiteral("warning: Unable to read the board revision file")));

@@ -1,5 +1,7 @@
 // A named pipe stands in for the event device: what was written waits there
 // until it is read, and one read takes whatever is waiting.
+#include <QDir>
+#include <QFile>
 #include <QMetaMethod>
 #include <QSocketNotifier>
 #include <QtTest>
@@ -10,11 +12,14 @@
 #include <unistd.h>
 
 #include "hardware/buttons.h"
-#include "tests/hardware/throwawayboard.h"
-#include "tests/messagelog.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
 
 namespace
 {
+
+const QString eventDevice = QStringLiteral("/dev/input/event0");
+const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision");
 
 const QByteArray press("\x00\x00\x00\x00\x00\x00\x00\x00\x01\x00\x66\x00\x01\x00\x00\x00", 16);
 const QByteArray release("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x66\x00\x00\x00\x00\x00", 16);
@@ -25,13 +30,13 @@ const QByteArray otherKey("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x67\x00\x01\
 const QByteArray otherType("\x01\x00\x00\x00\x40\x0D\x03\x00\x02\x00\x66\x00\x01\x00\x00\x00", 16);
 
 /// A board whose home key is a pipe.
-class KeyBoard : public ThrowawayBoard
+class KeyBoard : public BoardFolder
 {
 public:
     KeyBoard() : m_end(-1)
     {
-        makeParent(Board::HomeKeyEvents);
-        const QByteArray name = QFile::encodeName(path(Board::HomeKeyEvents));
+        makeFolder(QStringLiteral("/dev/input"));
+        const QByteArray name = QFile::encodeName(at(eventDevice));
         if (mkfifo(name.constData(), 0600) == 0)
             m_end = open(name.constData(), O_RDWR | O_NONBLOCK);
     }
@@ -42,7 +47,7 @@ public:
 
     bool send(const QByteArray &bytes) const
     {
-        return write(m_end, bytes.constData(), size_t(bytes.size())) == bytes.size();
+        return ::write(m_end, bytes.constData(), size_t(bytes.size())) == bytes.size();
     }
 
     /// Bytes that nobody has read yet.
@@ -108,7 +113,7 @@ void tst_Buttons::construction()
 {
     KeyBoard keypad;
     QVERIFY(keypad.isValid());
-    MessageLog log;
+    LogCatcher log;
     QObject parent;
     Buttons *buttons = new Buttons(&parent, keypad.board());
     QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
@@ -123,29 +128,29 @@ void tst_Buttons::construction()
 void tst_Buttons::revision()
 {
     KeyBoard keypad;
-    QVERIFY(keypad.put(Board::BoardRevision, "4"));
-    MessageLog log;
+    keypad.write(revisionFile, "4");
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QCOMPARE(buttons.revision(), 4);
     QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
                                        << "debug: Running on board rev 4");
 
     // The board does not change under the tool.
-    QVERIFY(keypad.put(Board::BoardRevision, "2"));
+    keypad.write(revisionFile, "2");
     QCOMPARE(buttons.revision(), 4);
 }
 
 void tst_Buttons::noDevice()
 {
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::BoardRevision, "3"));
-    MessageLog log;
+    BoardFolder keypad;
+    keypad.write(revisionFile, "3");
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
-    QCOMPARE(log.take(), QStringList() << QStringLiteral("warning: Failed to open ") +
-                                              keypad.root() + QStringLiteral("/dev/input/event0")
-                                       << "debug: Running on board rev 3");
+    QCOMPARE(log.take(), QStringList()
+                             << QStringLiteral("warning: Failed to open ") + keypad.at(eventDevice)
+                             << "debug: Running on board rev 3");
     QVERIFY(buttons.findChildren<QSocketNotifier *>().isEmpty());
-    QVERIFY(!keypad.exists(Board::HomeKeyEvents));
+    QVERIFY(!keypad.exists(eventDevice));
 
     QSignalSpy home(&buttons, SIGNAL(home(bool)));
     QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
@@ -184,7 +189,7 @@ void tst_Buttons::records()
     QFETCH(QList<bool>, reported);
     QFETCH(bool, downAfterwards);
     KeyBoard keypad;
-    MessageLog log;
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QSignalSpy home(&buttons, SIGNAL(home(bool)));
     QVERIFY(keypad.send(bytes));
@@ -202,7 +207,7 @@ void tst_Buttons::records()
 void tst_Buttons::recordsInSeveralReads()
 {
     KeyBoard keypad;
-    MessageLog log;
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QList<bool> stateWhenReported;
     connect(&buttons, &Buttons::home, this, [&](bool down) {
@@ -221,7 +226,7 @@ void tst_Buttons::recordsInSeveralReads()
 void tst_Buttons::shortRead()
 {
     KeyBoard keypad;
-    MessageLog log;
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QSignalSpy home(&buttons, SIGNAL(home(bool)));
     QVERIFY(keypad.send(press.left(15)));
@@ -241,7 +246,7 @@ void tst_Buttons::shortRead()
 void tst_Buttons::atMostSixteenRecordsInARead()
 {
     KeyBoard keypad;
-    MessageLog log;
+    LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QSignalSpy home(&buttons, SIGNAL(home(bool)));
     QVERIFY(keypad.send(press.repeated(16) + release.repeated(4)));
@@ -257,7 +262,7 @@ void tst_Buttons::atMostSixteenRecordsInARead()
 void tst_Buttons::descriptorOutlivesTheObject()
 {
     KeyBoard keypad;
-    MessageLog log;
+    LogCatcher log;
     const int before = openDescriptors();
     Buttons *buttons = new Buttons(nullptr, keypad.board());
     QCOMPARE(openDescriptors(), before + 1);

@@ -1,8 +1,17 @@
 #include <QtTest>
 
 #include "hardware/readings.h"
-#include "tests/hardware/throwawayboard.h"
-#include "tests/messagelog.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+
+namespace
+{
+
+const QString voltageFile = QStringLiteral("/sys/class/power_supply/corlink/voltage_now");
+const QString versionFile = QStringLiteral("/usr/lib/panel/version");
+const QString mountedVersionFile = QStringLiteral("/mnt/usr/lib/panel/version");
+
+} // namespace
 
 class tst_Readings : public QObject
 {
@@ -39,27 +48,27 @@ void tst_Readings::voltage()
 {
     QFETCH(QByteArray, file);
     QFETCH(QByteArray, reading);
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::BusVoltage, file));
-    MessageLog log;
+    BoardFolder keypad;
+    keypad.write(voltageFile, file);
+    LogCatcher log;
     QCOMPARE(readVoltage(keypad.board()), reading);
     QCOMPARE(log.take(), QStringList());
 }
 
 void tst_Readings::voltageFileMissing()
 {
-    ThrowawayBoard keypad;
-    MessageLog log;
+    BoardFolder keypad;
+    LogCatcher log;
     QCOMPARE(readVoltage(keypad.board()), QByteArray());
     QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open voltage file")));
 }
 
 void tst_Readings::voltageFollowsTheFile()
 {
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::BusVoltage, "11900\n"));
+    BoardFolder keypad;
+    keypad.write(voltageFile, "11900\n");
     QCOMPARE(readVoltage(keypad.board()), QByteArray("11900"));
-    QVERIFY(keypad.put(Board::BusVoltage, "12100\n"));
+    keypad.write(voltageFile, "12100\n");
     QCOMPARE(readVoltage(keypad.board()), QByteArray("12100"));
 }
 
@@ -86,9 +95,9 @@ void tst_Readings::version()
 {
     QFETCH(QByteArray, file);
     QFETCH(QString, text);
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::Version, file));
-    MessageLog log;
+    BoardFolder keypad;
+    keypad.write(versionFile, file);
+    LogCatcher log;
     QString version = QStringLiteral("before");
     QVERIFY(readVersion(keypad.board(), false, &version));
     QCOMPARE(version, text);
@@ -97,9 +106,9 @@ void tst_Readings::version()
 
 void tst_Readings::versionOfTheChosenSystem()
 {
-    ThrowawayBoard keypad;
-    QVERIFY(keypad.put(Board::Version, "1.0\n"));
-    QVERIFY(keypad.put(Board::MountedVersion, "2.0\n"));
+    BoardFolder keypad;
+    keypad.write(versionFile, "1.0\n");
+    keypad.write(mountedVersionFile, "2.0\n");
     QString version;
     QVERIFY(readVersion(keypad.board(), false, &version));
     QCOMPARE(version, QStringLiteral("1.0"));
@@ -112,15 +121,15 @@ void tst_Readings::versionFileMissing()
     const QStringList message(
         QStringLiteral("debug: In ATE mode Could not Open Version file to read"));
     QString version = QStringLiteral("before");
-    MessageLog log;
+    LogCatcher log;
 
-    ThrowawayBoard running;
-    QVERIFY(running.put(Board::Version, "1.0\n"));
+    BoardFolder running;
+    running.write(versionFile, "1.0\n");
     QVERIFY(!readVersion(running.board(), true, &version));
     QCOMPARE(log.take(), message);
 
-    ThrowawayBoard mounted;
-    QVERIFY(mounted.put(Board::MountedVersion, "2.0\n"));
+    BoardFolder mounted;
+    mounted.write(mountedVersionFile, "2.0\n");
     QVERIFY(!readVersion(mounted.board(), false, &version));
     QCOMPARE(log.take(), message);
 

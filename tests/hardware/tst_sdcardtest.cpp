@@ -15,7 +15,7 @@
 #include <unistd.h>
 
 #include "hardware/sdcardtest.h"
-#include "tests/messagelog.h"
+#include "tests/support/logcatcher.h"
 
 namespace
 {
@@ -188,7 +188,7 @@ qint64 tst_SdCardTest::run(const QString &mountDir)
 void tst_SdCardTest::goodCard()
 {
     Card card;
-    MessageLog log;
+    LogCatcher log;
     const qint64 elapsed = run(card.path());
     const QStringList messages = log.take();
     QVERIFY(elapsed >= 0);
@@ -216,7 +216,7 @@ void tst_SdCardTest::goodCard()
 void tst_SdCardTest::seededWithTheTime()
 {
     Card card;
-    MessageLog log;
+    LogCatcher log;
     const time_t before = time(nullptr);
     run(card.path());
     const time_t after = time(nullptr);
@@ -232,7 +232,7 @@ void tst_SdCardTest::seededWithTheTime()
 void tst_SdCardTest::everyLineIsFlushed()
 {
     Card card;
-    MessageLog log;
+    LogCatcher log;
     QList<QByteArray> seen;
     beforeNumber = [&](int) { seen.append(card.get(testFile)); };
     run(card.path());
@@ -250,7 +250,7 @@ void tst_SdCardTest::oldFileIsDeleted()
     QVERIFY(link(QFile::encodeName(card.path(testFile)).constData(),
                  QFile::encodeName(card.path("kept")).constData()) == 0);
     QVERIFY(QFile::setPermissions(card.path(testFile), QFileDevice::ReadOwner));
-    MessageLog log;
+    LogCatcher log;
     QVERIFY(run(card.path()) >= 0);
     QCOMPARE(m_status, 0);
     QCOMPARE(card.get(testFile), QByteArray(tenLines));
@@ -265,7 +265,7 @@ void tst_SdCardTest::probeFileIsNotTouchedByAGoodCard()
 {
     Card card;
     QVERIFY(card.put(probeFile, "mine"));
-    MessageLog log;
+    LogCatcher log;
     run(card.path());
     QCOMPARE(card.get(probeFile), QByteArray("mine"));
 }
@@ -274,7 +274,7 @@ void tst_SdCardTest::oldFileIsAFolder()
 {
     Card card;
     QVERIFY(QDir(card.path()).mkpath(QLatin1String(testFile) + "/inside"));
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 3);
     VALUES_UNTOUCHED();
@@ -296,7 +296,7 @@ void tst_SdCardTest::oldFileIsAMountPoint()
     QVERIFY(card.put(testFile, "old"));
     if (!card.bindOver(testFile, other.fileName()))
         QSKIP(mountNeedsRoot);
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 3);
     VALUES_UNTOUCHED();
@@ -311,7 +311,7 @@ void tst_SdCardTest::oldFileOnReadOnlyCard()
         QSKIP(mountNeedsRoot);
     QVERIFY(card.put(testFile, "old"));
     QVERIFY(card.makeReadOnly());
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 2);
     VALUES_UNTOUCHED();
@@ -331,7 +331,7 @@ void tst_SdCardTest::oldProbeFile()
     Card card;
     QVERIFY(QDir(card.path()).mkpath(QLatin1String(testFile) + "/inside"));
     QVERIFY(card.put(probeFile, "of an earlier run"));
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 3);
     QVERIFY(!card.has(probeFile));
@@ -343,7 +343,7 @@ void tst_SdCardTest::probeIsAFolder()
     Card card;
     QVERIFY(QDir(card.path()).mkpath(QLatin1String(testFile) + "/inside"));
     QVERIFY(QDir(card.path()).mkdir(QLatin1String(probeFile)));
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 2);
     VALUES_UNTOUCHED();
@@ -353,7 +353,7 @@ void tst_SdCardTest::cardFolderGone()
 {
     Card card;
     const QString gone = card.path("gone");
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(gone), qint64(-2));
     QCOMPARE(m_status, 2);
     VALUES_UNTOUCHED();
@@ -368,7 +368,7 @@ void tst_SdCardTest::readOnlyCard()
     Card card;
     if (!card.mountTmpfs("size=64k") || !card.makeReadOnly())
         QSKIP(mountNeedsRoot);
-    MessageLog log;
+    LogCatcher log;
     QCOMPARE(run(card.path()), qint64(-2));
     QCOMPARE(m_status, 2);
     VALUES_UNTOUCHED();
@@ -379,7 +379,7 @@ void tst_SdCardTest::readOnlyCard()
 void tst_SdCardTest::fileVanishes()
 {
     Card card;
-    MessageLog log;
+    LogCatcher log;
     beforeNumber = [&](int index) {
         if (index == 9)
             QFile::remove(card.path(testFile));
@@ -394,7 +394,7 @@ void tst_SdCardTest::fileVanishes()
 void tst_SdCardTest::byteDiffers()
 {
     Card card;
-    MessageLog log;
+    LogCatcher log;
     beforeNumber = [&](int index) {
         if (index != 9)
             return;
@@ -423,7 +423,7 @@ void tst_SdCardTest::fullCard()
     if (!card.mountTmpfs("size=4k"))
         QSKIP(mountNeedsRoot);
     QVERIFY(card.put("filling", QByteArray(4096, 'x')));
-    MessageLog log;
+    LogCatcher log;
     QVERIFY(run(card.path()) >= 0);
     QCOMPARE(m_status, 3);
     COMPARE_VALUES(0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
@@ -467,7 +467,7 @@ void tst_SdCardTest::linesReadBack()
     QFETCH(QList<int>, values);
     QFETCH(QString, lastMessage);
     Card card;
-    MessageLog log;
+    LogCatcher log;
     beforeNumber = [&](int index) {
         if (index != 9)
             return;

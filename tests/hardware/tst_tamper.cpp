@@ -1,6 +1,8 @@
 // The folder plays /sys/class/gpio. Two things are watched: every file that is
 // opened there, and every single store. A store of a pin's number into the
 // export file makes the pin appear before the store returns, as in the kernel.
+#include <QFile>
+#include <QFileInfo>
 #include <QPair>
 #include <QtTest>
 
@@ -13,11 +15,16 @@
 
 #include "hardware/buttons.h"
 #include "hardware/tamper.h"
-#include "tests/hardware/throwawayboard.h"
-#include "tests/messagelog.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
 
 namespace
 {
+
+const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision");
+const QString exportFile = QStringLiteral("/sys/class/gpio/export");
+const QString activeLowFile = QStringLiteral("/sys/class/gpio/gpio17/active_low");
+const QString valueFile = QStringLiteral("/sys/class/gpio/gpio17/value");
 
 /// Called for every store into a file below the watched root: its path below
 /// the root, and the bytes. Returns the error that the store meets, 0 for none.
@@ -50,15 +57,15 @@ extern "C" ssize_t write(int fd, const void *bytes, size_t size)
 namespace
 {
 
-class GpioBoard : public ThrowawayBoard
+class GpioBoard : public BoardFolder
 {
 public:
     using Store = QPair<QByteArray, QByteArray>;
 
     explicit GpioBoard(const QByteArray &revision) : m_watch(inotify_init1(IN_NONBLOCK))
     {
-        put(Board::BoardRevision, revision);
-        makeParent(Board::GpioExport);
+        write(revisionFile, revision);
+        makeFolder(QStringLiteral("/sys/class/gpio"));
     }
     ~GpioBoard()
     {
@@ -68,22 +75,22 @@ public:
     Q_DISABLE_COPY(GpioBoard)
 
     /// The export file is there; what happens in it is up to exported().
-    void makeExport() { put(Board::GpioExport, ""); }
+    void makeExport() { write(exportFile, ""); }
 
     /// The pin is there: its polarity, direction and value files.
     void makePin(const QByteArray &value)
     {
-        put(Board::TamperActiveLow, "0\n");
-        put(Board::TamperValue, value);
+        write(activeLowFile, "0\n");
+        write(valueFile, value);
     }
 
     /// From here on stores and opened files are recorded. A store into the
     /// export file runs @p exported, which returns the error that the store meets.
     void watch(const std::function<int()> &exported = [] { return 0; })
     {
-        watchFolder(Board::GpioExport);
-        watchFolder(Board::TamperValue);
-        watchedRoot = QFile::encodeName(root());
+        watchFolder(exportFile);
+        watchFolder(valueFile);
+        watchedRoot = QFile::encodeName(at(QString()));
         onStore = [this, exported](const QByteArray &path, const QByteArray &bytes) {
             stores.append(Store(path, bytes));
             if (path != "/sys/class/gpio/export")
@@ -92,7 +99,7 @@ public:
             onStore = nullptr;
             const int error = exported();
             onStore = silence;
-            watchFolder(Board::TamperValue);
+            watchFolder(valueFile);
             return error;
         };
     }
@@ -117,9 +124,9 @@ public:
     QList<Store> stores;
 
 private:
-    void watchFolder(Board::Path which) const
+    void watchFolder(const QString &file) const
     {
-        const QByteArray folder = QFile::encodeName(QFileInfo(path(which)).path());
+        const QByteArray folder = QFile::encodeName(QFileInfo(at(file)).path());
         inotify_add_watch(m_watch, folder.constData(), IN_OPEN);
     }
 
@@ -166,7 +173,7 @@ void tst_Tamper::aboveRevision3()
 {
     QFETCH(QByteArray, revision);
     QFETCH(bool, exported);
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad(revision);
     keypad.makeExport();
     if (exported)
@@ -190,7 +197,7 @@ void tst_Tamper::upToRevision3_data()
 void tst_Tamper::upToRevision3()
 {
     QFETCH(QByteArray, revision);
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad(revision);
     keypad.makeExport();
     keypad.makePin("0\n");
@@ -202,7 +209,7 @@ void tst_Tamper::upToRevision3()
     // An exported pin is only read: its polarity stays as it is.
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
     QVERIFY(keypad.stores.isEmpty());
-    QCOMPARE(keypad.get(Board::TamperActiveLow), QByteArray("0\n"));
+    QCOMPARE(keypad.read(activeLowFile), QByteArray("0\n"));
 }
 
 void tst_Tamper::value_data()
@@ -223,21 +230,21 @@ void tst_Tamper::value()
 {
     QFETCH(QByteArray, file);
     QFETCH(bool, active);
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makePin("1\n");
     const Buttons buttons(nullptr, keypad.board());
     log.take();
     QVERIFY(!readTamper(buttons, keypad.board()));
     // Sampled afresh by every call.
-    QVERIFY(keypad.put(Board::TamperValue, file));
+    keypad.write(valueFile, file);
     QCOMPARE(readTamper(buttons, keypad.board()), active);
     QCOMPARE(log.take(), QStringList());
 }
 
 void tst_Tamper::exportsOnce()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
@@ -262,9 +269,9 @@ void tst_Tamper::exportCannotBeOpened()
 {
     const QStringList message(
         QStringLiteral("warning: Unable to export the tamper GPIO to user space"));
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
-    QVERIFY(keypad.putFolder(Board::GpioExport));
+    keypad.makeFolder(exportFile);
     const Buttons buttons(nullptr, keypad.board());
     log.take();
     keypad.watch();
@@ -272,14 +279,14 @@ void tst_Tamper::exportCannotBeOpened()
     QCOMPARE(log.take(), message);
     QVERIFY(keypad.stores.isEmpty());
 
-    ThrowawayBoard bare;
+    BoardFolder bare;
     QVERIFY(!readTamper(buttons, bare.board()));
     QCOMPARE(log.take(), message);
 }
 
 void tst_Tamper::exportWithoutEffect()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
@@ -295,7 +302,7 @@ void tst_Tamper::exportWithoutEffect()
 void tst_Tamper::exportRefused()
 {
     // A store that the kernel refuses is not an error by itself and is not tried again.
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
@@ -309,14 +316,14 @@ void tst_Tamper::exportRefused()
 
 void tst_Tamper::polarityCannotBeOpened()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
     log.take();
     keypad.watch([&] {
-        keypad.put(Board::TamperValue, "0\n");
-        keypad.putFolder(Board::TamperActiveLow);
+        keypad.write(valueFile, "0\n");
+        keypad.makeFolder(activeLowFile);
         return 0;
     });
     QVERIFY(!readTamper(buttons, keypad.board()));
@@ -333,7 +340,7 @@ void tst_Tamper::polarityCannotBeOpened()
 
 void tst_Tamper::polarityRefused()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
@@ -353,10 +360,10 @@ void tst_Tamper::polarityRefused()
 
 void tst_Tamper::valueCannotBeOpened()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("3");
     keypad.makeExport();
-    QVERIFY(keypad.putFolder(Board::TamperValue));
+    keypad.makeFolder(valueFile);
     const Buttons buttons(nullptr, keypad.board());
     log.take();
     keypad.watch();
@@ -367,14 +374,14 @@ void tst_Tamper::valueCannotBeOpened()
 
 void tst_Tamper::valueCannotBeOpenedAfterTheExport()
 {
-    MessageLog log;
+    LogCatcher log;
     GpioBoard keypad("1");
     keypad.makeExport();
     const Buttons buttons(nullptr, keypad.board());
     log.take();
     keypad.watch([&] {
-        keypad.putFolder(Board::TamperValue);
-        keypad.put(Board::TamperActiveLow, "0\n");
+        keypad.makeFolder(valueFile);
+        keypad.write(activeLowFile, "0\n");
         return 0;
     });
     QVERIFY(!readTamper(buttons, keypad.board()));
