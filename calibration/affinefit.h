@@ -1,0 +1,44 @@
+/// The affine map from device to screen coordinates that fits a calibration best.
+#ifndef CALIBRATION_AFFINEFIT_H
+#define CALIBRATION_AFFINEFIT_H
+
+#include "calibration/pointercalibrationdata.h"
+
+#include <QPoint>
+#include <QSize>
+
+/// The touchscreen library's form of the map, in integers:
+///     x' = (a x + b y + c) / s
+///     y' = (d x + e y + f) / s
+/// where the division truncates toward zero.
+struct AffineMap {
+    qint32 a, b, c;
+    qint32 d, e, f;
+    qint32 s;
+};
+
+/// The screen point of @p device, computed as the touchscreen library does.
+QPoint mapped(const AffineMap &map, const QPoint &device);
+
+/// The least-squares fit over the five points of @p data.
+///
+/// The map holds half a pixel in c and f, so that the truncating division
+/// rounds to the nearest pixel. The scale is 65536, or the next smaller power
+/// of two with which the library's sums stay within 32 bits.
+///
+/// @return false, with @p map untouched, when the points determine no map: they
+/// lie on a line, or so close to one (closer than a hundredth of its length)
+/// that noise and not the panel would decide; or the map needs numbers that
+/// the library cannot calculate with.
+bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map);
+
+/// The largest distance in pixels, in x or in y, between a screen point of
+/// @p data and where @p map puts its device point.
+int largestError(const AffineMap &map, const QWSPointerCalibrationData &data);
+
+/// Five points that stand for @p map: the corners and the centre of a screen
+/// of @p screenSize, and the device points that @p map takes there. A map that
+/// cannot be inverted gives device points of 0,0.
+QWSPointerCalibrationData pointsOf(const AffineMap &map, const QSize &screenSize);
+
+#endif

@@ -1,0 +1,110 @@
+#include "calibration/pointercaldriver.h"
+
+#include "calibration/affinefit.h"
+#include "calibration/pointercalfile.h"
+#include "calibration/touchpointer.h"
+#include "calibration/touchscreen.h"
+#include "compat/screen.h"
+
+#include <QFile>
+
+PointerDriver *PointerDriver::create(QObject *parent)
+{
+    return new PointercalDriver(parent);
+}
+
+PointercalDriver::PointercalDriver(QObject *parent)
+    : PointerDriver(parent), m_inForce(load()), m_touchScreen(0), m_pointer(0)
+{
+    openTouchScreen();
+}
+
+void PointercalDriver::getCalibration(QWSPointerCalibrationData *data) const
+{
+    *data = m_inForce.points;
+}
+
+void PointercalDriver::clearCalibration()
+{
+    setRaw(true);
+}
+
+void PointercalDriver::calibrate(const QWSPointerCalibrationData *data)
+{
+    setRaw(false);
+
+    Calibration wanted = m_inForce;
+    if (!(*data == m_inForce.points) && !computed(*data, &wanted)) {
+        qWarning("The calibration points determine no map, nothing is stored");
+        return;
+    }
+    if (wanted.content.isEmpty())
+        return;
+
+    QString error;
+    if (!PointercalFile::store(PointercalFile::toWrite(), wanted.content, &error)) {
+        qWarning("Failed to store the calibration: %s", qPrintable(error));
+        return;
+    }
+    m_inForce = wanted;
+    if (m_touchScreen)
+        m_touchScreen->reload(PointercalFile::toRead());
+}
+
+QPoint PointercalDriver::mapToDevice(const QPoint &point, const QSize &) const
+{
+    return point;
+}
+
+PointercalDriver::Calibration PointercalDriver::load()
+{
+    const QSize screen = screenGeometry().size();
+    const AffineMap identity = {1, 0, 0, 0, 1, 0, 1};
+    Calibration calibration;
+    calibration.points = pointsOf(identity, screen);
+
+    const QString path = PointercalFile::toRead();
+    const QByteArray content = PointercalFile::read(path);
+    if (content.isEmpty())
+        return calibration;
+    AffineMap map;
+    if (!PointercalFile::parse(content, &map)) {
+        qWarning("No calibration in %s", qPrintable(path));
+        return calibration;
+    }
+    calibration.points = pointsOf(map, screen);
+    calibration.content = content;
+    return calibration;
+}
+
+bool PointercalDriver::computed(const QWSPointerCalibrationData &data, Calibration *result)
+{
+    AffineMap map;
+    if (!fitAffine(data, &map))
+        return false;
+    result->points = data;
+    result->content = PointercalFile::format(map);
+    qDebug("The calibration fits its points to %d pixels", largestError(map, data));
+    return true;
+}
+
+void PointercalDriver::openTouchScreen()
+{
+    const QString device = QFile::decodeName(qgetenv("TSLIB_TSDEVICE"));
+    if (device.isEmpty())
+        return;
+    m_touchScreen = TouchScreen::open(device, PointercalFile::toRead(), this);
+    if (!m_touchScreen)
+        return;
+    m_pointer = new TouchPointer(this);
+    connect(m_touchScreen, SIGNAL(touched(QPoint)), m_pointer, SLOT(touch(QPoint)));
+    connect(m_touchScreen, SIGNAL(lifted()), m_pointer, SLOT(lift()));
+}
+
+void PointercalDriver::setRaw(bool raw)
+{
+    if (!m_touchScreen)
+        return;
+    m_touchScreen->setRaw(raw);
+    m_pointer->setRaw(raw);
+}

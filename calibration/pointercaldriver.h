@@ -1,0 +1,56 @@
+/// The pointer driver where Qt brings none that can be calibrated: the map is
+/// fitted here, stored in the touchscreen library's file, and applied by that
+/// library to the touches it reads.
+#ifndef CALIBRATION_POINTERCALDRIVER_H
+#define CALIBRATION_POINTERCALDRIVER_H
+
+#include "calibration/pointerdriver.h"
+
+#include <QByteArray>
+
+class TouchPointer;
+class TouchScreen;
+
+class PointercalDriver : public PointerDriver
+{
+public:
+    /// Loads the stored calibration, and opens the touchscreen that
+    /// TSLIB_TSDEVICE names. Where it names none, or one that cannot be opened
+    /// (logged), Qt's own mouse serves: its coordinates are those of the
+    /// screen and no map is ever applied to them, but fitted sets are stored
+    /// all the same.
+    explicit PointercalDriver(QObject *parent = 0);
+
+    /// The set that was calibrated last, or five points that stand for the map
+    /// in the file; the screen's own points where there is no calibration.
+    void getCalibration(QWSPointerCalibrationData *data) const override;
+
+    void clearCalibration() override;
+
+    /// Stores to every file of PointercalFile::toWrite(). Handing back what
+    /// getCalibration() returned stores the very bytes it was loaded from or
+    /// stored as; where there was no calibration it stores nothing.
+    void calibrate(const QWSPointerCalibrationData *data) override;
+
+    /// @p point itself: a mouse of these versions of Qt knows no rotation.
+    QPoint mapToDevice(const QPoint &point, const QSize &screenSize) const override;
+
+private:
+    // A calibration as points and as it stands in the file; no content means
+    // that there is none.
+    struct Calibration {
+        QWSPointerCalibrationData points;
+        QByteArray content;
+    };
+
+    static Calibration load();
+    static bool computed(const QWSPointerCalibrationData &data, Calibration *result);
+    void openTouchScreen();
+    void setRaw(bool raw);
+
+    Calibration m_inForce;
+    TouchScreen *m_touchScreen;
+    TouchPointer *m_pointer;
+};
+
+#endif

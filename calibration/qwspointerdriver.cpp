@@ -1,0 +1,49 @@
+#include "calibration/qwspointerdriver.h"
+
+#include <QScreen>
+#include <QWSMouseHandler>
+#include <QWSServer>
+
+namespace
+{
+
+QWSMouseHandler *handler()
+{
+    QWSMouseHandler *found = QWSServer::mouseHandler();
+    if (!found)
+        qWarning("There is no mouse handler to calibrate");
+    return found;
+}
+
+} // namespace
+
+PointerDriver *PointerDriver::create(QObject *parent)
+{
+    return new QWSPointerDriver(parent);
+}
+
+QWSPointerDriver::QWSPointerDriver(QObject *parent) : PointerDriver(parent) {}
+
+void QWSPointerDriver::getCalibration(QWSPointerCalibrationData *data) const
+{
+    if (QWSMouseHandler *found = handler())
+        found->getCalibration(data);
+}
+
+void QWSPointerDriver::clearCalibration()
+{
+    if (QWSMouseHandler *found = handler())
+        found->clearCalibration();
+}
+
+void QWSPointerDriver::calibrate(const QWSPointerCalibrationData *data)
+{
+    if (QWSMouseHandler *found = handler())
+        found->calibrate(data);
+}
+
+QPoint QWSPointerDriver::mapToDevice(const QPoint &point, const QSize &screenSize) const
+{
+    const QScreen *screen = QScreen::instance();
+    return screen ? screen->mapToDevice(point, screenSize) : point;
+}

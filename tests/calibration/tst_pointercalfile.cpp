@@ -1,0 +1,374 @@
+#include "calibration/pointercalfile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot be read)");
+}
+
+bool put(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+ino_t inodeOf(const QString &path)
+{
+    struct stat status;
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_ino : 0;
+}
+
+} // namespace
+
+class tst_PointercalFile : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+    void whereToReadAndWrite_data();
+    void whereToReadAndWrite();
+    void environmentIsAskedEachTime();
+    void parses_data();
+    void parses();
+    void refusesForeignContent_data();
+    void refusesForeignContent();
+    void formatsOneLine();
+    void readsNothingFromWhatIsNoFile();
+    void storesNewFile();
+    void replacesAsAWhole();
+    void keepsTheMode();
+    void leftoverOfAPowerCutIsInNobodysWay();
+    void sameContentIsNotStoredAgain();
+    void followsALink();
+    void followsALinkToNothing();
+    void storesInAll();
+    void missingFolder();
+    void unwritableFolder();
+    void neverReplacesWhatIsNoFile();
+    void failureOfOneLeavesAllAsTheyWere();
+    void failedRenameLeavesAllAsTheyWere();
+
+private:
+    QString in(const char *name) const { return m_folder + QLatin1Char('/') + name; }
+
+    QStringList names() const
+    {
+        return QDir(m_folder).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    }
+
+    QTemporaryDir *m_dir = nullptr;
+    QString m_folder; // without symbolic links, as errors name it
+};
+
+void tst_PointercalFile::init()
+{
+    m_dir = new QTemporaryDir;
+    QVERIFY(m_dir->isValid());
+    m_folder = QFileInfo(m_dir->path()).canonicalFilePath();
+    qunsetenv("POINTERCAL_FILE");
+    qunsetenv("TSLIB_CALIBFILE");
+}
+
+void tst_PointercalFile::cleanup()
+{
+    delete m_dir;
+    m_dir = nullptr;
+}
+
+void tst_PointercalFile::whereToReadAndWrite_data()
+{
+    QTest::addColumn<QByteArray>("ofQt");
+    QTest::addColumn<QByteArray>("ofLibrary");
+    QTest::addColumn<QString>("read");
+    QTest::addColumn<QStringList>("write");
+    QTest::newRow("neither") << QByteArray() << QByteArray() << "/etc/pointercal"
+                             << QStringList("/etc/pointercal");
+    QTest::newRow("Qt's") << QByteArray("/a/one") << QByteArray() << "/a/one"
+                          << QStringList("/a/one");
+    QTest::newRow("the library's")
+        << QByteArray() << QByteArray("/a/two") << "/a/two" << QStringList("/a/two");
+    QTest::newRow("both the same")
+        << QByteArray("/mnt/etc/pointercal") << QByteArray("/mnt/etc/pointercal")
+        << "/mnt/etc/pointercal" << QStringList("/mnt/etc/pointercal");
+    QTest::newRow("the same in two spellings")
+        << QByteArray("/mnt/etc/pointercal") << QByteArray("/mnt//etc/./pointercal")
+        << "/mnt//etc/./pointercal" << QStringList("/mnt/etc/pointercal");
+    QTest::newRow("two") << QByteArray("/a/one") << QByteArray("/a/two") << "/a/two"
+                         << (QStringList() << "/a/one"
+                                           << "/a/two");
+}
+
+void tst_PointercalFile::whereToReadAndWrite()
+{
+    QFETCH(QByteArray, ofQt);
+    QFETCH(QByteArray, ofLibrary);
+    QFETCH(QString, read);
+    QFETCH(QStringList, write);
+    // An empty variable counts as none.
+    qputenv("POINTERCAL_FILE", ofQt);
+    qputenv("TSLIB_CALIBFILE", ofLibrary);
+    QCOMPARE(PointercalFile::toRead(), read);
+    QCOMPARE(PointercalFile::toWrite(), write);
+}
+
+void tst_PointercalFile::environmentIsAskedEachTime()
+{
+    qputenv("POINTERCAL_FILE", "/etc/pointercal");
+    QCOMPARE(PointercalFile::toWrite(), QStringList("/etc/pointercal"));
+    qputenv("POINTERCAL_FILE", "/mnt/etc/pointercal");
+    qputenv("TSLIB_CALIBFILE", "/mnt/etc/pointercal");
+    QCOMPARE(PointercalFile::toWrite(), QStringList("/mnt/etc/pointercal"));
+    QCOMPARE(PointercalFile::toRead(), QString("/mnt/etc/pointercal"));
+}
+
+void tst_PointercalFile::parses_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("a line") << QByteArray("1 -2 3 4 5 -6 65536\n");
+    QTest::newRow("no line end") << QByteArray("1 -2 3 4 5 -6 65536");
+    QTest::newRow("odd white space") << QByteArray("  1\t-2\r\n3  4\n5 -6 65536 \r\n");
+    QTest::newRow("with screen size and rotation") << QByteArray("1 -2 3 4 5 -6 65536 800 480 0\n");
+    QTest::newRow("with a remark") << QByteArray("1 -2 3 4 5 -6 65536 # line 4\n");
+}
+
+void tst_PointercalFile::parses()
+{
+    QFETCH(QByteArray, content);
+    AffineMap map;
+    QVERIFY(PointercalFile::parse(content, &map));
+    QCOMPARE(map.a, 1);
+    QCOMPARE(map.b, -2);
+    QCOMPARE(map.c, 3);
+    QCOMPARE(map.d, 4);
+    QCOMPARE(map.e, 5);
+    QCOMPARE(map.f, -6);
+    QCOMPARE(map.s, 65536);
+}
+
+void tst_PointercalFile::refusesForeignContent_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("a line end") << QByteArray("\n");
+    QTest::newRow("six numbers") << QByteArray("1 2 3 4 5 6\n");
+    QTest::newRow("scale 0") << QByteArray("1 2 3 4 5 6 0\n");
+    QTest::newRow("words") << QByteArray("this is no calibration file at all\n");
+    QTest::newRow("a word among them") << QByteArray("1 2 3 x 5 6 7\n");
+    QTest::newRow("a fraction") << QByteArray("1 2 3.5 4 5 6 7\n");
+    QTest::newRow("beyond 32 bits") << QByteArray("1 2 3 4 5 2147483648 7\n");
+    QTest::newRow("commas") << QByteArray("1,2,3,4,5,6,7\n");
+    QTest::newRow("bytes") << QByteArray("\0\1\377\0 1 2 3 4 5 6", 18);
+}
+
+void tst_PointercalFile::refusesForeignContent()
+{
+    QFETCH(QByteArray, content);
+    AffineMap map = {9, 9, 9, 9, 9, 9, 9};
+    QVERIFY(!PointercalFile::parse(content, &map));
+    QCOMPARE(map.a, 9);
+    QCOMPARE(map.s, 9);
+}
+
+void tst_PointercalFile::formatsOneLine()
+{
+    const AffineMap map = {0, -16384, 63930368, 8192, 0, -786432, 65536};
+    QCOMPARE(PointercalFile::format(map), QByteArray("0 -16384 63930368 8192 0 -786432 65536\n"));
+    const AffineMap extreme = {-2147483647 - 1, 2147483647, 0, 0, 0, 0, 1};
+    QCOMPARE(PointercalFile::format(extreme), QByteArray("-2147483648 2147483647 0 0 0 0 1\n"));
+}
+
+void tst_PointercalFile::readsNothingFromWhatIsNoFile()
+{
+    QCOMPARE(PointercalFile::read(in("missing")), QByteArray());
+    QCOMPARE(PointercalFile::read(m_folder), QByteArray());
+    QCOMPARE(PointercalFile::read("/dev/zero"), QByteArray());
+    // Opened for reading, a pipe without a writer would wait for ever.
+    QCOMPARE(::mkfifo(QFile::encodeName(in("pipe")).constData(), 0600), 0);
+    QCOMPARE(PointercalFile::read(in("pipe")), QByteArray());
+}
+
+void tst_PointercalFile::storesNewFile()
+{
+    QString error;
+    QVERIFY2(PointercalFile::store(QStringList(in("pointercal")), "1 2 3\n", &error),
+             qPrintable(error));
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("1 2 3\n"));
+    QCOMPARE(names(), QStringList("pointercal"));
+    struct stat status;
+    QCOMPARE(::stat(QFile::encodeName(in("pointercal")).constData(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), 0644);
+}
+
+// Who has the old file open, as a power cut would find it, keeps all of the old
+// one: it is a new file that takes over the name.
+void tst_PointercalFile::replacesAsAWhole()
+{
+    QVERIFY(put(in("pointercal"), "old\n"));
+    const ino_t before = inodeOf(in("pointercal"));
+    QFile open(in("pointercal"));
+    QVERIFY(open.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+    QString error;
+    QVERIFY2(PointercalFile::store(QStringList(in("pointercal")), "new and longer\n", &error),
+             qPrintable(error));
+    QCOMPARE(open.readAll(), QByteArray("old\n"));
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("new and longer\n"));
+    QVERIFY(inodeOf(in("pointercal")) != before);
+    QCOMPARE(names(), QStringList("pointercal"));
+}
+
+void tst_PointercalFile::keepsTheMode()
+{
+    QVERIFY(put(in("pointercal"), "old\n"));
+    const QByteArray path = QFile::encodeName(in("pointercal"));
+    QCOMPARE(::chmod(path.constData(), 0666), 0);
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList(in("pointercal")), "new\n", &error));
+    struct stat status;
+    QCOMPARE(::stat(path.constData(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), 0666);
+}
+
+void tst_PointercalFile::leftoverOfAPowerCutIsInNobodysWay()
+{
+    QVERIFY(put(in("pointercal"), "old\n"));
+    QVERIFY(put(in("pointercal.new"), "half of a much longer li"));
+    QCOMPARE(PointercalFile::read(in("pointercal")), QByteArray("old\n"));
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList(in("pointercal")), "new\n", &error));
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("new\n"));
+    QCOMPARE(names(), QStringList("pointercal"));
+}
+
+void tst_PointercalFile::sameContentIsNotStoredAgain()
+{
+    QVERIFY(put(in("pointercal"), "same\n"));
+    const ino_t before = inodeOf(in("pointercal"));
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList(in("pointercal")), "same\n", &error));
+    QCOMPARE(inodeOf(in("pointercal")), before);
+}
+
+void tst_PointercalFile::followsALink()
+{
+    QVERIFY(QDir(m_folder).mkdir("data"));
+    QVERIFY(put(in("data/pointercal"), "old\n"));
+    QVERIFY(QFile::link("data/pointercal", in("pointercal")));
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList(in("pointercal")), "new\n", &error));
+    QVERIFY(QFileInfo(in("pointercal")).isSymLink());
+    QCOMPARE(contentOf(in("data/pointercal")), QByteArray("new\n"));
+}
+
+void tst_PointercalFile::followsALinkToNothing()
+{
+    QVERIFY(QDir(m_folder).mkdir("data"));
+    QVERIFY(QFile::link("data/pointercal", in("pointercal")));
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList(in("pointercal")), "new\n", &error));
+    QVERIFY(QFileInfo(in("pointercal")).isSymLink());
+    QCOMPARE(contentOf(in("data/pointercal")), QByteArray("new\n"));
+}
+
+void tst_PointercalFile::storesInAll()
+{
+    QVERIFY(put(in("one"), "old\n"));
+    QString error;
+    QVERIFY(PointercalFile::store(QStringList() << in("one") << in("two"), "new\n", &error));
+    QCOMPARE(contentOf(in("one")), QByteArray("new\n"));
+    QCOMPARE(contentOf(in("two")), QByteArray("new\n"));
+    QCOMPARE(names(), QStringList() << "one"
+                                    << "two");
+}
+
+void tst_PointercalFile::missingFolder()
+{
+    QString error;
+    QVERIFY(!PointercalFile::store(QStringList(in("none/pointercal")), "new\n", &error));
+    QCOMPARE(error, in("none/pointercal") + ": No such file or directory");
+    QCOMPARE(names(), QStringList());
+}
+
+void tst_PointercalFile::unwritableFolder()
+{
+    // Permissions do not bind root; /proc does.
+    QString error;
+    QVERIFY(!PointercalFile::store(QStringList("/proc/pointercal"), "new\n", &error));
+    QVERIFY2(error.startsWith("/proc/pointercal: "), qPrintable(error));
+
+    if (::geteuid() == 0)
+        return;
+    QVERIFY(put(in("pointercal"), "old\n"));
+    const QByteArray folder = QFile::encodeName(m_folder);
+    QCOMPARE(::chmod(folder.constData(), 0500), 0);
+    const bool stored = PointercalFile::store(QStringList(in("pointercal")), "new\n", &error);
+    QCOMPARE(::chmod(folder.constData(), 0700), 0);
+    QVERIFY(!stored);
+    QCOMPARE(error, in("pointercal") + ": Permission denied");
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("old\n"));
+}
+
+void tst_PointercalFile::neverReplacesWhatIsNoFile()
+{
+    QVERIFY(QDir(m_folder).mkdir("folder"));
+    QCOMPARE(::mkfifo(QFile::encodeName(in("pipe")).constData(), 0600), 0);
+    QString error;
+    QVERIFY(!PointercalFile::store(QStringList(in("folder")), "new\n", &error));
+    QCOMPARE(error, in("folder") + ": is no regular file");
+    QVERIFY(!PointercalFile::store(QStringList(in("pipe")), "new\n", &error));
+    QCOMPARE(error, in("pipe") + ": is no regular file");
+    QCOMPARE(names(), QStringList() << "folder"
+                                    << "pipe");
+    QVERIFY(QFileInfo(in("folder")).isDir());
+}
+
+void tst_PointercalFile::failureOfOneLeavesAllAsTheyWere()
+{
+    QVERIFY(put(in("one"), "old\n"));
+    QString error;
+    const QStringList paths = QStringList() << in("one") << in("two") << in("none/three");
+    QVERIFY(!PointercalFile::store(paths, "new\n", &error));
+    QCOMPARE(error, in("none/three") + ": No such file or directory");
+    QCOMPARE(contentOf(in("one")), QByteArray("old\n"));
+    QCOMPARE(names(), QStringList("one"));
+}
+
+// All three are written beside their files; then the third turns out to be a
+// mount point, over which nothing can be renamed.
+void tst_PointercalFile::failedRenameLeavesAllAsTheyWere()
+{
+    QVERIFY(put(in("one"), "old\n"));
+    QVERIFY(put(in("three"), "old too\n"));
+    const QByteArray three = QFile::encodeName(in("three"));
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::mount(three.constData(), three.constData(), nullptr, MS_BIND, nullptr) != 0)
+        QSKIP("a bind mount needs root and a mount namespace");
+    QString error;
+    const QStringList paths = QStringList() << in("one") << in("two") << in("three");
+    const bool stored = PointercalFile::store(paths, "new\n", &error);
+    QCOMPARE(::umount(three.constData()), 0);
+    QVERIFY(!stored);
+    QCOMPARE(error, in("three") + ": Device or resource busy");
+    QCOMPARE(contentOf(in("one")), QByteArray("old\n"));
+    QCOMPARE(contentOf(in("three")), QByteArray("old too\n"));
+    QCOMPARE(names(), QStringList() << "one"
+                                    << "three");
+}
+
+QTEST_APPLESS_MAIN(tst_PointercalFile)
+#include "tst_pointercalfile.moc"
