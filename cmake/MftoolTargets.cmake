@@ -60,5 +60,5 @@ function(mftool_add_test name)
         TIMEOUT ${TEST_TIMEOUT}
         LABELS "${TEST_LABELS}"
         SKIP_REGULAR_EXPRESSION "^SKIPPED: "
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;MFTOOL_BUILD_DIR=${CMAKE_BINARY_DIR};${TEST_ENVIRONMENT}")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;MFTOOL_BUILD_DIR=${CMAKE_BINARY_DIR};LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0;${TEST_ENVIRONMENT}")
 endfunction()

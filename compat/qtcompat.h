@@ -3,6 +3,7 @@
 #ifndef COMPAT_QTCOMPAT_H
 #define COMPAT_QTCOMPAT_H
 
+#include <QCoreApplication>
 #include <QtGlobal>
 
 /// The signal of QProcess that reports an error, as a string signature for
@@ -12,5 +13,16 @@
 #else
 #define MFTOOL_SIGNAL_PROCESS_ERROR SIGNAL(error(QProcess::ProcessError))
 #endif
+
+/// Ends the event loop with status 0 and touches no window. Qt 6's quit() would
+/// close the windows first, and a closing calibration dialog stores a calibration.
+inline void quitApplication()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    QCoreApplication::exit(0);
+#else
+    QCoreApplication::quit();
+#endif
+}
 
 #endif

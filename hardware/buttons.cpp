@@ -1,0 +1,51 @@
+#include "hardware/buttons.h"
+
+#include <QFile>
+#include <QSocketNotifier>
+#include <QtDebug>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "hardware/boardrevision.h"
+#include "hardware/inputevent.h"
+
+namespace
+{
+
+const int recordsPerRead = 16;
+
+} // namespace
+
+Buttons::Buttons(QObject *parent, const Board &board)
+    : QObject(parent), m_fd(-1), m_homeDown(false), m_revision(1)
+{
+    const QByteArray device = QFile::encodeName(board.path(Board::HomeKeyEvents));
+    m_fd = open(device.constData(), O_RDWR);
+    if (m_fd < 0) {
+        qWarning("Failed to open %s", device.constData());
+    } else {
+        QSocketNotifier *notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
+        connect(notifier, SIGNAL(activated(int)), this, SLOT(read()));
+        qDebug("Input event opened");
+    }
+
+    m_revision = readBoardRevision(board);
+    qDebug("Running on board rev %d", m_revision);
+}
+
+void Buttons::read()
+{
+    if (m_fd < 0)
+        return;
+
+    char records[recordsPerRead * inputEventSize];
+    const ssize_t length = ::read(m_fd, records, sizeof records);
+    for (ssize_t at = 0; at + inputEventSize <= length; at += inputEventSize) {
+        const InputEvent event = decodeInputEvent(records + at);
+        if (!isHomeKey(event))
+            continue;
+        m_homeDown = event.value != 0;
+        emit home(m_homeDown);
+    }
+}

@@ -1,0 +1,83 @@
+#include "hardware/sdmon.h"
+
+#include <QFile>
+#include <QtDebug>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/stat.h>
+
+#include "hardware/sdevent.h"
+
+namespace
+{
+
+/// No path is longer; what a runaway writer sends beyond it must not fill the memory.
+const qint64 longestLine = 64 * 1024;
+
+} // namespace
+
+bool createSdFifo(const Board &board)
+{
+    const QString path = board.path(Board::SdEvents);
+    if (QFile::exists(path)) {
+        qDebug("In ATE Mode--->, SD fifo already exists");
+        return true;
+    }
+    if (mkfifo(QFile::encodeName(path).constData(), 0644) != 0) {
+        qDebug("In ATE Mode--->, Failed to create SD fifo: %s", strerror(errno));
+        return false;
+    }
+    qDebug("In ATE Mode--->, SD fifo created at /tmp/sdstat");
+    return true;
+}
+
+SDMon::SDMon(QObject *parent, const Board &board)
+    : QThread(parent), m_pipe(board.path(Board::SdEvents))
+{
+    if (!createSdFifo(board)) {
+        qWarning("In ATE Mode--->, No SD monitoring available");
+        return;
+    }
+    start();
+}
+
+void SDMon::run()
+{
+    QFile pipe(m_pipe);
+    qDebug("In ATE Mode--->, SDMon thread started");
+    for (;;) {
+        qDebug("In ATE Mode--->, Waiting for SD event");
+        if (!pipe.open(QIODevice::ReadOnly)) {
+            qWarning("In ATE Mode--->,Failed to open pipe");
+            return;
+        }
+        qDebug("In ATE Mode--->, Received SD event");
+        handleLine(pipe.readLine(longestLine));
+        const bool blocks = pipe.isSequential();
+        pipe.close();
+        // A plain file in the pipe's place opens at once, every time: without a
+        // pause it would flood the event queue.
+        if (!blocks)
+            sleep(1);
+    }
+}
+
+void SDMon::handleLine(const QByteArray &line)
+{
+    const SdEvent event = parseSdEvent(line);
+    if (event.kind == SdEvent::Nothing)
+        return;
+    qDebug("In ATE Mode--->,SD mon read: %s", line.constData());
+    switch (event.kind) {
+    case SdEvent::Mounted:
+        emit dirAdded(event.dir);
+        break;
+    case SdEvent::Removed:
+        emit dirRemoved(event.dir);
+        break;
+    default:
+        qWarning("In ATE Mode--->,Unexpected character at beginning of msg");
+    }
+}

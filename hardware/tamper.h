@@ -1,0 +1,17 @@
+/// The switch that notices when the enclosure is opened.
+#ifndef HARDWARE_TAMPER_H
+#define HARDWARE_TAMPER_H
+
+#include "hardware/board.h"
+
+class Buttons;
+
+/// Samples the tamper switch on GPIO 17, which is exported and set to active
+/// low first where that has not happened yet.
+/// @param buttons  knows the board's revision; the switch of boards after
+///                 revision 3 is never sampled
+/// @return true when the switch is active; false also after any failure, which
+///         is logged as a warning
+bool readTamper(const Buttons &buttons, const Board &board = Board());
+
+#endif

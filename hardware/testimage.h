@@ -1,0 +1,15 @@
+/// Where a full-screen test image is found.
+#ifndef HARDWARE_TESTIMAGE_H
+#define HARDWARE_TESTIMAGE_H
+
+#include <QString>
+
+/// The path of the test image that the station calls @p name.
+/// @param directory  folder of the test images
+/// @param name       an absolute path, used as it stands; or the exact name of a file in
+///                   @p directory; or a piece of one, upper or lower case, of which the last match
+///                   by name counts
+/// @return the path; @p name itself where nothing matches
+QString findTestImage(const QString &directory, const QString &name);
+
+#endif

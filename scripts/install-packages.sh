@@ -1,0 +1,37 @@
+#!/bin/sh
+# Installs the Debian packages that are missing, by name:
+#   install-packages.sh build        what building the tool and the bench needs
+#   install-packages.sh build test   and what the tests need besides
+# Does nothing, not even as root, when all of them are there.
+set -eu
+
+build="cmake ninja-build g++ pkg-config qtbase5-dev libts-dev libfuse3-dev fuse3
+       libxcb1-dev libxcb-xtest0-dev xvfb xauth fonts-dejavu-core"
+test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime valgrind"
+
+wanted=
+for list in "$@"; do
+    case $list in
+    build) wanted="$wanted $build" ;;
+    test) wanted="$wanted $test" ;;
+    *)
+        echo "usage: $0 [build] [test]" >&2
+        exit 2
+        ;;
+    esac
+done
+
+missing=
+for package in $wanted; do
+    state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [ "$state" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+sudo=
+[ "$(id -u)" = 0 ] || sudo=sudo
+echo "Installing:$missing"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -q
+# shellcheck disable=SC2086  # a list of names
+$sudo apt-get install -q -y --no-install-recommends $missing

@@ -1,0 +1,3 @@
+#include "serial/iplatport.h"
+
+IPlatPort::~IPlatPort() {}

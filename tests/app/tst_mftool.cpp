@@ -1,0 +1,592 @@
+// The main widget on a folder that plays the board and a pseudo terminal that
+// plays the line: the screen, the order of things, and the slots that need no
+// real kernel behind them.
+#include "app/mftool.h"
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QImage>
+#include <QLabel>
+#include <QMetaMethod>
+#include <QMouseEvent>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QtTest>
+
+#include <memory>
+
+#include "serial/qtserialport.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+#include "tests/support/ptyline.h"
+
+namespace
+{
+
+const char *const ack = "7E000A00043102957F\r\n";
+const char *const nak = "7E000A00053202977F\r\n";
+const char *const ready = "7E000A99995102B77F\r\n";
+
+} // namespace
+
+class TestMftool : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void metaObjectOrder();
+    void logoReplyComesBeforeReady();
+    void missingLogoIsRefusedBeforeReady();
+    void missingEverythingStopsNothing();
+    void ledsAreLitAtStart();
+    void ledsAreLitBeforeTheLineIsOpened();
+
+    void objectNames();
+    void geometry();
+    void styleSheets();
+    void texts();
+    void startState();
+    void shortScreenHidesTheCorners_data();
+    void shortScreenHidesTheCorners();
+    void stackingOrder();
+
+    void pictureIsCentredAndUnscaled();
+    void laterPictureUsesTheSameLabel();
+    void unreadablePictureKeepsTheEarlier();
+    void emptyNameRemovesThePicture();
+    void pipeIsNoPicture();
+
+    void touchTestReportsPresses();
+    void withoutTouchTestPressesAreTheWidgets();
+    void passthroughWritesAheadOfTheAck();
+    void passthroughOffDropsSilently();
+    void closedPassthroughPortDropsSilently();
+    void relayedLines();
+    void relayedLinesAreLostWhileOff();
+
+    void flashQueryWhileIdleIsNotApplicable();
+    void mountWithoutEtcFails();
+    void mountPointsTheTouchscreenAtTheNand();
+
+private:
+    void start();
+    void call(const char *slot) { QVERIFY(QMetaObject::invokeMethod(m_widget.get(), slot)); }
+    template<typename T> void call(const char *slot, const char *type, const T &value)
+    {
+        QVERIFY(QMetaObject::invokeMethod(m_widget.get(), slot, QGenericArgument(type, &value)));
+    }
+    template<typename T> T *find(const char *name) { return m_widget->findChild<T *>(name); }
+    QRect onScreen(const char *name)
+    {
+        QWidget *widget = find<QWidget>(name);
+        return QRect(widget->mapTo(m_widget.get(), QPoint(0, 0)), widget->size());
+    }
+    QLabel *patternLabel();
+    void writePicture(const QString &path, const QSize &size, QColor color);
+
+    std::unique_ptr<BoardFolder> m_folder;
+    std::unique_ptr<PtyLine> m_line;
+    std::unique_ptr<LogCatcher> m_log;
+    std::unique_ptr<mftool> m_widget;
+};
+
+void TestMftool::init()
+{
+    m_folder = std::make_unique<BoardFolder>();
+    m_line = std::make_unique<PtyLine>();
+    m_log = std::make_unique<LogCatcher>();
+    m_folder->link("/dev/ttySP0", m_line->path());
+    m_folder->makeFolder("/tmp");
+    for (const char *led : {"ready", "armed", "trouble", "ac", "home", "buzzer"})
+        m_folder->write(QString("/sys/class/leds/%1/brightness").arg(led), "-");
+    writePicture("/home/default/tarnwick.png", QSize(800, 480), Qt::blue);
+}
+
+void TestMftool::cleanup()
+{
+    m_widget.reset();
+    m_log.reset();
+    m_line.reset();
+    m_folder.reset();
+    qunsetenv("POINTERCAL_FILE");
+    qunsetenv("TSLIB_CALIBFILE");
+}
+
+void TestMftool::start()
+{
+    m_widget = std::make_unique<mftool>(nullptr, m_folder->board());
+    m_widget->resize(800, 480);
+    m_widget->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_widget.get()));
+    QTRY_VERIFY(m_line->received().endsWith(ready));
+    m_line->clear();
+}
+
+QLabel *TestMftool::patternLabel()
+{
+    const QList<QLabel *> labels =
+        m_widget->findChildren<QLabel *>(QString(), Qt::FindDirectChildrenOnly);
+    return labels.isEmpty() ? nullptr : labels.first();
+}
+
+void TestMftool::writePicture(const QString &path, const QSize &size, QColor color)
+{
+    m_folder->makeFolder("/home/default");
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(color);
+    QVERIFY(image.save(m_folder->at(path), "PNG"));
+}
+
+void TestMftool::metaObjectOrder()
+{
+    const QByteArrayList expected = {
+        "sendReadSdCardResp(QString)",
+        "next()",
+        "status(int)",
+        "failed(QString)",
+        "buzzer(bool)",
+        "setLeds(bool)",
+        "testExit()",
+        "setBacklight(uint)",
+        "setBiasPower(uint)",
+        "setLeds(uint)",
+        "setBuzzer(uint)",
+        "readSdCard(int,int)",
+        "setLCDTestPattern(QString)",
+        "setHomeLed(uint)",
+        "setCalibrate(bool)",
+        "tsTestEnable(bool)",
+        "passthroughEnable(bool)",
+        "passthrough(QByteArray)",
+        "readQB740()",
+        "startFlash(bool,QString)",
+        "startFlash(bool)",
+        "startFlash()",
+        "flashQuery()",
+        "doMount()",
+        "mountFailed(QString)",
+        "mountComplete()",
+        "buttonRequest()",
+        "readVoltage()",
+        "getVersion()",
+    };
+    QByteArrayList found;
+    const QMetaObject &meta = mftool::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        found << meta.method(i).methodSignature();
+    QCOMPARE(found, expected);
+}
+
+void TestMftool::logoReplyComesBeforeReady()
+{
+    m_widget = std::make_unique<mftool>(nullptr, m_folder->board());
+    QCOMPARE(m_line->received(), QByteArray(ack)); // the ready message waits for the event loop
+    QTRY_COMPARE(m_line->received(), QByteArray(ack) + ready);
+    QVERIFY(m_log->has("debug: Using test pattern '" + m_folder->at("/home/default/tarnwick.png") +
+                       "'"));
+}
+
+void TestMftool::missingLogoIsRefusedBeforeReady()
+{
+    m_folder->remove("/home/default/tarnwick.png");
+    m_widget = std::make_unique<mftool>(nullptr, m_folder->board());
+    QTRY_COMPARE(m_line->received(), QByteArray(nak) + ready);
+    QVERIFY(m_log->has("warning: Failed to open test pattern file"));
+    QVERIFY(!patternLabel());
+}
+
+void TestMftool::missingEverythingStopsNothing()
+{
+    BoardFolder empty;
+    m_widget = std::make_unique<mftool>(nullptr, empty.board());
+    QVERIFY(m_log->has("warning: Failed to open buzzer file"));
+    QVERIFY(m_log->has("debug: Failed to open " + empty.at("/dev/ttySP0")));
+    QVERIFY(m_log->has("warning: Failed to open QB740 serial port"));
+    QVERIFY(m_log->has("warning: Failed to open " + empty.at("/dev/input/event0")));
+    QVERIFY(m_log->has("warning: Failed to open test pattern file"));
+    call("buzzer", "bool", true); // inert
+    QVERIFY(!empty.exists("/sys"));
+}
+
+void TestMftool::ledsAreLitAtStart()
+{
+    start();
+    QCOMPARE(m_folder->read("/sys/class/leds/ready/brightness"), QByteArray("255"));
+    QCOMPARE(m_folder->read("/sys/class/leds/home/brightness"), QByteArray("255"));
+    QCOMPARE(m_folder->read("/sys/class/leds/buzzer/brightness"), QByteArray());
+}
+
+void TestMftool::ledsAreLitBeforeTheLineIsOpened()
+{
+    m_folder->makeFolder("/sys/class/leds/odd/brightness"); // cannot be opened, so it is logged
+    start();
+    const QStringList lines = m_log->lines();
+    const auto led = lines.indexOf("warning: Failed to open led file '" +
+                                   m_folder->at("/sys/class/leds/odd/brightness") + "'");
+    const auto line = lines.indexOf("debug: In ATE Mode --->, ATE 15 sec Timer started:");
+    QVERIFY(led >= 0);
+    QVERIFY(line > led);
+}
+
+void TestMftool::objectNames()
+{
+    start();
+    QCOMPARE(m_widget->objectName(), QString("mftoolClass"));
+    for (const char *name : {"m_topChk",
+                             "widget_4",
+                             "m_chkTL",
+                             "widget_5",
+                             "m_chkTR",
+                             "widget_8",
+                             "widget",
+                             "widget_2",
+                             "widget_3",
+                             "m_stk",
+                             "stackedWidget_4Page1",
+                             "m_btnStart",
+                             "page_3",
+                             "m_lblStatus",
+                             "widget_9",
+                             "label",
+                             "m_progBoot",
+                             "label_2",
+                             "m_progScan",
+                             "label_3",
+                             "m_progFlash",
+                             "label_4",
+                             "m_progFormat",
+                             "m_bottomChk",
+                             "widget_6",
+                             "m_chkBL",
+                             "widget_7",
+                             "m_chkBR"})
+        QVERIFY2(find<QWidget>(name), name);
+    for (const char *name :
+         {"verticalLayout_2", "horizontalLayout_4", "verticalLayout", "horizontalLayout",
+          "horizontalLayout_2", "gridLayout", "horizontalLayout_3"})
+        QVERIFY2(find<QLayout>(name), name);
+}
+
+void TestMftool::geometry()
+{
+    start();
+    QCOMPARE(onScreen("m_chkTL"), QRect(20, 20, 22, 22));
+    QCOMPARE(onScreen("m_chkTR"), QRect(756, 20, 22, 22));
+    QCOMPARE(onScreen("m_chkBL"), QRect(20, 436, 22, 22));
+    QCOMPARE(onScreen("m_chkBR"), QRect(756, 436, 22, 22));
+    QCOMPARE(onScreen("widget_4"), QRect(0, 0, 44, 44));
+    QCOMPARE(onScreen("widget_5"), QRect(756, 0, 44, 44));
+    QCOMPARE(onScreen("widget_6"), QRect(0, 436, 44, 44));
+    QCOMPARE(onScreen("widget_7"), QRect(756, 436, 44, 44));
+
+    // Three colour bars of equal share, right below the top row.
+    const QRect blue = onScreen("widget");
+    const QRect green = onScreen("widget_2");
+    const QRect red = onScreen("widget_3");
+    QCOMPARE(blue.topLeft(), QPoint(0, 44));
+    QCOMPARE(blue.width(), 800);
+    QCOMPARE(green.top(), blue.bottom() + 1);
+    QCOMPARE(red.top(), green.bottom() + 1);
+    QVERIFY(qAbs(blue.height() - green.height()) <= 1);
+    QVERIFY(qAbs(blue.height() - red.height()) <= 1);
+
+    const QRect stack = onScreen("m_stk");
+    QCOMPARE(stack.top(), red.bottom() + 1);
+    QCOMPARE(stack.height(), 81);
+    QCOMPARE(find<QWidget>("m_stk")->maximumSize(), QSize(16777215, 81));
+    const QRect button = onScreen("m_btnStart");
+    QCOMPARE(button.top(), stack.top() + 6);
+    QCOMPARE(button.bottom(), stack.bottom() - 6);
+
+    const QRect panel = onScreen("widget_9");
+    QCOMPARE(panel.top(), stack.bottom() + 1);
+    QCOMPARE(panel.bottom(), 435);
+    QCOMPARE(onScreen("label").left(), 11);
+    QCOMPARE(onScreen("m_progBoot").top(), panel.top() + 11);
+    QCOMPARE(onScreen("m_progBoot").right(), 788);
+    QCOMPARE(onScreen("m_progFormat").bottom(), panel.bottom() - 11);
+    QCOMPARE(onScreen("m_progScan").top(), onScreen("m_progBoot").bottom() + 4);
+    QCOMPARE(onScreen("m_progBoot").left(), onScreen("label").right() + 4);
+    QCOMPARE(find<QLabel>("label")->alignment(), Qt::AlignRight | Qt::AlignVCenter);
+    QCOMPARE(find<QLabel>("m_lblStatus")->alignment(), Qt::AlignCenter);
+}
+
+void TestMftool::styleSheets()
+{
+    start();
+    const QString gradient("background-color: qlineargradient(x1: 0, y1: 0, x2: 1, y2: 0,\n"
+                           "                                  stop: 0 #000000, stop: 1.0 %1);");
+    QCOMPARE(m_widget->styleSheet(),
+             QString("#mftoolClass {\n\tbackground-color: white;\n}\n\nQWidget\n{\n\tfont-size: "
+                     "15px;\n}"));
+    QCOMPARE(find<QWidget>("widget")->styleSheet(), gradient.arg("#0000FF"));
+    QCOMPARE(find<QWidget>("widget_2")->styleSheet(), gradient.arg("#00FF00"));
+    QCOMPARE(find<QWidget>("widget_3")->styleSheet(), gradient.arg("#FF0000"));
+    QCOMPARE(find<QWidget>("m_btnStart")->styleSheet(), QString("font-size: 20px;"));
+    QCOMPARE(find<QWidget>("m_lblStatus")->styleSheet(), QString("font-size: 30px;"));
+}
+
+void TestMftool::texts()
+{
+    start();
+    QCOMPARE(m_widget->windowTitle(), QString("mftool"));
+    QCOMPARE(find<QPushButton>("m_btnStart")->text(), QString("Flash NAND"));
+    QCOMPARE(find<QLabel>("label")->text(), QString("Boot Stream:"));
+    QCOMPARE(find<QLabel>("label_2")->text(), QString("Scanning:"));
+    QCOMPARE(find<QLabel>("label_3")->text(), QString("Flashing:"));
+    QCOMPARE(find<QLabel>("label_4")->text(), QString("Formatting:"));
+    QCOMPARE(find<QCheckBox>("m_chkTL")->text(), QString());
+}
+
+void TestMftool::startState()
+{
+    start();
+    QCOMPARE(find<QStackedWidget>("m_stk")->currentIndex(), 0);
+    QCOMPARE(find<QLabel>("m_lblStatus")->text(), QString());
+    for (const char *bar : {"m_progBoot", "m_progScan", "m_progFlash", "m_progFormat"}) {
+        QCOMPARE(find<QProgressBar>(bar)->value(), 0);
+        QCOMPARE(find<QProgressBar>(bar)->minimum(), 0);
+        QCOMPARE(find<QProgressBar>(bar)->maximum(), 100);
+    }
+    QVERIFY(patternLabel()); // the logo
+}
+
+void TestMftool::shortScreenHidesTheCorners_data()
+{
+    QTest::addColumn<int>("height");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("400") << 400 << false;
+    QTest::newRow("401") << 401 << true;
+    QTest::newRow("480") << 480 << true;
+    QTest::newRow("300") << 300 << false;
+}
+
+void TestMftool::shortScreenHidesTheCorners()
+{
+    QFETCH(int, height);
+    start();
+    m_widget->resize(800, height == 480 ? 479 : 480);
+    m_widget->resize(800, height);
+    QTRY_COMPARE(m_widget->height(), height);
+    QTEST(find<QWidget>("m_topChk")->isVisible(), "shown");
+    QTEST(find<QWidget>("m_bottomChk")->isVisible(), "shown");
+}
+
+void TestMftool::stackingOrder()
+{
+    start();
+    QStringList order;
+    for (const QObject *child : m_widget->children()) {
+        if (child->isWidgetType() && !child->objectName().isEmpty())
+            order << child->objectName();
+    }
+    QCOMPARE(order, QStringList({"m_stk", "widget_8", "widget_9", "m_bottomChk", "m_topChk"}));
+    QStringList bars;
+    for (const QObject *child : find<QWidget>("widget_8")->children()) {
+        if (child->isWidgetType())
+            bars << child->objectName();
+    }
+    QCOMPARE(bars, QStringList({"widget_3", "widget", "widget_2"}));
+}
+
+void TestMftool::pictureIsCentredAndUnscaled()
+{
+    writePicture("/home/default/small.png", QSize(100, 50), Qt::red);
+    start();
+    call("setLCDTestPattern", "QString", QString());
+    call("setLCDTestPattern", "QString", QString("small.png"));
+    QCOMPARE(m_line->received(), QByteArray(ack));
+    QCOMPARE(patternLabel()->geometry(), QRect(0, 0, 800, 480));
+    const QImage shot = m_widget->grab().toImage();
+    QCOMPARE(shot.pixelColor(350, 215), QColor(Qt::red));
+    QCOMPARE(shot.pixelColor(449, 264), QColor(Qt::red));
+    QVERIFY(shot.pixelColor(349, 240) != QColor(Qt::red));
+    QVERIFY(shot.pixelColor(450, 240) != QColor(Qt::red));
+}
+
+void TestMftool::laterPictureUsesTheSameLabel()
+{
+    writePicture("/home/default/other.png", QSize(800, 480), Qt::red);
+    start();
+    const QLabel *label = patternLabel();
+    call("setLCDTestPattern", "QString", QString("other"));
+    QCOMPARE(patternLabel(), label);
+    QCOMPARE(m_widget->grab().toImage().pixelColor(400, 240), QColor(Qt::red));
+}
+
+void TestMftool::unreadablePictureKeepsTheEarlier()
+{
+    m_folder->write("/home/default/broken.png", "no picture at all");
+    start();
+    call("setLCDTestPattern", "QString", QString("broken.png"));
+    QCOMPARE(m_line->received(), QByteArray(nak));
+    QVERIFY(m_log->has("warning: Failed to open test pattern file"));
+    QVERIFY(patternLabel());
+    QCOMPARE(m_widget->grab().toImage().pixelColor(400, 240), QColor(Qt::blue));
+}
+
+void TestMftool::emptyNameRemovesThePicture()
+{
+    start();
+    call("setLCDTestPattern", "QString", QString());
+    QVERIFY(!patternLabel());
+    call("setLCDTestPattern", "QString", QString());
+    QVERIFY(!patternLabel());
+    QCOMPARE(m_line->received(), QByteArray());
+}
+
+void TestMftool::pipeIsNoPicture()
+{
+    start();
+    // The SD card's pipe has no writer: reading it would block the screen.
+    call("setLCDTestPattern", "QString", m_folder->at("/tmp/sdstat"));
+    QCOMPARE(m_line->received(), QByteArray(nak));
+}
+
+void TestMftool::touchTestReportsPresses()
+{
+    start();
+    call("setLCDTestPattern", "QString", QString());
+    call("tsTestEnable", "bool", true);
+    QVERIFY(m_log->has("debug: Touchscreen test -- enabled"));
+    QCOMPARE(QWidget::mouseGrabber(), static_cast<QWidget *>(m_widget.get()));
+    QTest::mousePress(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(7, 42));
+    QCOMPARE(m_line->received(), QByteArray("7E0010703108007042039D7F\r\n"));
+    QTest::mouseMove(m_widget->windowHandle(), QPoint(50, 50));
+    QTest::mouseRelease(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(60, 60));
+    QCOMPARE(m_line->received(), QByteArray("7E0010703108007042039D7F\r\n"));
+
+    // On a check box: reported, not toggled.
+    m_line->clear();
+    QTest::mouseClick(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(30, 30));
+    QVERIFY(!find<QCheckBox>("m_chkTL")->isChecked());
+    QVERIFY(!m_line->received().isEmpty());
+
+    call("tsTestEnable", "bool", false);
+    QVERIFY(m_log->has("debug: Touchscreen test -- disabled"));
+    QVERIFY(!QWidget::mouseGrabber());
+}
+
+void TestMftool::withoutTouchTestPressesAreTheWidgets()
+{
+    start();
+    call("setLCDTestPattern", "QString", QString());
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(5, 5), m_widget->mapToGlobal(QPoint(5, 5)),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    press.accept();
+    QCoreApplication::sendEvent(m_widget.get(), &press);
+    QVERIFY(!press.isAccepted()); // what QWidget does with a press nobody wants
+    QTest::mouseClick(find<QCheckBox>("m_chkTL"), Qt::LeftButton, {}, QPoint(8, 11));
+    QVERIFY(find<QCheckBox>("m_chkTL")->isChecked());
+    QCOMPARE(m_line->received(), QByteArray());
+}
+
+void TestMftool::passthroughWritesAheadOfTheAck()
+{
+    start();
+    call("passthroughEnable", "bool", true);
+    QVERIFY(m_log->has("debug: QB740 passthrough -- enabled"));
+    m_line->send("7E000D70411C\xE4\xFF\x80"
+                 "04F37F\r\n");
+    QTRY_COMPARE(m_line->received(), QByteArray("\xE4\xFF\x80\r\n") + ack);
+}
+
+void TestMftool::passthroughOffDropsSilently()
+{
+    start();
+    call("passthrough", "QByteArray", QByteArray("AB"));
+    QCOMPARE(m_line->received(), QByteArray());
+    call("passthroughEnable", "bool", true);
+    call("passthrough", "QByteArray", QByteArray("AB"));
+    QCOMPARE(m_line->received(), QByteArray("AB\r\n"));
+    call("passthroughEnable", "bool", false);
+    QVERIFY(m_log->has("debug: QB740 passthrough -- disabled"));
+    call("passthrough", "QByteArray", QByteArray("AB"));
+    QCOMPARE(m_line->received(), QByteArray("AB\r\n"));
+}
+
+void TestMftool::closedPassthroughPortDropsSilently()
+{
+    start();
+    call("passthroughEnable", "bool", true);
+    m_widget->findChild<QtSerialPort *>()->close();
+    m_log->clear();
+    call("passthrough", "QByteArray", QByteArray("AB"));
+    QCOMPARE(m_line->received(), QByteArray());
+    QCOMPARE(m_log->lines(), QStringList());
+}
+
+void TestMftool::relayedLines()
+{
+    start();
+    call("passthroughEnable", "bool", true);
+    // The module's answer, taken by the port before the event loop gives it to the engine.
+    m_line->send(" one \r\ntwo\r\nthr");
+    QtSerialPort *port = m_widget->findChild<QtSerialPort *>();
+    QVERIFY(QMetaObject::invokeMethod(port, "onRead"));
+    QCOMPARE(m_line->received(), QByteArray("7E000D70423Done04167F\r\n"
+                                            "7E000D70423Dtwo042E7F\r\n"));
+    m_line->clear();
+    m_line->send("ee\n");
+    QVERIFY(QMetaObject::invokeMethod(port, "onRead"));
+    QCOMPARE(m_line->received(), QByteArray("7E000F70423Fthree04F07F\r\n"));
+}
+
+void TestMftool::relayedLinesAreLostWhileOff()
+{
+    start();
+    m_line->send("lost\r\n");
+    QtSerialPort *port = m_widget->findChild<QtSerialPort *>();
+    QVERIFY(QMetaObject::invokeMethod(port, "onRead"));
+    call("passthroughEnable", "bool", true);
+    m_line->send("kept\r\n");
+    QVERIFY(QMetaObject::invokeMethod(port, "onRead"));
+    QCOMPARE(m_line->received(), QByteArray("7E000E70423Ekept048A7F\r\n"));
+}
+
+void TestMftool::flashQueryWhileIdleIsNotApplicable()
+{
+    start();
+    call("flashQuery");
+    QCOMPARE(m_line->received(), QByteArray("7E000A00033002937F\r\n"));
+}
+
+void TestMftool::mountWithoutEtcFails()
+{
+    start();
+    m_folder->write("/mnt/etc", "a file is no file system");
+    call("mountComplete");
+    QCOMPARE(m_line->received(), QByteArray("7E000C70613D0003347F\r\n"));
+    QVERIFY(m_log->has("debug: Mount appears to have failed, or there is nothing to mount"));
+    QVERIFY(!qEnvironmentVariableIsSet("POINTERCAL_FILE"));
+}
+
+void TestMftool::mountPointsTheTouchscreenAtTheNand()
+{
+    m_folder->write("/usr/lib/panel/version", "1.2\n");
+    m_folder->write("/mnt/usr/lib/panel/version", "3.4\n");
+    start();
+    call("getVersion");
+    QCOMPARE(m_line->received(),
+             QByteArray("7E002C603D6E01021.2           000000000000000008BD7F\r\n"));
+    m_line->clear();
+    m_folder->makeFolder("/mnt/etc");
+    call("mountComplete");
+    QCOMPARE(m_line->received(), QByteArray("7E000C70613D0103357F\r\n"));
+    QCOMPARE(qgetenv("POINTERCAL_FILE"), m_folder->at("/mnt/etc/pointercal").toUtf8());
+    QCOMPARE(qgetenv("TSLIB_CALIBFILE"), m_folder->at("/mnt/etc/pointercal").toUtf8());
+    m_line->clear();
+    call("getVersion");
+    QCOMPARE(m_line->received(),
+             QByteArray("7E002C603D6E03043.4           000000000000000008C57F\r\n"));
+    m_line->clear();
+    call("doMount"); // already mounted: nothing at all
+    QCOMPARE(m_line->received(), QByteArray());
+}
+
+QTEST_MAIN(TestMftool)
+#include "tst_mftool.moc"

@@ -1,0 +1,149 @@
+/// What the tests of the flash steps share: programs to put in the real ones'
+/// place, and records of what a step emits and logs.
+#ifndef TESTS_FLASH_STEPTEST_H
+#define TESTS_FLASH_STEPTEST_H
+
+#include "flash/mfproc.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QList>
+#include <QMetaMethod>
+#include <QPair>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// A folder of shell scripts that comes first on the search path as long as
+/// the object lives.
+class FakePrograms
+{
+public:
+    FakePrograms() : m_searchPath(qgetenv("PATH"))
+    {
+        qputenv("PATH", QFile::encodeName(m_dir.path()) + ':' + m_searchPath);
+    }
+    ~FakePrograms() { qputenv("PATH", m_searchPath); }
+    FakePrograms(const FakePrograms &) = delete;
+    FakePrograms &operator=(const FakePrograms &) = delete;
+
+    /// Puts @p body, shell commands, under the name @p name. In them $here is
+    /// the folder.
+    void add(const QString &name, const QByteArray &body)
+    {
+        write(name, "#!/bin/sh\nhere=${0%/*}\n" + body + "\n");
+        QFile::setPermissions(path(name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+
+    /// A program that notes how it was called, for argumentsSeen() and
+    /// directorySeen(), and then runs @p body.
+    void addNoting(const QString &name, const QByteArray &body)
+    {
+        add(name, "printf '%s\\n' \"$@\" >\"$here/arguments\"\npwd >\"$here/directory\"\n" + body);
+    }
+
+    /// A program that prints what the capture @p name holds.
+    void addPlaying(const QString &program, const QString &name, int exitCode)
+    {
+        const QByteArray file =
+            QFile::encodeName(QLatin1String(FLASH_CAPTURES "/")) + name.toLatin1();
+        addNoting(program, "cat '" + file + ".stdout'\ncat '" + file + ".stderr' >&2\nexit " +
+                               QByteArray::number(exitCode));
+    }
+
+    void write(const QString &name, const QByteArray &content)
+    {
+        QFile file(path(name));
+        QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(file.errorString()));
+        QCOMPARE(file.write(content), qint64(content.size()));
+    }
+
+    QByteArray content(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
+    }
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+    QStringList argumentsSeen() const
+    {
+        return QString::fromLocal8Bit(content("arguments").trimmed()).split('\n');
+    }
+    QString directorySeen() const { return QString::fromLocal8Bit(content("directory").trimmed()); }
+
+private:
+    QByteArray m_searchPath;
+    QTemporaryDir m_dir;
+};
+
+/// What a step emitted, in order: "started", "status 7", "complete",
+/// "failed Crashed". Tests add what else they want to see in the order.
+class Emitted
+{
+public:
+    explicit Emitted(MFProc *step)
+    {
+        QObject::connect(step, &MFProc::started, step, [this] { events << "started"; });
+        QObject::connect(step, &MFProc::status, step,
+                         [this](int percent) { events << QString("status %1").arg(percent); });
+        QObject::connect(step, &MFProc::complete, step, [this] { events << "complete"; });
+        QObject::connect(step, &MFProc::failed, step,
+                         [this](const QString &err) { events << "failed " + err; });
+    }
+    Emitted(const Emitted &) = delete;
+    Emitted &operator=(const Emitted &) = delete;
+
+    QStringList events;
+};
+
+/// Takes what is logged as long as the object lives.
+class Log
+{
+public:
+    Log() : m_previous(qInstallMessageHandler(take)) { current() = this; }
+    ~Log()
+    {
+        qInstallMessageHandler(m_previous);
+        current() = nullptr;
+    }
+    Log(const Log &) = delete;
+    Log &operator=(const Log &) = delete;
+
+    /// The lines so far, each with its level: "debug: Starting mount".
+    QStringList lines;
+
+private:
+    static Log *&current()
+    {
+        static Log *log = nullptr;
+        return log;
+    }
+    static void take(QtMsgType type, const QMessageLogContext &, const QString &text)
+    {
+        static const char *const levels[] = {
+            "debug: ", "warning: ", "critical: ", "fatal: ", "info: "};
+        current()->lines << levels[type] + text;
+    }
+
+    QtMessageHandler m_previous;
+};
+
+/// The signatures of the signals and slots that @p metaObject itself declares,
+/// in index order.
+inline QStringList declaredMethods(const QMetaObject &metaObject)
+{
+    QStringList signatures;
+    for (int i = metaObject.methodOffset(); i < metaObject.methodCount(); ++i)
+        signatures << QString::fromLatin1(metaObject.method(i).methodSignature());
+    return signatures;
+}
+
+/// The step's process, for what only the process can tell.
+inline QProcess *processOf(const MFProc &step)
+{
+    return step.findChild<QProcess *>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+#endif

@@ -1,0 +1,73 @@
+// Which picture a name means.
+#include "hardware/testimage.h"
+
+#include <QtTest>
+
+#include "tests/support/boardfolder.h"
+
+class TestTestImage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void look_data();
+    void look();
+    void missingFolder();
+};
+
+void TestTestImage::look_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QStringList>("folders");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("found"); // in the folder of the images unless it begins with "="
+    const QStringList bars{"bars1.png", "bars2.png"};
+    const QStringList none;
+    QTest::newRow("last match by name") << bars << none << "bars"
+                                        << "bars2.png";
+    QTest::newRow("exact name first") << QStringList{"bars", "bars1.png"} << none << "bars"
+                                      << "bars";
+    QTest::newRow("exact with ending") << bars << none << "bars1.png"
+                                       << "bars1.png";
+    QTest::newRow("middle of a name") << bars << none << "rs1"
+                                      << "bars1.png";
+    QTest::newRow("another case") << bars << none << "BARS1"
+                                  << "bars1.png";
+    QTest::newRow("no match keeps the name") << bars << none << "grey"
+                                             << "=grey";
+    QTest::newRow("absolute") << bars << none << "/bars1.png"
+                              << "=/bars1.png";
+    QTest::newRow("a folder is no match") << bars << QStringList{"bars"} << "bars"
+                                          << "bars2.png";
+    QTest::newRow("only a folder") << none << QStringList{"bars"} << "bars"
+                                   << "=bars";
+    QTest::newRow("wildcard in the name") << bars << none << "b*1"
+                                          << "bars1.png";
+    QTest::newRow("upper case sorts first") << QStringList{"Zebra bars", "a bars"} << none << "bars"
+                                            << "a bars";
+}
+
+void TestTestImage::look()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QStringList, folders);
+    QFETCH(QString, name);
+    QFETCH(QString, found);
+    BoardFolder folder;
+    for (const QString &file : files)
+        folder.write("/images/" + file, "x");
+    for (const QString &sub : folders)
+        folder.makeFolder("/images/" + sub);
+    folder.makeFolder("/images");
+    const QString expected = found.startsWith('=') ? found.mid(1) : folder.at("/images/" + found);
+    QCOMPARE(findTestImage(folder.at("/images"), name), expected);
+}
+
+void TestTestImage::missingFolder()
+{
+    BoardFolder folder;
+    QCOMPARE(findTestImage(folder.at("/images"), "bars"), QString("bars"));
+}
+
+QTEST_APPLESS_MAIN(TestTestImage)
+#include "tst_testimage.moc"

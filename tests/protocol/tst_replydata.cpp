@@ -1,0 +1,114 @@
+// The data of the replies, character by character.
+#include "protocol/replydata.h"
+
+#include <QtTest>
+
+class TestReplyData : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void version_data();
+    void version();
+    void voltage_data();
+    void voltage();
+    void points();
+    void flashStatus();
+    void buttons();
+    void verdict();
+};
+
+void TestReplyData::version_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("data");
+    const QByteArray zeros("0000000000000000");
+    QTest::newRow("dated") << "20140101 1.2"
+                           << "010220140101 1.2  " + zeros;
+    QTest::newRow("three parts") << "1.2.3"
+                                 << "01021.2.3         " + zeros;
+    QTest::newRow("no number") << "abc"
+                               << "0000ABC           " + zeros;
+    QTest::newRow("one part") << "7"
+                              << "07007             " + zeros;
+    QTest::newRow("empty") << ""
+                           << "0000              " + zeros;
+    QTest::newRow("low 8 bits") << "257.511"
+                                << "01FF257.511       " + zeros;
+    QTest::newRow("letters in the second part") << "10.x"
+                                                << "0A0010.X          " + zeros;
+    QTest::newRow("empty parts are kept") << ".5"
+                                          << "0005.5            " + zeros;
+    QTest::newRow("cut to 14") << "12345678901.234567"
+                               << "00"
+                                  "47"
+                                  "12345678901.23" +
+                                      zeros;
+    QTest::newRow("dated, one part") << "20140101 9"
+                                     << "090020140101 9    " + zeros;
+    QTest::newRow("seven digits are no date") << "2014010 1.2"
+                                              << "00022014010 1.2   " + zeros;
+    QTest::newRow("date not at the start") << "v20140101 1.2"
+                                           << "0002V20140101 1.2 " + zeros;
+    QTest::newRow("not ASCII stays one byte")
+        << QString::fromLatin1("1.2\xDF") << "01001.2\xDF          " + zeros;
+}
+
+void TestReplyData::version()
+{
+    QFETCH(QString, text);
+    const QByteArray data = versionData(text);
+    QTEST(data, "data");
+    QCOMPARE(int(data.size()), 34);
+}
+
+void TestReplyData::voltage_data()
+{
+    QTest::addColumn<QByteArray>("reading");
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("short") << QByteArray("12345") << QByteArray("00012345");
+    QTest::newRow("long") << QByteArray("1234567890") << QByteArray("12345678");
+    QTest::newRow("none") << QByteArray() << QByteArray("00000000");
+    QTest::newRow("exact") << QByteArray("12345678") << QByteArray("12345678");
+    QTest::newRow("passed on unparsed") << QByteArray("-3.5 V") << QByteArray("00-3.5 V");
+}
+
+void TestReplyData::voltage()
+{
+    QFETCH(QByteArray, reading);
+    QTEST(voltageData(reading), "data");
+}
+
+void TestReplyData::points()
+{
+    QCOMPARE(calibrationPointData(3, QPoint(120, 4095)), QByteArray("030012004095"));
+    QCOMPARE(calibrationPointData(0, QPoint(123456, 0)), QByteArray("0012345600000"));
+    QCOMPARE(calibrationPointData(4, QPoint(-5, 7)), QByteArray("04-000500007"));
+    QCOMPARE(touchData(QPoint(7, 42)), QByteArray("007042"));
+    QCOMPARE(touchData(QPoint(799, 479)), QByteArray("799479"));
+    QCOMPARE(touchData(QPoint(1000, 42)), QByteArray("1000042"));
+}
+
+void TestReplyData::flashStatus()
+{
+    QCOMPARE(flashStatusData(2, 100), QByteArray("0264"));
+    QCOMPARE(flashStatusData(0, 101), QByteArray("0065"));
+    QCOMPARE(flashStatusData(3, 0), QByteArray("0300"));
+    QCOMPARE(flashStatusData(1, 300), QByteArray("0112C"));
+}
+
+void TestReplyData::buttons()
+{
+    QCOMPARE(buttonsData(0), QByteArray("00"));
+    QCOMPARE(buttonsData(3), QByteArray("03"));
+    QCOMPARE(buttonsData(0x1AB), QByteArray("1AB"));
+}
+
+void TestReplyData::verdict()
+{
+    QCOMPARE(verdictData(true), QByteArray("01"));
+    QCOMPARE(verdictData(false), QByteArray("00"));
+}
+
+QTEST_APPLESS_MAIN(TestReplyData)
+#include "tst_replydata.moc"

@@ -1,0 +1,58 @@
+#include "tests/support/ptyline.h"
+
+#include <QtGlobal>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+PtyLine::PtyLine()
+{
+    termios raw = {};
+    cfmakeraw(&raw);
+    raw.c_cflag |= CREAD | CLOCAL;
+    raw.c_cc[VMIN] = 1;
+    char name[64];
+    if (openpty(&m_near, &m_far, name, &raw, nullptr) != 0)
+        qFatal("no pseudo terminal to be had");
+    fcntl(m_near, F_SETFL, O_NONBLOCK);
+    m_path = QString::fromLatin1(name);
+}
+
+PtyLine::~PtyLine()
+{
+    hangUp();
+}
+
+void PtyLine::send(const QByteArray &bytes)
+{
+    if (write(m_near, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
+        qFatal("the pseudo terminal took less than it was given");
+}
+
+QByteArray PtyLine::received()
+{
+    char chunk[4096];
+    for (;;) {
+        const ssize_t size = read(m_near, chunk, sizeof(chunk));
+        if (size <= 0)
+            return m_received;
+        m_received.append(chunk, static_cast<int>(size));
+    }
+}
+
+void PtyLine::clear()
+{
+    received();
+    m_received.clear();
+}
+
+void PtyLine::hangUp()
+{
+    if (m_near < 0)
+        return;
+    close(m_far);
+    close(m_near);
+    m_near = m_far = -1;
+}

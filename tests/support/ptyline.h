@@ -1,0 +1,35 @@
+/// A pseudo terminal that plays a serial line.
+#ifndef TESTS_SUPPORT_PTYLINE_H
+#define TESTS_SUPPORT_PTYLINE_H
+
+#include <QByteArray>
+#include <QString>
+
+/// Raw from the start, and its far end stays open, so that it does not hang up
+/// when the code under test closes it.
+class PtyLine
+{
+public:
+    PtyLine();
+    ~PtyLine();
+    PtyLine(const PtyLine &) = delete;
+    PtyLine &operator=(const PtyLine &) = delete;
+
+    /// Path of the end that the code under test opens.
+    QString path() const { return m_path; }
+    /// Sends @p bytes to the code under test in one piece.
+    void send(const QByteArray &bytes);
+    /// Everything that the code under test has written since the last clear().
+    QByteArray received();
+    void clear();
+    /// Closes both ends that this side holds.
+    void hangUp();
+
+private:
+    int m_near;
+    int m_far;
+    QString m_path;
+    QByteArray m_received;
+};
+
+#endif
