@@ -2,6 +2,7 @@
 
 #include "bench/common/command.h"
 #include "bench/keypad/keypadcommand.h"
+#include "bench/station/stationcommand.h"
 
 #include <QCoreApplication>
 
@@ -12,6 +13,8 @@ namespace
 
 const Command commands[] = {
     {"keypad", "run the tool on a virtual keypad", runKeypadCommand},
+    {"station", "talk to a keypad over its serial line", stationCommand},
+    {"decode", "explain frames, right or wrong", decodeCommand},
 };
 
 void printUsage(FILE *to)
