@@ -14,8 +14,8 @@ namespace
 
 const Command commands[] = {
     {"keypad", "run the tool on a virtual keypad", runKeypadCommand},
-    {"station", "talk to a keypad as a test station", stationCommand},
-    {"decode", "explain a frame from any log", decodeCommand},
+    {"station", "talk to a keypad over its serial line", stationCommand},
+    {"decode", "explain frames, right or wrong", decodeCommand},
     {"line", "run a test plan on one unit or many", runLineCommand},
 };
 

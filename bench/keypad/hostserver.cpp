@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <ftw.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
@@ -24,7 +25,8 @@
 namespace
 {
 
-const int outputChunk = 16 * 1024; // fits a packet even when every byte is escaped
+const int outputChunk = 16 * 1024;     // fits a packet even when every byte is escaped
+const qint64 slowestOpenUsec = 500000; // then it is not the tool itself that reads
 const char pcPath[] = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 qint64 monotonicUsec()
@@ -98,7 +100,8 @@ bool hasOpen(pid_t process, const QByteArray &file)
 
 /// One line per opening: the reader takes the first line and throws away the
 /// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open.
+/// its next open, and write when its open has returned: until it gets something
+/// to read it cannot get further.
 QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
     const char pipe[] = "/tmp/sdstat";
@@ -115,6 +118,9 @@ QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
         if (fd < 0)
             usleep(2000);
     }
+    const qint64 openEnd = monotonicUsec() + slowestOpenUsec;
+    while (!hasOpen(tool, pipe) && monotonicUsec() < openEnd)
+        usleep(500);
     const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
     error = written == bytes.size() ? 0 : EIO;
     close(fd);
@@ -136,11 +142,29 @@ QJsonObject listFolder(const QByteArray &folder)
     return QJsonObject{{QStringLiteral("names"), names}};
 }
 
-QJsonObject removeAll(const QByteArray &name)
+int removeOne(const char *name, const struct stat *, int, FTW *)
 {
-    std::error_code error;
-    std::filesystem::remove_all(name.constData(), error);
-    return errorReply(error.value());
+    return ::remove(name) == 0 ? 0 : errno;
+}
+
+/// Only what belongs to the keypad: everything else in there is the PC's own,
+/// and the bench may be root.
+QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
+{
+    umount2(name.constData(), MNT_DETACH); // it may be a place where something is mounted
+    struct stat status;
+    if (lstat(name.constData(), &status) != 0)
+        return errorReply(errno == ENOENT ? 0 : errno);
+    bool own = false;
+    for (const QByteArray &root : ownRoots) {
+        struct stat rootStatus;
+        own =
+            own || (stat(root.constData(), &rootStatus) == 0 && rootStatus.st_dev == status.st_dev);
+    }
+    if (!own)
+        return errorReply(EPERM);
+    const int result = nftw(name.constData(), removeOne, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    return errorReply(result < 0 ? errno : result);
 }
 
 QJsonObject makeFolders(const QByteArray &name)
@@ -325,7 +349,10 @@ bool HostServer::handleFiles(const QString &operation, const QJsonObject &reques
         return true;
     }
     if (operation == QLatin1String("remove")) {
-        inWorker(request, [=](QList<int> *) { return removeAll(name); });
+        QList<QByteArray> roots = {"/", "/etc", "/sys"};
+        for (const QString &card : m_cards.keys() + m_flawedCards.keys())
+            roots.append(card.toUtf8());
+        inWorker(request, [=](QList<int> *) { return removeAll(name, roots); });
         return true;
     }
     if (operation == QLatin1String("mkdir")) {

@@ -116,7 +116,8 @@ public:
 
     /// Result of run().
     struct RunResult {
-        int code = -1; ///< exit status; -1 when it could not be started or was killed
+        int code = -1;  ///< exit status; 127 when there is no such program, -1 when it was killed
+        int signal = 0; ///< that killed it
         QByteArray output;
         QByteArray errors;
     };

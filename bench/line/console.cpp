@@ -28,6 +28,13 @@ const char *colourOf(Outcome outcome)
     return "\033[33m";
 }
 
+QString lineOf(const StepRecord &step)
+{
+    QStringList parts = {step.value(), step.shownByBoard()};
+    parts.removeAll(QString());
+    return parts.join(QStringLiteral(", "));
+}
+
 QString shortened(const QString &text)
 {
     return text.size() <= WidestValue ? text : text.left(WidestValue - 3) + QStringLiteral("...");
@@ -130,7 +137,7 @@ void Console::stepEnded(const StepRecord &step)
                        .arg(step.number, 3)
                        .arg(step.name, -m_nameWidth)
                        .arg(shownSeconds(step.seconds), 8)
-                       .arg(shortened(step.value()));
+                       .arg(shortened(lineOf(step)));
     if (!step.limits().isEmpty())
         text += QStringLiteral("  [%1]").arg(step.limits());
     if (step.tries > 1)

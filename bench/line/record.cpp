@@ -124,18 +124,25 @@ QString StepRecord::value() const
         values.append(each.name + QLatin1Char(' ') + each.shown());
     if (measured.isEmpty() && !received.isEmpty())
         values.append(received.last());
+    return values.join(QStringLiteral(", "));
+}
+
+QString StepRecord::shownByBoard() const
+{
+    QStringList shown;
     for (const CheckRecord &check : checks) {
         if (check.result == CheckRecord::Held)
-            values.append(check.brief);
+            shown.append(check.brief);
     }
-    return values.join(QStringLiteral(", "));
+    return shown.join(QStringLiteral(", "));
 }
 
 QString StepRecord::limits() const
 {
     QStringList limits;
     for (const Measurement &each : measured)
-        limits.append(each.limits);
+        limits.append(measured.size() == 1 ? each.limits
+                                           : each.name + QLatin1Char(' ') + each.limits);
     return limits.join(QStringLiteral(", "));
 }
 
@@ -207,6 +214,7 @@ int exitStatus(Outcome outcome)
 
 QString shownSeconds(double seconds)
 {
-    const int decimals = seconds < 1 ? 3 : seconds < 10 ? 2 : 1;
-    return QStringLiteral("%1 s").arg(seconds, 0, 'f', decimals);
+    if (seconds < 1)
+        return QStringLiteral("%1 ms").arg(seconds * 1000, 0, 'f', seconds < 0.01 ? 1 : 0);
+    return QStringLiteral("%1 s").arg(seconds, 0, 'f', seconds < 10 ? 2 : 1);
 }

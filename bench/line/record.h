@@ -67,9 +67,10 @@ struct StepRecord {
     QStringList notes; ///< operator's actions, skipped checks
     QString picture;   ///< file beside the record
 
-    /// What is worth a place in one line: measured values, else the last
-    /// answer, and what the board showed.
+    /// Measured values, else the last answer.
     QString value() const;
+    /// What the board has shown, briefly.
+    QString shownByBoard() const;
     QString limits() const;
 };
 
@@ -101,7 +102,7 @@ QJsonObject toJson(const UnitRecord &unit);
 /// The exit status of a run: 0 pass, 1 fail, 3 time-out, 4 error.
 int exitStatus(Outcome outcome);
 
-/// "0.052 s", "12.3 s": three digits that count.
+/// "0.4 ms", "52 ms", "3.38 s", "12.3 s".
 QString shownSeconds(double seconds);
 
 #endif

@@ -48,7 +48,7 @@ QVariantList checks(const StepRecord &step)
 {
     static const char *const classes[] = {"pass", "fail", "notrun"};
     static const char *const results[] = {
-        "shown by the board: ", "not shown by the board: ", "skipped, no access to the board: "};
+        "board: ", "not on the board: ", "skipped, board out of sight: "};
     QVariantList values;
     for (const CheckRecord &check : step.checks) {
         values.append(

@@ -16,7 +16,8 @@ const int SliceMs = 50;      ///< between two looks at what announces nothing
 const int CheckEveryMs = 10; ///< between two looks at the board
 const int SettleMs = 200;    ///< of silence end a failed attempt
 const int LongestSettleMs = 1000;
-const int LastWordsMs = 100; ///< what a tool said before it ended has come by then
+const int MostWordsKept = 20; ///< of a unit that does not stop talking
+const int LastWordsMs = 100;  ///< what a tool said before it ended has come by then
 
 QString seconds(qint64 milliseconds)
 {
@@ -458,13 +459,14 @@ bool Runner::keepsQuiet(const Plan::Step &step, Attempt *attempt)
 void Runner::settle(Attempt *attempt)
 {
     const QDeadlineTimer longest(LongestSettleMs);
-    while (!longest.hasExpired()) {
+    for (int more = 0; !longest.hasExpired(); ++more) {
         const std::optional<Station::Received> received =
             next(std::min(longest, QDeadlineTimer(SettleMs)));
         if (!received)
             break;
         attempt->heard = true;
-        attempt->record->received.append(received->describe());
+        if (more < MostWordsKept)
+            attempt->record->received.append(received->describe());
     }
     m_inbox.clear();
 }
