@@ -277,7 +277,7 @@ void TestPlan::takesRightSteps_data()
     QTest::newRow("no lower limit") << expecting(R"({"frame":"touch","fields":{"x":{"max":10}}})");
     QTest::newRow("whole number with decimals") << stepWith(R"("limit_ms":1000.0)");
     QTest::newRow("poll") << stepWith(
-        R"("poll":{"request":"flash-query","every_ms":5,"at_least":0,"rising":"stage",
+        R"("poll":{"request":"flash-query","every_ms":5,"at_least":0,"stall_ms":9,"rising":"stage",
             "fields":{"percent":{"min":0,"max":101}}})");
     QTest::newRow("poll by number") << stepWith(R"("poll":{"request":"7053","data":""})");
     QTest::newRow("file that exists") << checking(R"({"file":"/a","exists":true,"text":""})");
