@@ -418,7 +418,9 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
     record.brief = check.brief();
     QString found;
     Unit::Finding finding = m_unit->check(check, &found);
-    while (finding == Unit::NotYet && !attempt->deadline.hasExpired() && !isInterrupted()) {
+    // Once the step has failed nothing is waited for.
+    while (finding == Unit::NotYet && attempt->record->outcome == Outcome::Pass &&
+           !attempt->deadline.hasExpired() && !isInterrupted()) {
         pause(std::min(attempt->deadline, QDeadlineTimer(CheckEveryMs)));
         finding = m_unit->check(check, &found);
     }
