@@ -165,7 +165,8 @@ int removeOne(const char *name, const struct stat *, int, FTW *)
 /// and the bench may be root.
 QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
 {
-    umount2(name.constData(), MNT_DETACH); // it may be a place where something is mounted
+    umount2(name.constData(),
+            MNT_DETACH | UMOUNT_NOFOLLOW); // it may be a place where something is mounted
     struct stat status;
     if (lstat(name.constData(), &status) != 0)
         return errorReply(errno == ENOENT ? 0 : errno);
@@ -616,8 +617,15 @@ QString HostServer::setCard(const QString &dir, const QString &kind)
             continue;
         close(fd);
     }
-    if (kind == QLatin1String("read-only") &&
-        mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") != 0)
-        return failure("make read-only");
-    return QString();
+    if (kind != QLatin1String("read-only"))
+        return QString();
+    // A worker that has just written to the card may still be ending.
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
+            return QString();
+        if (errno != EBUSY)
+            break;
+        usleep(1000);
+    }
+    return failure("make read-only");
 }
