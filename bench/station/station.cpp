@@ -394,7 +394,7 @@ std::optional<Station::Received> Station::next(const QDeadlineTimer &deadline, i
         }
         if (!deadline.hasExpired()) {
             pause(deadline);
-        } else if (!m_pending.isEmpty()) {
+        } else if (limitMs > 0 && !m_pending.isEmpty()) {
             flushPending();
         } else {
             fail(

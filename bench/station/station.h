@@ -119,7 +119,7 @@ public:
     /// @{
 
     /// The next thing of any kind. A frame left unfinished when the limit
-    /// passes is handed over as damaged.
+    /// passes is handed over as damaged (with a limit of 0 it may still grow).
     std::optional<Received> receive(int limitMs = DefaultLimitMs);
 
     /// The next good or damaged frame; lines before it are dropped.

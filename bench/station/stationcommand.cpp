@@ -135,13 +135,13 @@ const Session::Command Session::Commands[] = {
 
 void Session::print(char direction, const QString &meaning, const QByteArray &raw)
 {
-    if (m_options.quiet && direction == '<')
+    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    if (!m_options.quiet)
+        std::printf("%s %c %-40s %s\n", qPrintable(time), direction, qPrintable(meaning),
+                    escaped(raw).constData());
+    else if (direction == '<')
         std::printf("%s\n", qPrintable(meaning));
-    if (m_options.quiet)
-        return;
-    std::printf("%s %c %-40s %s\n",
-                qPrintable(QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"))),
-                direction, qPrintable(meaning), escaped(raw).constData());
+    // A person or a pipe wants to see it now.
     std::fflush(stdout);
 }
 
