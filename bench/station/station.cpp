@@ -186,6 +186,8 @@ bool Station::open(const QString &path, int baudRate)
 void Station::adopt(int descriptor)
 {
     close();
+    // A program started meanwhile would keep the line from hanging up.
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     const int flags = fcntl(descriptor, F_GETFL);
     fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
     start(descriptor);

@@ -94,7 +94,8 @@ public:
     bool open(const QString &path, int baudRate = 115200);
 
     /// Takes over an open descriptor, such as a pty's master, and closes it in
-    /// the end. Its terminal settings stay as they are; it is made non-blocking.
+    /// the end. Its terminal settings stay as they are; it is made non-blocking and is
+    /// not inherited by programs that are started.
     void adopt(int descriptor);
 
     void close();

@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 
+#include <fcntl.h>
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
@@ -14,6 +15,9 @@ FakeKeypad::FakeKeypad()
     char name[128] = "";
     if (openpty(&m_fd, &m_far, name, &raw, nullptr) < 0)
         qFatal("no pseudo terminal");
+    // A program that a test starts must not keep the line open.
+    fcntl(m_fd, F_SETFD, FD_CLOEXEC);
+    fcntl(m_far, F_SETFD, FD_CLOEXEC);
     m_path = QString::fromLocal8Bit(name);
     m_notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
     connect(m_notifier, SIGNAL(activated(int)), this, SLOT(read()));
