@@ -50,7 +50,7 @@ Other commands:
   help                  show this help
 
 Exit status: 0 all was answered, 1 refused (NAK, NA) or a replay differs,
-2 wrong usage, 3 time-out, 4 the line failed or a damaged frame came. Of
+2 wrong usage, 3 the line failed or a damaged frame came, 4 time-out. Of
 several commands the first that fails decides.
 )";
 
