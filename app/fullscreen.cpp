@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-#include "compat/screengeometry.h"
+#include "compat/screen.h"
 
 void showOnWholeScreen(QWidget *window)
 {

@@ -8,18 +8,13 @@
 
 #include <sys/stat.h>
 
+#include "hardware/sdevent.h"
+
 namespace
 {
 
 /// No path is longer; what a runaway writer sends beyond it must not fill the memory.
 const qint64 longestLine = 64 * 1024;
-
-/// What stands behind the first character: text up to the first zero byte,
-/// without the white space around it.
-QString directoryOf(const QByteArray &line)
-{
-    return QFile::decodeName(line.mid(1).constData()).trimmed();
-}
 
 } // namespace
 
@@ -71,16 +66,16 @@ void SDMon::run()
 
 void SDMon::handleLine(const QByteArray &line)
 {
-    // A line that is only its line end says nothing.
-    if (line.isEmpty() || line == "\n" || line == "\r\n")
+    const SdEvent event = parseSdEvent(line);
+    if (event.kind == SdEvent::Nothing)
         return;
     qDebug("In ATE Mode--->,SD mon read: %s", line.constData());
-    switch (line.at(0)) {
-    case '#':
-        emit dirAdded(directoryOf(line));
+    switch (event.kind) {
+    case SdEvent::Mounted:
+        emit dirAdded(event.dir);
         break;
-    case '!':
-        emit dirRemoved(directoryOf(line));
+    case SdEvent::Removed:
+        emit dirRemoved(event.dir);
         break;
     default:
         qWarning("In ATE Mode--->,Unexpected character at beginning of msg");
