@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <mntent.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
@@ -136,8 +137,26 @@ QJsonObject listFolder(const QByteArray &folder)
     return QJsonObject{{QStringLiteral("names"), names}};
 }
 
+/// What is shown at @p name or below it would keep it from being removed.
+void unmountAt(const QByteArray &name)
+{
+    FILE *mounts = setmntent("/proc/self/mounts", "re");
+    if (mounts == nullptr)
+        return;
+    QList<QByteArray> places;
+    while (const mntent *entry = getmntent(mounts)) {
+        const QByteArray place = entry->mnt_dir;
+        if (place == name || place.startsWith(name + '/'))
+            places.prepend(place);
+    }
+    endmntent(mounts);
+    for (const QByteArray &place : qAsConst(places))
+        umount2(place.constData(), MNT_DETACH);
+}
+
 QJsonObject removeAll(const QByteArray &name)
 {
+    unmountAt(name);
     std::error_code error;
     std::filesystem::remove_all(name.constData(), error);
     return errorReply(error.value());
