@@ -54,6 +54,12 @@ bool isOfCardThread(const QString &text)
            text == QLatin1String("In ATE Mode--->, Received SD event");
 }
 
+/// Qt's own complaint about what it draws on.
+bool isOfPlatform(const QString &text)
+{
+    return text.startsWith(QLatin1String("This plugin does not support "));
+}
+
 } // namespace
 
 void skipProgram(const QString &reason)
@@ -146,7 +152,8 @@ QStringList Rig::log()
     const QList<VirtualKeypad::LogLine> all = keypad.log();
     for (const VirtualKeypad::LogLine &line : all) {
         if (line.severity == QLatin1String("output") ||
-            line.text.startsWith(QLatin1String(receivedText)) || isOfCardThread(line.text))
+            line.text.startsWith(QLatin1String(receivedText)) || isOfCardThread(line.text) ||
+            isOfPlatform(line.text))
             continue;
         lines.append(line.severity + QStringLiteral(": ") + line.text);
     }

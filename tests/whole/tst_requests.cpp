@@ -70,13 +70,11 @@ void tst_Requests::worked_data()
     QTest::newRow("backlight 100") << QByteArray("7E000E61431F006403607F\r\n") << ack;
     QTest::newRow("lower case") << QByteArray("7e000e61435f006403c47f\r\n") << ack;
     QTest::newRow("no line end") << QByteArray("7E000E61431F006403607F") << ack;
-    QTest::newRow("white space around")
-        << QByteArray(" \t\r\n7E000E61431F006403607F \n\n") << ack;
+    QTest::newRow("white space around") << QByteArray(" \t\r\n7E000E61431F006403607F \n\n") << ack;
     QTest::newRow("another header check") // only the checksum says whether it is right
         << QByteArray("7E000E614300006403497F\r\n") << ack;
     QTest::newRow("echo of three characters")
-        << QByteArray("7E000D6002185AB03397F\r\n")
-                                       << QByteArray("7E000D6003395AB035D7F\r\n");
+        << QByteArray("7E000D6002185AB03397F\r\n") << QByteArray("7E000D6003395AB035D7F\r\n");
     QTest::newRow("echo") << QByteArray("7E000E600219ABCD038D7F\r\n")
                           << QByteArray("7E000E60033AABCD03D87F\r\n");
     QTest::newRow("unknown type") << QByteArray("7E000A99993102957F\r\n") << na;
@@ -107,8 +105,8 @@ void tst_Requests::table_data()
     const auto row = [&number](int type, const char *data, const QStringList &line,
                                const QStringList &stores = QStringList(),
                                const QStringList &log = QStringList()) {
-        const QByteArray name = QByteArray::number(++number) + ": " +
-                                QByteArray::number(type, 16) + ' ' + QByteArray(data).left(40);
+        const QByteArray name = QByteArray::number(++number) + ": " + QByteArray::number(type, 16) +
+                                ' ' + QByteArray(data).left(40);
         QTest::newRow(name.constData()) << type << QByteArray(data) << line << stores << log;
     };
     const QStringList ack("0004");
@@ -206,8 +204,7 @@ void tst_Requests::table_data()
     row(0x7000, "no such picture", nak, nothing,
         {"debug: Using test pattern 'no such picture'",
          "warning: Failed to open test pattern file"});
-    row(0x7000, "bars.png", ack, nothing,
-        {"debug: Using test pattern '/home/default/bars.png'"});
+    row(0x7000, "bars.png", ack, nothing, {"debug: Using test pattern '/home/default/bars.png'"});
     row(0x7000, "", ack);
     row(0x7000, "", ack); // nothing is shown any more: no second reply either
 
@@ -284,12 +281,13 @@ void tst_Requests::biasPower()
     QCOMPARE(first.line, QStringList("0004"));
     QCOMPARE(first.stores, QStringList({"gpio/export=62", "gpio/gpio62/active_low=0",
                                         "gpio/gpio62/direction=out", "gpio/gpio62/value=1"}));
-    QCOMPARE(first.log,
-             QStringList({
-                 "debug: In ATE Mode---,gpio62 folder (value file) is not exist, need to be created",
-                 "debug: In ATE Mode---, export pin number to generate gpio62 folder, and value file",
-                 "debug: In ATE Mode---, LCD Bias Power manipulation, was successfully done!",
-             }));
+    QCOMPARE(
+        first.log,
+        QStringList({
+            "debug: In ATE Mode---,gpio62 folder (value file) is not exist, need to be created",
+            "debug: In ATE Mode---, export pin number to generate gpio62 folder, and value file",
+            "debug: In ATE Mode---, LCD Bias Power manipulation, was successfully done!",
+        }));
     QCOMPARE(keypad.attribute("/sys/class/gpio/gpio62/value"), QByteArray("1\n"));
 
     // The pin is there now; the polarity is set every time.
@@ -383,8 +381,7 @@ void tst_Requests::cannotOpen_data()
                                             "leds/trouble/brightness=255",
                                             "leds/ac/brightness=255"});
     QTest::newRow("voltage") << "/sys/class/power_supply/corlink/voltage_now" << 0x7080
-                             << QByteArray()
-                             << QStringList("warning: Failed to open voltage file")
+                             << QByteArray() << QStringList("warning: Failed to open voltage file")
                              << QStringList();
 }
 
@@ -413,15 +410,13 @@ void tst_Requests::refusedStores_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QString>("store");
     QTest::newRow("backlight") << "/sys/class/backlight/mxs-bl/brightness" << 0x6143
-                               << QByteArray("0064")
-                               << "backlight/mxs-bl/brightness=100 refused";
+                               << QByteArray("0064") << "backlight/mxs-bl/brightness=100 refused";
     QTest::newRow("buzzer") << "/sys/class/leds/buzzer/brightness" << 0x6147 << QByteArray("80FF")
                             << "leds/buzzer/brightness=127 refused";
     QTest::newRow("home LED") << "/sys/class/leds/home/brightness" << 0x7010 << QByteArray("64")
                               << "leds/home/brightness=255 refused";
     QTest::newRow("an LED") << "/sys/class/leds/ac/brightness" << 0x6144
-                            << QByteArray("00080000000000")
-                            << "leds/ac/brightness=255 refused";
+                            << QByteArray("00080000000000") << "leds/ac/brightness=255 refused";
 }
 
 /// A store that the driver refuses is stored once, and nobody hears of it.
@@ -483,11 +478,9 @@ void tst_Requests::allTheLedsThereAre()
     QStringList failures = log.filter("led file");
     failures.sort();
     QCOMPARE(failures,
-             QStringList(
-                 {"warning: Failed to open led file '/sys/class/leds/armed/brightness'",
-                  "warning: Failed to open led file '/sys/class/leds/odd/brightness'"}));
-    QVERIFY(log.contains(
-        "warning: In ATE Mode-->, Failed to open sd power file for writing"));
+             QStringList({"warning: Failed to open led file '/sys/class/leds/armed/brightness'",
+                          "warning: Failed to open led file '/sys/class/leds/odd/brightness'"}));
+    QVERIFY(log.contains("warning: In ATE Mode-->, Failed to open sd power file for writing"));
     QCOMPARE(log.filter("SD card Detection").size(), 0);
 }
 

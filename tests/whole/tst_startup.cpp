@@ -236,10 +236,9 @@ void tst_Startup::missing_data()
     QTest::addColumn<QStringList>("said");
     QTest::addColumn<QStringList>("unsaid");
 
-    QTest::newRow("event device")
-        << QStringList("/dev/input/event0") << "0004"
-        << QStringList("warning: Failed to open /dev/input/event0")
-        << QStringList("debug: Input event opened");
+    QTest::newRow("event device") << QStringList("/dev/input/event0") << "0004"
+                                  << QStringList("warning: Failed to open /dev/input/event0")
+                                  << QStringList("debug: Input event opened");
     QTest::newRow("logo") << QStringList("/home/default/tarnwick.png") << "0005"
                           << QStringList({"debug: Using test pattern 'tarnwick.png'",
                                           "warning: Failed to open test pattern file"})
@@ -252,11 +251,13 @@ void tst_Startup::missing_data()
                                               "debug: Running on board rev 1"})
                               << QStringList();
     QTest::newRow("card power") << QStringList(sdPower) << "0004" << QStringList()
-                                << QStringList("debug: In ATE Mode --->, SD card Detection Enabled");
+                                << QStringList(
+                                       "debug: In ATE Mode --->, SD card Detection Enabled");
     QTest::newRow("place for the pipe")
         << QStringList("/tmp") << "0004"
-        << QStringList({"debug: In ATE Mode--->, Failed to create SD fifo: No such file or directory",
-                        "warning: In ATE Mode--->, No SD monitoring available"})
+        << QStringList(
+               {"debug: In ATE Mode--->, Failed to create SD fifo: No such file or directory",
+                "warning: In ATE Mode--->, No SD monitoring available"})
         << QStringList();
 }
 
