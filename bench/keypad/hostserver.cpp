@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <mntent.h>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -99,26 +100,37 @@ bool hasOpen(pid_t process, const QByteArray &file)
 
 /// One line per opening: the reader takes the first line and throws away the
 /// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open.
+/// its next open; and, before the next message may follow, until it has closed
+/// the pipe after this one. A reader that is still on its way out of its open
+/// would otherwise find both, and throw away the second.
 QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
     const char pipe[] = "/tmp/sdstat";
     const qint64 end = monotonicUsec() + qint64(msecs) * 1000;
+    const int closings = inotify_init1(IN_CLOEXEC);
     int fd = -1;
     int error = EAGAIN;
     while (fd < 0) {
         if (!hasOpen(tool, pipe)) {
+            inotify_add_watch(closings, pipe, IN_CLOSE_NOWRITE);
             fd = open(pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
             error = errno;
         }
         if (fd < 0 && monotonicUsec() > end)
-            return errorReply(error);
+            break;
         if (fd < 0)
             usleep(2000);
     }
-    const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
-    error = written == bytes.size() ? 0 : EIO;
-    close(fd);
+    if (fd >= 0) {
+        const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
+        error = written == bytes.size() ? 0 : EIO;
+        close(fd);
+        pollfd closed = {closings, POLLIN, 0};
+        const qint64 left = (end - monotonicUsec()) / 1000;
+        if (error == 0 && poll(&closed, 1, int(qMax<qint64>(left, 0))) <= 0)
+            error = ETIMEDOUT;
+    }
+    close(closings);
     return errorReply(error);
 }
 
