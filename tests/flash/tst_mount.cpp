@@ -30,8 +30,8 @@ void TestMount::toolIsCalled()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "complete");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
     QCOMPARE(programs.argumentsSeen(), QStringList() << "-t"
                                                      << "ubifs"
                                                      << "/dev/ubi0_0"
@@ -51,7 +51,7 @@ void TestMount::toolInheritsTheEnvironment()
     Emitted emitted(&step);
     qputenv("POINTERCAL_FILE", "/mnt/etc/pointercal");
     step.run();
-    QTRY_COMPARE(emitted.events.size(), 2);
+    TRY_COMPARE(emitted.events.size(), 2);
     qunsetenv("POINTERCAL_FILE");
     QCOMPARE(programs.content("seen"), QByteArray("/mnt/etc/pointercal\n"));
 }
@@ -64,8 +64,8 @@ void TestMount::outputGoesToTheLog()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "complete");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
     QCOMPARE(log.lines, QStringList() << "debug: Starting mount"
                                       << "debug: one\r"
                                       << "debug: \n"
@@ -108,7 +108,7 @@ void TestMount::everyOutcomeIsReported()
     Emitted emitted(&step);
     Log seen;
     step.run();
-    QTRY_COMPARE(emitted.events, events);
+    TRY_COMPARE(emitted.events, events);
     QCOMPARE(seen.lines, log);
 }
 
@@ -120,7 +120,7 @@ void TestMount::missingProgramFails()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
+    TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
     QCOMPARE(log.lines, QStringList() << "debug: Starting mount"
                                       << "debug: Process error 'Failed to Start'");
 }

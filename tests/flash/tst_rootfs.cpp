@@ -18,7 +18,7 @@ public:
         QSignalSpy ended(this, SIGNAL(complete()));
         run();
         if (ended.isEmpty())
-            ended.wait();
+            ended.wait(patience);
     }
     using RootFS::handleLine;
 };
@@ -101,8 +101,8 @@ void TestRootFS::toolIsCalledWithTheDefaultDirectory()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "complete");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
     QCOMPARE(programs.argumentsSeen(), QStringList() << "/dev/mtd1"
                                                      << "-y"
                                                      << "-f"
@@ -121,7 +121,7 @@ void TestRootFS::toolIsCalledWithTheDirectorySet()
     Emitted emitted(&step);
     step.m_dir = "/boot/fw 2";
     step.run();
-    QTRY_COMPARE(emitted.events.size(), 2);
+    TRY_COMPARE(emitted.events.size(), 2);
     QCOMPARE(programs.argumentsSeen(), QStringList() << "/dev/mtd1"
                                                      << "-y"
                                                      << "-f"
@@ -136,7 +136,7 @@ void TestRootFS::goodRunGivesItsThreeStages()
     Emitted emitted(&step);
     recordNext(&step, &emitted);
     step.run();
-    QTRY_VERIFY(emitted.events.contains("complete"));
+    TRY_VERIFY(emitted.events.contains("complete"));
 
     QCOMPARE(emitted.events.takeLast(), QString("complete"));
     QCOMPARE(emitted.events.takeLast(), QString("status 100"));
@@ -181,7 +181,7 @@ void TestRootFS::failingRunGivesItsScanAndTheFailure()
     recordNext(&step, &emitted);
     Log log;
     step.run();
-    QTRY_VERIFY(emitted.events.contains("failed Finished with Error"));
+    TRY_VERIFY(emitted.events.contains("failed Finished with Error"));
     QCOMPARE(emitted.events.takeLast(), QString("failed Finished with Error"));
     QCOMPARE(log.lines, QStringList() << "debug: Starting ubiformat"
                                       << "debug: process finished with code 255");
@@ -207,10 +207,10 @@ void TestRootFS::crashAfterTheScanFailsTwice()
     Emitted emitted(&step);
     recordNext(&step, &emitted);
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "next"
-                                               << "failed Crashed"
-                                               << "failed Crashed");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "next"
+                                              << "failed Crashed"
+                                              << "failed Crashed");
 }
 
 void TestRootFS::missingProgramFails()
@@ -221,7 +221,7 @@ void TestRootFS::missingProgramFails()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
+    TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
     QCOMPARE(log.lines, QStringList() << "debug: Starting ubiformat"
                                       << "debug: Process error 'Failed to Start'");
 }
@@ -376,10 +376,10 @@ void TestRootFS::nextRunScansAgain()
                                               << "status 11"
                                               << "failed Finished with Error";
     step.run();
-    QTRY_COMPARE(emitted.events, outcome);
+    TRY_COMPARE(emitted.events, outcome);
     emitted.events.clear();
     step.run();
-    QTRY_COMPARE(emitted.events, outcome);
+    TRY_COMPARE(emitted.events, outcome);
 }
 
 QTEST_GUILESS_MAIN(TestRootFS)

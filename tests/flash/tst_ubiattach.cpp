@@ -30,8 +30,8 @@ void TestUBIAttach::toolIsCalled()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "complete");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
     QCOMPARE(programs.argumentsSeen(), QStringList() << "/dev/ubi_ctrl"
                                                      << "-m"
                                                      << "1");
@@ -50,7 +50,7 @@ void TestUBIAttach::toolInheritsTheEnvironment()
     Emitted emitted(&step);
     qputenv("POINTERCAL_FILE", "/mnt/etc/pointercal");
     step.run();
-    QTRY_COMPARE(emitted.events.size(), 2);
+    TRY_COMPARE(emitted.events.size(), 2);
     qunsetenv("POINTERCAL_FILE");
     QCOMPARE(programs.content("seen"), QByteArray("/mnt/etc/pointercal\n"));
 }
@@ -63,8 +63,8 @@ void TestUBIAttach::outputGoesToTheLog()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                               << "complete");
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
     QCOMPARE(log.lines, QStringList() << "debug: Starting ubiattach"
                                       << "debug: one\r"
                                       << "debug: \n"
@@ -111,7 +111,7 @@ void TestUBIAttach::everyOutcomeIsReported()
     Emitted emitted(&step);
     Log seen;
     step.run();
-    QTRY_COMPARE(emitted.events, events);
+    TRY_COMPARE(emitted.events, events);
     QCOMPARE(seen.lines, log);
 }
 
@@ -123,7 +123,7 @@ void TestUBIAttach::missingProgramFails()
     Emitted emitted(&step);
     Log log;
     step.run();
-    QTRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
+    TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
     QCOMPARE(log.lines, QStringList() << "debug: Starting ubiattach"
                                       << "debug: Process error 'Failed to Start'");
 }
