@@ -79,6 +79,21 @@ void becomeOrdinary()
     signal(SIGPIPE, SIG_DFL);
 }
 
+/// Files that are open for writing forbid it: a worker that has just handed one
+/// over may still be about to end.
+bool makeReadOnly(const QByteArray &folder)
+{
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
+            return true;
+        if (errno != EBUSY)
+            return false;
+        usleep(5000);
+    }
+    errno = EBUSY;
+    return false;
+}
+
 /// Whether a process has the file open. Only a look: links of a process that is
 /// just ending cannot be read.
 bool hasOpen(pid_t process, const QByteArray &file)
@@ -606,8 +621,7 @@ QString HostServer::setCard(const QString &dir, const QString &kind)
             continue;
         close(fd);
     }
-    if (kind == QLatin1String("read-only") &&
-        mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") != 0)
+    if (kind == QLatin1String("read-only") && !makeReadOnly(folder))
         return failure("make read-only");
     return QString();
 }
