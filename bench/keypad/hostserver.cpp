@@ -10,9 +10,10 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
-#include <mntent.h>
+#include <ftw.h>
 #include <poll.h>
-#include <sys/inotify.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -26,7 +27,8 @@
 namespace
 {
 
-const int outputChunk = 16 * 1024; // fits a packet even when every byte is escaped
+const int outputChunk = 16 * 1024;      // fits a packet even when every byte is escaped
+const qint64 slowestReadUsec = 1000000; // of a reader that has opened the pipe
 const char pcPath[] = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 qint64 monotonicUsec()
@@ -79,21 +81,6 @@ void becomeOrdinary()
     signal(SIGPIPE, SIG_DFL);
 }
 
-/// Files that are open for writing forbid it: a worker that has just handed one
-/// over may still be about to end.
-bool makeReadOnly(const QByteArray &folder)
-{
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
-            return true;
-        if (errno != EBUSY)
-            return false;
-        usleep(5000);
-    }
-    errno = EBUSY;
-    return false;
-}
-
 /// Whether a process has the file open. Only a look: links of a process that is
 /// just ending cannot be read.
 bool hasOpen(pid_t process, const QByteArray &file)
@@ -115,38 +102,43 @@ bool hasOpen(pid_t process, const QByteArray &file)
 
 /// One line per opening: the reader takes the first line and throws away the
 /// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open; and, before the next message may follow, until it has closed
-/// the pipe after this one. A reader that is still on its way out of its open
-/// would otherwise find both, and throw away the second.
+/// its next open; write and close at once, or it opens again while this writer
+/// is still there and takes that for an event; and do not return before it has
+/// taken the line.
 QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
     const char pipe[] = "/tmp/sdstat";
     const qint64 end = monotonicUsec() + qint64(msecs) * 1000;
-    const int closings = inotify_init1(IN_CLOEXEC);
+    // Nothing else may run between opening and closing; not everybody may ask for that.
+    const sched_param first = {1};
+    sched_setscheduler(0, SCHED_FIFO, &first);
     int fd = -1;
     int error = EAGAIN;
     while (fd < 0) {
         if (!hasOpen(tool, pipe)) {
-            inotify_add_watch(closings, pipe, IN_CLOSE_NOWRITE);
             fd = open(pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
             error = errno;
         }
         if (fd < 0 && monotonicUsec() > end)
-            break;
+            return errorReply(error);
         if (fd < 0)
             usleep(2000);
     }
-    if (fd >= 0) {
-        const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
-        error = written == bytes.size() ? 0 : EIO;
+    const qint64 takenEnd = monotonicUsec() + slowestReadUsec;
+    if (bytes.isEmpty()) {
+        while (!hasOpen(tool, pipe) && monotonicUsec() < takenEnd)
+            usleep(500);
         close(fd);
-        pollfd closed = {closings, POLLIN, 0};
-        const qint64 left = (end - monotonicUsec()) / 1000;
-        if (error == 0 && poll(&closed, 1, int(qMax<qint64>(left, 0))) <= 0)
-            error = ETIMEDOUT;
+        return errorReply(0);
     }
-    close(closings);
-    return errorReply(error);
+    const int watch = open(pipe, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
+    close(fd);
+    int left = 1;
+    while (ioctl(watch, FIONREAD, &left) == 0 && left > 0 && monotonicUsec() < takenEnd)
+        usleep(500);
+    close(watch);
+    return errorReply(written == bytes.size() ? 0 : EIO);
 }
 
 QJsonObject listFolder(const QByteArray &folder)
@@ -164,29 +156,30 @@ QJsonObject listFolder(const QByteArray &folder)
     return QJsonObject{{QStringLiteral("names"), names}};
 }
 
-/// What is shown at @p name or below it would keep it from being removed.
-void unmountAt(const QByteArray &name)
+int removeOne(const char *name, const struct stat *, int, FTW *)
 {
-    FILE *mounts = setmntent("/proc/self/mounts", "re");
-    if (mounts == nullptr)
-        return;
-    QList<QByteArray> places;
-    while (const mntent *entry = getmntent(mounts)) {
-        const QByteArray place = entry->mnt_dir;
-        if (place == name || place.startsWith(name + '/'))
-            places.prepend(place);
-    }
-    endmntent(mounts);
-    for (const QByteArray &place : qAsConst(places))
-        umount2(place.constData(), MNT_DETACH);
+    return ::remove(name) == 0 ? 0 : errno;
 }
 
-QJsonObject removeAll(const QByteArray &name)
+/// Only what belongs to the keypad: everything else in there is the PC's own,
+/// and the bench may be root.
+QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
 {
-    unmountAt(name);
-    std::error_code error;
-    std::filesystem::remove_all(name.constData(), error);
-    return errorReply(error.value());
+    umount2(name.constData(),
+            MNT_DETACH | UMOUNT_NOFOLLOW); // it may be a place where something is mounted
+    struct stat status;
+    if (lstat(name.constData(), &status) != 0)
+        return errorReply(errno == ENOENT ? 0 : errno);
+    bool own = false;
+    for (const QByteArray &root : ownRoots) {
+        struct stat rootStatus;
+        own =
+            own || (stat(root.constData(), &rootStatus) == 0 && rootStatus.st_dev == status.st_dev);
+    }
+    if (!own)
+        return errorReply(EPERM);
+    const int result = nftw(name.constData(), removeOne, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    return errorReply(result < 0 ? errno : result);
 }
 
 QJsonObject makeFolders(const QByteArray &name)
@@ -371,7 +364,10 @@ bool HostServer::handleFiles(const QString &operation, const QJsonObject &reques
         return true;
     }
     if (operation == QLatin1String("remove")) {
-        inWorker(request, [=](QList<int> *) { return removeAll(name); });
+        QList<QByteArray> roots = {"/", "/etc", "/sys"};
+        for (const QString &card : m_cards.keys() + m_flawedCards.keys())
+            roots.append(card.toUtf8());
+        inWorker(request, [=](QList<int> *) { return removeAll(name, roots); });
         return true;
     }
     if (operation == QLatin1String("mkdir")) {
@@ -621,7 +617,15 @@ QString HostServer::setCard(const QString &dir, const QString &kind)
             continue;
         close(fd);
     }
-    if (kind == QLatin1String("read-only") && !makeReadOnly(folder))
-        return failure("make read-only");
-    return QString();
+    if (kind != QLatin1String("read-only"))
+        return QString();
+    // A worker that has just written to the card may still be ending.
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
+            return QString();
+        if (errno != EBUSY)
+            break;
+        usleep(1000);
+    }
+    return failure("make read-only");
 }
