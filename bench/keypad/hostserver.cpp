@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <ftw.h>
+#include <mntent.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -161,12 +162,28 @@ int removeOne(const char *name, const struct stat *, int, FTW *)
     return ::remove(name) == 0 ? 0 : errno;
 }
 
+/// Something may be mounted at the place or below it; then it cannot be removed.
+void unmountAt(const QByteArray &name)
+{
+    FILE *mounts = setmntent("/proc/self/mounts", "re");
+    if (mounts == nullptr)
+        return;
+    QList<QByteArray> places;
+    while (const mntent *entry = getmntent(mounts)) {
+        const QByteArray place = entry->mnt_dir;
+        if (place == name || place.startsWith(name + '/'))
+            places.prepend(place);
+    }
+    endmntent(mounts);
+    for (const QByteArray &place : qAsConst(places))
+        umount2(place.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
+}
+
 /// Only what belongs to the keypad: everything else in there is the PC's own,
 /// and the bench may be root.
 QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
 {
-    umount2(name.constData(),
-            MNT_DETACH | UMOUNT_NOFOLLOW); // it may be a place where something is mounted
+    unmountAt(name);
     struct stat status;
     if (lstat(name.constData(), &status) != 0)
         return errorReply(errno == ENOENT ? 0 : errno);
