@@ -537,8 +537,13 @@ QString Plan::Check::brief() const
     switch (kind) {
     case Stores: {
         QStringList list;
-        for (const Store &store : stores)
-            list.append(QStringLiteral("%1=%2").arg(lastTwo(store.path), store.text));
+        QString last;
+        for (const Store &store : stores) {
+            list.append(store.path == last
+                            ? store.text
+                            : QStringLiteral("%1=%2").arg(lastTwo(store.path), store.text));
+            last = store.path;
+        }
         return list.join(QLatin1Char(' '));
     }
     case Attribute:

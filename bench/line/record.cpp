@@ -7,6 +7,8 @@
 namespace
 {
 
+const int MostShown = 3; ///< replies in one line
+
 QString resultName(CheckRecord::Result result)
 {
     switch (result) {
@@ -122,8 +124,8 @@ QString StepRecord::value() const
     QStringList values;
     for (const Measurement &each : measured)
         values.append(each.name + QLatin1Char(' ') + each.shown());
-    if (measured.isEmpty() && !received.isEmpty())
-        values.append(received.last());
+    if (measured.isEmpty())
+        values += received.size() > MostShown ? QStringList(received.last()) : received;
     return values.join(QStringLiteral(", "));
 }
 

@@ -67,7 +67,7 @@ struct StepRecord {
     QStringList notes; ///< operator's actions, skipped checks
     QString picture;   ///< file beside the record
 
-    /// Measured values, else the last answer.
+    /// Measured values, else what came (of much the last).
     QString value() const;
     /// What the board has shown, briefly.
     QString shownByBoard() const;

@@ -200,7 +200,7 @@ void TestPlan::readsEveryCheck()
 {
     QString error;
     const std::optional<Plan> plan = Plan::fromJson(planWith(stepWith(R"("check":[
-        {"stores":[{"path":"/sys/a","text":"1"},{"path":"/sys/b","text":""}]},
+        {"stores":[{"path":"/sys/a","text":"1"},{"path":"/sys/a","text":"2"},{"path":"/sys/b","text":""}]},
         {"attribute":"/sys/a","text":"12?"},
         {"pixel":[799,479],"colour":"#12aBff","tolerance":3},
         {"file":"/mnt/x","text":"a*"},
@@ -211,7 +211,8 @@ void TestPlan::readsEveryCheck()
     QVERIFY2(plan, qPrintable(error));
     const QList<Plan::Check> &checks = plan->steps.first().checks;
     QCOMPARE(int(checks.size()), 7);
-    QCOMPARE(checks.at(0).describe(), QStringLiteral("store 1 to /sys/a, then  to /sys/b"));
+    QCOMPARE(checks.at(0).describe(),
+             QStringLiteral("store 1 to /sys/a, then 2 to /sys/a, then  to /sys/b"));
     QCOMPARE(checks.at(1).describe(), QStringLiteral("/sys/a reads 12?"));
     QCOMPARE(checks.at(2).describe(), QStringLiteral("pixel 799,479 is #12abff"));
     QCOMPARE(checks.at(2).tolerance, 3);
@@ -219,6 +220,13 @@ void TestPlan::readsEveryCheck()
     QCOMPARE(checks.at(4).describe(), QStringLiteral("no file /mnt/y"));
     QCOMPARE(checks.at(5).describe(), QStringLiteral("log line \"said\""));
     QCOMPARE(checks.at(6).describe(), QStringLiteral("the tool ends with exit status 0"));
+    const QStringList briefly = {
+        QStringLiteral("sys/a=1 2 sys/b="), QStringLiteral("sys/a reads 12?"),
+        QStringLiteral("pixel #12abff"),    QStringLiteral("/mnt/x"),
+        QStringLiteral("no /mnt/y"),        QStringLiteral("logged"),
+        QStringLiteral("exit status 0")};
+    for (int i = 0; i < checks.size(); ++i)
+        QCOMPARE(checks.at(i).brief(), briefly.at(i));
 }
 
 void TestPlan::readsEveryAction()

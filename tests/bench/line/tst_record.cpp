@@ -94,6 +94,10 @@ void TestRecord::showsValues()
     QCOMPARE(two.limits(), QStringLiteral("voltage 11000 to 14500 mV, current at most 3"));
     two.measured.clear();
     QCOMPARE(two.value(), QStringLiteral("voltage reading '00012345'"));
+    two.received = QStringList({QStringLiteral("ACK"), QStringLiteral("ready")});
+    QCOMPARE(two.value(), QStringLiteral("ACK, ready"));
+    two.received += {QStringLiteral("ACK"), QStringLiteral("NAK")};
+    QCOMPARE(two.value(), QStringLiteral("NAK"));
 }
 
 void TestRecord::showsSeconds_data()
