@@ -12,6 +12,7 @@ class TestStationCommand : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void helpSaysItAll();
     void refusesWrongUsage_data();
@@ -48,9 +49,14 @@ QString TestStationCommand::program()
     return QString::fromLocal8Bit(qgetenv("MFTOOL_BUILD_DIR")) + QStringLiteral("/bench");
 }
 
+void TestStationCommand::initTestCase()
+{
+    QVERIFY2(QFile::exists(program()), "MFTOOL_BUILD_DIR names no build folder");
+    qRegisterMetaType<QProcess::ExitStatus>();
+}
+
 void TestStationCommand::init()
 {
-    qRegisterMetaType<QProcess::ExitStatus>();
     m_keypad = std::make_unique<FakeKeypad>();
     m_keypad->answer("7E000E61431F006403607F\r\n", QByteArray("7E000A00043102957F\r\n"));
     m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0001234504347F\r\n"));
