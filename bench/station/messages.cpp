@@ -24,6 +24,11 @@ QString shown(const QByteArray &bytes)
     return latin(escaped(bytes));
 }
 
+QString hexType(quint16 type)
+{
+    return QString::number(type, 16).rightJustified(4, QLatin1Char('0')).toUpper();
+}
+
 /// @name Reading fields
 /// @{
 
@@ -764,15 +769,19 @@ QString typeName(quint16 type)
 {
     if (const Message *message = messageOf(type))
         return latin(message->name);
-    return QStringLiteral("unknown type %1")
-        .arg(QString::number(type, 16).rightJustified(4, QLatin1Char('0')).toUpper());
+    return QStringLiteral("unknown type %1").arg(hexType(type));
 }
 
 Meaning meaningOf(const Frame &frame)
 {
     const Message *message = messageOf(frame.type);
     Meaning meaning = message ? message->meaning(frame.data) : Meaning();
-    if (meaning.text.isEmpty())
+    if (!meaning.text.isEmpty())
+        return meaning;
+    if (message && message->sender == Sender::Station)
+        meaning.text =
+            QStringLiteral("send %1 %2").arg(hexType(frame.type), shown(frame.data)).trimmed();
+    else
         meaning.text =
             QStringLiteral("%1, data \"%2\"").arg(typeName(frame.type), shown(frame.data));
     return meaning;
@@ -805,10 +814,7 @@ QString requestHelp()
 {
     QString help;
     for (const Command &command : Commands) {
-        const QString number =
-            command.type == 0
-                ? QString()
-                : QString::number(command.type, 16).rightJustified(4, QLatin1Char('0')).toUpper();
+        const QString number = command.type == 0 ? QString() : hexType(command.type);
         help += QStringLiteral("  %1 %2  %3\n")
                     .arg(usageOf(command).leftJustified(21), number.leftJustified(4),
                          latin(command.help));

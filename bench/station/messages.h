@@ -69,7 +69,8 @@ QString typeName(quint16 type);
 
 /// What the data of a frame mean.
 struct Meaning {
-    QString text; ///< for a person: "touch at 120,45"; a request as its command, "backlight 100"
+    QString text; ///< for a person: "touch at 120,45"; a request as its command, "backlight 100" or
+                  ///< "send 6143 0264"
     QVariantMap fields; ///< by name, numbers as int, texts as QString: "x" 120, "y" 45
     QString complaint;  ///< why the data are not as the type wants them; empty when they are
 };

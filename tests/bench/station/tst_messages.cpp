@@ -378,7 +378,11 @@ void TestMessages::complainsOfWrongData()
 
     const wire::Meaning meaning = wire::meaningOf(frameOf(type, data));
     QCOMPARE(meaning.complaint, complaint);
-    QVERIFY(!meaning.text.isEmpty());
+    // What the data mean is not invented.
+    if (wire::senderOf(type) == wire::Sender::Station && !meaning.text.startsWith("send "))
+        QVERIFY(!meaning.fields.isEmpty());
+    else if (meaning.fields.isEmpty())
+        QVERIFY2(meaning.text.contains(QString::fromLatin1(data)), qPrintable(meaning.text));
 }
 
 void TestMessages::knowsTheAnswers_data()

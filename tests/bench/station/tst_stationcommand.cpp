@@ -156,14 +156,14 @@ void TestStationCommand::exitStatusTellsWhy_data()
     QTest::addColumn<QString>("error");
     QTest::newRow("accepted") << QStringList{"voltage"} << int(StationOk) << "";
     QTest::newRow("refused") << QStringList{"flash-query"} << int(StationRefused)
-                             << "bench station: \"flash-query\" was refused with NA\n";
+                             << "bench station: flash-query was refused with NA\n";
     QTest::newRow("usage") << QStringList{"backlight", "256"} << int(StationUsage)
                            << "bench station: backlight: \"256\" is no number from 0 to 255\n";
     QTest::newRow("unknown") << QStringList{"light"} << int(StationUsage)
                              << "bench station: unknown request \"light\"\n";
     QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << int(StationTimeOut)
                               << "bench station: nothing came in 0.1 s, waiting for ACK to "
-                                 "\"mount\"\n";
+                                 "mount\n";
     QTest::newRow("damaged") << QStringList{"buttons"} << int(StationLineFault)
                              << "bench station: damaged frame: checksum is 0337, should be 0336 "
                                 "(7E000C70713E0003377F\\r\\n)\n";
@@ -188,7 +188,7 @@ void TestStationCommand::readsCommandsFromStandardInput()
     QCOMPARE(result.out, QString("voltage reading '00012345'\nNA\nACK\n"));
     // The first that fails decides, and the rest is carried out all the same.
     QCOMPARE(result.status, int(StationRefused));
-    QCOMPARE(result.err, QString("bench station: \"flash-query\" was refused with NA\n"
+    QCOMPARE(result.err, QString("bench station: flash-query was refused with NA\n"
                                  "bench station: unknown request \"light\"\n"));
 }
 
