@@ -27,9 +27,9 @@ public:
 
     void clearCalibration() override;
 
-    /// Stores to every file of PointercalFile::toWrite(). Handing back what
-    /// getCalibration() returned stores the very bytes it was loaded from or
-    /// stored as; where there was no calibration it stores nothing.
+    /// Stores to every file of PointercalFile::toWrite(). The set that is in
+    /// force is stored as the very bytes it was loaded from or stored as
+    /// before; where there is no calibration yet it stores nothing.
     void calibrate(const QWSPointerCalibrationData *data) override;
 
     /// @p point itself: a mouse of these versions of Qt knows no rotation.

@@ -16,7 +16,8 @@ public:
     /// application object; it belongs to @p parent.
     static PointerDriver *create(QObject *parent);
 
-    /// The calibration in force. Handing it back unchanged to calibrate()
+    /// The calibration in force, which clearCalibration() does not change.
+    /// Handing it back unchanged to calibrate(), with no other in between,
     /// restores it exactly.
     virtual void getCalibration(QWSPointerCalibrationData *data) const = 0;
 

@@ -1,4 +1,5 @@
-/// A pseudo terminal that stands in for a serial line.
+/// A pseudo terminal as it comes: with echo, line editing and changed line ends,
+/// until the code under test sets it up. Both ends are open to the test.
 #ifndef TESTS_SERIAL_PTY_H
 #define TESTS_SERIAL_PTY_H
 

@@ -8,8 +8,8 @@
 
 #include "serial/iplatport.h"
 #include "serial/qtserialport.h"
-#include "tests/messagelog.h"
 #include "tests/serial/pty.h"
+#include "tests/support/logcatcher.h"
 
 namespace
 {
@@ -622,7 +622,7 @@ void tst_QtSerialPort::writeBehindQueuedBytes()
     QCOMPARE(port.outgoing, QByteArray());
     QCOMPARE(device.writeBuffer, QByteArray("firstsecond"));
 
-    MessageLog log;
+    LogCatcher log;
     device.onWrite();
     QCOMPARE(port.outgoing, QByteArray("firstsecond"));
 }
@@ -640,7 +640,7 @@ void tst_QtSerialPort::writeBeyondTheCap()
 
 void tst_QtSerialPort::writeWithFullBuffer()
 {
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -654,7 +654,7 @@ void tst_QtSerialPort::writeWithFullBuffer()
 
 void tst_QtSerialPort::writeFails()
 {
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -681,7 +681,7 @@ void tst_QtSerialPort::writeWithoutRoom()
     // A line that takes nothing more fails with EAGAIN, which counts as any failure does.
     Pty line;
     QVERIFY(line.isValid());
-    MessageLog log;
+    LogCatcher log;
     QtSerialPort device(line.path());
     QVERIFY(device.open(QIODevice::ReadWrite));
     // A single byte is never taken in part, so at the end one is refused.
@@ -723,7 +723,7 @@ void tst_QtSerialPort::onReadTakesWhatFits()
 
 void tst_QtSerialPort::onReadNothingCame()
 {
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -781,7 +781,7 @@ void tst_QtSerialPort::onReadFull()
 void tst_QtSerialPort::onReadFails()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -819,7 +819,7 @@ void tst_QtSerialPort::onReadEmptiedByTheReader()
 void tst_QtSerialPort::onWriteSendsTheQueue()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -837,7 +837,7 @@ void tst_QtSerialPort::onWriteSendsTheQueue()
 void tst_QtSerialPort::onWritePart()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -860,7 +860,7 @@ void tst_QtSerialPort::onWritePart()
 void tst_QtSerialPort::onWriteNothingTaken()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -877,7 +877,7 @@ void tst_QtSerialPort::onWriteNothingTaken()
 void tst_QtSerialPort::onWriteEmpty()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -892,7 +892,7 @@ void tst_QtSerialPort::onWriteEmpty()
 void tst_QtSerialPort::onWriteFails()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -911,7 +911,7 @@ void tst_QtSerialPort::onWriteFails()
 void tst_QtSerialPort::onExcept()
 {
     Pair pair;
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -926,7 +926,7 @@ void tst_QtSerialPort::onExcept()
 void tst_QtSerialPort::slotsWithoutNotifiers()
 {
     // Each place that would switch a notifier, on a device that has none.
-    MessageLog log;
+    LogCatcher log;
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -950,7 +950,7 @@ void tst_QtSerialPort::slotsWithoutNotifiers()
 
 void tst_QtSerialPort::notifiersThatFire()
 {
-    MessageLog log;
+    LogCatcher log;
     Pair pair;
     PairPort port(pair.near());
     Device device(&port);
@@ -979,7 +979,7 @@ void tst_QtSerialPort::notifiersThatFire()
 
 void tst_QtSerialPort::notifierDeletedFromItsOwnSignal()
 {
-    MessageLog log;
+    LogCatcher log;
     Pair pair;
     PairPort port(pair.near());
     Device device(&port);
@@ -996,7 +996,7 @@ void tst_QtSerialPort::onARealLine()
 {
     Pty line;
     QVERIFY(line.isValid());
-    MessageLog log;
+    LogCatcher log;
     QtSerialPort device(line.path());
     device.baudRate = 19200;
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -1019,7 +1019,7 @@ void tst_QtSerialPort::stealsNoBytes()
     // Another descriptor on the same line gets every byte, also while events are handled.
     Pty line;
     QVERIFY(line.isValid());
-    MessageLog log;
+    LogCatcher log;
     QtSerialPort device(line.path());
     QVERIFY(device.open(QIODevice::ReadWrite));
     QSignalSpy ready(&device, SIGNAL(readyRead()));

@@ -50,6 +50,14 @@ int LogCatcher::count(const QString &line) const
     return static_cast<int>(lines().count(line));
 }
 
+QStringList LogCatcher::take()
+{
+    const QMutexLocker locker(&mutex);
+    const QStringList taken = caught;
+    caught.clear();
+    return taken;
+}
+
 void LogCatcher::clear()
 {
     const QMutexLocker locker(&mutex);

@@ -19,6 +19,8 @@ public:
     QStringList lines() const;
     int count(const QString &line) const;
     bool has(const QString &line) const { return count(line) > 0; }
+    /// Like lines(), and forgets them.
+    QStringList take();
     void clear();
 
 private:

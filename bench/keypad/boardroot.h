@@ -1,0 +1,29 @@
+/// Builds the root of the keypad's mount namespace: the PC's root file system
+/// with the board's own places laid over it.
+#ifndef BENCH_KEYPAD_BOARDROOT_H
+#define BENCH_KEYPAD_BOARDROOT_H
+
+#include <QString>
+#include <QStringList>
+
+struct BoardRoot {
+    QString linePath;    ///< the PC's name of the pty slave to show as /dev/ttySP0
+    QString programsDir; ///< of the PC, holds the stand-in program
+    QStringList visible; ///< paths of the PC to show where the board's places would hide them
+
+    /// Makes this process's mount namespace the board's, with an empty /sys. The
+    /// process must be the first of its PID namespace.
+    /// @return empty, or the reason in one line
+    QString build() const;
+};
+
+/// Where the stand-ins, what they print and what they are asked to do live; on no board.
+namespace BenchPlace
+{
+const char programs[] = "/run/bench/bin";
+const char captures[] = "/run/bench/captures";
+const char plays[] = "/run/bench/plays";
+const char calls[] = "/run/bench/calls";
+} // namespace BenchPlace
+
+#endif

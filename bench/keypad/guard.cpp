@@ -1,0 +1,50 @@
+#include "bench/keypad/guard.h"
+
+#include <csignal>
+#include <cstdio>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int graceMsecs = 2000;
+
+int statusOf(int wait)
+{
+    return WIFEXITED(wait) ? WEXITSTATUS(wait) : 128 + WTERMSIG(wait);
+}
+
+} // namespace
+
+int runGuarded(char **arguments)
+{
+    setsid(); // an interrupt at the bench's terminal is for the bench
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &childSignal, nullptr);
+    const int childEnded = signalfd(-1, &childSignal, SFD_CLOEXEC);
+
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        sigprocmask(SIG_UNBLOCK, &childSignal, nullptr);
+        execvp(arguments[0], arguments);
+        perror(arguments[0]);
+        _exit(127);
+    }
+    pollfd watched[] = {{childEnded, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+    poll(watched, 2, -1);
+    if (watched[0].revents == 0) {
+        kill(child, SIGTERM);
+        if (poll(watched, 1, graceMsecs) == 0)
+            kill(child, SIGKILL);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return statusOf(status);
+}

@@ -1,0 +1,9 @@
+/// Runs a program that must not outlive the bench, however the bench ends.
+#ifndef BENCH_KEYPAD_GUARD_H
+#define BENCH_KEYPAD_GUARD_H
+
+/// Runs @p arguments (program first, ended by null) until it ends or until
+/// standard input does, and then asks it to terminate. @return exit status
+int runGuarded(char **arguments);
+
+#endif

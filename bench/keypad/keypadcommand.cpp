@@ -1,0 +1,140 @@
+#include "bench/keypad/keypadcommand.h"
+
+#include "bench/common/command.h"
+#include "bench/keypad/keypadconsole.h"
+#include "bench/keypad/keypadsession.h"
+#include "bench/keypad/virtualkeypad.h"
+
+#include <QCoreApplication>
+
+namespace
+{
+
+const char description[] =
+    "Runs the tool on a virtual keypad: a board made of a pseudo terminal, a file system\n"
+    "that behaves as the kernel's /sys, and stand-ins for the flashing programs. Nothing\n"
+    "of the PC is changed and nothing is left behind. The first line printed is\n"
+    "\"line PTY\": what a test station opens, for example with \"bench station PTY\".\n"
+    "\n"
+    "The tool is shown on the display there is (DISPLAY), else on an Xvfb of its own.\n"
+    "Works for root, and for others where the kernel allows user namespaces.";
+
+struct Choices {
+    QCommandLineOption tool{QStringLiteral("tool"),
+                            QStringLiteral("Program to run instead of this build's mftool."),
+                            QStringLiteral("program")};
+    QCommandLineOption display{QStringLiteral("display"),
+                               QStringLiteral("X display to show the tool on."),
+                               QStringLiteral("name")};
+    QCommandLineOption headless{QStringLiteral("headless"),
+                                QStringLiteral("An Xvfb of 800 by 480 even where there is a "
+                                               "display.")};
+    QCommandLineOption offscreen{QStringLiteral("offscreen"),
+                                 QStringLiteral("Nothing to look at.")};
+    QCommandLineOption vnc{QStringLiteral("vnc"),
+                           QStringLiteral("Let a remote viewer look and touch, through this port "
+                                          "(5900 is usual)."),
+                           QStringLiteral("port")};
+    QCommandLineOption faketime{
+        QStringLiteral("faketime"),
+        QStringLiteral("Speed of the tool's time, \"x60\" for sixty times."),
+        QStringLiteral("speed")};
+    QCommandLineOption wrapper{QStringLiteral("wrapper"),
+                               QStringLiteral("Program with arguments to run the tool under, for "
+                                              "example valgrind."),
+                               QStringLiteral("command")};
+    QCommandLineOption environment{QStringLiteral("env"),
+                                   QStringLiteral("Variable for the tool; can be repeated."),
+                                   QStringLiteral("name=value")};
+    QCommandLineOption without{QStringLiteral("without"),
+                               QStringLiteral("Something the board lacks, for example "
+                                              "/dev/ttySP0 or /sys/class/leds/ready; can be "
+                                              "repeated."),
+                               QStringLiteral("path")};
+    QCommandLineOption seconds{QStringLiteral("flash-seconds"),
+                               QStringLiteral("How long each flashing program takes (default 10)."),
+                               QStringLiteral("s"), QStringLiteral("10")};
+    QCommandLineOption first{QStringLiteral("do"),
+                             QStringLiteral("Command to carry out before the tool starts; can be "
+                                            "repeated."),
+                             QStringLiteral("command")};
+    QCommandLineOption noInput{QStringLiteral("no-input"),
+                               QStringLiteral("Read no commands: run until the tool ends or the "
+                                              "bench is killed.")};
+};
+
+bool readDisplay(const QCommandLineParser &parser, const Choices &choices, KeypadDisplay *display)
+{
+    display->kind = KeypadDisplay::Existing;
+    display->name = parser.value(choices.display);
+    if (parser.isSet(choices.vnc)) {
+        bool number = false;
+        display->kind = KeypadDisplay::Vnc;
+        display->port = parser.value(choices.vnc).toInt(&number);
+        return number && display->port > 0 && display->port < 65536;
+    }
+    if (parser.isSet(choices.offscreen)) {
+        display->kind = KeypadDisplay::Offscreen;
+        return true;
+    }
+    if (parser.isSet(choices.headless) ||
+        (display->name.isEmpty() && qEnvironmentVariableIsEmpty("DISPLAY")))
+        display->kind = KeypadDisplay::Xvfb;
+    return true;
+}
+
+bool readEnvironment(const QStringList &settings, QMap<QString, QString> *environment)
+{
+    for (const QString &setting : settings) {
+        const int equals = int(setting.indexOf(QLatin1Char('=')));
+        if (equals < 1)
+            return false;
+        environment->insert(setting.left(equals), setting.mid(equals + 1));
+    }
+    return true;
+}
+
+} // namespace
+
+int runKeypadCommand(const QStringList &arguments)
+{
+    const Choices choices;
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QLatin1String(description) +
+        QLatin1String("\n\nCommands, one a line on standard input:\n") + KeypadConsole::help());
+    parser.addOptions({choices.tool, choices.display, choices.headless, choices.offscreen,
+                       choices.vnc, choices.faketime, choices.wrapper, choices.environment,
+                       choices.without, choices.seconds, choices.first, choices.noInput});
+    parser.addPositionalArgument(QStringLiteral("arguments"),
+                                 QStringLiteral("Of the tool, after \"--\"."),
+                                 QStringLiteral("[-- arguments]"));
+    int status = BenchExit::Good;
+    if (!parseCommand(parser, arguments, &status))
+        return status;
+
+    const QString name = arguments.first();
+    KeypadOptions options;
+    options.tool = parser.value(choices.tool);
+    options.arguments = parser.positionalArguments();
+    options.faketime = parser.value(choices.faketime);
+    options.wrapper = parser.value(choices.wrapper).split(QLatin1Char(' '));
+    options.wrapper.removeAll(QString());
+    options.without = parser.values(choices.without);
+    if (!readDisplay(parser, choices, &options.display))
+        return complain(name, QStringLiteral("--vnc takes a port"), BenchExit::Usage);
+    if (!readEnvironment(parser.values(choices.environment), &options.environment))
+        return complain(name, QStringLiteral("--env takes name=value"), BenchExit::Usage);
+
+    KeypadSession session(options);
+    bool number = false;
+    session.flashSeconds = parser.value(choices.seconds).toDouble(&number);
+    if (!number)
+        return complain(name, QStringLiteral("--flash-seconds takes a number"), BenchExit::Usage);
+    session.firstCommands = parser.values(choices.first);
+    session.readsInput = !parser.isSet(choices.noInput);
+    QString reason;
+    if (!session.start(&reason))
+        return complain(name, reason, BenchExit::Unable);
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,42 @@
+/// A virtual keypad with a person beside it: prints what the tool logs, carries
+/// out the commands from standard input, ends the program when the tool ends.
+#ifndef BENCH_KEYPAD_KEYPADSESSION_H
+#define BENCH_KEYPAD_KEYPADSESSION_H
+
+#include "bench/keypad/keypadconsole.h"
+#include "bench/keypad/virtualkeypad.h"
+
+#include <QObject>
+
+class QSocketNotifier;
+
+class KeypadSession : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit KeypadSession(const KeypadOptions &options);
+
+    double flashSeconds = 0;   ///< how long each flashing program takes
+    QStringList firstCommands; ///< carried out before the tool starts
+    bool readsInput = true;
+
+    /// Builds the board, starts the tool and tells where the line is. False with a reason in one
+    /// line.
+    bool start(QString *reason);
+
+private Q_SLOTS:
+    void printLog(const VirtualKeypad::LogLine &line);
+    void readInput();
+    void toolEnded();
+
+private:
+    void carryOut(const QString &line);
+
+    VirtualKeypad m_keypad;
+    KeypadConsole m_console;
+    QByteArray m_input;
+    QSocketNotifier *m_notifier = nullptr;
+};
+
+#endif

@@ -1,0 +1,292 @@
+#include "bench/station/frame.h"
+
+#include "bench/station/escape.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+namespace wire
+{
+
+namespace
+{
+
+const int MarkSize = 2;
+const int HeaderSize = 10;     ///< start mark, length and type
+const int DataStart = 12;      ///< behind the header check
+const int TrailerSize = 6;     ///< checksum and end mark
+const int SmallestFrame = 18;  ///< DataStart + TrailerSize
+const int LengthOverhead = 10; ///< what the length field counts besides the data
+const int LengthBias = 8;      ///< characters of a frame that the length field leaves out
+
+QByteArray hex(uint value, int digits)
+{
+    return QByteArray::number(value, 16).rightJustified(digits, '0').toUpper();
+}
+
+uint sum(const QByteArray &characters)
+{
+    uint total = 0;
+    for (char character : characters)
+        total += static_cast<unsigned char>(character);
+    return total;
+}
+
+bool isHex(const QByteArray &field)
+{
+    return std::all_of(field.begin(), field.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+    });
+}
+
+/// Header or header check in the case that @p sender adds up. The start mark
+/// is no number that the keypad formats: it is summed in upper case.
+QByteArray summedHeader(Sender sender, const QByteArray &header)
+{
+    if (sender == Sender::Station)
+        return header;
+    return header.left(MarkSize).toUpper() + header.mid(MarkSize).toLower();
+}
+
+QByteArray summedCheck(Sender sender, const QByteArray &check)
+{
+    return sender == Sender::Station ? check : check.toLower();
+}
+
+QByteArray headerCheck(Sender sender, const QByteArray &header)
+{
+    return hex(sum(summedHeader(sender, header)) & 0xFF, 2);
+}
+
+QByteArray checksum(Sender sender, const QByteArray &header, const QByteArray &check,
+                    const QByteArray &data)
+{
+    const uint total =
+        sum(summedHeader(sender, header)) + sum(summedCheck(sender, check)) + sum(data);
+    return hex(total & 0xFFFF, 4);
+}
+
+/// The ways in which a station's author may have cased a field before adding it up.
+QList<QByteArray> casings(const QByteArray &field)
+{
+    return {field, field.toLower(), field.toUpper(), field.left(MarkSize) + field.mid(2).toLower()};
+}
+
+bool isHeaderCheckOfOtherCase(const QByteArray &header, const QByteArray &found)
+{
+    const QList<QByteArray> headers = casings(header);
+    return std::any_of(headers.begin(), headers.end(), [&](const QByteArray &candidate) {
+        return hex(sum(candidate) & 0xFF, 2) == found;
+    });
+}
+
+bool isChecksumOfOtherCase(const QByteArray &header, const QByteArray &check,
+                           const QByteArray &data, const QByteArray &found)
+{
+    const QList<QByteArray> headers = casings(header);
+    const QList<QByteArray> checks = casings(check);
+    for (const QByteArray &candidate : headers) {
+        for (const QByteArray &digits : checks) {
+            if (hex((sum(candidate) + sum(digits) + sum(data)) & 0xFFFF, 4) == found)
+                return true;
+        }
+    }
+    return false;
+}
+
+/// Collects the problems of one frame.
+class Findings
+{
+public:
+    explicit Findings(Report *report) : m_report(report) {}
+
+    void add(Problem::Check check, const QByteArray &expected, const QByteArray &found,
+             bool wrongCase = false)
+    {
+        Problem problem;
+        problem.check = check;
+        problem.sender = m_report->sender;
+        problem.expected = expected;
+        problem.found = found;
+        problem.wrongCase = wrongCase;
+        m_report->problems.append(problem);
+    }
+
+private:
+    Report *m_report;
+};
+
+void checkSums(const QByteArray &characters, Report *report)
+{
+    Findings findings(report);
+    const QByteArray header = characters.left(HeaderSize);
+    const QByteArray check = characters.mid(HeaderSize, DataStart - HeaderSize);
+    const QByteArray found = characters.mid(characters.size() - TrailerSize, 4);
+
+    const QByteArray rightCheck = headerCheck(report->sender, header);
+    if (check.toUpper() != rightCheck)
+        findings.add(Problem::HeaderCheck, rightCheck, check,
+                     isHeaderCheckOfOtherCase(header, check.toUpper()));
+
+    // With the header check that stands there, right or wrong: it is part of the sum.
+    const QByteArray rightSum = checksum(report->sender, header, check, report->frame.data);
+    if (found.toUpper() != rightSum)
+        findings.add(Problem::Checksum, rightSum, found,
+                     isChecksumOfOtherCase(header, check, report->frame.data, found.toUpper()));
+}
+
+void checkMark(Problem::Check check, const QByteArray &found, Report *report)
+{
+    const QByteArray right = check == Problem::StartMark ? "7E" : "7F";
+    if (found.toUpper() != right)
+        Findings(report).add(check, right, found);
+}
+
+/// Too few characters: only the ends can be told, and the type if it is there.
+void checkFragment(Report *report)
+{
+    const QByteArray &characters = report->raw;
+    Findings(report).add(Problem::Size, QByteArray::number(SmallestFrame),
+                         QByteArray::number(characters.size()));
+    checkMark(Problem::StartMark, characters.left(MarkSize), report);
+    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    const QByteArray type = characters.mid(6, 4);
+    if (type.size() == 4 && isHex(type))
+        report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
+}
+
+/// The frame with all its own fields in upper case; the data stay.
+QByteArray withUpperFields(const QByteArray &characters)
+{
+    return characters.left(DataStart).toUpper() +
+           characters.mid(DataStart, characters.size() - DataStart - TrailerSize) +
+           characters.right(TrailerSize).toUpper();
+}
+
+void checkWhole(Report *report)
+{
+    Findings findings(report);
+    const QByteArray &characters = report->raw;
+    checkMark(Problem::StartMark, characters.left(MarkSize), report);
+
+    const QByteArray length = characters.mid(MarkSize, 4);
+    const QByteArray rightLength =
+        hex(static_cast<uint>(characters.size() - LengthBias) & 0xFFFF, 4);
+    if (length.toUpper() != rightLength)
+        findings.add(Problem::LengthField, rightLength, length);
+
+    const QByteArray type = characters.mid(6, 4);
+    if (isHex(type))
+        report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
+    else
+        findings.add(Problem::TypeField, "four hexadecimal digits", type);
+
+    report->frame.data = characters.mid(DataStart, characters.size() - SmallestFrame);
+    checkSums(characters, report);
+    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    const QByteArray upper = withUpperFields(characters);
+    if (report->sender == Sender::Keypad && upper != characters)
+        findings.add(Problem::UpperCase, upper, characters);
+}
+
+QString sumsExplained(Sender sender)
+{
+    if (sender == Sender::Station)
+        return QStringLiteral("wrong case summed: a station sums the characters exactly as it "
+                              "sends them");
+    return QStringLiteral("wrong case summed: the keypad sums length, type and header check with "
+                          "lower-case digits, though it sends them in upper case");
+}
+
+QString shown(const QByteArray &bytes)
+{
+    return QString::fromLatin1(escaped(bytes));
+}
+
+} // namespace
+
+QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data)
+{
+    const auto length = static_cast<uint>(data.size()) + LengthOverhead;
+    const QByteArray header = "7E" + hex(length & 0xFFFF, 4) + hex(type, 4);
+    const QByteArray check = headerCheck(sender, header);
+    return header + check + data + checksum(sender, header, check, data) + "7F";
+}
+
+QString Problem::text() const
+{
+    const QString is = shown(found);
+    const QString shouldBe = shown(expected);
+    switch (check) {
+    case Size:
+        return QStringLiteral("%1 characters, a frame has at least %2").arg(is, shouldBe);
+    case StartMark:
+        return QStringLiteral("start mark is \"%1\", should be %2").arg(is, shouldBe);
+    case EndMark:
+        return QStringLiteral("end mark is \"%1\", should be %2").arg(is, shouldBe);
+    case LengthField:
+        return QStringLiteral("length field is %1, should be %2").arg(is, shouldBe);
+    case TypeField:
+        return QStringLiteral("type field is \"%1\", should be %2").arg(is, shouldBe);
+    case UpperCase:
+        return QStringLiteral("lower-case digits, should be %1").arg(shouldBe);
+    case LineEnd:
+        return QStringLiteral("line end is \"%1\", should be \"%2\"").arg(is, shouldBe);
+    case HeaderCheck:
+    case Checksum:
+        break;
+    }
+    QString text =
+        QStringLiteral("%1 is %2, should be %3")
+            .arg(check == HeaderCheck ? QStringLiteral("header check") : QStringLiteral("checksum"),
+                 is, shouldBe);
+    if (wrongCase)
+        text += QStringLiteral(" (%1)").arg(sumsExplained(sender));
+    else if (check == HeaderCheck && sender == Sender::Station)
+        text += QStringLiteral(" (the keypad does not look at it)");
+    return text;
+}
+
+bool Report::fails(Problem::Check check) const
+{
+    return std::any_of(problems.begin(), problems.end(),
+                       [check](const Problem &problem) { return problem.check == check; });
+}
+
+QString Report::text() const
+{
+    QStringList texts;
+    for (const Problem &problem : problems)
+        texts.append(problem.text());
+    return texts.join(QStringLiteral("; "));
+}
+
+Report checkFrame(Sender sender, const QByteArray &characters)
+{
+    Report report;
+    report.sender = sender;
+    report.raw = characters;
+    if (characters.size() < SmallestFrame)
+        checkFragment(&report);
+    else
+        checkWhole(&report);
+    return report;
+}
+
+Report checkLine(Sender sender, const QByteArray &line)
+{
+    if (sender == Sender::Station)
+        return checkFrame(sender, line.trimmed());
+
+    auto size = line.size();
+    while (size > 0 && (line.at(size - 1) == '\n' || line.at(size - 1) == '\r'))
+        --size;
+    Report report = checkFrame(sender, line.left(size));
+    const QByteArray lineEnd = line.mid(size);
+    if (lineEnd != "\r\n")
+        Findings(&report).add(Problem::LineEnd, "\r\n", lineEnd);
+    return report;
+}
+
+} // namespace wire

@@ -1,0 +1,203 @@
+#include "bench/station/logline.h"
+
+#include "bench/station/escape.h"
+#include "bench/station/messages.h"
+
+#include <QVector>
+
+#include <algorithm>
+
+namespace wire
+{
+
+namespace
+{
+
+const int MarkSize = 2;
+const int SmallestFrame = 18;
+
+bool isMark(const QByteArray &line, int at, char letter)
+{
+    return at + MarkSize <= line.size() && line.at(at) == '7' &&
+           (line.at(at + 1) & ~0x20) == letter;
+}
+
+QVector<int> marksIn(const QByteArray &line, char letter)
+{
+    QVector<int> places;
+    for (int at = 0; at + MarkSize <= line.size(); ++at) {
+        if (isMark(line, at, letter))
+            places.append(at);
+    }
+    return places;
+}
+
+/// Checks a stretch as the frame of whoever sends its type.
+Report checkAnySender(const QByteArray &characters)
+{
+    const Report asStation = checkFrame(Sender::Station, characters);
+    const std::optional<Sender> sender = senderOf(asStation.frame.type);
+    if (sender == Sender::Station)
+        return asStation;
+    const Report asKeypad = checkFrame(Sender::Keypad, characters);
+    if (sender == Sender::Keypad || (asKeypad.ok() && !asStation.ok()))
+        return asKeypad;
+    return asStation;
+}
+
+QList<Report> rightFrames(const QByteArray &line)
+{
+    const QVector<int> ends = marksIn(line, 'F');
+    QList<Report> found;
+    int from = 0;
+    for (int start : marksIn(line, 'E')) {
+        if (start < from)
+            continue;
+        for (int end : ends) {
+            const int size = end + MarkSize - start;
+            if (size < SmallestFrame)
+                continue;
+            const Report report = checkAnySender(line.mid(start, size));
+            if (!report.ok())
+                continue;
+            found.append(report);
+            from = start + size;
+            break;
+        }
+    }
+    return found;
+}
+
+/// The line without what a log or transcript puts behind a frame: white space,
+/// a line end written out, a closing quote with what follows it.
+QByteArray withoutTail(QByteArray line)
+{
+    line = line.trimmed();
+    const auto written = line.indexOf("\\r");
+    if (written >= 0)
+        line.truncate(written);
+    const auto quote = line.lastIndexOf('"');
+    if (quote > 0 && line.indexOf('"') != quote)
+        line.truncate(quote);
+    return line.trimmed();
+}
+
+/// The longest run of characters of the hexadecimal kind that ends with an end
+/// mark, for a frame whose start mark is damaged.
+QByteArray hexRun(const QByteArray &line)
+{
+    QByteArray best;
+    QByteArray run;
+    for (char c : line + ' ') {
+        const bool isDigit = (c >= '0' && c <= '9') || ((c & ~0x20) >= 'A' && (c & ~0x20) <= 'Z');
+        if (isDigit) {
+            run += c;
+            continue;
+        }
+        if (run.size() >= SmallestFrame && run.size() > best.size() &&
+            run.right(MarkSize).toUpper() == "7F")
+            best = run;
+        run.clear();
+    }
+    return best;
+}
+
+/// The stretch of a line without a right frame that was most likely meant as one.
+QByteArray likelyFrame(const QByteArray &wholeLine)
+{
+    const QByteArray line = withoutTail(wholeLine);
+    const QVector<int> starts = marksIn(line, 'E');
+    const QVector<int> ends = marksIn(line, 'F');
+    QByteArray best;
+    int fewest = 0;
+    for (int start : starts) {
+        // Up to each end mark, and to the end of the line should the mark be damaged.
+        QVector<int> sizes;
+        for (int end : ends)
+            sizes.append(end + MarkSize - start);
+        sizes.append(static_cast<int>(line.size()) - start);
+        for (int size : sizes) {
+            if (size < MarkSize)
+                continue;
+            const Report report = checkAnySender(line.mid(start, size));
+            const int problems = static_cast<int>(report.problems.size());
+            if (best.isEmpty() || problems < fewest) {
+                best = report.raw;
+                fewest = problems;
+            }
+        }
+    }
+    if (best.size() >= SmallestFrame)
+        return best;
+    const QByteArray run = hexRun(line);
+    return run.isEmpty() ? best : run;
+}
+
+QString verdictOf(const Report &report)
+{
+    if (report.sender == Sender::Keypad)
+        return QString();
+    const bool onlyHeaderCheck = report.problems.size() == 1 && report.fails(Problem::HeaderCheck);
+    return onlyHeaderCheck ? QStringLiteral("keypad:  takes it all the same\n")
+                           : QStringLiteral("keypad:  answers NAK\n");
+}
+
+QString fieldsOf(const QVariantMap &fields)
+{
+    QString text;
+    for (auto field = fields.begin(); field != fields.end(); ++field) {
+        const QString value = QString::fromLatin1(escaped(field.value().toString().toLatin1()));
+        text += QStringLiteral("field:   %1 = %2\n").arg(field.key(), value);
+    }
+    return text;
+}
+
+QString typeLine(quint16 type)
+{
+    return QStringLiteral("type:    %1 (%2)\n")
+        .arg(QString::number(type, 16).rightJustified(4, QLatin1Char('0')).toUpper(),
+             typeName(type));
+}
+
+} // namespace
+
+QList<Report> framesInLogLine(const QByteArray &line)
+{
+    const QList<Report> right = rightFrames(line);
+    if (!right.isEmpty())
+        return right;
+    const QByteArray likely = likelyFrame(line);
+    if (likely.isEmpty())
+        return {};
+    return {checkAnySender(likely)};
+}
+
+QString explain(const Report &report)
+{
+    QString text = QStringLiteral("frame:   %1\n").arg(QString::fromLatin1(escaped(report.raw)));
+    const bool isWhole = report.raw.size() >= SmallestFrame;
+    if (!isWhole && report.frame.type != 0)
+        text += typeLine(report.frame.type);
+    if (isWhole) {
+        const Meaning meaning = meaningOf(report.frame);
+        text += QStringLiteral("sender:  %1\n")
+                    .arg(report.sender == Sender::Station ? QStringLiteral("station")
+                                                          : QStringLiteral("keypad"));
+        text += typeLine(report.frame.type);
+        text += QStringLiteral("meaning: %1\n").arg(meaning.text);
+        text += fieldsOf(meaning.fields);
+        if (!meaning.complaint.isEmpty())
+            text += QStringLiteral("data:    %1\n").arg(meaning.complaint);
+    }
+    if (report.ok())
+        return text + QStringLiteral("checks:  all right\n");
+    for (const Problem &problem : report.problems)
+        text += QStringLiteral("wrong:   %1\n").arg(problem.text());
+    if (isWhole && !report.fails(Problem::TypeField))
+        text += QStringLiteral("right:   %1\n")
+                    .arg(QString::fromLatin1(
+                        escaped(buildFrame(report.sender, report.frame.type, report.frame.data))));
+    return text + verdictOf(report);
+}
+
+} // namespace wire

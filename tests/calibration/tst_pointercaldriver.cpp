@@ -1,0 +1,764 @@
+#include "calibration/calibrate.h"
+#include "calibration/pointercaldriver.h"
+#include "compat/screen.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QMouseEvent>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <functional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+typedef QWSPointerCalibrationData Data;
+
+#ifdef MFTOOL_HAVE_TSLIB
+#define NEEDS_TOUCHSCREEN_LIBRARY()
+#else
+#define NEEDS_TOUCHSCREEN_LIBRARY() QSKIP("built without the touchscreen library")
+#endif
+
+namespace
+{
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+bool put(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+QString text(const QPoint &p)
+{
+    return QString("%1,%2").arg(p.x()).arg(p.y());
+}
+
+QString text(const QPoint (&points)[5])
+{
+    QStringList words;
+    for (const QPoint &p : points)
+        words << text(p);
+    return words.join(' ');
+}
+
+// A panel of 11 bits with its axes swapped: x' = (1900 - y) / 2, y' = (x - 100) / 4.
+Data swappedPanel()
+{
+    const QPoint device[] = {QPoint(196, 1852), QPoint(1924, 1852), QPoint(1924, 348),
+                             QPoint(196, 348), QPoint(1060, 1100)};
+    const QPoint screen[] = {QPoint(24, 24), QPoint(24, 456), QPoint(776, 456), QPoint(776, 24),
+                             QPoint(400, 240)};
+    Data data;
+    for (int i = 0; i <= Data::LastLocation; ++i) {
+        data.devPoints[i] = device[i];
+        data.screenPoints[i] = screen[i];
+    }
+    return data;
+}
+
+const char swappedFile[] = "0 -32768 62291968 16384 0 -1605632 65536\n";
+
+// x' = x / 2 + 10, y' = y / 3 - 20; with the screen size that the library's own
+// tool adds.
+const char otherFile[] = "30000 0 600000 0 20000 -1200000 60000 800 480 0\n";
+
+Data onALine()
+{
+    Data data = swappedPanel();
+    for (int i = 0; i <= Data::LastLocation; ++i)
+        data.devPoints[i] = QPoint(100 * i, 200 * i);
+    return data;
+}
+
+// Takes the mouse and writes down what it does.
+class Recorder : public QWidget
+{
+public:
+    Recorder() : QWidget(nullptr, Qt::FramelessWindowHint) { setGeometry(screenGeometry()); }
+
+    QStringList m_seen;
+    std::function<void()> m_onPress;
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        m_seen << "press " + text(event->pos());
+        if (m_onPress)
+            m_onPress();
+    }
+    void mouseMoveEvent(QMouseEvent *event) override { m_seen << "move " + text(event->pos()); }
+    void mouseReleaseEvent(QMouseEvent *event) override
+    {
+        m_seen << "release " + text(event->pos());
+    }
+};
+
+} // namespace
+
+class tst_PointercalDriver : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void noFile();
+    void foreignFile();
+    void fileInForce();
+    void fitIsStored();
+    void fitIsStoredInBothFiles();
+    void fitIsInForceAtOnce();
+    void setInForceIsStoredAsItWas();
+    void setInForceGoesWhereTheEnvironmentPointsNow();
+    void withoutCalibrationNothingIsStored();
+    void clearingTouchesNoFile();
+    void setOnALine();
+    void unwritableFile();
+    void mouseIsNotMapped();
+
+    void missingDevice();
+    void noDeviceNoWord();
+    void builtWithoutTheLibrary();
+    void deviceThatIsNoTouchscreen_data();
+    void deviceThatIsNoTouchscreen();
+    void brokenConfiguration();
+    void uncalibratedTouches();
+    void calibratedTouches();
+    void calibrationNamedInTheOtherWay();
+    void touchesFromBeforeTheStart();
+    void releaseCoordinatesAreIgnored();
+    void rawWhileCleared();
+    void handingBackEndsTheRawCoordinates();
+    void newCalibrationIsUsed();
+    void newCalibrationIsUsedFromANewPlace();
+    void failureLeavesTheOldMapAtWork_data();
+    void failureLeavesTheOldMapAtWork();
+    void calibrationDuringATouch();
+    void deviceGoneAtReload();
+    void manyPacketsAtOnce();
+    void deviceTakenAway();
+    void wholeCalibrationByFinger();
+
+private:
+    QString in(const char *name) const { return m_dir->filePath(QLatin1String(name)); }
+    void plugIn(const QByteArray &configuration = "module_raw touchkit\nmodule linear\n");
+    void finger(const QPoint &at, bool down = true);
+    void tap(const QPoint &at);
+
+    QTemporaryDir *m_dir = nullptr;
+    Recorder *m_screen = nullptr;
+    int m_panel = -1;
+};
+
+void tst_PointercalDriver::init()
+{
+    m_dir = new QTemporaryDir;
+    QVERIFY(m_dir->isValid());
+    qunsetenv("TSLIB_TSDEVICE");
+    qunsetenv("TSLIB_CONFFILE");
+    qunsetenv("POINTERCAL_FILE");
+    qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("pointercal")));
+    m_screen = new Recorder;
+    m_screen->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_screen));
+    m_screen->grabMouse();
+}
+
+void tst_PointercalDriver::cleanup()
+{
+    delete m_screen;
+    if (m_panel >= 0)
+        ::close(m_panel);
+    m_panel = -1;
+    delete m_dir;
+}
+
+// A panel on a pipe: the library's module for a serial panel takes packets of
+// five bytes, with coordinates of 11 bits, from whatever it can read.
+void tst_PointercalDriver::plugIn(const QByteArray &configuration)
+{
+    const QByteArray pipe = QFile::encodeName(in("panel"));
+    QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
+    m_panel = ::open(pipe.constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    QVERIFY(m_panel >= 0);
+    QVERIFY(put(in("ts.conf"), configuration));
+    qputenv("TSLIB_CONFFILE", QFile::encodeName(in("ts.conf")));
+    qputenv("TSLIB_TSDEVICE", pipe);
+}
+
+void tst_PointercalDriver::finger(const QPoint &at, bool down)
+{
+    const char packet[] = {char(down ? 0x81 : 0x80), char(at.x() >> 7), char(at.x() & 0x7f),
+                           char(at.y() >> 7), char(at.y() & 0x7f)};
+    QCOMPARE(::write(m_panel, packet, sizeof packet), ssize_t(sizeof packet));
+}
+
+// The panel's release says nothing of where it was.
+void tst_PointercalDriver::tap(const QPoint &at)
+{
+    finger(at);
+    finger(QPoint(0, 0), false);
+}
+
+void tst_PointercalDriver::noFile()
+{
+    const PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    const QPoint corner = screenGeometry().bottomRight();
+    QCOMPARE(data.screenPoints[Data::TopLeft], QPoint(0, 0));
+    QCOMPARE(data.screenPoints[Data::BottomRight], corner);
+    QCOMPARE(text(data.devPoints), text(data.screenPoints));
+}
+
+void tst_PointercalDriver::foreignFile()
+{
+    QVERIFY(put(in("pointercal"), "not seven numbers\n"));
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("No calibration in " + in("pointercal")));
+    PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    QCOMPARE(text(data.devPoints), text(data.screenPoints));
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("not seven numbers\n"));
+}
+
+void tst_PointercalDriver::fileInForce()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    const PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    // x = 2 (x' - 10), y = 3 (y' + 20)
+    QCOMPARE(data.screenPoints[Data::TopLeft], QPoint(0, 0));
+    QCOMPARE(data.devPoints[Data::TopLeft], QPoint(-20, 60));
+    const QPoint corner = screenGeometry().bottomRight();
+    QCOMPARE(data.screenPoints[Data::BottomRight], corner);
+    QCOMPARE(data.devPoints[Data::BottomRight],
+             QPoint(2 * (corner.x() - 10), 3 * (corner.y() + 20)));
+}
+
+void tst_PointercalDriver::fitIsStored()
+{
+    PointercalDriver driver;
+    const Data data = swappedPanel();
+    QTest::ignoreMessage(QtDebugMsg, "The calibration fits its points to 0 pixels");
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+}
+
+void tst_PointercalDriver::fitIsStoredInBothFiles()
+{
+    qputenv("POINTERCAL_FILE", QFile::encodeName(in("of-qt")));
+    PointercalDriver driver;
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+    QCOMPARE(contentOf(in("of-qt")), QByteArray(swappedFile));
+}
+
+void tst_PointercalDriver::fitIsInForceAtOnce()
+{
+    PointercalDriver driver;
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    Data now;
+    driver.getCalibration(&now);
+    QCOMPARE(text(now.devPoints), text(data.devPoints));
+    QCOMPARE(text(now.screenPoints), text(data.screenPoints));
+}
+
+// To the byte, though no five points in whole numbers could express this map.
+void tst_PointercalDriver::setInForceIsStoredAsItWas()
+{
+    const QByteArray odd = "29999 17 600001\t-11 20003 -1200007 60000 800 480 0\r\n";
+    QVERIFY(put(in("pointercal"), odd));
+    PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    QVERIFY(QFile::remove(in("pointercal")));
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), odd);
+
+    // Again, and after another one from a fit.
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), odd);
+    const Data fitted = swappedPanel();
+    driver.calibrate(&fitted);
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+}
+
+// As when the NAND is mounted after the tool has started.
+void tst_PointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    PointercalDriver driver;
+    QVERIFY(QDir(m_dir->path()).mkdir("mnt"));
+    qputenv("POINTERCAL_FILE", QFile::encodeName(in("mnt/pointercal")));
+    qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("mnt/pointercal")));
+    Data data;
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("mnt/pointercal")), QByteArray(otherFile));
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+
+    const Data fitted = swappedPanel();
+    driver.calibrate(&fitted);
+    QCOMPARE(contentOf(in("mnt/pointercal")), QByteArray(swappedFile));
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+}
+
+void tst_PointercalDriver::withoutCalibrationNothingIsStored()
+{
+    PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
+}
+
+void tst_PointercalDriver::clearingTouchesNoFile()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    PointercalDriver driver;
+    Data before;
+    driver.getCalibration(&before);
+    driver.clearCalibration();
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+    Data after;
+    driver.getCalibration(&after);
+    QCOMPARE(text(after.devPoints), text(before.devPoints));
+}
+
+void tst_PointercalDriver::setOnALine()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    PointercalDriver driver;
+    Data before;
+    driver.getCalibration(&before);
+    driver.clearCalibration();
+    const Data line = onALine();
+    QTest::ignoreMessage(QtWarningMsg,
+                         "The calibration points determine no map, nothing is stored");
+    driver.calibrate(&line);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+    Data after;
+    driver.getCalibration(&after);
+    QCOMPARE(text(after.devPoints), text(before.devPoints));
+}
+
+void tst_PointercalDriver::unwritableFile()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    PointercalDriver driver;
+    Data before;
+    driver.getCalibration(&before);
+    // One of the two cannot be written: neither is.
+    qputenv("POINTERCAL_FILE", QFile::encodeName(in("none/pointercal")));
+    const Data data = swappedPanel();
+    QTest::ignoreMessage(QtWarningMsg,
+                         qPrintable("Failed to store the calibration: " + in("none/pointercal") +
+                                    ": No such file or directory"));
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+    Data after;
+    driver.getCalibration(&after);
+    QCOMPARE(text(after.devPoints), text(before.devPoints));
+}
+
+void tst_PointercalDriver::mouseIsNotMapped()
+{
+    QVERIFY(put(in("pointercal"), otherFile));
+    PointercalDriver driver;
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    QTest::mousePress(m_screen, Qt::LeftButton, Qt::NoModifier, QPoint(100, 200));
+    QTest::mouseRelease(m_screen, Qt::LeftButton, Qt::NoModifier, QPoint(100, 200));
+    QCOMPARE(m_screen->m_seen, QStringList() << "press 100,200"
+                                             << "release 100,200");
+    QCOMPARE(driver.mapToDevice(QPoint(100, 200), QSize(800, 480)), QPoint(100, 200));
+}
+
+void tst_PointercalDriver::missingDevice()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
+    QTest::ignoreMessage(QtWarningMsg, "Failed to open touchscreen /dev/input/there-is-none");
+    QElapsedTimer time;
+    time.start();
+    PointercalDriver driver;
+    // The library's own way to set a device up would wait for several seconds.
+    QVERIFY2(time.elapsed() < 2000, qPrintable(QString::number(time.elapsed())));
+    const Data data = swappedPanel();
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+}
+
+void tst_PointercalDriver::noDeviceNoWord()
+{
+    qputenv("TSLIB_TSDEVICE", "");
+    static QStringList said;
+    said.clear();
+    const QtMessageHandler before = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &message) { said << message; });
+    delete new PointercalDriver;
+    qInstallMessageHandler(before);
+    QCOMPARE(said, QStringList());
+}
+
+void tst_PointercalDriver::builtWithoutTheLibrary()
+{
+#ifdef MFTOOL_HAVE_TSLIB
+    QSKIP("built with the touchscreen library");
+#else
+    qputenv("TSLIB_TSDEVICE", "/dev/input/event1");
+    QTest::ignoreMessage(QtWarningMsg,
+                         "Built without the touchscreen library, /dev/input/event1 is not read");
+    const PointercalDriver driver;
+#endif
+}
+
+void tst_PointercalDriver::deviceThatIsNoTouchscreen_data()
+{
+    QTest::addColumn<QByteArray>("device");
+    QTest::addColumn<QByteArray>("configuration");
+    QTest::newRow("always at its end")
+        << QByteArray("/dev/null") << QByteArray("module_raw touchkit\nmodule linear\n");
+    QTest::newRow("no input device")
+        << QByteArray("/dev/null") << QByteArray("module_raw input\nmodule linear\n");
+}
+
+void tst_PointercalDriver::deviceThatIsNoTouchscreen()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QFETCH(QByteArray, device);
+    QFETCH(QByteArray, configuration);
+    plugIn(configuration);
+    qputenv("TSLIB_TSDEVICE", device);
+    QTest::ignoreMessage(QtWarningMsg, "/dev/null is no touchscreen");
+    const PointercalDriver driver;
+}
+
+void tst_PointercalDriver::brokenConfiguration()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn("module_raw there_is_no_such_module\n");
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("there_is_no_such_module"));
+    QTest::ignoreMessage(QtWarningMsg,
+                         qPrintable("Failed to configure touchscreen " + in("panel")));
+    const PointercalDriver driver;
+}
+
+void tst_PointercalDriver::uncalibratedTouches()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    const PointercalDriver driver;
+    finger(QPoint(300, 200));
+    finger(QPoint(310, 190));
+    finger(QPoint(0, 0), false);
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
+                                                 << "move 310,190"
+                                                 << "release 310,190");
+}
+
+void tst_PointercalDriver::calibratedTouches()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), swappedFile));
+    plugIn();
+    const PointercalDriver driver;
+    tap(QPoint(1060, 1100));
+    tap(QPoint(196, 1852));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240"
+                                                 << "press 24,24"
+                                                 << "release 24,24");
+}
+
+// The library knows TSLIB_CALIBFILE alone.
+void tst_PointercalDriver::calibrationNamedInTheOtherWay()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    qunsetenv("TSLIB_CALIBFILE");
+    qputenv("POINTERCAL_FILE", QFile::encodeName(in("of-qt")));
+    QVERIFY(put(in("of-qt"), otherFile));
+    plugIn();
+    PointercalDriver driver;
+    QVERIFY(!qEnvironmentVariableIsSet("TSLIB_CALIBFILE"));
+    tap(QPoint(400, 600));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
+                                                 << "release 210,180");
+    m_screen->m_seen.clear();
+
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("of-qt")), QByteArray(swappedFile));
+    QVERIFY(!qEnvironmentVariableIsSet("TSLIB_CALIBFILE"));
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240");
+}
+
+void tst_PointercalDriver::touchesFromBeforeTheStart()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    tap(QPoint(10, 10));
+    finger(QPoint(20, 20));
+    const PointercalDriver driver;
+    finger(QPoint(0, 0), false);
+    tap(QPoint(30, 30));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 30,30"
+                                                 << "release 30,30");
+}
+
+void tst_PointercalDriver::releaseCoordinatesAreIgnored()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    const PointercalDriver driver;
+    finger(QPoint(100, 200));
+    finger(QPoint(0, 0), false);
+    finger(QPoint(110, 210));
+    finger(QPoint(799, 5), false);
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 100,200"
+                                                 << "release 100,200"
+                                                 << "press 110,210"
+                                                 << "release 110,210");
+}
+
+void tst_PointercalDriver::rawWhileCleared()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), swappedFile));
+    plugIn();
+    PointercalDriver driver;
+    driver.clearCalibration();
+    finger(QPoint(2047, 1900));
+    finger(QPoint(2047, 1910));
+    finger(QPoint(0, 0), false);
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 2047,1900"
+                                                 << "move 2047,1910"
+                                                 << "release 2047,1910");
+}
+
+void tst_PointercalDriver::handingBackEndsTheRawCoordinates()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), swappedFile));
+    plugIn();
+    PointercalDriver driver;
+    Data data;
+    driver.getCalibration(&data);
+    driver.clearCalibration();
+    driver.calibrate(&data);
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240");
+}
+
+void tst_PointercalDriver::newCalibrationIsUsed()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), otherFile));
+    plugIn();
+    PointercalDriver driver;
+    tap(QPoint(400, 600));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
+                                                 << "release 210,180");
+    m_screen->m_seen.clear();
+    driver.clearCalibration();
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240");
+}
+
+// The mount redirects the environment between two calibrations.
+void tst_PointercalDriver::newCalibrationIsUsedFromANewPlace()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), otherFile));
+    plugIn();
+    PointercalDriver driver;
+    qputenv("POINTERCAL_FILE", QFile::encodeName(in("nand")));
+    qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("nand")));
+    driver.clearCalibration();
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240");
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
+}
+
+void tst_PointercalDriver::failureLeavesTheOldMapAtWork_data()
+{
+    QTest::addColumn<bool>("writable");
+    QTest::newRow("no map") << true;
+    QTest::newRow("no file") << false;
+}
+
+void tst_PointercalDriver::failureLeavesTheOldMapAtWork()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QFETCH(bool, writable);
+    QVERIFY(put(in("pointercal"), otherFile));
+    plugIn();
+    PointercalDriver driver;
+    if (!writable)
+        qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("none/pointercal")));
+    driver.clearCalibration();
+    const Data data = writable ? onALine() : swappedPanel();
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(writable ? "determine no map" : "Failed to store"));
+    driver.calibrate(&data);
+    tap(QPoint(400, 600));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
+                                                 << "release 210,180");
+}
+
+// Called by what a touch does to a widget, while the library is being read.
+void tst_PointercalDriver::calibrationDuringATouch()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    m_screen->m_onPress = [this, &driver] {
+        m_screen->m_onPress = nullptr;
+        const Data data = swappedPanel();
+        driver.clearCalibration();
+        driver.calibrate(&data);
+    };
+    tap(QPoint(300, 200));
+    QTRY_COMPARE(m_screen->m_seen, QStringList("press 300,200"));
+    // The rest of that touch is in other coordinates and is dropped.
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
+                                                 << "press 400,240"
+                                                 << "release 400,240");
+}
+
+void tst_PointercalDriver::deviceGoneAtReload()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    QVERIFY(QFile::remove(in("panel")));
+    const Data data = swappedPanel();
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to open touchscreen " + in("panel")));
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+    // Without it the driver goes on.
+    driver.clearCalibration();
+    driver.calibrate(&data);
+}
+
+// More than are read in one go.
+void tst_PointercalDriver::manyPacketsAtOnce()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    const PointercalDriver driver;
+    for (int i = 0; i < 400; ++i)
+        finger(QPoint(i, 7));
+    finger(QPoint(0, 0), false);
+    QTRY_COMPARE(m_screen->m_seen.size(), 401);
+    QCOMPARE(m_screen->m_seen.at(399), QString("move 399,7"));
+    QCOMPARE(m_screen->m_seen.at(400), QString("release 399,7"));
+}
+
+// A line whose other end is closed is readable for ever and gives nothing.
+void tst_PointercalDriver::deviceTakenAway()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    QVERIFY(master >= 0);
+    QCOMPARE(::grantpt(master), 0);
+    QCOMPARE(::unlockpt(master), 0);
+    qputenv("TSLIB_TSDEVICE", ::ptsname(master));
+    const PointercalDriver driver;
+
+    static QStringList said;
+    said.clear();
+    const QtMessageHandler before = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext &, const QString &message) {
+            if (type == QtWarningMsg)
+                said << message;
+        });
+    ::close(master);
+    QTRY_COMPARE(said, QStringList("The touchscreen has failed, it is read no longer"));
+    // Once and for all.
+    QTest::qWait(50);
+    qInstallMessageHandler(before);
+    QCOMPARE(said.size(), 1);
+}
+
+// Dialog, driver and library together: five targets held on a panel with swapped
+// axes, after which a tap lands where the finger is.
+void tst_PointercalDriver::wholeCalibrationByFinger()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    m_screen->releaseMouse();
+    {
+        Calibrate dialog(nullptr, &driver);
+        QSignalSpy points(&dialog, SIGNAL(calibratePoint(int, QPoint)));
+        QSignalSpy verdicts(&dialog, SIGNAL(finished(bool)));
+        QTimer *hold = dialog.findChild<QTimer *>();
+        hold->setInterval(20);
+        dialog.setGeometry(0, 0, 800, 480);
+        dialog.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+        const Data wanted = swappedPanel();
+        for (int i = 0; i <= Data::LastLocation; ++i) {
+            finger(wanted.devPoints[i]);
+            QTRY_VERIFY(hold->isActive());
+            QTRY_VERIFY(!hold->isActive());
+            finger(QPoint(0, 0), false);
+            QTRY_COMPARE(points.size(), i + 1);
+            QCOMPARE(points.at(i).at(0).toInt(), i);
+            QCOMPARE(points.at(i).at(1).toPoint(), wanted.devPoints[i]);
+        }
+        QCOMPARE(verdicts.size(), 1);
+        QCOMPARE(verdicts.at(0).at(0).toBool(), true);
+        QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
+        dialog.hide();
+    }
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+    m_screen->m_seen.clear();
+    tap(QPoint(580, 1780)); // x' = 60, y' = 120
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 60,120"
+                                                 << "release 60,120");
+}
+
+QTEST_MAIN(tst_PointercalDriver)
+#include "tst_pointercaldriver.moc"

@@ -1,0 +1,274 @@
+// A named pipe stands in for the event device: what was written waits there
+// until it is read, and one read takes whatever is waiting.
+#include <QDir>
+#include <QFile>
+#include <QMetaMethod>
+#include <QSocketNotifier>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "hardware/buttons.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+
+namespace
+{
+
+const QString eventDevice = QStringLiteral("/dev/input/event0");
+const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision");
+
+const QByteArray press("\x00\x00\x00\x00\x00\x00\x00\x00\x01\x00\x66\x00\x01\x00\x00\x00", 16);
+const QByteArray release("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x66\x00\x00\x00\x00\x00", 16);
+const QByteArray repeat("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x66\x00\x02\x00\x00\x00", 16);
+const QByteArray negative("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x66\x00\xFF\xFF\xFF\xFF", 16);
+const QByteArray report("\x01\x00\x00\x00\x40\x0D\x03\x00\x00\x00\x00\x00\x00\x00\x00\x00", 16);
+const QByteArray otherKey("\x01\x00\x00\x00\x40\x0D\x03\x00\x01\x00\x67\x00\x01\x00\x00\x00", 16);
+const QByteArray otherType("\x01\x00\x00\x00\x40\x0D\x03\x00\x02\x00\x66\x00\x01\x00\x00\x00", 16);
+
+/// A board whose home key is a pipe.
+class KeyBoard : public BoardFolder
+{
+public:
+    KeyBoard() : m_end(-1)
+    {
+        makeFolder(QStringLiteral("/dev/input"));
+        const QByteArray name = QFile::encodeName(at(eventDevice));
+        if (mkfifo(name.constData(), 0600) == 0)
+            m_end = open(name.constData(), O_RDWR | O_NONBLOCK);
+    }
+    ~KeyBoard() { close(m_end); }
+    Q_DISABLE_COPY(KeyBoard)
+
+    bool isValid() const { return m_end >= 0; }
+
+    bool send(const QByteArray &bytes) const
+    {
+        return ::write(m_end, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    }
+
+    /// Bytes that nobody has read yet.
+    int waiting() const
+    {
+        int count = -1;
+        ioctl(m_end, FIONREAD, &count);
+        return count;
+    }
+
+private:
+    int m_end;
+};
+
+QList<bool> states(const QSignalSpy &spy)
+{
+    QList<bool> list;
+    for (const QList<QVariant> &arguments : spy)
+        list.append(arguments.at(0).toBool());
+    return list;
+}
+
+int openDescriptors()
+{
+    return int(QDir(QStringLiteral("/proc/self/fd"))
+                   .entryList(QDir::NoDotAndDotDot | QDir::Files | QDir::System)
+                   .size());
+}
+
+} // namespace
+
+class tst_Buttons : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void metaObject();
+    void construction();
+    void revision();
+    void noDevice();
+    void records_data();
+    void records();
+    void recordsInSeveralReads();
+    void shortRead();
+    void atMostSixteenRecordsInARead();
+    void descriptorOutlivesTheObject();
+};
+
+void tst_Buttons::metaObject()
+{
+    const QMetaObject &meta = Buttons::staticMetaObject;
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
+    const QMetaMethod home = meta.method(meta.methodOffset());
+    QCOMPARE(home.methodSignature(), QByteArray("home(bool)"));
+    QCOMPARE(home.methodType(), QMetaMethod::Signal);
+    const QMetaMethod read = meta.method(meta.methodOffset() + 1);
+    QCOMPARE(read.methodSignature(), QByteArray("read()"));
+    QCOMPARE(read.methodType(), QMetaMethod::Slot);
+    QCOMPARE(read.access(), QMetaMethod::Private);
+}
+
+void tst_Buttons::construction()
+{
+    KeyBoard keypad;
+    QVERIFY(keypad.isValid());
+    LogCatcher log;
+    QObject parent;
+    Buttons *buttons = new Buttons(&parent, keypad.board());
+    QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
+                                       << "debug: No revision file found, assuming rev 1"
+                                       << "debug: Running on board rev 1");
+    QCOMPARE(buttons->parent(), &parent);
+    QVERIFY(!buttons->homeDown());
+    QCOMPARE(buttons->revision(), 1);
+    QCOMPARE(buttons->findChildren<QSocketNotifier *>().size(), 1);
+}
+
+void tst_Buttons::revision()
+{
+    KeyBoard keypad;
+    keypad.write(revisionFile, "4");
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QCOMPARE(buttons.revision(), 4);
+    QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
+                                       << "debug: Running on board rev 4");
+
+    // The board does not change under the tool.
+    keypad.write(revisionFile, "2");
+    QCOMPARE(buttons.revision(), 4);
+}
+
+void tst_Buttons::noDevice()
+{
+    BoardFolder keypad;
+    keypad.write(revisionFile, "3");
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QCOMPARE(log.take(), QStringList()
+                             << QStringLiteral("warning: Failed to open ") + keypad.at(eventDevice)
+                             << "debug: Running on board rev 3");
+    QVERIFY(buttons.findChildren<QSocketNotifier *>().isEmpty());
+    QVERIFY(!keypad.exists(eventDevice));
+
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
+    QCOMPARE(home.count(), 0);
+    QVERIFY(!buttons.homeDown());
+}
+
+void tst_Buttons::records_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QList<bool>>("reported");
+    QTest::addColumn<bool>("downAfterwards");
+
+    using List = QList<bool>;
+    QTest::newRow("press") << press << (List() << true) << true;
+    QTest::newRow("press and its report") << press + report << (List() << true) << true;
+    QTest::newRow("release") << release << (List() << false) << false;
+    QTest::newRow("press and release in one read")
+        << press + release << (List() << true << false) << false;
+    QTest::newRow("press, reports, release")
+        << press + report + release + report << (List() << true << false) << false;
+    QTest::newRow("auto-repeat") << press + repeat + repeat << (List() << true << true << true)
+                                 << true;
+    QTest::newRow("any value but zero is down") << negative << (List() << true) << true;
+    QTest::newRow("foreign records")
+        << report + otherKey + otherType + press + otherKey << (List() << true) << true;
+    QTest::newRow("40 bytes") << press + release + press.left(8) << (List() << true << false)
+                              << false;
+    QTest::newRow("sixteen records")
+        << press + report.repeated(14) + release << (List() << true << false) << false;
+}
+
+void tst_Buttons::records()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QList<bool>, reported);
+    QFETCH(bool, downAfterwards);
+    KeyBoard keypad;
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    QVERIFY(keypad.send(bytes));
+    QTRY_COMPARE(states(home), reported);
+    QCOMPARE(buttons.homeDown(), downAfterwards);
+    QCOMPARE(keypad.waiting(), 0);
+
+    // The rest of a read is not kept: the next record stands for itself.
+    QVERIFY(keypad.send(downAfterwards ? release : press));
+    reported.append(!downAfterwards);
+    QTRY_COMPARE(states(home), reported);
+    QCOMPARE(buttons.homeDown(), !downAfterwards);
+}
+
+void tst_Buttons::recordsInSeveralReads()
+{
+    KeyBoard keypad;
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QList<bool> stateWhenReported;
+    connect(&buttons, &Buttons::home, this, [&](bool down) {
+        QCOMPARE(buttons.homeDown(), down);
+        stateWhenReported.append(down);
+    });
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(keypad.send(press));
+        QTRY_COMPARE(stateWhenReported.size(), 2 * i + 1);
+        QVERIFY(keypad.send(release));
+        QTRY_COMPARE(stateWhenReported.size(), 2 * i + 2);
+    }
+    QCOMPARE(stateWhenReported, QList<bool>() << true << false << true << false << true << false);
+}
+
+void tst_Buttons::shortRead()
+{
+    KeyBoard keypad;
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    QVERIFY(keypad.send(press.left(15)));
+    QTRY_COMPARE(keypad.waiting(), 0);
+    QCOMPARE(home.count(), 0);
+    QVERIFY(!buttons.homeDown());
+
+    // The missing byte does not complete it.
+    QVERIFY(keypad.send(press.mid(15)));
+    QTRY_COMPARE(keypad.waiting(), 0);
+    QCOMPARE(home.count(), 0);
+
+    QVERIFY(keypad.send(press));
+    QTRY_COMPARE(home.count(), 1);
+}
+
+void tst_Buttons::atMostSixteenRecordsInARead()
+{
+    KeyBoard keypad;
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    QVERIFY(keypad.send(press.repeated(16) + release.repeated(4)));
+    QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
+    QCOMPARE(home.count(), 16);
+    QVERIFY(buttons.homeDown());
+    QCOMPARE(keypad.waiting(), 64);
+    QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
+    QCOMPARE(home.count(), 20);
+    QVERIFY(!buttons.homeDown());
+}
+
+void tst_Buttons::descriptorOutlivesTheObject()
+{
+    KeyBoard keypad;
+    LogCatcher log;
+    const int before = openDescriptors();
+    Buttons *buttons = new Buttons(nullptr, keypad.board());
+    QCOMPARE(openDescriptors(), before + 1);
+    delete buttons;
+    QCOMPARE(openDescriptors(), before + 1);
+}
+
+QTEST_GUILESS_MAIN(tst_Buttons)
+#include "tst_buttons.moc"

@@ -1,0 +1,393 @@
+// The folder plays /sys/class/gpio. Two things are watched: every file that is
+// opened there, and every single store. A store of a pin's number into the
+// export file makes the pin appear before the store returns, as in the kernel.
+#include <QFile>
+#include <QFileInfo>
+#include <QPair>
+#include <QtTest>
+
+#include <cerrno>
+#include <functional>
+
+#include <sys/inotify.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "hardware/buttons.h"
+#include "hardware/tamper.h"
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+
+namespace
+{
+
+const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision");
+const QString exportFile = QStringLiteral("/sys/class/gpio/export");
+const QString activeLowFile = QStringLiteral("/sys/class/gpio/gpio17/active_low");
+const QString valueFile = QStringLiteral("/sys/class/gpio/gpio17/value");
+
+/// Called for every store into a file below the watched root: its path below
+/// the root, and the bytes. Returns the error that the store meets, 0 for none.
+std::function<int(const QByteArray &, const QByteArray &)> onStore;
+QByteArray watchedRoot;
+
+} // namespace
+
+// Takes the place of the C library's, also for Qt.
+extern "C" ssize_t write(int fd, const void *bytes, size_t size)
+{
+    if (onStore) {
+        char name[4096];
+        const QByteArray link = "/proc/self/fd/" + QByteArray::number(fd);
+        const ssize_t length = readlink(link.constData(), name, sizeof name);
+        const QByteArray path(name, int(qMax<ssize_t>(length, 0)));
+        if (path.startsWith(watchedRoot)) {
+            const auto hook = onStore;
+            const int error = hook(path.mid(watchedRoot.size()),
+                                   QByteArray(static_cast<const char *>(bytes), int(size)));
+            if (error != 0) {
+                errno = error;
+                return -1;
+            }
+        }
+    }
+    return syscall(SYS_write, fd, bytes, size);
+}
+
+namespace
+{
+
+class GpioBoard : public BoardFolder
+{
+public:
+    using Store = QPair<QByteArray, QByteArray>;
+
+    explicit GpioBoard(const QByteArray &revision) : m_watch(inotify_init1(IN_NONBLOCK))
+    {
+        write(revisionFile, revision);
+        makeFolder(QStringLiteral("/sys/class/gpio"));
+    }
+    ~GpioBoard()
+    {
+        onStore = nullptr;
+        close(m_watch);
+    }
+    Q_DISABLE_COPY(GpioBoard)
+
+    /// The export file is there; what happens in it is up to exported().
+    void makeExport() { write(exportFile, ""); }
+
+    /// The pin is there: its polarity, direction and value files.
+    void makePin(const QByteArray &value)
+    {
+        write(activeLowFile, "0\n");
+        write(valueFile, value);
+    }
+
+    /// From here on stores and opened files are recorded. A store into the
+    /// export file runs @p exported, which returns the error that the store meets.
+    void watch(const std::function<int()> &exported = [] { return 0; })
+    {
+        watchFolder(exportFile);
+        watchFolder(valueFile);
+        watchedRoot = QFile::encodeName(at(QString()));
+        onStore = [this, exported](const QByteArray &path, const QByteArray &bytes) {
+            stores.append(Store(path, bytes));
+            if (path != "/sys/class/gpio/export")
+                return 0;
+            const auto silence = onStore;
+            onStore = nullptr;
+            const int error = exported();
+            onStore = silence;
+            watchFolder(valueFile);
+            return error;
+        };
+    }
+
+    /// Names of the files that were opened since watch(), in order.
+    QStringList opened() const
+    {
+        QStringList names;
+        alignas(inotify_event) char events[4096];
+        ssize_t length;
+        while ((length = ::read(m_watch, events, sizeof events)) > 0) {
+            for (ssize_t at = 0; at < length;) {
+                const void *const place = events + at;
+                const inotify_event *const event = static_cast<const inotify_event *>(place);
+                names.append(QString::fromLatin1(event->len > 0 ? event->name : ""));
+                at += ssize_t(sizeof *event + event->len);
+            }
+        }
+        return names;
+    }
+
+    QList<Store> stores;
+
+private:
+    void watchFolder(const QString &file) const
+    {
+        const QByteArray folder = QFile::encodeName(QFileInfo(at(file)).path());
+        inotify_add_watch(m_watch, folder.constData(), IN_OPEN);
+    }
+
+    int m_watch;
+};
+
+const GpioBoard::Store exportStore("/sys/class/gpio/export", "17");
+const GpioBoard::Store polarityStore("/sys/class/gpio/gpio17/active_low", "1");
+
+} // namespace
+
+class tst_Tamper : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void aboveRevision3_data();
+    void aboveRevision3();
+    void upToRevision3_data();
+    void upToRevision3();
+    void value_data();
+    void value();
+    void exportsOnce();
+    void exportCannotBeOpened();
+    void exportWithoutEffect();
+    void exportRefused();
+    void polarityCannotBeOpened();
+    void polarityRefused();
+    void valueCannotBeOpened();
+    void valueCannotBeOpenedAfterTheExport();
+};
+
+void tst_Tamper::aboveRevision3_data()
+{
+    QTest::addColumn<QByteArray>("revision");
+    QTest::addColumn<bool>("exported");
+    for (const char *revision : {"4", "5", "100"}) {
+        QTest::addRow("%s, pin exported", revision) << QByteArray(revision) << true;
+        QTest::addRow("%s, pin not exported", revision) << QByteArray(revision) << false;
+    }
+}
+
+void tst_Tamper::aboveRevision3()
+{
+    QFETCH(QByteArray, revision);
+    QFETCH(bool, exported);
+    LogCatcher log;
+    GpioBoard keypad(revision);
+    keypad.makeExport();
+    if (exported)
+        keypad.makePin("0\n");
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch();
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(keypad.opened(), QStringList());
+    QVERIFY(keypad.stores.isEmpty());
+}
+
+void tst_Tamper::upToRevision3_data()
+{
+    QTest::addColumn<QByteArray>("revision");
+    for (const char *revision : {"1", "2", "3"})
+        QTest::newRow(revision) << QByteArray(revision);
+}
+
+void tst_Tamper::upToRevision3()
+{
+    QFETCH(QByteArray, revision);
+    LogCatcher log;
+    GpioBoard keypad(revision);
+    keypad.makeExport();
+    keypad.makePin("0\n");
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch();
+    QVERIFY(readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList());
+    // An exported pin is only read: its polarity stays as it is.
+    QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
+    QVERIFY(keypad.stores.isEmpty());
+    QCOMPARE(keypad.read(activeLowFile), QByteArray("0\n"));
+}
+
+void tst_Tamper::value_data()
+{
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<bool>("active");
+    QTest::newRow("0") << QByteArray("0") << true;
+    QTest::newRow("0 and line end") << QByteArray("0\n") << true;
+    QTest::newRow("1") << QByteArray("1\n") << false;
+    QTest::newRow("only the first character counts") << QByteArray("01") << true;
+    QTest::newRow("10") << QByteArray("10\n") << false;
+    QTest::newRow("space before it") << QByteArray(" 0") << false;
+    QTest::newRow("zero byte") << QByteArray("\0", 1) << false;
+    QTest::newRow("empty") << QByteArray() << false;
+}
+
+void tst_Tamper::value()
+{
+    QFETCH(QByteArray, file);
+    QFETCH(bool, active);
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makePin("1\n");
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    // Sampled afresh by every call.
+    keypad.write(valueFile, file);
+    QCOMPARE(readTamper(buttons, keypad.board()), active);
+    QCOMPARE(log.take(), QStringList());
+}
+
+void tst_Tamper::exportsOnce()
+{
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch([&] {
+        keypad.makePin("0\n");
+        return 0;
+    });
+    QVERIFY(readTamper(buttons, keypad.board()));
+    QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
+    QCOMPARE(keypad.opened(), QStringList() << "export"
+                                            << "active_low"
+                                            << "value");
+    QCOMPARE(log.take(), QStringList());
+
+    QVERIFY(readTamper(buttons, keypad.board()));
+    QCOMPARE(keypad.stores.size(), 2);
+    QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
+}
+
+void tst_Tamper::exportCannotBeOpened()
+{
+    const QStringList message(
+        QStringLiteral("warning: Unable to export the tamper GPIO to user space"));
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeFolder(exportFile);
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch();
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), message);
+    QVERIFY(keypad.stores.isEmpty());
+
+    BoardFolder bare;
+    QVERIFY(!readTamper(buttons, bare.board()));
+    QCOMPARE(log.take(), message);
+}
+
+void tst_Tamper::exportWithoutEffect()
+{
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch();
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList(QStringLiteral(
+                             "warning: Failed to export the tamper GPIO to user space")));
+    QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
+    QCOMPARE(keypad.opened(), QStringList(QStringLiteral("export")));
+}
+
+void tst_Tamper::exportRefused()
+{
+    // A store that the kernel refuses is not an error by itself and is not tried again.
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch([] { return EBUSY; });
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList(QStringLiteral(
+                             "warning: Failed to export the tamper GPIO to user space")));
+    QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
+}
+
+void tst_Tamper::polarityCannotBeOpened()
+{
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch([&] {
+        keypad.write(valueFile, "0\n");
+        keypad.makeFolder(activeLowFile);
+        return 0;
+    });
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList(QStringLiteral(
+                             "warning: Failed to change the tamper GPIO to active low")));
+    QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
+    QVERIFY(!keypad.opened().contains(QStringLiteral("value")));
+
+    // The pin is there from now on, and its polarity is left alone.
+    QVERIFY(readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(keypad.stores.size(), 1);
+}
+
+void tst_Tamper::polarityRefused()
+{
+    LogCatcher log;
+    GpioBoard keypad("2");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch([&] {
+        keypad.makePin("0\n");
+        return 0;
+    });
+    const auto accepting = onStore;
+    onStore = [accepting](const QByteArray &path, const QByteArray &bytes) {
+        const int error = accepting(path, bytes);
+        return path.endsWith("active_low") ? EIO : error;
+    };
+    QVERIFY(readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList());
+}
+
+void tst_Tamper::valueCannotBeOpened()
+{
+    LogCatcher log;
+    GpioBoard keypad("3");
+    keypad.makeExport();
+    keypad.makeFolder(valueFile);
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch();
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open tamper value file")));
+    QVERIFY(keypad.stores.isEmpty());
+}
+
+void tst_Tamper::valueCannotBeOpenedAfterTheExport()
+{
+    LogCatcher log;
+    GpioBoard keypad("1");
+    keypad.makeExport();
+    const Buttons buttons(nullptr, keypad.board());
+    log.take();
+    keypad.watch([&] {
+        keypad.makeFolder(valueFile);
+        keypad.write(activeLowFile, "0\n");
+        return 0;
+    });
+    QVERIFY(!readTamper(buttons, keypad.board()));
+    QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open tamper value file")));
+    QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
+}
+
+QTEST_GUILESS_MAIN(tst_Tamper)
+#include "tst_tamper.moc"
