@@ -158,7 +158,8 @@ void TestSdMon::lines()
         QCOMPARE(removedSpy.at(i).at(0).toString(), removed.at(i));
     QCOMPARE(m_log->count("warning: In ATE Mode--->,Unexpected character at beginning of msg"),
              warnings);
-    QCOMPARE(m_log->count("debug: In ATE Mode--->, Received SD event"), 1);
+    // Once more when the monitor is back before the writer has closed the pipe.
+    QVERIFY(m_log->has("debug: In ATE Mode--->, Received SD event"));
 }
 
 void TestSdMon::onlyTheFirstLineOfAnOpening()
