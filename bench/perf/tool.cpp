@@ -117,16 +117,16 @@ void measureOutput(int rounds)
     process.start(benchProgram(QStringLiteral("perf-output")),
                   {QString::number(outputMegabytes), QString::number(rounds)});
     process.waitForFinished(-1);
-    std::vector<double> tool;
-    std::vector<double> drain;
+    std::vector<double> tool[2];
+    std::vector<double> drain[2];
     const QList<QByteArray> lines = process.readAllStandardOutput().split('\n');
     for (const QByteArray &line : lines) {
-        if (line.startsWith("tool "))
-            tool.push_back(line.mid(5).toDouble());
-        else if (line.startsWith("drain "))
-            drain.push_back(line.mid(6).toDouble());
+        const QList<QByteArray> words = line.split(' ');
+        for (int i = 0; words.size() == 3 && i < 2; ++i)
+            (words.at(0) == "tool" ? tool : drain)[i].push_back(words.at(1 + i).toDouble());
     }
-    printRow("tool output taken in", "MB/s", tool, drain, "20 MB/s");
+    printRow("tool output taken in", "MB/s", tool[0], drain[0], "20 MB/s");
+    printRow("the same a second of processor time", "MB/s", tool[1], drain[1], "");
 }
 
 void measureIdle()
