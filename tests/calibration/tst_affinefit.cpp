@@ -80,6 +80,7 @@ private slots:
     void largestErrorOfASet();
     void pointsStandForTheirMap();
     void pointsOfAMapThatCannotBeInverted();
+    void pointsOfAMapThatLeadsFarAway();
 };
 
 void tst_AffineFit::identity()
@@ -277,6 +278,15 @@ void tst_AffineFit::pointsOfAMapThatCannotBeInverted()
     QCOMPARE(data.screenPoints[Data::BottomRight], QPoint(799, 479));
     for (int i = 0; i <= Data::LastLocation; ++i)
         QCOMPARE(data.devPoints[i], QPoint(0, 0));
+}
+
+void tst_AffineFit::pointsOfAMapThatLeadsFarAway()
+{
+    // One count of the panel is a two-thousand-millionth of a pixel.
+    const AffineMap tiny = {1, 0, 0, 0, -1, 0, 2147483647};
+    const Data data = pointsOf(tiny, QSize(800, 480));
+    QCOMPARE(data.devPoints[Data::TopLeft], QPoint(0, 0));
+    QCOMPARE(data.devPoints[Data::BottomRight], QPoint(16777216, -16777216));
 }
 
 QTEST_APPLESS_MAIN(tst_AffineFit)
