@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <ftw.h>
 #include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -25,8 +27,8 @@
 namespace
 {
 
-const int outputChunk = 16 * 1024;     // fits a packet even when every byte is escaped
-const qint64 slowestOpenUsec = 500000; // then it is not the tool itself that reads
+const int outputChunk = 16 * 1024;      // fits a packet even when every byte is escaped
+const qint64 slowestReadUsec = 1000000; // of a reader that has opened the pipe
 const char pcPath[] = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 qint64 monotonicUsec()
@@ -100,12 +102,16 @@ bool hasOpen(pid_t process, const QByteArray &file)
 
 /// One line per opening: the reader takes the first line and throws away the
 /// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open, and write when its open has returned: until it gets something
-/// to read it cannot get further.
+/// its next open; write and close at once, or it opens again while this writer
+/// is still there and takes that for an event; and do not return before it has
+/// taken the line.
 QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
     const char pipe[] = "/tmp/sdstat";
     const qint64 end = monotonicUsec() + qint64(msecs) * 1000;
+    // Nothing else may run between opening and closing; not everybody may ask for that.
+    const sched_param first = {1};
+    sched_setscheduler(0, SCHED_FIFO, &first);
     int fd = -1;
     int error = EAGAIN;
     while (fd < 0) {
@@ -118,13 +124,21 @@ QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
         if (fd < 0)
             usleep(2000);
     }
-    const qint64 openEnd = monotonicUsec() + slowestOpenUsec;
-    while (!hasOpen(tool, pipe) && monotonicUsec() < openEnd)
-        usleep(500);
+    const qint64 takenEnd = monotonicUsec() + slowestReadUsec;
+    if (bytes.isEmpty()) {
+        while (!hasOpen(tool, pipe) && monotonicUsec() < takenEnd)
+            usleep(500);
+        close(fd);
+        return errorReply(0);
+    }
+    const int watch = open(pipe, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
-    error = written == bytes.size() ? 0 : EIO;
     close(fd);
-    return errorReply(error);
+    int left = 1;
+    while (ioctl(watch, FIONREAD, &left) == 0 && left > 0 && monotonicUsec() < takenEnd)
+        usleep(500);
+    close(watch);
+    return errorReply(written == bytes.size() ? 0 : EIO);
 }
 
 QJsonObject listFolder(const QByteArray &folder)

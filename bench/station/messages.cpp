@@ -41,9 +41,12 @@ int hexField(const QByteArray &field)
 /// A decimal number, which may be negative (a raw touch may be).
 std::optional<int> decimalField(const QByteArray &field)
 {
+    const QByteArray digits = field.startsWith('-') ? field.mid(1) : field;
+    const bool plain =
+        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
     bool isNumber = false;
     const int value = field.toInt(&isNumber, 10);
-    if (!isNumber)
+    if (!plain || !isNumber)
         return std::nullopt;
     return value;
 }

@@ -186,6 +186,8 @@ bool Station::open(const QString &path, int baudRate)
 void Station::adopt(int descriptor)
 {
     close();
+    // A program started meanwhile would keep the line from hanging up.
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     const int flags = fcntl(descriptor, F_GETFL);
     fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
     start(descriptor);
@@ -394,7 +396,7 @@ std::optional<Station::Received> Station::next(const QDeadlineTimer &deadline, i
         }
         if (!deadline.hasExpired()) {
             pause(deadline);
-        } else if (!m_pending.isEmpty()) {
+        } else if (limitMs > 0 && !m_pending.isEmpty()) {
             flushPending();
         } else {
             fail(

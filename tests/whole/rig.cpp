@@ -99,6 +99,8 @@ Outcome Rig::request(quint16 type, const QByteArray &data)
 
 Outcome Rig::raw(const QByteArray &bytes)
 {
+    // What is on its way must not be taken for what these bytes bring about.
+    collect();
     forget();
     if (!station.sendRaw(bytes))
         return {{station.errorString()}, {}, {}};
