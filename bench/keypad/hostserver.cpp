@@ -165,7 +165,8 @@ int removeOne(const char *name, const struct stat *, int, FTW *)
 /// and the bench may be root.
 QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
 {
-    umount2(name.constData(), MNT_DETACH); // it may be a place where something is mounted
+    // It may be a place where something is mounted; what a link leads to stays.
+    umount2(name.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
     struct stat status;
     if (lstat(name.constData(), &status) != 0)
         return errorReply(errno == ENOENT ? 0 : errno);
