@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <ftw.h>
+#include <mntent.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -161,12 +162,28 @@ int removeOne(const char *name, const struct stat *, int, FTW *)
     return ::remove(name) == 0 ? 0 : errno;
 }
 
+/// Something may be mounted at the place or below it; then it cannot be removed.
+void unmountAt(const QByteArray &name)
+{
+    FILE *mounts = setmntent("/proc/self/mounts", "re");
+    if (mounts == nullptr)
+        return;
+    QList<QByteArray> places;
+    while (const mntent *entry = getmntent(mounts)) {
+        const QByteArray place = entry->mnt_dir;
+        if (place == name || place.startsWith(name + '/'))
+            places.prepend(place);
+    }
+    endmntent(mounts);
+    for (const QByteArray &place : qAsConst(places))
+        umount2(place.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
+}
+
 /// Only what belongs to the keypad: everything else in there is the PC's own,
 /// and the bench may be root.
 QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
 {
-    // It may be a place where something is mounted; what a link leads to stays.
-    umount2(name.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
+    unmountAt(name);
     struct stat status;
     if (lstat(name.constData(), &status) != 0)
         return errorReply(errno == ENOENT ? 0 : errno);
@@ -617,8 +634,15 @@ QString HostServer::setCard(const QString &dir, const QString &kind)
             continue;
         close(fd);
     }
-    if (kind == QLatin1String("read-only") &&
-        mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") != 0)
-        return failure("make read-only");
-    return QString();
+    if (kind != QLatin1String("read-only"))
+        return QString();
+    // A worker that has just written to the card may still be ending.
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
+            return QString();
+        if (errno != EBUSY)
+            break;
+        usleep(1000);
+    }
+    return failure("make read-only");
 }

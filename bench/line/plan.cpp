@@ -2,6 +2,7 @@
 
 #include "bench/line/planreader.h"
 #include "bench/station/messages.h"
+#include "bench/station/requests.h"
 
 #include <QFile>
 #include <QHash>
@@ -335,6 +336,7 @@ std::optional<Plan::Poll> poll(PlanReader &reader)
         inner.refuse(QStringLiteral("that request has no answer to follow"));
     poll.everyMs = inner.integer(QStringLiteral("every_ms"), 1, 60000, 250);
     poll.atLeast = inner.integer(QStringLiteral("at_least"), 0, 100000, 1);
+    poll.stallMs = inner.integer(QStringLiteral("stall_ms"), 1, LongestMs, 0);
     poll.fields = limits(inner, answer);
     poll.rising = inner.text(QStringLiteral("rising"));
     if (!poll.rising.isEmpty() && !fieldsOf(answer).contains(poll.rising))

@@ -91,6 +91,7 @@ struct Plan {
         int atLeast = 0;     ///< answers, so that progress was really seen
         QList<Limit> fields; ///< of every answer
         QString rising;      ///< field that may never fall; empty for none
+        int stallMs = 0;     ///< the answers may stay the same for so long; 0 for ever
     };
 
     /// Done in this order: operation, request, expected frames, checks, look, quiet.

@@ -42,6 +42,8 @@ struct Runner::Attempt {
     bool heard = false; ///< anything came
     int answers = 0;    ///< to a poll
     int risen = 0;      ///< the rising field's last value
+    QByteArray last;    ///< data of the last answer
+    QElapsedTimer same; ///< since when it has been the same
 
     bool fail(Outcome outcome, const QString &reason)
     {
@@ -389,7 +391,16 @@ bool Runner::takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attemp
             QStringLiteral("%1 at least %2, as before").arg(poll.rising).arg(attempt->risen),
             meaning.text, frame.data);
     attempt->risen = rising;
-    return true;
+    if (frame.data != attempt->last)
+        attempt->same.start();
+    attempt->last = frame.data;
+    if (poll.stallMs == 0 || attempt->same.elapsed() < poll.stallMs)
+        return true;
+    attempt->record->expected = QStringLiteral("progress every %1").arg(seconds(poll.stallMs));
+    attempt->record->came = meaning.text;
+    return attempt->fail(
+        Outcome::TimeOut,
+        QStringLiteral("no progress in %1, still %2").arg(seconds(poll.stallMs), meaning.text));
 }
 
 bool Runner::runChecks(const Plan::Step &step, Attempt *attempt)
@@ -407,7 +418,9 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
     record.brief = check.brief();
     QString found;
     Unit::Finding finding = m_unit->check(check, &found);
-    while (finding == Unit::NotYet && !attempt->deadline.hasExpired() && !isInterrupted()) {
+    // Once the step has failed nothing is waited for.
+    while (finding == Unit::NotYet && attempt->record->outcome == Outcome::Pass &&
+           !attempt->deadline.hasExpired() && !isInterrupted()) {
         pause(std::min(attempt->deadline, QDeadlineTimer(CheckEveryMs)));
         finding = m_unit->check(check, &found);
     }

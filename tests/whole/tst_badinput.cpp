@@ -1,7 +1,10 @@
 /// What no station should send: the tool refuses it and goes on.
 #include "tests/whole/rig.h"
 
+#include <QDir>
+#include <QFile>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 
 #include <csignal>
 #include <fcntl.h>
@@ -23,6 +26,22 @@ const struct {
     {0x7040, 2, "0005"}, {0x7053, 0, "0005"}, {0x7060, 0, "0005"},  {0x7070, 0, "0005"},
     {0x7080, 0, "0005"}, {0x6001, 0, "0005"},
 };
+
+/// Whether every thread of the process stands still.
+bool isStopped(qint64 pid)
+{
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &thread : threads) {
+        QFile file(tasks.filePath(thread + QStringLiteral("/stat")));
+        if (!file.open(QIODevice::ReadOnly))
+            return false;
+        const QByteArray text = file.readAll();
+        if (!text.mid(text.lastIndexOf(')')).startsWith(") T"))
+            return false;
+    }
+    return !threads.isEmpty();
+}
 
 } // namespace
 
@@ -281,8 +300,18 @@ void tst_BadInput::sdPipe()
 
 void tst_BadInput::sdPipeTakesOneLinePerOpening()
 {
+    m_rig->settle();
     m_rig->forget();
-    QVERIFY(m_rig->keypad.writeSdPipe("#/media/one\n#/media/two\nhello\n"));
+    // Stopped, the tool cannot open the pipe again before the writer has closed it.
+    const int writer = m_rig->keypad.openFile("/tmp/sdstat", O_WRONLY);
+    QVERIFY(writer >= 0);
+    QVERIFY(m_rig->keypad.waitForLog("Received SD event", 20000));
+    QVERIFY(m_rig->keypad.kill(SIGSTOP));
+    QTRY_VERIFY_WITH_TIMEOUT(isStopped(m_rig->keypad.toolPid()), 20000);
+    const QByteArray lines("#/media/one\n#/media/two\nhello\n");
+    QCOMPARE(write(writer, lines.constData(), size_t(lines.size())), ssize_t(lines.size()));
+    close(writer);
+    QVERIFY(m_rig->keypad.kill(SIGCONT));
     QVERIFY(m_rig->keypad.writeSdPipe("!/media/one\n"));
     QVERIFY(
         m_rig->waitForLog("debug: In ATE Mode--->, SD UnMount from m_sdCardMountPath=/media/one"));

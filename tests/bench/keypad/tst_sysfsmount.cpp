@@ -31,6 +31,7 @@ private Q_SLOTS:
     void faults();
     void removedWhileOpen();
     void longText();
+    void anyBytes();
     void orderAndTime();
 
 private:
@@ -259,6 +260,14 @@ void TestSysfsMount::longText()
     const QByteArray text(5000, 'x');
     QCOMPARE(write(fd, text.constData(), size_t(text.size())), ssize_t(4096));
     QCOMPARE(m_keypad->attribute("/sys/kernel/notes").size(), 4096);
+}
+
+void TestSysfsMount::anyBytes()
+{
+    const int fd = open(ready, O_WRONLY);
+    QCOMPARE(write(fd, "7\0\xff\n", 4), ssize_t(4));
+    QCOMPARE(storesOf(ready), QList<QByteArray>({QByteArray("7\0\xff\n", 4)}));
+    QCOMPARE(m_keypad->attribute(ready), QByteArray("7\n"));
 }
 
 void TestSysfsMount::orderAndTime()

@@ -273,11 +273,14 @@ void TestVirtualKeypad::toolPidIsTheCallers()
     VirtualKeypad keypad(shell("exec sleep 100"));
     QVERIFY(keypad.start());
     QVERIFY(keypad.toolPid() > 0);
-    QFile commandLine(QString("/proc/%1/cmdline").arg(keypad.toolPid()));
-    QVERIFY(commandLine.open(QIODevice::ReadOnly));
-    QCOMPARE(commandLine.readAll(), QByteArray("sleep\0"
-                                               "100\0",
-                                               10));
+    const auto commandLine = [&keypad] {
+        QFile file(QString("/proc/%1/cmdline").arg(keypad.toolPid()));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("nothing");
+    };
+    // The shell becomes the program.
+    QTRY_COMPARE(commandLine(), QByteArray("sleep\0"
+                                           "100\0",
+                                           10));
     QVERIFY(!QDir(QString("/proc/%1/fd").arg(keypad.toolPid())).entryList().isEmpty());
 }
 
@@ -383,13 +386,16 @@ void TestVirtualKeypad::unreadLineDoesNotStopTheTool()
 
 void TestVirtualKeypad::hangUp()
 {
-    VirtualKeypad keypad(shell("exec 3<>/dev/ttySP0; echo open; cat <&3; echo code $?"));
+    // Whether the read ends with EIO or just ends depends on whether it waited already.
+    VirtualKeypad keypad(shell("exec 3<>/dev/ttySP0; echo open; cat <&3; echo over; "
+                               "echo x >&3 || echo refused"));
     QVERIFY(keypad.start());
     QVERIFY(keypad.waitForLog("open"));
+    QCOMPARE(keypad.countLog("over"), 0);
     keypad.hangUp();
     QCOMPARE(keypad.lineFd(), -1);
-    QVERIFY(keypad.waitForLog("Input/output error"));
-    QVERIFY(keypad.waitForLog("code 1"));
+    QVERIFY(keypad.waitForLog("over"));
+    QVERIFY(keypad.waitForLog("refused"));
 }
 
 void TestVirtualKeypad::homeKeyRecords()
@@ -513,8 +519,9 @@ void TestVirtualKeypad::pcsFilesAreNotRemoved()
     QVERIFY(keypad.prepare());
     QVERIFY(keypad.exists(file.fileName()));
     QVERIFY(!keypad.removeFile(file.fileName()));
-    QVERIFY(!keypad.removeFile("/usr"));
     QVERIFY(file.exists());
+    // A folder that is mounted there goes from the keypad's view, not from the PC.
+    QVERIFY(keypad.removeFile("/usr"));
     QVERIFY(QFile::exists("/usr/bin/env"));
 }
 
