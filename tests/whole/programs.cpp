@@ -54,15 +54,15 @@ bool Programs::waitUntilGone(VirtualKeypad &keypad, const QString &program, int 
 
 bool Programs::kill(VirtualKeypad &keypad, const QString &program, const QString &signal)
 {
+    bool killed = false;
+    // One of them may be a shell's child that is just turning into another program.
     const QList<int> numbers = running(keypad, program);
-    for (const int number : numbers) {
-        if (keypad
-                .run(QStringLiteral("kill"),
-                     {QStringLiteral("-s"), signal, QString::number(number)})
-                .code != 0)
-            return false;
-    }
-    return !numbers.isEmpty();
+    for (const int number : numbers)
+        killed |= keypad
+                      .run(QStringLiteral("kill"),
+                           {QStringLiteral("-s"), signal, QString::number(number)})
+                      .code == 0;
+    return killed;
 }
 
 bool Programs::setScript(VirtualKeypad &keypad, const QString &program, const QByteArray &script)

@@ -16,7 +16,7 @@ namespace Programs
 QList<int> running(VirtualKeypad &keypad, const QString &program);
 bool waitUntilRunning(VirtualKeypad &keypad, const QString &program, int msecs = 20000);
 bool waitUntilGone(VirtualKeypad &keypad, const QString &program, int msecs = 20000);
-/// Sends @p signal ("KILL") to every process called @p program.
+/// Sends @p signal ("KILL") to every process called @p program; false when there was none.
 bool kill(VirtualKeypad &keypad, const QString &program, const QString &signal);
 
 /// Puts a shell script in the place of @p program. The search path of the script
