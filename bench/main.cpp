@@ -2,6 +2,7 @@
 
 #include "bench/common/command.h"
 #include "bench/keypad/keypadcommand.h"
+#include "bench/line/linecommand.h"
 #include "bench/station/stationcommand.h"
 
 #include <QCoreApplication>
@@ -15,6 +16,7 @@ const Command commands[] = {
     {"keypad", "run the tool on a virtual keypad", runKeypadCommand},
     {"station", "talk to a keypad over its serial line", stationCommand},
     {"decode", "explain frames, right or wrong", decodeCommand},
+    {"line", "run a test plan on one unit or many", runLineCommand},
 };
 
 void printUsage(FILE *to)

@@ -46,8 +46,9 @@ void PointercalDriver::calibrate(const QWSPointerCalibrationData *data)
         qWarning("Failed to store the calibration: %s", qPrintable(error));
         return;
     }
+    const bool isNew = wanted.content != m_inForce.content;
     m_inForce = wanted;
-    if (m_touchScreen)
+    if (isNew && m_touchScreen)
         m_touchScreen->reload(PointercalFile::toRead());
 }
 

@@ -73,10 +73,7 @@ TsTouchScreen::TsTouchScreen(QObject *parent)
 
 TsTouchScreen::~TsTouchScreen()
 {
-    // Before the file descriptor that it watches goes.
-    delete m_notifier;
-    if (m_device)
-        ts_close(m_device);
+    stop();
 }
 
 // Not with ts_setup(), which waits for a device that is not there, and looks for
@@ -84,6 +81,7 @@ TsTouchScreen::~TsTouchScreen()
 bool TsTouchScreen::start(const QString &device, const QString &calibrationFile)
 {
     ts_error_fn = logError;
+    m_name = device;
     m_device = ts_open(QFile::encodeName(device).constData(), 1);
     if (!m_device) {
         qWarning("Failed to open touchscreen %s", qPrintable(device));
@@ -108,11 +106,28 @@ void TsTouchScreen::setRaw(bool raw)
     m_raw = raw;
 }
 
+// The library reads the file when it is configured. Its ts_reconfig() would do,
+// but loses some memory each time.
 void TsTouchScreen::reload(const QString &calibrationFile)
 {
-    const CalibrationVariable variable(calibrationFile);
-    if (ts_reconfig(m_device) != 0)
-        qWarning("Failed to load the calibration from %s", qPrintable(calibrationFile));
+    stop();
+    if (!start(m_name, calibrationFile))
+        stop();
+}
+
+void TsTouchScreen::stop()
+{
+    // Switched off before the file descriptor that it watches goes; deleted when
+    // it is not itself at work, for a touch may lead to here.
+    if (m_notifier) {
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+    }
+    m_notifier = 0;
+    if (m_device)
+        ts_close(m_device);
+    m_device = 0;
+    m_fruitless = 0;
 }
 
 void TsTouchScreen::readSamples()
@@ -123,6 +138,9 @@ void TsTouchScreen::readSamples()
         const Outcome outcome = readSample(&sample);
         if (outcome == Sample)
             deliver(sample);
+        // A touch that was delivered may have led to a reload.
+        if (!m_notifier)
+            return;
         if (outcome == Sample || outcome == Waiting)
             fruitful = true;
         if (outcome == Waiting || outcome == Failed)
@@ -148,8 +166,8 @@ TsTouchScreen::Outcome TsTouchScreen::readSample(ts_sample *sample)
     return waiting ? Waiting : Failed;
 }
 
-// Reads what was touched before the tool ran. Only reading shows whether the
-// device is a touchscreen at all.
+// Drops what was touched before the device was set up, all but that a finger has
+// gone. Only reading shows whether the device is a touchscreen at all.
 bool TsTouchScreen::discardPending()
 {
     for (int i = 0; i < samplesAtOnce; ++i) {
@@ -159,6 +177,8 @@ bool TsTouchScreen::discardPending()
             return true;
         if (outcome == Failed)
             return false;
+        if (outcome == Sample && sample.pressure == 0)
+            emit lifted();
     }
     return true;
 }

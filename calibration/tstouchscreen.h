@@ -16,7 +16,7 @@ public:
     explicit TsTouchScreen(QObject *parent);
     ~TsTouchScreen() override;
 
-    /// Opens and configures; see TouchScreen::open(). Call it once.
+    /// Opens and configures; see TouchScreen::open().
     bool start(const QString &device, const QString &calibrationFile);
 
     void setRaw(bool raw) override;
@@ -33,10 +33,12 @@ private:
         Failed
     };
 
+    void stop();
     Outcome readSample(ts_sample *sample);
     bool discardPending();
     void deliver(const ts_sample &sample);
 
+    QString m_name;
     tsdev *m_device;
     QSocketNotifier *m_notifier;
     bool m_raw;

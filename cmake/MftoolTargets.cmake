@@ -61,9 +61,18 @@ function(mftool_add_test name)
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 120)
     endif()
+    set(environment
+        QT_QPA_PLATFORM=offscreen
+        MFTOOL_BUILD_DIR=${CMAKE_BINARY_DIR})
+    if(MFTOOL_SANITIZE)
+        # Qt has no frame pointers: only the slow unwinder gets through it to our own frames.
+        list(APPEND environment
+            ASAN_OPTIONS=fast_unwind_on_malloc=0
+            LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0)
+    endif()
     set_tests_properties(${name} PROPERTIES
         TIMEOUT ${TEST_TIMEOUT}
         LABELS "${TEST_LABELS}"
         SKIP_REGULAR_EXPRESSION "^SKIPPED: "
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;MFTOOL_BUILD_DIR=${CMAKE_BINARY_DIR};LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0;${TEST_ENVIRONMENT}")
+        ENVIRONMENT "${environment};${TEST_ENVIRONMENT}")
 endfunction()

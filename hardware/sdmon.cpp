@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "hardware/sdevent.h"
 
@@ -15,6 +17,20 @@ namespace
 
 /// No path is longer; what a runaway writer sends beyond it must not fill the memory.
 const qint64 longestLine = 64 * 1024;
+
+/// What a pipe can hold at most; more than that is a writer that never pauses.
+const int largestRest = 1024 * 1024;
+
+/// Takes what a writer has sent behind its first line off the pipe. One that
+/// has not closed the pipe yet would otherwise hand it to the next opening.
+void discardRest(int pipe)
+{
+    fcntl(pipe, F_SETFL, O_NONBLOCK);
+    char rest[4096];
+    ssize_t size = 1;
+    for (int taken = 0; size > 0 && taken < largestRest; taken += static_cast<int>(size))
+        size = read(pipe, rest, sizeof(rest));
+}
 
 } // namespace
 
@@ -56,6 +72,8 @@ void SDMon::run()
         qDebug("In ATE Mode--->, Received SD event");
         handleLine(pipe.readLine(longestLine));
         const bool blocks = pipe.isSequential();
+        if (blocks)
+            discardRest(pipe.handle());
         pipe.close();
         // A plain file in the pipe's place opens at once, every time: without a
         // pause it would flood the event queue.

@@ -1,20 +1,22 @@
 #include "bench/common/command.h"
 
+#include <QCoreApplication>
+
 #include <cstdio>
 
 bool parseCommand(QCommandLineParser &parser, const QStringList &arguments, int *status)
 {
     const QCommandLineOption help = parser.addHelpOption();
-    QStringList words = arguments;
-    // The usage line is to name the subcommand, and the parser takes it from here.
-    words.first() = QStringLiteral("bench ") + arguments.first();
-    if (!parser.parse(words)) {
+    if (!parser.parse(arguments)) {
         *status = complain(arguments.first(), parser.errorText(), BenchExit::Usage);
         return false;
     }
     if (!parser.isSet(help))
         return true;
+    // The parser knows the program's name only.
     QString text = parser.helpText();
+    text.replace(QCoreApplication::arguments().constFirst(),
+                 QLatin1String("bench ") + arguments.first());
     fputs(qPrintable(text), stdout);
     *status = BenchExit::Good;
     return false;

@@ -36,7 +36,11 @@ public:
     /// Sends, waiting for room as long as it takes. False when the other end is gone.
     bool sendWaiting(const QJsonObject &object, const QList<int> &descriptors = QList<int>()) const;
 
-    static QString toText(const QByteArray &bytes) { return QString::fromLatin1(bytes); }
+    /// With its size, since Qt 5 otherwise takes the bytes up to the first NUL.
+    static QString toText(const QByteArray &bytes)
+    {
+        return QString::fromLatin1(bytes.constData(), int(bytes.size()));
+    }
     static QByteArray toBytes(const QJsonValue &value) { return value.toString().toLatin1(); }
 
 private:

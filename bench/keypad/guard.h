@@ -3,7 +3,8 @@
 #define BENCH_KEYPAD_GUARD_H
 
 /// Runs @p arguments (program first, ended by null) until it ends or until
-/// standard input does, and then asks it to terminate. @return exit status
+/// standard input does, and then asks it to terminate. Its standard error is
+/// thrown away. @return exit status
 int runGuarded(char **arguments);
 
 #endif

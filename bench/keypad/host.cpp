@@ -104,5 +104,7 @@ int main(int argc, char **argv)
 {
     if (argc > 2 && strcmp(argv[1], "--guard") == 0)
         return runGuarded(argv + 2);
-    return runHost();
+    // Without the clean-up at exit: what a sanitizer wants to start there could
+    // only be born into the PID namespace that is gone.
+    _exit(runHost());
 }

@@ -10,7 +10,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <ftw.h>
+#include <mntent.h>
 #include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -24,7 +28,8 @@
 namespace
 {
 
-const int outputChunk = 16 * 1024; // fits a packet even when every byte is escaped
+const int outputChunk = 16 * 1024;      // fits a packet even when every byte is escaped
+const qint64 slowestReadUsec = 1000000; // of a reader that has opened the pipe
 const char pcPath[] = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 qint64 monotonicUsec()
@@ -98,11 +103,16 @@ bool hasOpen(pid_t process, const QByteArray &file)
 
 /// One line per opening: the reader takes the first line and throws away the
 /// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open.
+/// its next open; write and close at once, or it opens again while this writer
+/// is still there and takes that for an event; and do not return before it has
+/// taken the line.
 QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
     const char pipe[] = "/tmp/sdstat";
     const qint64 end = monotonicUsec() + qint64(msecs) * 1000;
+    // Nothing else may run between opening and closing; not everybody may ask for that.
+    const sched_param first = {1};
+    sched_setscheduler(0, SCHED_FIFO, &first);
     int fd = -1;
     int error = EAGAIN;
     while (fd < 0) {
@@ -115,10 +125,21 @@ QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
         if (fd < 0)
             usleep(2000);
     }
+    const qint64 takenEnd = monotonicUsec() + slowestReadUsec;
+    if (bytes.isEmpty()) {
+        while (!hasOpen(tool, pipe) && monotonicUsec() < takenEnd)
+            usleep(500);
+        close(fd);
+        return errorReply(0);
+    }
+    const int watch = open(pipe, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
-    error = written == bytes.size() ? 0 : EIO;
     close(fd);
-    return errorReply(error);
+    int left = 1;
+    while (ioctl(watch, FIONREAD, &left) == 0 && left > 0 && monotonicUsec() < takenEnd)
+        usleep(500);
+    close(watch);
+    return errorReply(written == bytes.size() ? 0 : EIO);
 }
 
 QJsonObject listFolder(const QByteArray &folder)
@@ -136,11 +157,46 @@ QJsonObject listFolder(const QByteArray &folder)
     return QJsonObject{{QStringLiteral("names"), names}};
 }
 
-QJsonObject removeAll(const QByteArray &name)
+int removeOne(const char *name, const struct stat *, int, FTW *)
 {
-    std::error_code error;
-    std::filesystem::remove_all(name.constData(), error);
-    return errorReply(error.value());
+    return ::remove(name) == 0 ? 0 : errno;
+}
+
+/// Something may be mounted at the place or below it; then it cannot be removed.
+void unmountAt(const QByteArray &name)
+{
+    FILE *mounts = setmntent("/proc/self/mounts", "re");
+    if (mounts == nullptr)
+        return;
+    QList<QByteArray> places;
+    while (const mntent *entry = getmntent(mounts)) {
+        const QByteArray place = entry->mnt_dir;
+        if (place == name || place.startsWith(name + '/'))
+            places.prepend(place);
+    }
+    endmntent(mounts);
+    for (const QByteArray &place : qAsConst(places))
+        umount2(place.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
+}
+
+/// Only what belongs to the keypad: everything else in there is the PC's own,
+/// and the bench may be root.
+QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
+{
+    unmountAt(name);
+    struct stat status;
+    if (lstat(name.constData(), &status) != 0)
+        return errorReply(errno == ENOENT ? 0 : errno);
+    bool own = false;
+    for (const QByteArray &root : ownRoots) {
+        struct stat rootStatus;
+        own =
+            own || (stat(root.constData(), &rootStatus) == 0 && rootStatus.st_dev == status.st_dev);
+    }
+    if (!own)
+        return errorReply(EPERM);
+    const int result = nftw(name.constData(), removeOne, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+    return errorReply(result < 0 ? errno : result);
 }
 
 QJsonObject makeFolders(const QByteArray &name)
@@ -325,7 +381,10 @@ bool HostServer::handleFiles(const QString &operation, const QJsonObject &reques
         return true;
     }
     if (operation == QLatin1String("remove")) {
-        inWorker(request, [=](QList<int> *) { return removeAll(name); });
+        QList<QByteArray> roots = {"/", "/etc", "/sys"};
+        for (const QString &card : m_cards.keys() + m_flawedCards.keys())
+            roots.append(card.toUtf8());
+        inWorker(request, [=](QList<int> *) { return removeAll(name, roots); });
         return true;
     }
     if (operation == QLatin1String("mkdir")) {
@@ -575,8 +634,15 @@ QString HostServer::setCard(const QString &dir, const QString &kind)
             continue;
         close(fd);
     }
-    if (kind == QLatin1String("read-only") &&
-        mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") != 0)
-        return failure("make read-only");
-    return QString();
+    if (kind != QLatin1String("read-only"))
+        return QString();
+    // A worker that has just written to the card may still be ending.
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
+            return QString();
+        if (errno != EBUSY)
+            break;
+        usleep(1000);
+    }
+    return failure("make read-only");
 }

@@ -29,6 +29,8 @@ struct Choices {
     QCommandLineOption headless{QStringLiteral("headless"),
                                 QStringLiteral("An Xvfb of 800 by 480 even where there is a "
                                                "display.")};
+    QCommandLineOption offscreen{QStringLiteral("offscreen"),
+                                 QStringLiteral("Nothing to look at.")};
     QCommandLineOption vnc{QStringLiteral("vnc"),
                            QStringLiteral("Let a remote viewer look and touch, through this port "
                                           "(5900 is usual)."),
@@ -71,6 +73,10 @@ bool readDisplay(const QCommandLineParser &parser, const Choices &choices, Keypa
         display->port = parser.value(choices.vnc).toInt(&number);
         return number && display->port > 0 && display->port < 65536;
     }
+    if (parser.isSet(choices.offscreen)) {
+        display->kind = KeypadDisplay::Offscreen;
+        return true;
+    }
     if (parser.isSet(choices.headless) ||
         (display->name.isEmpty() && qEnvironmentVariableIsEmpty("DISPLAY")))
         display->kind = KeypadDisplay::Xvfb;
@@ -97,9 +103,9 @@ int runKeypadCommand(const QStringList &arguments)
     parser.setApplicationDescription(
         QLatin1String(description) +
         QLatin1String("\n\nCommands, one a line on standard input:\n") + KeypadConsole::help());
-    parser.addOptions({choices.tool, choices.display, choices.headless, choices.vnc,
-                       choices.faketime, choices.wrapper, choices.environment, choices.without,
-                       choices.seconds, choices.first, choices.noInput});
+    parser.addOptions({choices.tool, choices.display, choices.headless, choices.offscreen,
+                       choices.vnc, choices.faketime, choices.wrapper, choices.environment,
+                       choices.without, choices.seconds, choices.first, choices.noInput});
     parser.addPositionalArgument(QStringLiteral("arguments"),
                                  QStringLiteral("Of the tool, after \"--\"."),
                                  QStringLiteral("[-- arguments]"));
@@ -121,7 +127,10 @@ int runKeypadCommand(const QStringList &arguments)
         return complain(name, QStringLiteral("--env takes name=value"), BenchExit::Usage);
 
     KeypadSession session(options);
-    session.flashSeconds = parser.value(choices.seconds).toDouble();
+    bool number = false;
+    session.flashSeconds = parser.value(choices.seconds).toDouble(&number);
+    if (!number)
+        return complain(name, QStringLiteral("--flash-seconds takes a number"), BenchExit::Usage);
     session.firstCommands = parser.values(choices.first);
     session.readsInput = !parser.isSet(choices.noInput);
     QString reason;

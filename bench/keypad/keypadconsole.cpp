@@ -30,9 +30,11 @@ int choice(const QString &word, const char *first, const char *second)
 
 QString storeText(const SysfsModel::Store &store)
 {
+    QByteArray written = store.text;
+    written.replace('\n', "\\n");
     QString text = QStringLiteral("%1 %2 \"%3\"")
                        .arg(double(store.usec) / 1e6, 10, 'f', 6)
-                       .arg(store.path, QString::fromLatin1(store.text));
+                       .arg(store.path, QString::fromLatin1(written));
     if (store.error != 0)
         text += QLatin1String(" refused: ") + QString::fromLocal8Bit(strerror(store.error));
     return text;

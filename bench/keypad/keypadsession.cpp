@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <cstdio>
 #include <unistd.h>
@@ -24,8 +25,6 @@ void say(const QString &text)
 
 KeypadSession::KeypadSession(const KeypadOptions &options) : m_keypad(options), m_console(m_keypad)
 {
-    connect(&m_keypad, &VirtualKeypad::logged, this, &KeypadSession::printLog);
-    connect(&m_keypad, &VirtualKeypad::exited, this, &KeypadSession::toolEnded);
 }
 
 bool KeypadSession::start(QString *reason)
@@ -52,6 +51,14 @@ bool KeypadSession::start(QString *reason)
     if (!m_keypad.displayName().isEmpty())
         say(QLatin1String("display ") + m_keypad.displayName());
     say(QStringLiteral("tool %1").arg(m_keypad.toolPid()));
+    // What has happened so far, and from here on as it happens.
+    const QList<VirtualKeypad::LogLine> lines = m_keypad.log();
+    for (const VirtualKeypad::LogLine &line : lines)
+        printLog(line);
+    connect(&m_keypad, &VirtualKeypad::logged, this, &KeypadSession::printLog);
+    connect(&m_keypad, &VirtualKeypad::exited, this, &KeypadSession::toolEnded);
+    if (!m_keypad.isRunning())
+        QTimer::singleShot(0, this, &KeypadSession::toolEnded);
     if (readsInput) {
         m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
         connect(m_notifier, SIGNAL(activated(int)), this, SLOT(readInput()));
@@ -61,7 +68,8 @@ bool KeypadSession::start(QString *reason)
 
 void KeypadSession::printLog(const VirtualKeypad::LogLine &line)
 {
-    say(QStringLiteral("%1 %2 %3").arg(line.time, -12).arg(line.severity, -8).arg(line.text));
+    const QString text = QStringLiteral("%1 %2").arg(line.severity, -8).arg(line.text);
+    say(line.time.isEmpty() ? text : line.time + QLatin1Char(' ') + text);
 }
 
 void KeypadSession::readInput()

@@ -172,6 +172,7 @@ bool VirtualKeypad::Private::launchHost()
                           .arg(program, QString::fromLocal8Bit(strerror(error_))));
     QStringList visible = options.visible;
     visible.append(QFileInfo(toolPath()).path());
+    visible.append(QStringLiteral(BENCH_SOURCE_DIR)); // suppression files of the sanitizers
     QList<int> descriptors;
     const QJsonObject reply =
         call(QJsonObject{{QStringLiteral("programs"), QFileInfo(program).path()},
@@ -898,6 +899,7 @@ VirtualKeypad::RunResult VirtualKeypad::run(const QString &program, const QStrin
                              QJsonArray::fromStringList(QStringList(program) + arguments)}},
                 &descriptors, msecs);
     result.code = reply.value(QLatin1String("code")).toInt(-1);
+    result.signal = reply.value(QLatin1String("signal")).toInt();
     QByteArray *const outputs[] = {&result.output, &result.errors};
     for (int i = 0; i < descriptors.size(); ++i) {
         lseek(descriptors.at(i), 0, SEEK_SET);

@@ -116,7 +116,8 @@ public:
 
     /// Result of run().
     struct RunResult {
-        int code = -1; ///< exit status; -1 when it could not be started or was killed
+        int code = -1;  ///< exit status; 127 when there is no such program, -1 when it was killed
+        int signal = 0; ///< that killed it
         QByteArray output;
         QByteArray errors;
     };
@@ -157,8 +158,8 @@ public:
     /// first call on the bytes are carried by the bench and lineFd() is not to be
     /// read. The bytes of one write may reach the other side in one piece or more.
     QString linePath();
-    /// Closes the far end, as a pulled plug of a USB adapter does: the tool's
-    /// reads fail with EIO.
+    /// Closes the far end, as a pulled plug of a USB adapter does: a read that waits fails with
+    /// EIO, later reads give nothing, writes fail with EIO.
     void hangUp();
 
     // The log.

@@ -11,6 +11,11 @@ const struct {
     char byte;
 } Escapes[] = {{'r', '\r'}, {'n', '\n'}, {'t', '\t'}, {'\\', '\\'}, {'"', '"'}};
 
+bool isHexDigit(char c)
+{
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
 } // namespace
 
 QByteArray escaped(const QByteArray &bytes)
@@ -50,12 +55,11 @@ std::optional<QByteArray> unescaped(const QByteArray &text)
             bytes += row->byte;
             continue;
         }
-        bool isHex = false;
         const QByteArray digits = text.mid(at + 1, 2);
-        const uint value = digits.toUInt(&isHex, 16);
-        if (letter != 'x' || digits.size() != 2 || !isHex)
+        if (letter != 'x' || digits.size() != 2 || !isHexDigit(digits.at(0)) ||
+            !isHexDigit(digits.at(1)))
             return std::nullopt;
-        bytes += static_cast<char>(value);
+        bytes += QByteArray::fromHex(digits);
         at += 2;
     }
     return bytes;

@@ -41,12 +41,12 @@ bool isHex(const QByteArray &field)
 }
 
 /// Header or header check in the case that @p sender adds up. The start mark
-/// is no number that the keypad formats: it is summed as it stands.
+/// is no number that the keypad formats: it is summed in upper case.
 QByteArray summedHeader(Sender sender, const QByteArray &header)
 {
     if (sender == Sender::Station)
         return header;
-    return header.left(MarkSize) + header.mid(MarkSize).toLower();
+    return header.left(MarkSize).toUpper() + header.mid(MarkSize).toLower();
 }
 
 QByteArray summedCheck(Sender sender, const QByteArray &check)

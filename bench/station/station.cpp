@@ -1,6 +1,7 @@
 #include "bench/station/station.h"
 
 #include "bench/station/escape.h"
+#include "bench/station/requests.h"
 
 #include <QAbstractEventDispatcher>
 #include <QElapsedTimer>
@@ -186,6 +187,8 @@ bool Station::open(const QString &path, int baudRate)
 void Station::adopt(int descriptor)
 {
     close();
+    // A program started meanwhile would keep the line from hanging up.
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     const int flags = fcntl(descriptor, F_GETFL);
     fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
     start(descriptor);
@@ -394,7 +397,7 @@ std::optional<Station::Received> Station::next(const QDeadlineTimer &deadline, i
         }
         if (!deadline.hasExpired()) {
             pause(deadline);
-        } else if (!m_pending.isEmpty()) {
+        } else if (limitMs > 0 && !m_pending.isEmpty()) {
             flushPending();
         } else {
             fail(
@@ -492,7 +495,7 @@ Station::Answer Station::request(quint16 type, const QByteArray &data, int limit
     answer.outcome = Answer::Accepted;
     while (answer.outcome == Answer::Accepted && (awaited.ack || awaited.reply != 0)) {
         const QString wanted =
-            QStringLiteral("%1 to \"%2\"")
+            QStringLiteral("%1 to %2")
                 .arg(wire::typeName(awaited.ack ? static_cast<quint16>(wire::Ack) : awaited.reply),
                      described(type, data));
         const std::optional<Received> received = next(deadline, limit, wanted);
@@ -516,7 +519,7 @@ Station::Answer Station::request(quint16 type, const QByteArray &data, int limit
         answer.frames.append(received->frame);
         if (came == wire::Nak || came == wire::NotApplicable) {
             answer.outcome = came == wire::Nak ? Answer::Nak : Answer::NotApplicable;
-            answer.error = QStringLiteral("\"%1\" was refused with %2")
+            answer.error = QStringLiteral("%1 was refused with %2")
                                .arg(described(type, data), wire::typeName(came));
         } else if (came == wire::Ack && awaited.ack) {
             awaited.ack = false;

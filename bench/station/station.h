@@ -94,7 +94,8 @@ public:
     bool open(const QString &path, int baudRate = 115200);
 
     /// Takes over an open descriptor, such as a pty's master, and closes it in
-    /// the end. Its terminal settings stay as they are; it is made non-blocking.
+    /// the end. Its terminal settings stay as they are; it is made non-blocking and is
+    /// not inherited by programs that are started.
     void adopt(int descriptor);
 
     void close();
@@ -119,7 +120,7 @@ public:
     /// @{
 
     /// The next thing of any kind. A frame left unfinished when the limit
-    /// passes is handed over as damaged.
+    /// passes is handed over as damaged (with a limit of 0 it may still grow).
     std::optional<Received> receive(int limitMs = DefaultLimitMs);
 
     /// The next good or damaged frame; lines before it are dropped.
@@ -155,7 +156,7 @@ public:
     Answer request(quint16 type, const QByteArray &data = QByteArray(),
                    int limitMs = DefaultLimitMs, int lateLimitMs = LimitOfRequest);
 
-    /// As above, the request written as in wire::parseRequest(): "backlight 100".
+    /// As above, the request written as in wire::parseRequest() (requests.h): "backlight 100".
     Answer request(const QString &command, int limitMs = DefaultLimitMs,
                    int lateLimitMs = LimitOfRequest);
 

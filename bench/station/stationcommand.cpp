@@ -2,6 +2,7 @@
 
 #include "bench/station/escape.h"
 #include "bench/station/replay.h"
+#include "bench/station/requests.h"
 #include "bench/station/station.h"
 
 #include <QCommandLineParser>
@@ -50,7 +51,7 @@ Other commands:
   help                  show this help
 
 Exit status: 0 all was answered, 1 refused (NAK, NA) or a replay differs,
-2 wrong usage, 3 time-out, 4 the line failed or a damaged frame came. Of
+2 wrong usage, 3 the line failed or a damaged frame came, 4 time-out. Of
 several commands the first that fails decides.
 )";
 
@@ -135,13 +136,13 @@ const Session::Command Session::Commands[] = {
 
 void Session::print(char direction, const QString &meaning, const QByteArray &raw)
 {
-    if (m_options.quiet && direction == '<')
+    const QString time = QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    if (!m_options.quiet)
+        std::printf("%s %c %-40s %s\n", qPrintable(time), direction, qPrintable(meaning),
+                    escaped(raw).constData());
+    else if (direction == '<')
         std::printf("%s\n", qPrintable(meaning));
-    if (m_options.quiet)
-        return;
-    std::printf("%s %c %-40s %s\n",
-                qPrintable(QDateTime::currentDateTime().toString(QStringLiteral("HH:mm:ss.zzz"))),
-                direction, qPrintable(meaning), escaped(raw).constData());
+    // A person or a pipe wants to see it now.
     std::fflush(stdout);
 }
 

@@ -7,11 +7,11 @@
 
 /// Exit statuses of both commands.
 enum StationExit {
-    StationOk = 0,       ///< every command was answered as it should; every frame is right
-    StationRefused = 1,  ///< a request was refused (NAK, NA), a replay differs; a frame is wrong
-    StationUsage = 2,    ///< the command line or a command is wrong
-    StationTimeOut = 3,  ///< an answer did not come in time
-    StationLineFault = 4 ///< the line failed, or a damaged frame came
+    StationOk = 0,        ///< every command was answered as it should; every frame is right
+    StationRefused = 1,   ///< a request was refused (NAK, NA), a replay differs; a frame is wrong
+    StationUsage = 2,     ///< the command line or a command is wrong
+    StationLineFault = 3, ///< the line failed, or a damaged frame came
+    StationTimeOut = 4    ///< an answer did not come in time
 };
 
 /// Talks to a keypad: one command from the arguments, or commands from

@@ -88,7 +88,9 @@ bool readBytes(const QByteArray &rest, Transcript::Entry *entry, QString *error)
 
 std::optional<Transcript::Entry> readEntry(const QByteArray &line, QString *error)
 {
-    const auto timeEnd = line.indexOf(' ');
+    const int size = static_cast<int>(line.size());
+    const int blank = static_cast<int>(line.indexOf(' '));
+    const int timeEnd = blank < 0 ? size : blank;
     const std::optional<qint64> time = timeValue(line.left(timeEnd));
     if (!time) {
         *error = QStringLiteral("no time such as 2026-03-01T09:30:00.123456Z at its start");
@@ -96,7 +98,7 @@ std::optional<Transcript::Entry> readEntry(const QByteArray &line, QString *erro
     }
     Transcript::Entry entry;
     entry.time = *time;
-    const char mark = line.mid(timeEnd + 1, 1).isEmpty() ? '\0' : line.at(timeEnd + 1);
+    const char mark = timeEnd + 1 < size ? line.at(timeEnd + 1) : '\0';
     const auto row = std::find_if(std::begin(Marks), std::end(Marks),
                                   [mark](const auto &each) { return each.mark == mark; });
     if (row == std::end(Marks)) {

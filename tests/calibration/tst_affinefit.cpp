@@ -187,6 +187,9 @@ void tst_AffineFit::noMap_data()
     QTest::newRow("dead axis, noise of a count")
         << set({QPoint(200, 2047), QPoint(201, 2048), QPoint(3800, 2048), QPoint(3799, 2047),
                 QPoint(2000, 2047)});
+    // Here the numbers alone would not give it away.
+    QTest::newRow("dead axis, near its zero")
+        << set({QPoint(200, 1), QPoint(201, 2), QPoint(3800, 2), QPoint(3799, 1), QPoint(2000, 1)});
     QTest::newRow("far from any panel")
         << set({QPoint(0, 0), QPoint(0, 2147483647), QPoint(2147483647, 2147483647),
                 QPoint(2147483647, 0), QPoint(1073741823, 1073741823)});

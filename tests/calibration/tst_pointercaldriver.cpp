@@ -14,6 +14,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -89,9 +90,15 @@ public:
     Recorder() : QWidget(nullptr, Qt::FramelessWindowHint) { setGeometry(screenGeometry()); }
 
     QStringList m_seen;
+    std::function<void()> m_onPress;
 
 protected:
-    void mousePressEvent(QMouseEvent *event) override { m_seen << "press " + text(event->pos()); }
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        m_seen << "press " + text(event->pos());
+        if (m_onPress)
+            m_onPress();
+    }
     void mouseMoveEvent(QMouseEvent *event) override { m_seen << "move " + text(event->pos()); }
     void mouseReleaseEvent(QMouseEvent *event) override
     {
@@ -139,6 +146,8 @@ private slots:
     void newCalibrationIsUsedFromANewPlace();
     void failureLeavesTheOldMapAtWork_data();
     void failureLeavesTheOldMapAtWork();
+    void calibrationDuringATouch();
+    void deviceGoneAtReload();
     void manyPacketsAtOnce();
     void deviceTakenAway();
     void wholeCalibrationByFinger();
@@ -633,6 +642,42 @@ void tst_PointercalDriver::failureLeavesTheOldMapAtWork()
     tap(QPoint(400, 600));
     QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
                                                  << "release 210,180");
+}
+
+// Called by what a touch does to a widget, while the library is being read.
+void tst_PointercalDriver::calibrationDuringATouch()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    m_screen->m_onPress = [this, &driver] {
+        m_screen->m_onPress = nullptr;
+        const Data data = swappedPanel();
+        driver.clearCalibration();
+        driver.calibrate(&data);
+    };
+    tap(QPoint(300, 200));
+    QTRY_COMPARE(m_screen->m_seen, QStringList("press 300,200"));
+    // The rest of that touch is in other coordinates and is dropped.
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
+                                                 << "press 400,240"
+                                                 << "release 400,240");
+}
+
+void tst_PointercalDriver::deviceGoneAtReload()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    QVERIFY(QFile::remove(in("panel")));
+    const Data data = swappedPanel();
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to open touchscreen " + in("panel")));
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
+    // Without it the driver goes on.
+    driver.clearCalibration();
+    driver.calibrate(&data);
 }
 
 // More than are read in one go.

@@ -1,0 +1,211 @@
+#include "bench/line/console.h"
+
+#include <algorithm>
+
+#include <unistd.h>
+
+namespace
+{
+
+const int WidestName = 40;
+const int WidestValue = 90;
+/// In a file every line of progress stays, so they come seldom.
+const int ProgressEveryMs = 2000;
+
+const char *colourOf(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Pass:
+        return "\033[32m";
+    case Outcome::Fail:
+    case Outcome::Error:
+        return "\033[1;31m";
+    case Outcome::TimeOut:
+        return "\033[1;35m";
+    case Outcome::NotRun:
+        break;
+    }
+    return "\033[33m";
+}
+
+QString lineOf(const StepRecord &step)
+{
+    QStringList parts = {step.value(), step.shownByBoard()};
+    parts.removeAll(QString());
+    return parts.join(QStringLiteral(", "));
+}
+
+QString shortened(const QString &text)
+{
+    return text.size() <= WidestValue ? text : text.left(WidestValue - 3) + QStringLiteral("...");
+}
+
+QString percent(int part, qsizetype whole)
+{
+    return QString::number(100.0 * part / static_cast<double>(whole), 'f', 1);
+}
+
+} // namespace
+
+Console::Console(FILE *out, bool isTerminal) : m_out(out), m_isTerminal(isTerminal) {}
+
+bool Console::isTerminal(FILE *out)
+{
+    return isatty(fileno(out)) != 0 && qEnvironmentVariableIsEmpty("NO_COLOR");
+}
+
+void Console::line(const QString &text)
+{
+    eraseProgress();
+    std::fprintf(m_out, "%s\n", text.toUtf8().constData());
+    std::fflush(m_out);
+}
+
+void Console::detail(const char *title, const QString &text)
+{
+    if (!text.isEmpty())
+        line(QStringLiteral("              %1 %2").arg(QLatin1String(title), -9).arg(text));
+}
+
+void Console::eraseProgress()
+{
+    if (m_hasProgress)
+        std::fputs("\r\033[K", m_out);
+    m_hasProgress = false;
+}
+
+QString Console::shown(Outcome outcome) const
+{
+    const QString name = QStringLiteral("%1").arg(outcomeName(outcome).toUpper(), -8);
+    if (!m_isTerminal)
+        return name;
+    return QLatin1String(colourOf(outcome)) + name + QStringLiteral("\033[0m");
+}
+
+void Console::begin(const Plan &plan, const UnitRecord &unit, int units)
+{
+    m_steps = static_cast<int>(plan.steps.size());
+    m_nameWidth = 0;
+    for (const Plan::Step &step : plan.steps)
+        m_nameWidth = std::max(m_nameWidth, static_cast<int>(step.name.size()));
+    m_nameWidth = std::min(m_nameWidth, WidestName);
+    QString title =
+        QStringLiteral("%1: %2 steps on %3").arg(plan.title).arg(m_steps).arg(unit.unit);
+    if (units > 1)
+        title += QStringLiteral(", unit %1 of %2").arg(unit.number).arg(units);
+    if (!unit.serialNumber.isEmpty())
+        title += QStringLiteral(", serial number %1").arg(unit.serialNumber);
+    if (!unit.faults.isEmpty())
+        title += QStringLiteral(", fault: %1").arg(unit.faults.join(QStringLiteral(", ")));
+    line(title);
+}
+
+void Console::stepStarted(const Plan::Step &step, int number)
+{
+    m_running = QStringLiteral("%1 %2").arg(number, 3).arg(step.name, -m_nameWidth);
+    m_sinceProgress.start();
+    if (!m_isTerminal)
+        return;
+    eraseProgress();
+    std::fprintf(m_out, "...      %s", m_running.toUtf8().constData());
+    std::fflush(m_out);
+    m_hasProgress = true;
+}
+
+void Console::progressed(const QString &text)
+{
+    if (!m_isTerminal) {
+        if (m_sinceProgress.elapsed() < ProgressEveryMs)
+            return;
+        m_sinceProgress.restart();
+        line(QStringLiteral("...      %1  %2").arg(m_running, text));
+        return;
+    }
+    eraseProgress();
+    std::fprintf(m_out, "...      %s  %s", m_running.toUtf8().constData(),
+                 text.toUtf8().constData());
+    std::fflush(m_out);
+    m_hasProgress = true;
+}
+
+void Console::stepEnded(const StepRecord &step)
+{
+    if (step.outcome == Outcome::NotRun)
+        return; // the unit's end tells how many
+    QString text = QStringLiteral("%1 %2 %3 %4  %5")
+                       .arg(shown(step.outcome))
+                       .arg(step.number, 3)
+                       .arg(step.name, -m_nameWidth)
+                       .arg(shownSeconds(step.seconds), 8)
+                       .arg(shortened(lineOf(step)));
+    if (!step.limits().isEmpty())
+        text += QStringLiteral("  [%1]").arg(step.limits());
+    if (step.tries > 1)
+        text += QStringLiteral("  (try %1)").arg(step.tries);
+    const auto skipped =
+        std::count_if(step.checks.begin(), step.checks.end(),
+                      [](const CheckRecord &c) { return c.result == CheckRecord::Skipped; });
+    if (skipped > 0)
+        text += QStringLiteral("  (%1 board check%2 skipped)")
+                    .arg(skipped)
+                    .arg(QLatin1String(skipped == 1 ? "" : "s"));
+    line(text);
+    if (step.outcome == Outcome::Pass)
+        return;
+    if (step.expected.isEmpty())
+        detail("reason", step.reason);
+    detail("expected", step.expected);
+    detail("came", step.came);
+    detail("raw", QString::fromLatin1(step.raw));
+    if (step.outcome == Outcome::Error && !step.expected.isEmpty())
+        detail("reason", step.reason);
+}
+
+void Console::end(const UnitRecord &unit, const QString &files)
+{
+    QStringList counts;
+    for (const Outcome outcome :
+         {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error, Outcome::NotRun}) {
+        if (unit.count(outcome) > 0)
+            counts.append(
+                QStringLiteral("%1 %2").arg(unit.count(outcome)).arg(outcomeName(outcome)));
+    }
+    line(QStringLiteral("%1 %2 of %3 steps in %4")
+             .arg(shown(unit.outcome), counts.join(QStringLiteral(", ")))
+             .arg(unit.steps.size())
+             .arg(shownSeconds(unit.seconds())));
+    for (const StepRecord &step : unit.steps) {
+        if (step.outcome > Outcome::Pass)
+            line(QStringLiteral("         step %1 \"%2\": %3")
+                     .arg(step.number)
+                     .arg(step.name, outcomeName(step.outcome)));
+    }
+    line(QStringLiteral("Report:  %1/report.html").arg(files));
+}
+
+void Console::summary(const QList<UnitRecord> &units, const QString &files)
+{
+    line(QString());
+    double longest = 0;
+    double total = 0;
+    int good = 0;
+    for (const UnitRecord &unit : units) {
+        line(QStringLiteral("%1 unit %2 %3 %4  %5")
+                 .arg(shown(unit.outcome))
+                 .arg(unit.number, 3)
+                 .arg(unit.serialNumber, -12)
+                 .arg(shownSeconds(unit.seconds()), 8)
+                 .arg(unit.reason));
+        longest = std::max(longest, unit.seconds());
+        total += unit.seconds();
+        good += unit.outcome == Outcome::Pass ? 1 : 0;
+    }
+    line(QStringLiteral(
+             "Yield %1 % (%2 of %3 units), %4 a unit on average, %5 the longest, %6 in all")
+             .arg(percent(good, units.size()))
+             .arg(good)
+             .arg(units.size())
+             .arg(shownSeconds(total / static_cast<double>(units.size())), shownSeconds(longest),
+                  shownSeconds(total)));
+    line(QStringLiteral("Report:  %1/report.html").arg(files));
+}

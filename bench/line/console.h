@@ -1,0 +1,46 @@
+/// Live output of a run that a person can follow: one line a step, in colour
+/// and with a running line of progress on a terminal, as plain text in a file.
+#ifndef BENCH_LINE_CONSOLE_H
+#define BENCH_LINE_CONSOLE_H
+
+#include "bench/line/runner.h"
+
+#include <QElapsedTimer>
+
+#include <cstdio>
+
+class Console : public RunWatcher
+{
+public:
+    /// @param isTerminal  whether @p out shows colour and takes back a line
+    Console(FILE *out, bool isTerminal);
+
+    /// Whether a stream should be written to as a terminal; NO_COLOR is respected.
+    static bool isTerminal(FILE *out);
+
+    void begin(const Plan &plan, const UnitRecord &unit, int units);
+    void stepStarted(const Plan::Step &step, int number) override;
+    void progressed(const QString &text) override;
+    void stepEnded(const StepRecord &step) override;
+    /// @param files  folder with the unit's record
+    void end(const UnitRecord &unit, const QString &files);
+    /// Of several units: yield and times.
+    void summary(const QList<UnitRecord> &units, const QString &files);
+    /// "pass" in its colour.
+    QString shown(Outcome outcome) const;
+
+private:
+    void line(const QString &text);
+    void detail(const char *title, const QString &text);
+    void eraseProgress();
+
+    FILE *m_out;
+    const bool m_isTerminal;
+    int m_steps = 0;
+    int m_nameWidth = 0;
+    QString m_running; ///< the step that runs, for lines of progress
+    bool m_hasProgress = false;
+    QElapsedTimer m_sinceProgress;
+};
+
+#endif

@@ -1,0 +1,56 @@
+/// Runs a plan on units one after the other and leaves their records.
+#ifndef BENCH_LINE_LINERUN_H
+#define BENCH_LINE_LINERUN_H
+
+#include "bench/line/console.h"
+#include "bench/line/plan.h"
+#include "bench/line/recordfolder.h"
+#include "bench/line/virtualunit.h"
+
+#include <QHash>
+
+#include <memory>
+
+class OperatorDesk;
+
+struct LineOptions {
+    QString port; ///< empty: virtual keypads
+    int baudRate = 115200;
+    int units = 1;
+    QString serialNumber; ///< of the first unit; the trailing number counts up
+    QString station;
+    QString outDir;
+    KeypadDisplay display;
+    double flashSeconds = 0;
+    int paceMs = 0;
+    QHash<int, QList<const Fault *>> faults; ///< by unit; 0 is every unit
+    const volatile int *interrupted = nullptr;
+};
+
+class LineRun
+{
+public:
+    LineRun(const Plan &plan, const LineOptions &options, Console *console, OperatorDesk *desk);
+
+    /// @return the worst outcome, Error with *error when the records cannot be written
+    Outcome run(QString *error);
+
+    /// "KP-0009" and 1 give "KP-0010"; a text without a number at its end gets "-2".
+    static QString countedUp(const QString &serialNumber, int by);
+
+private:
+    bool runUnit(int number, QString *error);
+    bool connectNext(int number, QString *error);
+    std::unique_ptr<Unit> makeUnit(int number) const;
+    UnitRecord newRecord(int number) const;
+    QList<const Fault *> faultsOf(int number) const;
+
+    const Plan &m_plan;
+    const LineOptions m_options;
+    Console *m_console;
+    OperatorDesk *m_desk;
+    RecordFolder m_folder;
+    QList<UnitRecord> m_records;
+};
+
+#endif

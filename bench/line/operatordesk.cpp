@@ -1,0 +1,76 @@
+#include "bench/line/operatordesk.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+
+#include <algorithm>
+#include <cerrno>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int SliceMs = 20; ///< the line is served between two looks at the keyboard
+
+} // namespace
+
+void OperatorDesk::tell(const QString &text)
+{
+    std::fprintf(m_prompts, "\n  >> %s\n", qPrintable(text));
+    std::fflush(m_prompts);
+}
+
+OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
+{
+    std::fprintf(m_prompts, "\n  >> %s  Then press Enter: ", qPrintable(text));
+    std::fflush(m_prompts);
+    QByteArray line;
+    return readLine(limitMs, &line);
+}
+
+OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
+{
+    const QDeadlineTimer deadline(limitMs);
+    for (;;) {
+        std::fprintf(m_prompts, "\n  >> %s [Y/n] ", qPrintable(text));
+        std::fflush(m_prompts);
+        QByteArray line;
+        const Reply reply = readLine(static_cast<int>(deadline.remainingTime()), &line);
+        if (reply != Yes)
+            return reply;
+        const QByteArray word = line.trimmed().toLower();
+        if (word.isEmpty() || word == "y" || word == "yes")
+            return Yes;
+        if (word == "n" || word == "no")
+            return No;
+    }
+}
+
+OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
+{
+    const QDeadlineTimer deadline(limitMs);
+    for (;;) {
+        const auto end = m_pending.indexOf('\n');
+        if (end >= 0) {
+            *line = m_pending.left(end);
+            m_pending.remove(0, end + 1);
+            return Yes;
+        }
+        if (deadline.hasExpired())
+            return TooLate;
+        pollfd keyboard = {m_answers, POLLIN, 0};
+        const int ready = poll(
+            &keyboard, 1, static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
+        QEventLoop().processEvents();
+        if (ready <= 0)
+            continue;
+        char bytes[256];
+        const ssize_t count = read(m_answers, bytes, sizeof bytes);
+        if (count > 0)
+            m_pending.append(bytes, static_cast<int>(count));
+        else if (count == 0 || (errno != EINTR && errno != EAGAIN))
+            return Nobody;
+    }
+}

@@ -1,0 +1,220 @@
+#include "bench/line/record.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+
+namespace
+{
+
+QString resultName(CheckRecord::Result result)
+{
+    switch (result) {
+    case CheckRecord::Held:
+        return QStringLiteral("held");
+    case CheckRecord::Broken:
+        return QStringLiteral("broken");
+    case CheckRecord::Skipped:
+        break;
+    }
+    return QStringLiteral("skipped");
+}
+
+QString isoTime(const QDateTime &time)
+{
+    return time.toOffsetFromUtc(time.offsetFromUtc()).toString(Qt::ISODateWithMs);
+}
+
+double rounded(double seconds)
+{
+    return static_cast<double>(qRound64(seconds * 1e6)) / 1e6;
+}
+
+void insertText(QJsonObject *object, const QString &key, const QString &text)
+{
+    if (!text.isEmpty())
+        object->insert(key, text);
+}
+
+QJsonObject toJson(const Measurement &measured)
+{
+    QJsonObject object;
+    object.insert(QStringLiteral("name"), measured.name);
+    object.insert(QStringLiteral("value"), QJsonValue::fromVariant(measured.value));
+    if (measured.min)
+        object.insert(QStringLiteral("min"), *measured.min);
+    if (measured.max)
+        object.insert(QStringLiteral("max"), *measured.max);
+    insertText(&object, QStringLiteral("unit"), measured.unit);
+    insertText(&object, QStringLiteral("limits"), measured.limits);
+    object.insert(QStringLiteral("good"), measured.good);
+    return object;
+}
+
+QJsonObject toJson(const CheckRecord &check)
+{
+    QJsonObject object;
+    object.insert(QStringLiteral("check"), check.what);
+    object.insert(QStringLiteral("result"), resultName(check.result));
+    insertText(&object, QStringLiteral("found"), check.found);
+    return object;
+}
+
+QJsonObject toJson(const StepRecord &step)
+{
+    QJsonObject object;
+    object.insert(QStringLiteral("step"), step.number);
+    object.insert(QStringLiteral("name"), step.name);
+    insertText(&object, QStringLiteral("group"), step.group);
+    object.insert(QStringLiteral("outcome"), outcomeName(step.outcome));
+    if (step.outcome == Outcome::NotRun)
+        return object;
+    object.insert(QStringLiteral("start"), isoTime(step.start));
+    object.insert(QStringLiteral("seconds"), rounded(step.seconds));
+    object.insert(QStringLiteral("tries"), step.tries);
+    insertText(&object, QStringLiteral("sent"), step.sent);
+    object.insert(QStringLiteral("received"), QJsonArray::fromStringList(step.received));
+    QJsonArray measured;
+    for (const Measurement &each : step.measured)
+        measured.append(toJson(each));
+    object.insert(QStringLiteral("measured"), measured);
+    QJsonArray checks;
+    for (const CheckRecord &each : step.checks)
+        checks.append(toJson(each));
+    object.insert(QStringLiteral("checks"), checks);
+    insertText(&object, QStringLiteral("reason"), step.reason);
+    insertText(&object, QStringLiteral("expected"), step.expected);
+    insertText(&object, QStringLiteral("came"), step.came);
+    insertText(&object, QStringLiteral("raw"), QString::fromLatin1(step.raw));
+    if (!step.notes.isEmpty())
+        object.insert(QStringLiteral("notes"), QJsonArray::fromStringList(step.notes));
+    insertText(&object, QStringLiteral("picture"), step.picture);
+    return object;
+}
+
+} // namespace
+
+QString outcomeName(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Pass:
+        return QStringLiteral("pass");
+    case Outcome::Fail:
+        return QStringLiteral("fail");
+    case Outcome::TimeOut:
+        return QStringLiteral("time-out");
+    case Outcome::Error:
+        return QStringLiteral("error");
+    case Outcome::NotRun:
+        break;
+    }
+    return QStringLiteral("not run");
+}
+
+QString Measurement::shown() const
+{
+    const QString text = value.isValid() ? value.toString() : QStringLiteral("nothing");
+    return unit.isEmpty() ? text : text + QLatin1Char(' ') + unit;
+}
+
+QString StepRecord::value() const
+{
+    QStringList values;
+    for (const Measurement &each : measured)
+        values.append(each.name + QLatin1Char(' ') + each.shown());
+    if (measured.isEmpty() && !received.isEmpty())
+        values.append(received.last());
+    return values.join(QStringLiteral(", "));
+}
+
+QString StepRecord::shownByBoard() const
+{
+    QStringList shown;
+    for (const CheckRecord &check : checks) {
+        if (check.result == CheckRecord::Held)
+            shown.append(check.brief);
+    }
+    return shown.join(QStringLiteral(", "));
+}
+
+QString StepRecord::limits() const
+{
+    QStringList limits;
+    for (const Measurement &each : measured)
+        limits.append(measured.size() == 1 ? each.limits
+                                           : each.name + QLatin1Char(' ') + each.limits);
+    return limits.join(QStringLiteral(", "));
+}
+
+double UnitRecord::seconds() const
+{
+    return static_cast<double>(start.msecsTo(end)) / 1000;
+}
+
+int UnitRecord::count(Outcome wanted) const
+{
+    return static_cast<int>(std::count_if(
+        steps.begin(), steps.end(), [wanted](const StepRecord &s) { return s.outcome == wanted; }));
+}
+
+void UnitRecord::conclude()
+{
+    for (const StepRecord &step : steps) {
+        if (step.outcome <= outcome)
+            continue;
+        outcome = step.outcome;
+        reason.clear();
+        if (outcome != Outcome::Pass)
+            reason =
+                QStringLiteral("step %1 \"%2\": %3").arg(step.number).arg(step.name, step.reason);
+    }
+}
+
+QJsonObject toJson(const UnitRecord &unit)
+{
+    QJsonObject object;
+    object.insert(QStringLiteral("record"), 1);
+    object.insert(QStringLiteral("plan"), unit.plan);
+    object.insert(QStringLiteral("title"), unit.planTitle);
+    object.insert(QStringLiteral("plan_file"), unit.planFile);
+    object.insert(QStringLiteral("number"), unit.number);
+    object.insert(QStringLiteral("serial_number"), unit.serialNumber);
+    object.insert(QStringLiteral("station"), unit.station);
+    object.insert(QStringLiteral("unit"), unit.unit);
+    if (!unit.faults.isEmpty())
+        object.insert(QStringLiteral("faults"), QJsonArray::fromStringList(unit.faults));
+    object.insert(QStringLiteral("tool_version"), unit.toolVersion);
+    object.insert(QStringLiteral("start"), isoTime(unit.start));
+    object.insert(QStringLiteral("end"), isoTime(unit.end));
+    object.insert(QStringLiteral("seconds"), rounded(unit.seconds()));
+    object.insert(QStringLiteral("outcome"), outcomeName(unit.outcome));
+    insertText(&object, QStringLiteral("reason"), unit.reason);
+    QJsonArray steps;
+    for (const StepRecord &step : unit.steps)
+        steps.append(toJson(step));
+    object.insert(QStringLiteral("steps"), steps);
+    return object;
+}
+
+int exitStatus(Outcome outcome)
+{
+    switch (outcome) {
+    case Outcome::Pass:
+        return 0;
+    case Outcome::Fail:
+        return 1;
+    case Outcome::TimeOut:
+        return 3;
+    case Outcome::Error:
+    case Outcome::NotRun:
+        break;
+    }
+    return 4;
+}
+
+QString shownSeconds(double seconds)
+{
+    if (seconds < 1)
+        return QStringLiteral("%1 ms").arg(seconds * 1000, 0, 'f', seconds < 0.01 ? 1 : 0);
+    return QStringLiteral("%1 s").arg(seconds, 0, 'f', seconds < 10 ? 2 : 1);
+}

@@ -1,0 +1,108 @@
+/// What a run of a plan on one unit gave: what every report is written from.
+#ifndef BENCH_LINE_RECORD_H
+#define BENCH_LINE_RECORD_H
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <optional>
+
+/// In the order of how much is wrong; of several the worst decides.
+enum class Outcome {
+    NotRun,  ///< an earlier step ended the unit
+    Pass,    ///< all held
+    Fail,    ///< something came or was shown that is not as it should be
+    TimeOut, ///< the unit, or the operator, did not answer in time
+    Error    ///< it could not be tested to the end: the tool died, the line failed
+};
+
+/// "pass", "fail", "time-out", "error", "not run".
+QString outcomeName(Outcome outcome);
+
+/// One decoded field that the plan has limits for.
+struct Measurement {
+    QString name;
+    QVariant value; ///< int or QString; invalid when the frame does not have it
+    QString unit;
+    std::optional<double> min;
+    std::optional<double> max;
+    QString limits; ///< for a person
+    bool good = false;
+
+    /// "12345 mV"
+    QString shown() const;
+};
+
+/// One look at the board.
+struct CheckRecord {
+    enum Result { Held, Broken, Skipped };
+
+    QString what;
+    QString brief; ///< shorter
+    Result result = Skipped;
+    QString found; ///< when broken
+};
+
+struct StepRecord {
+    int number = 0; ///< from 1
+    QString name;
+    QString group;
+    Outcome outcome = Outcome::NotRun;
+    QDateTime start;
+    double seconds = 0;
+    int tries = 0;
+    QString sent;         ///< decoded
+    QStringList received; ///< decoded, in order
+    QList<Measurement> measured;
+    QList<CheckRecord> checks;
+    QString reason;    ///< why it did not pass, one line
+    QString expected;  ///< of what failed
+    QString came;      ///< decoded
+    QByteArray raw;    ///< as it came
+    QStringList notes; ///< operator's actions, skipped checks
+    QString picture;   ///< file beside the record
+
+    /// Measured values, else the last answer.
+    QString value() const;
+    /// What the board has shown, briefly.
+    QString shownByBoard() const;
+    QString limits() const;
+};
+
+struct UnitRecord {
+    QString plan;
+    QString planTitle;
+    QString planFile;
+    int number = 1;
+    QString serialNumber;
+    QString station;
+    QString unit; ///< "virtual keypad", or the port
+    QStringList faults;
+    QString toolVersion;
+    QDateTime start;
+    QDateTime end;
+    Outcome outcome = Outcome::NotRun;
+    QString reason; ///< of the step that decided, with its name
+    QList<StepRecord> steps;
+
+    double seconds() const;
+    int count(Outcome outcome) const;
+    /// Sets outcome and reason from the steps; the first of the worst decides.
+    void conclude();
+};
+
+/// The record as docs/line.md describes record.json.
+QJsonObject toJson(const UnitRecord &unit);
+
+/// The exit status of a run: 0 pass, 1 fail, 3 time-out, 4 error.
+int exitStatus(Outcome outcome);
+
+/// "0.4 ms", "52 ms", "3.38 s", "12.3 s".
+QString shownSeconds(double seconds);
+
+#endif

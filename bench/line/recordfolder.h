@@ -1,0 +1,35 @@
+/// The files that a run leaves: DIR/<time>/, and below it a folder a unit when
+/// there are several.
+#ifndef BENCH_LINE_RECORDFOLDER_H
+#define BENCH_LINE_RECORDFOLDER_H
+
+#include "bench/line/record.h"
+#include "bench/station/transcript.h"
+
+class RecordFolder
+{
+public:
+    /// Makes DIR/<time>/ and lets DIR/latest point to it. False with *error.
+    bool create(const QString &dir, int units, QString *error);
+
+    QString path() const { return m_path; }
+    /// Of a unit, counted from 1; made if need be.
+    QString unitPath(int number) const;
+
+    /// record.json, junit.xml, tool.log and report.html of one unit; its
+    /// pictures and its transcript are there already.
+    bool write(const UnitRecord &unit, const Transcript &transcript, const QByteArray &log,
+               QString *error) const;
+    /// junit.xml and report.html of several units.
+    bool writeSummary(const QList<UnitRecord> &units, QString *error) const;
+
+    static QString transcriptName() { return QStringLiteral("transcript.txt"); }
+
+private:
+    QString unitName(int number) const;
+
+    QString m_path;
+    int m_units = 1;
+};
+
+#endif

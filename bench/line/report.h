@@ -1,0 +1,18 @@
+/// The report a person reads: one page that needs nothing beside it.
+#ifndef BENCH_LINE_REPORT_H
+#define BENCH_LINE_REPORT_H
+
+#include "bench/line/record.h"
+#include "bench/station/transcript.h"
+
+/// The page of one unit.
+/// @param pictureDir  where the pictures that the record names lie
+/// @param log         the tool's; empty where there is none
+QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
+                      const Transcript &transcript, const QByteArray &log);
+
+/// The page of several units: yield, times, and links to the units' pages.
+/// @param folders  of the units, relative to the page
+QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders);
+
+#endif

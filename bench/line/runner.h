@@ -1,0 +1,87 @@
+/// Runs a plan on one unit, step by step, and keeps the record.
+#ifndef BENCH_LINE_RUNNER_H
+#define BENCH_LINE_RUNNER_H
+
+#include "bench/line/plan.h"
+#include "bench/line/record.h"
+#include "bench/line/unit.h"
+#include "bench/station/station.h"
+
+#include <QDeadlineTimer>
+#include <QObject>
+
+#include <deque>
+
+/// Hears how a run gets on.
+class RunWatcher
+{
+public:
+    virtual ~RunWatcher() = default;
+    virtual void stepStarted(const Plan::Step &step, int number) = 0;
+    /// While something is long: "flash stage 2 (flashing) 45 %".
+    virtual void progressed(const QString &text) = 0;
+    virtual void stepEnded(const StepRecord &step) = 0;
+};
+
+struct RunOptions {
+    QString pictureDir; ///< for pictures; empty takes none
+    int paceMs = 0;     ///< pause after each step, for a person who follows
+    /// Looked at while waiting; a number other than 0 ends the run. May be null.
+    const volatile int *interrupted = nullptr;
+};
+
+/// A step is done strictly: what comes must be what is expected, in that order,
+/// and nothing else. After a failed step the run goes on with the next one,
+/// unless the step is required, or the unit is beyond an answer: its tool ended,
+/// its line failed, or it gave no sign within the step's limit.
+class Runner : public QObject
+{
+    Q_OBJECT
+
+public:
+    Runner(const Plan &plan, Unit *unit, Station *station, RunWatcher *watcher,
+           const RunOptions &options);
+
+    /// Fills in steps, start, end, outcome and reason of @p record.
+    void run(UnitRecord *record);
+
+private slots:
+    void take(const Station::Received &received);
+
+private:
+    struct Attempt;
+
+    StepRecord runStep(const Plan::Step &step, int number);
+    void attempt(const Plan::Step &step, Attempt *attempt);
+    bool operate(const Plan::Step &step, Attempt *attempt);
+    bool send(const Plan::Step &step, Attempt *attempt);
+    bool sent(bool good, Attempt *attempt);
+    bool expectFrames(const Plan::Step &step, Attempt *attempt);
+    bool expectPolling(const Plan::Step &step, Attempt *attempt);
+    bool takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attempt *attempt);
+    bool compare(const Plan::Expected &expected, const Station::Received &received,
+                 Attempt *attempt);
+    bool measure(const QList<Plan::Limit> &limits, const wire::Meaning &meaning,
+                 QList<Measurement> *measured);
+    bool runChecks(const Plan::Step &step, Attempt *attempt);
+    bool runCheck(const Plan::Check &check, Attempt *attempt);
+    bool keepsQuiet(const Plan::Step &step, Attempt *attempt);
+    bool look(const Plan::Step &step, Attempt *attempt);
+    bool missing(const QString &expected, Attempt *attempt);
+    void takePicture(const Plan::Step &step, StepRecord *record);
+    void settle(Attempt *attempt);
+
+    std::optional<Station::Received> next(const QDeadlineTimer &deadline);
+    void pause(const QDeadlineTimer &deadline);
+    bool isInterrupted() const;
+
+    const Plan &m_plan;
+    Unit *m_unit;
+    Station *m_station;
+    RunWatcher *m_watcher;
+    const RunOptions m_options;
+    std::deque<Station::Received> m_inbox;
+    QString m_over; ///< why the unit is done before its plan; empty while it is not
+};
+
+#endif

@@ -1,0 +1,58 @@
+/// A unit on the line, apart from its serial line: the hand at it, the look at
+/// its board. A virtual keypad and a real unit with an operator are the two kinds.
+#ifndef BENCH_LINE_UNIT_H
+#define BENCH_LINE_UNIT_H
+
+#include "bench/line/plan.h"
+
+#include <QByteArray>
+#include <QString>
+
+class Station;
+
+class Unit
+{
+public:
+    /// How an operation or a question ended.
+    enum Done {
+        Performed, ///< or answered with yes
+        Refused,   ///< answered with no
+        TooLate,   ///< the operator did not act in time
+        Impossible ///< it cannot be done: no display, nobody at the keyboard
+    };
+
+    enum Finding {
+        Holds,
+        NotYet,    ///< it may still come
+        Broken,    ///< it can no longer come
+        CannotLook ///< there is no access to this board
+    };
+
+    virtual ~Unit() = default;
+
+    /// "virtual keypad", "/dev/ttyUSB0".
+    virtual QString description() const = 0;
+    /// Connects @p station with the unit's line. False with *error.
+    virtual bool attach(Station *station, QString *error) = 0;
+    /// From here on stores and log lines count.
+    virtual void beginStep() = 0;
+    /// @param confirm  nothing will come over the line that shows it was done
+    /// @param limitMs  for a person
+    virtual Done operate(const Plan::Operation &operation, bool confirm, int limitMs,
+                         QString *error) = 0;
+    /// Whether a person acts: what follows an operation may come late.
+    virtual bool hasOperator() const = 0;
+    virtual Done look(const QString &question, int limitMs, QString *error) = 0;
+    /// @param found  set to what is there instead
+    virtual Finding check(const Plan::Check &check, QString *found) = 0;
+    /// False where there is no screen to see, or it could not be written.
+    virtual bool takePicture(const QString &file) = 0;
+    /// How the tool ended; empty while it runs, before it was started, and where
+    /// that cannot be known.
+    virtual QString end() = 0;
+    /// The tool's log with times and severities, a message a line; empty where
+    /// it cannot be had.
+    virtual QByteArray log() = 0;
+};
+
+#endif

@@ -1,0 +1,290 @@
+#include "bench/line/virtualunit.h"
+
+#include "bench/line/fault.h"
+#include "bench/station/station.h"
+
+#include <QSet>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace
+{
+
+const int LaterStep = 3;
+/// The boot stream is the smaller part of a flash.
+const double BootShare = 0.35;
+
+KeypadOptions keypadOptions(const VirtualUnitOptions &options)
+{
+    KeypadOptions keypad;
+    keypad.display = options.display;
+    for (const Fault *fault : options.faults) {
+        if (fault->choose)
+            fault->choose(&keypad);
+    }
+    return keypad;
+}
+
+bool isNear(int a, int b, int tolerance)
+{
+    return std::abs(a - b) <= tolerance;
+}
+
+QString listed(const QList<Plan::Store> &stores)
+{
+    if (stores.isEmpty())
+        return QStringLiteral("no store");
+    QStringList all;
+    for (const Plan::Store &store : stores)
+        all.append(QStringLiteral("%1 to %2").arg(store.text, store.path));
+    return all.join(QStringLiteral(", then "));
+}
+
+} // namespace
+
+VirtualUnit::VirtualUnit(const VirtualUnitOptions &options)
+    : m_options(options), m_keypad(keypadOptions(options))
+{
+}
+
+VirtualUnit::~VirtualUnit() = default;
+
+QString VirtualUnit::description() const
+{
+    return QStringLiteral("virtual keypad");
+}
+
+bool VirtualUnit::attach(Station *station, QString *error)
+{
+    if (!m_keypad.prepare()) {
+        *error = m_keypad.errorString();
+        return false;
+    }
+    m_keypad.setCard(VirtualKeypad::NoFolder);
+    m_keypad.setStandinSeconds(QStringLiteral("kobs-ng"), m_options.flashSeconds * BootShare);
+    m_keypad.setStandinSeconds(QStringLiteral("ubiformat"),
+                               m_options.flashSeconds * (1 - BootShare));
+    for (const Fault *fault : m_options.faults) {
+        if (fault->prepare)
+            fault->prepare(&m_keypad);
+    }
+    // The station closes what it is given, and so does the keypad.
+    station->adopt(dup(m_keypad.lineFd()));
+    return true;
+}
+
+void VirtualUnit::beginStep()
+{
+    m_firstStore = static_cast<int>(m_keypad.stores().size());
+    m_firstLine = static_cast<int>(m_keypad.log().size());
+    if (++m_steps != LaterStep)
+        return;
+    for (const Fault *fault : m_options.faults) {
+        if (fault->later)
+            fault->later(&m_keypad);
+    }
+}
+
+Unit::Done VirtualUnit::operate(const Plan::Operation &operation, bool, int, QString *error)
+{
+    for (const Plan::Action &action : operation.actions) {
+        if (perform(action))
+            continue;
+        *error = QStringLiteral("\"%1\" could not be done").arg(operation.ask);
+        if (!m_keypad.errorString().isEmpty())
+            *error += QLatin1String(": ") + m_keypad.errorString();
+        return Impossible;
+    }
+    return Performed;
+}
+
+bool VirtualUnit::perform(const Plan::Action &action)
+{
+    const bool sticks = std::any_of(m_options.faults.begin(), m_options.faults.end(),
+                                    [](const Fault *fault) { return fault->homeSticks; });
+    switch (action.kind) {
+    case Plan::Action::Power:
+        return switchPower(action.on);
+    case Plan::Action::Home:
+        if (action.on)
+            m_keypad.pressHome();
+        else if (!sticks)
+            m_keypad.releaseHome();
+        return true;
+    case Plan::Action::Tamper:
+        m_keypad.setTamper(action.on);
+        return true;
+    case Plan::Action::Card:
+        return moveCard(action.on);
+    case Plan::Action::Touch:
+        return m_keypad.touch(action.point.x(), action.point.y(), action.holdMs);
+    }
+    return false;
+}
+
+bool VirtualUnit::switchPower(bool on)
+{
+    m_isOn = on;
+    if (on)
+        return m_keypad.start();
+    return m_keypad.kill(SIGKILL) && m_keypad.waitForExit();
+}
+
+bool VirtualUnit::moveCard(bool in)
+{
+    VirtualKeypad::Card card = VirtualKeypad::NoFolder;
+    if (in)
+        card = VirtualKeypad::Writable;
+    for (const Fault *fault : m_options.faults) {
+        if (in && fault->card != VirtualKeypad::Writable)
+            card = fault->card;
+    }
+    if (in)
+        return m_keypad.setCard(card) && m_keypad.insertCard();
+    return m_keypad.removeCard() && m_keypad.setCard(card);
+}
+
+Unit::Done VirtualUnit::look(const QString &, int, QString *)
+{
+    return Performed; // the board checks of the step have looked
+}
+
+Unit::Finding VirtualUnit::check(const Plan::Check &check, QString *found)
+{
+    switch (check.kind) {
+    case Plan::Check::Stores:
+        return checkStores(check, found);
+    case Plan::Check::Attribute:
+        if (!m_keypad.hasNode(check.path)) {
+            *found = QStringLiteral("no such attribute");
+            return NotYet;
+        }
+        return checkText(check, m_keypad.attribute(check.path), found);
+    case Plan::Check::File:
+        return checkFile(check, found);
+    case Plan::Check::Pixel:
+        return checkPixel(check, found);
+    case Plan::Check::Log:
+        return checkLog(check, found);
+    case Plan::Check::Exit:
+        return checkExit(check, found);
+    }
+    return CannotLook;
+}
+
+Unit::Finding VirtualUnit::checkStores(const Plan::Check &check, QString *found)
+{
+    QSet<QString> paths;
+    for (const Plan::Store &store : check.stores)
+        paths.insert(store.path);
+    QList<Plan::Store> made;
+    const QList<SysfsModel::Store> all = m_keypad.stores().mid(m_firstStore);
+    bool good = true;
+    for (const SysfsModel::Store &store : all) {
+        if (!paths.contains(store.path))
+            continue;
+        Plan::Store one = {store.path, QString::fromLatin1(store.text)};
+        const auto place = made.size();
+        good = good && store.error == 0 && place < check.stores.size() &&
+               check.stores.at(place).path == one.path &&
+               matches(check.stores.at(place).text, one.text);
+        if (store.error != 0)
+            one.text += QStringLiteral(" (refused)");
+        made.append(one);
+    }
+    *found = listed(made);
+    if (!good)
+        return Broken;
+    return made.size() == check.stores.size() ? Holds : NotYet;
+}
+
+Unit::Finding VirtualUnit::checkText(const Plan::Check &check, const QByteArray &bytes,
+                                     QString *found) const
+{
+    const QString text = QString::fromLatin1(bytes).trimmed();
+    *found = QStringLiteral("'%1'").arg(text);
+    return !check.text || matches(*check.text, text) ? Holds : NotYet;
+}
+
+Unit::Finding VirtualUnit::checkFile(const Plan::Check &check, QString *found)
+{
+    const bool exists = m_keypad.exists(check.path);
+    *found = exists ? QStringLiteral("it exists") : QStringLiteral("no such file");
+    if (exists != check.exists)
+        return NotYet;
+    return exists ? checkText(check, m_keypad.readFile(check.path), found) : Holds;
+}
+
+Unit::Finding VirtualUnit::checkPixel(const Plan::Check &check, QString *found)
+{
+    const QImage screen = m_keypad.screen();
+    if (!screen.valid(check.point))
+        return CannotLook;
+    const QColor colour = screen.pixelColor(check.point);
+    *found = colour.name();
+    const bool near = isNear(colour.red(), check.colour.red(), check.tolerance) &&
+                      isNear(colour.green(), check.colour.green(), check.tolerance) &&
+                      isNear(colour.blue(), check.colour.blue(), check.tolerance);
+    return near ? Holds : NotYet;
+}
+
+Unit::Finding VirtualUnit::checkLog(const Plan::Check &check, QString *found)
+{
+    const QList<VirtualKeypad::LogLine> lines = m_keypad.log().mid(m_firstLine);
+    const bool logged =
+        std::any_of(lines.begin(), lines.end(), [&check](const VirtualKeypad::LogLine &line) {
+            return line.text.contains(check.text.value_or(QString()));
+        });
+    *found = lines.isEmpty() ? QStringLiteral("no line")
+                             : QStringLiteral("\"%1\" and before it %2 others")
+                                   .arg(lines.last().text.trimmed())
+                                   .arg(lines.size() - 1);
+    return logged ? Holds : NotYet;
+}
+
+Unit::Finding VirtualUnit::checkExit(const Plan::Check &check, QString *found)
+{
+    const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
+    if (status.running) {
+        *found = QStringLiteral("it still runs");
+        return NotYet;
+    }
+    *found = end();
+    return status.code == check.status ? Holds : Broken;
+}
+
+bool VirtualUnit::takePicture(const QString &file)
+{
+    return m_keypad.screenshot(file);
+}
+
+QString VirtualUnit::end()
+{
+    if (!m_isOn)
+        return QString();
+    const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
+    const bool hasEnded = status.code >= 0 || status.signal != 0;
+    if (status.running || !hasEnded)
+        return QString();
+    return status.signal != 0
+               ? QStringLiteral("the tool was ended by signal %1").arg(status.signal)
+               : QStringLiteral("the tool ended with exit status %1").arg(status.code);
+}
+
+QByteArray VirtualUnit::log()
+{
+    QByteArray text;
+    const QList<VirtualKeypad::LogLine> lines = m_keypad.log();
+    for (const VirtualKeypad::LogLine &line : lines) {
+        text += QStringLiteral("%1 %2 %3\n")
+                    .arg(line.time, -12)
+                    .arg(line.severity, -8)
+                    .arg(line.text)
+                    .toUtf8();
+    }
+    return text;
+}

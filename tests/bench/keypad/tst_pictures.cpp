@@ -1,0 +1,73 @@
+#include "bench/keypad/pictures.h"
+
+#include <QtTest>
+
+class TestPictures : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sizes();
+    void bars();
+    void grey();
+    void checkerboard();
+    void logoShowsSomething();
+    void unknownName();
+};
+
+void TestPictures::sizes()
+{
+    const QStringList names = Pictures::names();
+    QCOMPARE(names, QStringList({"tarnwick.png", "bars.png", "grey.png", "checkerboard.png"}));
+    for (const QString &name : names) {
+        const QImage image = QImage::fromData(Pictures::png(name));
+        QCOMPARE(image.size(), QSize(800, 480));
+        QVERIFY(Pictures::png(name).startsWith("\x89PNG\r\n"));
+        QCOMPARE(image.convertToFormat(QImage::Format_RGB32), Pictures::draw(name));
+    }
+}
+
+void TestPictures::bars()
+{
+    const QImage image = Pictures::draw("bars.png");
+    QCOMPARE(image.pixel(0, 0), 0xffffffffU);
+    QCOMPARE(image.pixel(99, 479), 0xffffffffU);
+    QCOMPARE(image.pixel(100, 0), 0xffffff00U);
+    QCOMPARE(image.pixel(799, 479), 0xff000000U);
+}
+
+void TestPictures::grey()
+{
+    const QImage image = Pictures::draw("grey.png");
+    QCOMPARE(image.pixel(0, 0), 0xff000000U);
+    QCOMPARE(image.pixel(799, 239), 0xffffffffU);
+    QCOMPARE(image.pixel(0, 240), 0xffffffffU);
+    QCOMPARE(image.pixel(799, 479), 0xff000000U);
+}
+
+void TestPictures::checkerboard()
+{
+    const QImage image = Pictures::draw("checkerboard.png");
+    QCOMPARE(image.pixel(0, 0), 0xff000000U);
+    QCOMPARE(image.pixel(20, 0), 0xffffffffU);
+    QCOMPARE(image.pixel(20, 20), 0xff000000U);
+}
+
+void TestPictures::logoShowsSomething()
+{
+    const QImage image = Pictures::draw("tarnwick.png");
+    QSet<QRgb> colours;
+    for (int x = 0; x < image.width(); ++x) {
+        for (int y = 0; y < image.height(); ++y)
+            colours.insert(image.pixel(x, y));
+    }
+    QVERIFY(colours.size() > 4);
+}
+
+void TestPictures::unknownName()
+{
+    QVERIFY(Pictures::draw("none.png").isNull());
+}
+
+QTEST_APPLESS_MAIN(TestPictures)
+#include "tst_pictures.moc"

@@ -1,0 +1,574 @@
+#include "bench/keypad/virtualkeypad.h"
+#include "bench/station/transcript.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QXmlStreamReader>
+
+#include <csignal>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+const int RunLimitMs = 240000; ///< for a whole plan on a machine that is busy
+const int AtOnce = 3;          ///< runs beside each other: they mostly wait
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QJsonObject recordIn(const QString &dir)
+{
+    return QJsonDocument::fromJson(contentOf(dir + QStringLiteral("/record.json"))).object();
+}
+
+QStringList stepsThatFailed(const QJsonObject &record)
+{
+    QStringList names;
+    const QJsonArray steps = record.value(QStringLiteral("steps")).toArray();
+    for (const QJsonValue &step : steps) {
+        const QString outcome = step[QStringLiteral("outcome")].toString();
+        if (outcome != QLatin1String("pass") && outcome != QLatin1String("not run"))
+            names.append(step[QStringLiteral("name")].toString());
+    }
+    return names;
+}
+
+/// "bench line" as a process, with a folder of its own.
+class Run
+{
+public:
+    explicit Run(const QStringList &arguments)
+        : m_arguments(QStringList{QStringLiteral("line")} + arguments)
+    {
+        m_arguments += {QStringLiteral("--out"), dir.path()};
+    }
+
+    ~Run()
+    {
+        if (process.state() == QProcess::NotRunning)
+            return;
+        process.kill();
+        process.waitForFinished();
+    }
+
+    void start()
+    {
+        process.start(QStringLiteral(BENCH), m_arguments);
+        wasStarted = true;
+    }
+    bool isOver() const { return wasStarted && process.state() == QProcess::NotRunning; }
+    QString latest() const { return dir.path() + QStringLiteral("/latest"); }
+    QString output()
+    {
+        m_output += process.readAllStandardOutput();
+        return QString::fromUtf8(m_output);
+    }
+
+    QTemporaryDir dir;
+    QProcess process;
+    bool wasStarted = false;
+
+private:
+    QStringList m_arguments;
+    QByteArray m_output;
+};
+
+struct FaultRow {
+    const char *name;
+    int status;
+    const char *outcome;
+    QStringList steps;
+};
+
+const QList<FaultRow> &faultRows()
+{
+    static const QList<FaultRow> rows = {
+        {"led-missing",
+         1,
+         "fail",
+         {QStringLiteral("All lights off"), QStringLiteral("Lights ready and trouble"),
+          QStringLiteral("Lights armed and AC")}},
+        {"backlight-dead",
+         1,
+         "fail",
+         {QStringLiteral("Backlight dim"), QStringLiteral("Backlight full")}},
+        {"picture-missing", 1, "fail", {QStringLiteral("Test image grey")}},
+        {"card-unreadable", 1, "fail", {QStringLiteral("SD card")}},
+        {"home-sticks",
+         1,
+         "fail",
+         {QStringLiteral("Home key released"), QStringLiteral("Enclosure opened"),
+          QStringLiteral("Enclosure closed")}},
+        {"tamper-dead", 1, "fail", {QStringLiteral("Enclosure opened")}},
+        {"voltage-low", 1, "fail", {QStringLiteral("Bus voltage")}},
+        {"flash-fails", 1, "fail", {QStringLiteral("Flash")}},
+        {"flash-crashes", 1, "fail", {QStringLiteral("Flash")}},
+        {"flash-hangs", 3, "time-out", {QStringLiteral("Flash")}},
+        {"mount-fails",
+         1,
+         "fail",
+         {QStringLiteral("Mount"), QStringLiteral("Second mount says nothing"),
+          QStringLiteral("Version of the new firmware"), QStringLiteral("Calibration stored")}},
+        {"silent", 3, "time-out", {QStringLiteral("Start")}},
+        {"hangs", 3, "time-out", {QStringLiteral("Damaged frame")}},
+        {"dies", 4, "error", {QStringLiteral("Damaged frame")}},
+        {"babbles", 1, "fail", {QStringLiteral("Start")}},
+    };
+    return rows;
+}
+
+const char Production[] = SOURCE_DIR "/bench/plans/production.json";
+
+/// What a person does is asked for, what the board shows is not.
+const QByteArray SmallPlan = R"({"plan":"small","title":"A small plan","operator_limit_ms":20000,
+    "steps":[
+    {"name":"Start","operator":{"ask":"Switch it on.","do":[{"power":"on"}]},
+     "expect":["ACK","ready"],"limit_ms":15000,"required":true},
+    {"name":"Light","request":"backlight 100","expect":["ACK"],"look":"Is it bright?",
+     "check":[{"stores":[{"path":"/sys/class/backlight/mxs-bl/brightness","text":"100"}]}]},
+    {"name":"Volts","request":"voltage","expect":[{"frame":"voltage reply",
+     "fields":{"voltage":{"min":11000,"max":14500,"unit":"mV"}}}]},
+    {"name":"Key","operator":{"ask":"Press the home key.","do":[{"home":"press"}]},
+     "request":"buttons","expect":[{"frame":"buttons reply","fields":{"home":1}}]},
+    {"name":"Exit","request":"exit","expect":["ACK"],"check":[{"exit":0}]}]})";
+
+} // namespace
+
+class TestLineCommand : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void aGoodUnitPasses();
+    void eachFaultIsFound_data();
+    void eachFaultIsFound();
+    void theLineGoesOn();
+    void aWrongPlanIsRefused();
+    void wrongOptionsAreRefused_data();
+    void wrongOptionsAreRefused();
+    void aPlanIsOnlyChecked();
+    void helpTellsAllFaults();
+    void aRealUnitIsAskedFor();
+    void anOperatorSaysNo();
+    void anOperatorIsLate();
+    void anOperatorIsNotThere();
+    void aPortIsNotThere();
+    void theRunIsInterrupted();
+    void aTranscriptIsReplayed();
+
+private:
+    void startMore();
+    QString smallPlan(const QByteArray &plan = SmallPlan);
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<Run> m_good;
+    std::vector<std::unique_ptr<Run>> m_faults; ///< as in faultRows()
+};
+
+void TestLineCommand::initTestCase()
+{
+    QString reason = VirtualKeypad::whyNot();
+    if (reason.isEmpty())
+        reason = VirtualKeypad::whyNoDisplay(KeypadDisplay::Xvfb);
+    if (!reason.isEmpty())
+        QSKIP(qPrintable(reason));
+    const QStringList quick = {QLatin1String(Production), QStringLiteral("--pace"),
+                               QStringLiteral("0"), QStringLiteral("--flash-seconds"),
+                               QStringLiteral("3")};
+    m_good = std::make_unique<Run>(
+        quick + QStringList{QStringLiteral("--serial-number"), QStringLiteral("KP-0042"),
+                            QStringLiteral("--station"), QStringLiteral("desk 3")});
+    m_good->start();
+    for (const FaultRow &row : faultRows()) {
+        m_faults.push_back(std::make_unique<Run>(
+            quick + QStringList{QStringLiteral("--fault"), QLatin1String(row.name)}));
+    }
+    startMore();
+}
+
+void TestLineCommand::cleanupTestCase()
+{
+    m_good.reset();
+    m_faults.clear();
+}
+
+/// Keeps some runs going beside each other, in the order of the rows.
+void TestLineCommand::startMore()
+{
+    int running = m_good->isOver() ? 0 : 1;
+    for (const std::unique_ptr<Run> &run : m_faults) {
+        if (run->wasStarted && !run->isOver())
+            ++running;
+    }
+    for (const std::unique_ptr<Run> &run : m_faults) {
+        if (run->wasStarted || running >= AtOnce)
+            continue;
+        Run *started = run.get();
+        connect(&started->process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished),
+                this, &TestLineCommand::startMore);
+        started->start();
+        ++running;
+    }
+}
+
+QString TestLineCommand::smallPlan(const QByteArray &plan)
+{
+    const QString path = m_dir.filePath(QStringLiteral("small.json"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(plan) != plan.size())
+        qFatal("cannot write a plan");
+    return path;
+}
+
+void TestLineCommand::aGoodUnitPasses()
+{
+    QTRY_VERIFY_WITH_TIMEOUT(m_good->isOver(), RunLimitMs);
+    startMore();
+    const QString output = m_good->output();
+    QVERIFY2(m_good->process.exitCode() == 0, qPrintable(output));
+    QCOMPARE(QString::fromUtf8(m_good->process.readAllStandardError()), QString());
+
+    // A file gets plain text, one line a step.
+    const QJsonObject record = recordIn(m_good->latest());
+    const QJsonArray steps = record.value(QStringLiteral("steps")).toArray();
+    QVERIFY(steps.size() > 40);
+    QVERIFY(!output.contains(QLatin1Char('\033')));
+    QCOMPARE(output.count(QRegularExpression(QStringLiteral("^PASS +\\d+ [A-Z].* m?s"),
+                                             QRegularExpression::MultilineOption)),
+             steps.size());
+    QVERIFY(output.contains(QStringLiteral("\nReport:  ") + m_good->dir.path()));
+
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("pass"));
+    QCOMPARE(record.value(QStringLiteral("serial_number")).toString(), QStringLiteral("KP-0042"));
+    QCOMPARE(record.value(QStringLiteral("station")).toString(), QStringLiteral("desk 3"));
+    QCOMPARE(record.value(QStringLiteral("unit")).toString(), QStringLiteral("virtual keypad"));
+    QCOMPARE(record.value(QStringLiteral("tool_version")).toString(), QStringLiteral("0.5"));
+    QCOMPARE(stepsThatFailed(record), QStringList());
+    for (const QJsonValue &step : steps)
+        QCOMPARE(step[QStringLiteral("outcome")].toString(), QStringLiteral("pass"));
+
+    // Everything else is there and can be read.
+    QString error;
+    const QString dir = m_good->latest() + QLatin1Char('/');
+    const auto transcript = Transcript::load(dir + QStringLiteral("transcript.txt"), &error);
+    QVERIFY2(transcript, qPrintable(error));
+    QVERIFY(transcript->entries().size() > 100);
+    QVERIFY(contentOf(dir + QStringLiteral("tool.log")).contains("Waiting for SD event"));
+    for (const char *picture : {"logo", "bars", "grey", "checkerboard", "main-screen", "flashing",
+                                "flashed", "calibration", "calibrated"}) {
+        const QImage image(dir + QLatin1String(picture) + QStringLiteral(".png"));
+        QVERIFY2(image.size() == QSize(800, 480), picture);
+    }
+    QXmlStreamReader xml(contentOf(dir + QStringLiteral("junit.xml")));
+    QVERIFY(xml.readNextStartElement());
+    QCOMPARE(xml.attributes().value(QStringLiteral("tests")).toString(),
+             QString::number(steps.size()));
+    QCOMPARE(xml.attributes().value(QStringLiteral("failures")).toString(), QStringLiteral("0"));
+    QCOMPARE(xml.attributes().value(QStringLiteral("errors")).toString(), QStringLiteral("0"));
+    while (!xml.atEnd())
+        xml.readNext();
+    QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
+    const QByteArray page = contentOf(dir + QStringLiteral("report.html"));
+    QVERIFY(page.contains("<span class=\"word\">pass</span>"));
+    QCOMPARE(page.count("src=\""), page.count("src=\"data:image/png;base64,iVBOR"));
+    QCOMPARE(page.count("src=\""), 9);
+    QVERIFY(!page.contains("href=\""));
+    QVERIFY(!page.contains("{{"));
+}
+
+void TestLineCommand::eachFaultIsFound_data()
+{
+    QTest::addColumn<int>("row");
+    for (int i = 0; i < faultRows().size(); ++i)
+        QTest::newRow(faultRows().at(i).name) << i;
+}
+
+void TestLineCommand::eachFaultIsFound()
+{
+    QFETCH(int, row);
+    const FaultRow &wanted = faultRows().at(row);
+    Run &run = *m_faults.at(static_cast<size_t>(row));
+    startMore();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    const QJsonObject record = recordIn(run.latest());
+    QVERIFY2(stepsThatFailed(record) == wanted.steps, qPrintable(run.output()));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QLatin1String(wanted.outcome));
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), wanted.status);
+    // The verdict names the step, on the line and in the reports.
+    const QString name = QStringLiteral("\"%1\"").arg(wanted.steps.first());
+    QVERIFY(run.output().contains(name));
+    QVERIFY(record.value(QStringLiteral("reason")).toString().contains(name));
+    QVERIFY(contentOf(run.latest() + QStringLiteral("/report.html"))
+                .contains("step " +
+                          QByteArray::number(record.value(QStringLiteral("reason"))
+                                                 .toString()
+                                                 .section(QLatin1Char(' '), 1, 1)
+                                                 .toInt()) +
+                          " "));
+}
+
+void TestLineCommand::theLineGoesOn()
+{
+    Run run({smallPlan(), QStringLiteral("--units"), QStringLiteral("5"),
+             QStringLiteral("--serial-number"), QStringLiteral("KP-0099"),
+             QStringLiteral("--fault"), QStringLiteral("hangs:2"), QStringLiteral("--fault"),
+             QStringLiteral("dies:3"), QStringLiteral("--fault"), QStringLiteral("babbles:4"),
+             QStringLiteral("--pace"), QStringLiteral("0")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    const QString output = run.output();
+    QCOMPARE(run.process.exitCode(), 4); // the worst of them
+    QVERIFY2(output.contains(QStringLiteral("Yield 40.0 % (2 of 5 units)")), qPrintable(output));
+    const QStringList outcomes = {QStringLiteral("pass"), QStringLiteral("time-out"),
+                                  QStringLiteral("error"), QStringLiteral("fail"),
+                                  QStringLiteral("pass")};
+    const QStringList serials = {QStringLiteral("KP-0099"), QStringLiteral("KP-0100"),
+                                 QStringLiteral("KP-0101"), QStringLiteral("KP-0102"),
+                                 QStringLiteral("KP-0103")};
+    for (int i = 0; i < 5; ++i) {
+        const QString dir = run.latest() + QStringLiteral("/unit-0%1").arg(i + 1);
+        const QJsonObject record = recordIn(dir);
+        QCOMPARE(record.value(QStringLiteral("outcome")).toString(), outcomes.at(i));
+        QCOMPARE(record.value(QStringLiteral("serial_number")).toString(), serials.at(i));
+        QVERIFY(QFile::exists(dir + QStringLiteral("/report.html")));
+    }
+    const QByteArray page = contentOf(run.latest() + QStringLiteral("/report.html"));
+    QVERIFY(page.contains("href=\"unit-04/report.html\""));
+    const QByteArray junit = contentOf(run.latest() + QStringLiteral("/junit.xml"));
+    QCOMPARE(junit.count("<testsuite "), 5);
+}
+
+void TestLineCommand::aWrongPlanIsRefused()
+{
+    const QString plan = smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Light","request":"backlight 100","expect":["ACK"]},
+        {"name":"Volts","request":"voltage","expect":[{"frame":"voltage reply",
+         "fields":{"volts":1}}]}]})");
+    Run run({plan});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 2);
+    QCOMPARE(QString::fromUtf8(run.process.readAllStandardError()),
+             QStringLiteral("bench line: %1: step 2 \"Volts\": expect 1: a frame of type "
+                            "\"voltage reply\" has no field \"volts\"; it has text, voltage\n")
+                 .arg(plan));
+    QCOMPARE(run.output(), QString());
+    QVERIFY(!QFile::exists(run.latest()));
+}
+
+void TestLineCommand::wrongOptionsAreRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("reason");
+    const QString plan = QLatin1String(Production);
+    const auto row = [](const char *name, const QStringList &arguments, const char *reason) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(reason);
+    };
+    row("no plan", {}, "one plan is wanted; see --help");
+    row("two plans", {plan, plan}, "one plan is wanted; see --help");
+    row("no such option", {plan, QStringLiteral("--fast")}, "Unknown option 'fast'.");
+    row("no units", {plan, QStringLiteral("--units"), QStringLiteral("0")},
+        "--units takes a number from 1");
+    row("units no number", {plan, QStringLiteral("--units"), QStringLiteral("many")},
+        "--units takes a number from 1");
+    row("no such fault", {plan, QStringLiteral("--fault"), QStringLiteral("rust")},
+        "there is no fault \"rust\"; see --help");
+    row("fault of a unit too many",
+        {plan, QStringLiteral("--units"), QStringLiteral("2"), QStringLiteral("--fault"),
+         QStringLiteral("dies:3")},
+        "--fault dies:3: there is no such unit");
+    row("fault of a real unit",
+        {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--fault"),
+         QStringLiteral("dies")},
+        "a real unit has the faults it has: --port and --fault exclude each other");
+}
+
+void TestLineCommand::wrongOptionsAreRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, reason);
+    Run run(arguments);
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 2);
+    QCOMPARE(QString::fromUtf8(run.process.readAllStandardError()),
+             QStringLiteral("bench line: %1\n").arg(reason));
+}
+
+void TestLineCommand::aPlanIsOnlyChecked()
+{
+    Run run({smallPlan(), QStringLiteral("--check")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 0);
+    QVERIFY(run.output().endsWith(QStringLiteral("small.json: 5 steps\n")));
+    QVERIFY(!QFile::exists(run.latest()));
+}
+
+void TestLineCommand::helpTellsAllFaults()
+{
+    Run run({QStringLiteral("--help")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 0);
+    for (const FaultRow &row : faultRows())
+        QVERIFY2(run.output().contains(QLatin1String(row.name)), row.name);
+}
+
+/// A virtual keypad behind a pty is as good as a real one behind a serial port:
+/// the line has nothing but the path.
+void TestLineCommand::aRealUnitIsAskedFor()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    Run run({smallPlan(), QStringLiteral("--port"), keypad.linePath()});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral(">> Switch it on.\n")), 30000);
+    QVERIFY(keypad.start());
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Is it bright? [Y/n]")), 30000);
+    run.process.write("perhaps\n"); // asked again
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().count(QStringLiteral("Is it bright?")) == 2, 30000);
+    run.process.write("y\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Then press Enter:")), 30000);
+    keypad.pressHome();
+    QVERIFY(keypad.waitForStore(QStringLiteral("/sys/class/leds/buzzer/brightness"), "185"));
+    run.process.write("\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QVERIFY2(run.process.exitCode() == 0, qPrintable(run.output()));
+    // Nobody can look into a real unit's board, and the line says so.
+    QVERIFY(run.output().contains(QStringLiteral("(1 board check skipped)")));
+    const QJsonArray steps = recordIn(run.latest()).value(QStringLiteral("steps")).toArray();
+    QCOMPARE(steps.at(1)[QStringLiteral("checks")][0][QStringLiteral("result")].toString(),
+             QStringLiteral("skipped"));
+    QCOMPARE(steps.at(1)[QStringLiteral("notes")][0].toString(),
+             QStringLiteral("Is it bright? Yes."));
+    QVERIFY(keypad.waitForExit());
+}
+
+void TestLineCommand::anOperatorSaysNo()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    Run run({smallPlan(), QStringLiteral("--port"), keypad.linePath()});
+    run.start();
+    run.process.write("n\n\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Switch it on.")), 30000);
+    QVERIFY(keypad.start());
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 1);
+    const QJsonObject record = recordIn(run.latest());
+    QCOMPARE(stepsThatFailed(record),
+             QStringList({QStringLiteral("Light"), QStringLiteral("Key")}));
+    QCOMPARE(record.value(QStringLiteral("reason")).toString(),
+             QStringLiteral("step 2 \"Light\": expected yes to \"Is it bright?\"; came no"));
+}
+
+void TestLineCommand::anOperatorIsLate()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    const QString port = keypad.linePath();
+    Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":200,"steps":[
+        {"name":"Key","operator":{"ask":"Press.","do":[{"home":"press"}]},
+         "request":"buttons","expect":["buttons reply"]}]})"),
+             QStringLiteral("--port"), port});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 3);
+    QVERIFY(run.output().contains(QStringLiteral("the operator did not answer in 0.2 s")));
+}
+
+void TestLineCommand::anOperatorIsNotThere()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    const QString port = keypad.linePath();
+    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Key","operator":{"ask":"Press.","do":[{"home":"press"}]},
+         "request":"buttons","expect":["buttons reply"]}]})"),
+             QStringLiteral("--port"), port});
+    run.start();
+    run.process.closeWriteChannel();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 4);
+    QVERIFY(run.output().contains(QStringLiteral("there is no operator")));
+}
+
+void TestLineCommand::aPortIsNotThere()
+{
+    Run run({smallPlan(), QStringLiteral("--port"), QStringLiteral("/dev/ttyNowhere")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QJsonObject record = recordIn(run.latest());
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
+    QCOMPARE(record.value(QStringLiteral("reason")).toString(),
+             QStringLiteral("/dev/ttyNowhere: No such file or directory"));
+}
+
+void TestLineCommand::theRunIsInterrupted()
+{
+    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Never","expect":["ready"],"limit_ms":600000}]})")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("1 steps on")), 30000);
+    QTest::qWait(100); // now it waits, or it is about to; both must end
+    QCOMPARE(kill(static_cast<pid_t>(run.process.processId()), SIGINT), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 4);
+    QCOMPARE(recordIn(run.latest()).value(QStringLiteral("reason")).toString(),
+             QStringLiteral("step 1 \"Never\": interrupted"));
+}
+
+void TestLineCommand::aTranscriptIsReplayed()
+{
+    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":15000},
+        {"name":"Light","request":"backlight 100","expect":["ACK"]},
+        {"name":"Volts","request":"voltage","expect":["voltage reply"]}]})")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 0);
+
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    const QStringList replay = {QStringLiteral("station"), keypad.linePath(),
+                                QStringLiteral("replay"),
+                                run.latest() + QStringLiteral("/transcript.txt")};
+    QVERIFY(keypad.start());
+    QVERIFY(keypad.waitForLog(QStringLiteral("Waiting for SD event")));
+    QProcess same;
+    same.start(QStringLiteral(BENCH), replay);
+    QTRY_VERIFY_WITH_TIMEOUT(same.state() == QProcess::NotRunning, 60000);
+    QVERIFY2(same.exitCode() == 0, same.readAllStandardOutput().constData());
+
+    QVERIFY(keypad.setAttribute(QStringLiteral("/sys/class/power_supply/corlink/voltage_now"),
+                                "9999\n"));
+    QProcess other;
+    other.start(QStringLiteral(BENCH), replay);
+    QTRY_VERIFY_WITH_TIMEOUT(other.state() == QProcess::NotRunning, 60000);
+    QCOMPARE(other.exitCode(), 1);
+    const QByteArray shown = other.readAllStandardOutput();
+    QVERIFY2(shown.contains("00012345") && shown.contains("00009999"), shown.constData());
+}
+
+QTEST_GUILESS_MAIN(TestLineCommand)
+#include "tst_linecommand.moc"

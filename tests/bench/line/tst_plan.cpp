@@ -1,0 +1,542 @@
+#include "bench/line/plan.h"
+
+#include "bench/station/messages.h"
+#include "tests/bench/line/schema.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTest>
+
+namespace
+{
+
+/// A right plan around one step.
+QByteArray planWith(const QByteArray &step)
+{
+    return "{\"plan\":\"p\",\"title\":\"P\",\"steps\":[" + step + "]}";
+}
+
+/// A right step with one more member.
+QByteArray stepWith(const QByteArray &member)
+{
+    return "{\"name\":\"s\",\"expect\":[\"ACK\"]," + member + "}";
+}
+
+QByteArray checking(const QByteArray &check)
+{
+    return stepWith("\"check\":[" + check + "]");
+}
+
+QByteArray expecting(const QByteArray &expected)
+{
+    return "{\"name\":\"s\",\"expect\":[" + expected + "]}";
+}
+
+QByteArray doing(const QByteArray &action)
+{
+    return stepWith("\"operator\":{\"ask\":\"a\",\"do\":[" + action + "]}");
+}
+
+QJsonObject publishedSchema()
+{
+    QFile file(QStringLiteral(SOURCE_DIR "/docs/plan.schema.json"));
+    if (!file.open(QIODevice::ReadOnly))
+        return QJsonObject();
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
+
+bool schemaTakes(const QByteArray &json)
+{
+    Schema schema(publishedSchema());
+    return schema.isValid(QJsonDocument::fromJson(json).object());
+}
+
+} // namespace
+
+class TestPlan : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void matchesWildcards_data();
+    void matchesWildcards();
+    void knowsTypesByNameAndNumber();
+    void readsAWholeStep();
+    void hasDefaults();
+    void readsEveryCheck();
+    void readsEveryAction();
+    void needsADisplayOnlyToLookOrTouch();
+    void takesRightSteps_data();
+    void takesRightSteps();
+    void refusesWrongPlans_data();
+    void refusesWrongPlans();
+    void tellsWhereTheJsonBreaks();
+    void tellsThatAFileIsMissing();
+    void schemaHasOnlyKnownKeywords();
+    void readsEveryPlanOfTheBench_data();
+    void readsEveryPlanOfTheBench();
+    void describesLimits_data();
+    void describesLimits();
+};
+
+void TestPlan::matchesWildcards_data()
+{
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("result");
+    QTest::newRow("same") << "00AB"
+                          << "00AB" << true;
+    QTest::newRow("other case") << "00ab"
+                                << "00AB" << false;
+    QTest::newRow("shorter") << "00A"
+                             << "00AB" << false;
+    QTest::newRow("longer") << "00ABC"
+                            << "00AB" << false;
+    QTest::newRow("one character") << "0?AB"
+                                   << "07AB" << true;
+    QTest::newRow("one character is not none") << "00AB?"
+                                               << "00AB" << false;
+    QTest::newRow("any end") << "00*"
+                             << "00AB" << true;
+    QTest::newRow("any of none") << "00AB*"
+                                 << "00AB" << true;
+    QTest::newRow("two stars, taken back") << "*ab*cd"
+                                           << "abxabcxcd" << true;
+    QTest::newRow("star, wrong end") << "*cd"
+                                     << "cdx" << false;
+    QTest::newRow("empty and empty") << ""
+                                     << "" << true;
+    QTest::newRow("empty and text") << ""
+                                    << "x" << false;
+    QTest::newRow("brackets are themselves") << "[a]"
+                                             << "a" << false;
+}
+
+void TestPlan::matchesWildcards()
+{
+    QFETCH(QString, pattern);
+    QFETCH(QString, text);
+    QTEST(matches(pattern, text), "result");
+}
+
+void TestPlan::knowsTypesByNameAndNumber()
+{
+    QCOMPARE(int(messageType(QStringLiteral("ACK")).value()), 0x0004);
+    QCOMPARE(int(messageType(QStringLiteral("ack")).value()), 0x0004);
+    QCOMPARE(int(messageType(QStringLiteral("voltage reply")).value()), 0x7081);
+    QCOMPARE(int(messageType(QStringLiteral("ready")).value()), 0x9999);
+    QCOMPARE(int(messageType(QStringLiteral("7081")).value()), 0x7081);
+    QCOMPARE(int(messageType(QStringLiteral("12ab")).value()), 0x12AB);
+    QVERIFY(!messageType(QStringLiteral("volts")));
+    QVERIFY(!messageType(QStringLiteral("708")));
+}
+
+void TestPlan::readsAWholeStep()
+{
+    const QByteArray json = planWith(R"({
+        "name": "Voltage", "group": "readings", "request": "7080", "limit_ms": 1500,
+        "operator": { "ask": "Look", "do": [ { "home": "press" } ] },
+        "expect": [ "ACK",
+                    { "frame": "voltage reply", "data": "000?????",
+                      "fields": { "voltage": { "min": 11000, "max": 14500, "unit": "mV" } } },
+                    { "line": "AT*" } ],
+        "check": [ { "log": "x" } ], "look": "Is it?", "picture": "volts", "quiet_ms": 20,
+        "tries": 3, "required": true })");
+    QString error;
+    const std::optional<Plan> plan = Plan::fromJson(json, QStringLiteral("p.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QCOMPARE(plan->name, QStringLiteral("p"));
+    QCOMPARE(plan->title, QStringLiteral("P"));
+    QCOMPARE(plan->file, QStringLiteral("p.json"));
+    QCOMPARE(int(plan->steps.size()), 1);
+    const Plan::Step &step = plan->steps.first();
+    QCOMPARE(step.name, QStringLiteral("Voltage"));
+    QCOMPARE(step.group, QStringLiteral("readings"));
+    QCOMPARE(int(step.request.value().type), 0x7080);
+    QCOMPARE(step.request.value().data, QByteArray());
+    QCOMPARE(step.limitMs, 1500);
+    QCOMPARE(step.operation.value().ask, QStringLiteral("Look"));
+    QCOMPARE(int(step.expected.size()), 3);
+    QCOMPARE(int(step.expected.at(0).type), 0x0004);
+    QVERIFY(!step.expected.at(0).text);
+    const Plan::Expected &voltage = step.expected.at(1);
+    QCOMPARE(int(voltage.type), 0x7081);
+    QCOMPARE(voltage.text.value(), QStringLiteral("000?????"));
+    QCOMPARE(int(voltage.fields.size()), 1);
+    QCOMPARE(voltage.fields.first().field, QStringLiteral("voltage"));
+    QCOMPARE(voltage.fields.first().min.value(), 11000.0);
+    QCOMPARE(voltage.fields.first().max.value(), 14500.0);
+    QCOMPARE(voltage.fields.first().unit, QStringLiteral("mV"));
+    QVERIFY(!step.expected.at(2).isFrame);
+    QCOMPARE(step.expected.at(2).text.value(), QStringLiteral("AT*"));
+    QCOMPARE(step.look, QStringLiteral("Is it?"));
+    QCOMPARE(step.picture, QStringLiteral("volts"));
+    QCOMPARE(step.quietMs, 20);
+    QCOMPARE(step.tries, 3);
+    QVERIFY(step.required);
+}
+
+void TestPlan::hasDefaults()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::fromJson(R"({"plan":"p","title":"P","limit_ms":700,"steps":[
+            {"name":"a","expect":["ACK"]},{"name":"b","raw":"7E\r\n","expect":["NAK"],
+             "limit_ms":900}]})",
+                       QStringLiteral("p.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QCOMPARE(plan->operatorLimitMs, 30000);
+    QCOMPARE(plan->steps.at(0).limitMs, 700);
+    QCOMPARE(plan->steps.at(0).tries, 1);
+    QCOMPARE(plan->steps.at(0).quietMs, 0);
+    QVERIFY(!plan->steps.at(0).required);
+    QVERIFY(!plan->steps.at(0).request);
+    QCOMPARE(plan->steps.at(1).limitMs, 900);
+    QCOMPARE(plan->steps.at(1).raw, QByteArray("7E\r\n"));
+}
+
+void TestPlan::readsEveryCheck()
+{
+    QString error;
+    const std::optional<Plan> plan = Plan::fromJson(planWith(stepWith(R"("check":[
+        {"stores":[{"path":"/sys/a","text":"1"},{"path":"/sys/b","text":""}]},
+        {"attribute":"/sys/a","text":"12?"},
+        {"pixel":[799,479],"colour":"#12aBff","tolerance":3},
+        {"file":"/mnt/x","text":"a*"},
+        {"file":"/mnt/y","exists":false},
+        {"log":"said"},
+        {"exit":0}])")),
+                                                    QStringLiteral("p"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    const QList<Plan::Check> &checks = plan->steps.first().checks;
+    QCOMPARE(int(checks.size()), 7);
+    QCOMPARE(checks.at(0).describe(), QStringLiteral("store 1 to /sys/a, then  to /sys/b"));
+    QCOMPARE(checks.at(1).describe(), QStringLiteral("/sys/a reads 12?"));
+    QCOMPARE(checks.at(2).describe(), QStringLiteral("pixel 799,479 is #12abff"));
+    QCOMPARE(checks.at(2).tolerance, 3);
+    QCOMPARE(checks.at(3).describe(), QStringLiteral("file /mnt/x holds 'a*'"));
+    QCOMPARE(checks.at(4).describe(), QStringLiteral("no file /mnt/y"));
+    QCOMPARE(checks.at(5).describe(), QStringLiteral("log line \"said\""));
+    QCOMPARE(checks.at(6).describe(), QStringLiteral("the tool ends with exit status 0"));
+}
+
+void TestPlan::readsEveryAction()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::fromJson(planWith(doing(R"({"power":"on"},{"home":"release"},{"tamper":"open"},
+            {"card":"out"},{"touch":[3,4],"hold_ms":700},{"touch":[0,0]})")),
+                       QStringLiteral("p"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    const QList<Plan::Action> &actions = plan->steps.first().operation.value().actions;
+    QCOMPARE(int(actions.size()), 6);
+    QCOMPARE(int(actions.at(0).kind), int(Plan::Action::Power));
+    QCOMPARE(actions.at(0).on, true);
+    QCOMPARE(int(actions.at(1).kind), int(Plan::Action::Home));
+    QCOMPARE(actions.at(1).on, false);
+    QCOMPARE(int(actions.at(2).kind), int(Plan::Action::Tamper));
+    QCOMPARE(actions.at(2).on, true);
+    QCOMPARE(int(actions.at(3).kind), int(Plan::Action::Card));
+    QCOMPARE(actions.at(3).on, false);
+    QCOMPARE(int(actions.at(4).kind), int(Plan::Action::Touch));
+    QCOMPARE(actions.at(4).point, QPoint(3, 4));
+    QCOMPARE(actions.at(4).holdMs, 700);
+    QCOMPARE(actions.at(5).holdMs, 80);
+}
+
+void TestPlan::needsADisplayOnlyToLookOrTouch()
+{
+    QString error;
+    const auto needs = [&error](const QByteArray &step) {
+        return Plan::fromJson(planWith(step), QStringLiteral("p"), &error).value().needsDisplay();
+    };
+    QVERIFY(!needs(doing(R"({"home":"press"})")));
+    QVERIFY(!needs(checking(R"({"log":"x"})")));
+    QVERIFY(needs(doing(R"({"touch":[1,1]})")));
+    QVERIFY(needs(checking(R"({"pixel":[1,1],"colour":"#000000"})")));
+    QVERIFY(needs(stepWith(R"("picture":"x")")));
+}
+
+/// Each of these the published schema must take, too.
+void TestPlan::takesRightSteps_data()
+{
+    QTest::addColumn<QByteArray>("step");
+    QTest::newRow("the smallest") << QByteArray(R"({"name":"s","expect":["ACK"]})");
+    QTest::newRow("only a check") << QByteArray(R"({"name":"s","check":[{"log":"x"}]})");
+    QTest::newRow("only a look") << QByteArray(R"({"name":"s","look":"x"})");
+    QTest::newRow("only quiet") << QByteArray(R"({"name":"s","quiet_ms":1})");
+    QTest::newRow("request by name") << stepWith(R"("request":"backlight 100")");
+    QTest::newRow("request by number") << stepWith(R"("request":"6143","data":"0064")");
+    QTest::newRow("request of an unknown type") << stepWith(R"("request":"1234")");
+    QTest::newRow("reply of an unknown type") << expecting(R"("1234")");
+    QTest::newRow("empty data") << expecting(R"({"frame":"echo reply","data":""})");
+    QTest::newRow("empty line") << expecting(R"({"line":""})");
+    QTest::newRow("number") << expecting(R"({"frame":"mount result","fields":{"success":1}})");
+    QTest::newRow("text") << expecting(R"({"frame":"version reply","fields":{"version":"1*"}})");
+    QTest::newRow("no lower limit") << expecting(R"({"frame":"touch","fields":{"x":{"max":10}}})");
+    QTest::newRow("whole number with decimals") << stepWith(R"("limit_ms":1000.0)");
+    QTest::newRow("poll") << stepWith(
+        R"("poll":{"request":"flash-query","every_ms":5,"at_least":0,"stall_ms":9,"rising":"stage",
+            "fields":{"percent":{"min":0,"max":101}}})");
+    QTest::newRow("poll by number") << stepWith(R"("poll":{"request":"7053","data":""})");
+    QTest::newRow("file that exists") << checking(R"({"file":"/a","exists":true,"text":""})");
+}
+
+void TestPlan::takesRightSteps()
+{
+    QFETCH(QByteArray, step);
+    QString error;
+    QVERIFY2(Plan::fromJson(planWith(step), QStringLiteral("p"), &error), qPrintable(error));
+    QVERIFY(schemaTakes(planWith(step)));
+}
+
+void TestPlan::refusesWrongPlans_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("error");
+    // What the schema cannot know: names and fields of messages, what must be unique.
+    QTest::addColumn<bool>("schemaRefuses");
+
+    const auto row = [](const char *name, const QByteArray &json, const char *error,
+                        bool schemaRefuses = true) {
+        QTest::newRow(name) << json << QString::fromLatin1(error) << schemaRefuses;
+    };
+    const auto step = [&row](const char *name, const QByteArray &text, const char *error,
+                             bool schemaRefuses = true) {
+        const QByteArray place = QByteArray("step 1 \"s\": ") + error;
+        row(name, planWith(text), place.constData(), schemaRefuses);
+    };
+
+    row("no object", "[]", "\"plan\" is missing");
+    row("no name", R"({"title":"P","steps":[{"name":"s","expect":["ACK"]}]})",
+        "\"plan\" is missing");
+    row("no title", R"({"plan":"p","steps":[{"name":"s","expect":["ACK"]}]})",
+        "\"title\" is missing");
+    row("empty title", R"({"plan":"p","title":"","steps":[{"name":"s","expect":["ACK"]}]})",
+        "\"title\" must be a text that is not empty");
+    row("no steps", R"({"plan":"p","title":"P"})", "\"steps\" is missing");
+    row("empty steps", R"({"plan":"p","title":"P","steps":[]})",
+        "\"steps\" must be a list that is not empty");
+    row("steps no list", R"({"plan":"p","title":"P","steps":{}})",
+        "\"steps\" must be a list that is not empty");
+    row("unknown member of the plan",
+        R"({"plan":"p","title":"P","speed":1,"steps":[{"name":"s","expect":["ACK"]}]})",
+        "\"speed\" is not known here");
+    row("limit of the plan",
+        R"({"plan":"p","title":"P","limit_ms":0,"steps":[{"name":"s","expect":["ACK"]}]})",
+        "\"limit_ms\" must be a whole number from 1 to 3600000");
+    row("step no object", planWith("1"), "step 1: must be an object");
+    row("step without a name", planWith(R"({"expect":["ACK"]})"), "step 1: \"name\" is missing");
+    row("name twice", planWith(R"({"name":"s","expect":["ACK"]},{"name":"s","expect":["ACK"]})"),
+        "step 2 \"s\": an earlier step has the same name", false);
+    row("picture twice", planWith(R"({"name":"s","expect":["ACK"],"picture":"a"},
+                    {"name":"t","expect":["ACK"],"picture":"a"})"),
+        "step 2 \"t\": an earlier step has a \"picture\" of the same name", false);
+    row("second step is wrong", planWith(R"({"name":"s","expect":["ACK"]},{"name":"t","tries":0})"),
+        "step 2 \"t\": \"tries\" must be a whole number from 1 to 10");
+
+    step("unknown member", stepWith(R"("limit":1)"), "\"limit\" is not known here");
+    step("tests nothing", R"({"name":"s","request":"echo"})",
+         "it tests nothing: \"expect\", \"check\", \"look\" or \"quiet_ms\" is missing");
+    step("limit as text", stepWith(R"("limit_ms":"1")"),
+         "\"limit_ms\" must be a whole number from 1 to 3600000");
+    step("limit with a part", stepWith(R"("limit_ms":1.5)"),
+         "\"limit_ms\" must be a whole number from 1 to 3600000");
+    step("limit too long", stepWith(R"("limit_ms":3600001)"),
+         "\"limit_ms\" must be a whole number from 1 to 3600000");
+    step("too many tries", stepWith(R"("tries":11)"),
+         "\"tries\" must be a whole number from 1 to 10");
+    step("quiet for ever", stepWith(R"("quiet_ms":60001)"),
+         "\"quiet_ms\" must be a whole number from 1 to 60000");
+    step("required as number", stepWith(R"("required":1)"), "\"required\" must be true or false");
+    step("picture as path", stepWith(R"("picture":"../x")"),
+         "\"picture\" must be a name of a-z, 0-9 and -");
+    step("empty look", stepWith(R"("look":"")"), "\"look\" must be a text that is not empty");
+
+    step("unknown request", stepWith(R"("request":"backlit 1")"),
+         "\"request\": unknown request \"backlit\"", false);
+    step("request without its argument", stepWith(R"("request":"backlight")"),
+         "\"request\": usage: backlight LEVEL", false);
+    step("argument out of range", stepWith(R"("request":"backlight 256")"),
+         "\"request\": backlight: \"256\" is no number from 0 to 255", false);
+    step("request no text", stepWith(R"("request":6143)"),
+         "\"request\" must be a text that is not empty");
+    step("data of a named request", stepWith(R"("request":"echo","data":"1")"),
+         "\"data\" belongs to a request by number", false);
+    step("data alone", stepWith(R"("data":"1")"), "\"data\" needs a \"request\"");
+    step("request and raw", stepWith(R"("request":"echo","raw":"x")"),
+         "\"request\" and \"raw\" exclude each other");
+
+    step("empty expect", R"({"name":"s","look":"l","expect":[]})",
+         "\"expect\" must be a list that is not empty");
+    step("unknown reply", expecting(R"("okay")"),
+         "expect 1: \"okay\" is neither a reply of the keypad nor four hexadecimal digits", false);
+    step("request as reply", expecting(R"("ACK","voltage request")"),
+         "expect 2: \"voltage request\" is a request, which no keypad sends", false);
+    step("reply no text", expecting("4"), "expect 1: must be an object");
+    step("object without frame", expecting(R"({"data":"1"})"), "expect 1: \"frame\" is missing");
+    step("data no text", expecting(R"({"frame":"ACK","data":1})"),
+         "expect 1: \"data\" must be a text");
+    step("frame and line", expecting(R"({"frame":"ACK","line":"x"})"),
+         "expect 1: \"frame\" is not known here");
+    step("unknown field", expecting(R"({"frame":"touch","fields":{"z":1}})"),
+         "expect 1: a frame of type \"touch\" has no field \"z\"; it has x, y", false);
+    step("field of a bare reply", expecting(R"({"frame":"ACK","fields":{"x":1}})"),
+         "expect 1: a frame of type \"ACK\" has no field \"x\"; it has none", false);
+    step("limit without limits", expecting(R"({"frame":"touch","fields":{"x":{"unit":"px"}}})"),
+         "expect 1: field \"x\": \"min\" or \"max\" is missing");
+    step("limits the wrong way round",
+         expecting(R"({"frame":"touch","fields":{"x":{"min":2,"max":1}}})"),
+         "expect 1: field \"x\": \"min\" is above \"max\"", false);
+    step("limit as text", expecting(R"({"frame":"touch","fields":{"x":{"min":"1"}}})"),
+         "expect 1: field \"x\": \"min\" must be a number");
+    step("limit misspelt", expecting(R"({"frame":"touch","fields":{"x":{"min":1,"mx":2}}})"),
+         "expect 1: field \"x\": \"mx\" is not known here");
+    step("field as list", expecting(R"({"frame":"touch","fields":{"x":[1]}})"),
+         "expect 1: field \"x\": must be an object");
+
+    step("no kind of check", checking("{}"),
+         "check 1: must have exactly one of \"stores\", \"attribute\", \"pixel\", \"file\", "
+         "\"log\", \"exit\"");
+    step("two kinds of check", checking(R"({"log":"x","exit":0})"),
+         "check 1: must have exactly one of \"stores\", \"attribute\", \"pixel\", \"file\", "
+         "\"log\", \"exit\"");
+    step("store without a text", checking(R"({"stores":[{"path":"/a"}]})"),
+         "check 1: store 1: \"text\" is missing");
+    step("store by a relative path", checking(R"({"stores":[{"path":"a","text":"1"}]})"),
+         "check 1: store 1: \"path\" must be a whole path, beginning with /");
+    step("attribute without a text", checking(R"({"attribute":"/a"})"),
+         "check 1: \"text\" is missing");
+    step("pixel beside the screen", checking(R"({"pixel":[800,0],"colour":"#000000"})"),
+         "check 1: \"pixel\" must be [x, y] with x from 0 to 799 and y from 0 to 479");
+    step("pixel of one number", checking(R"({"pixel":[8],"colour":"#000000"})"),
+         "check 1: \"pixel\" must be [x, y] with x from 0 to 799 and y from 0 to 479");
+    step("pixel of three numbers", checking(R"({"pixel":[8,8,8],"colour":"#000000"})"),
+         "check 1: \"pixel\" must be [x, y] with x from 0 to 799 and y from 0 to 479");
+    step("pixel with a part", checking(R"({"pixel":[8.5,8],"colour":"#000000"})"),
+         "check 1: \"pixel\" must be [x, y] with x from 0 to 799 and y from 0 to 479");
+    step("colour by name", checking(R"({"pixel":[8,8],"colour":"red"})"),
+         "check 1: \"colour\" must be \"#\" and six hexadecimal digits");
+    step("no colour", checking(R"({"pixel":[8,8]})"), "check 1: \"colour\" is missing");
+    step("text of no file", checking(R"({"file":"/a","exists":false,"text":"x"})"),
+         "check 1: a file that does not exist has no \"text\"");
+    step("empty log line", checking(R"({"log":""})"),
+         "check 1: \"log\" must be a text that is not empty");
+    step("exit status", checking(R"({"exit":256})"),
+         "check 1: \"exit\" must be a whole number from 0 to 255");
+
+    step("nothing asked", stepWith(R"("operator":{"do":[{"home":"press"}]})"),
+         "operator: \"ask\" is missing");
+    step("nothing done", stepWith(R"("operator":{"ask":"a","do":[]})"),
+         "operator: \"do\" must be a list that is not empty");
+    step("operator as text", stepWith(R"("operator":"a")"), "operator: must be an object");
+    step("unknown action", doing(R"({"kick":"on"})"),
+         "operator: do 1: must have exactly one of \"power\", \"home\", \"tamper\", \"card\", "
+         "\"touch\"");
+    step("two actions in one", doing(R"({"power":"on","card":"in"})"),
+         "operator: do 1: must have exactly one of \"power\", \"home\", \"tamper\", \"card\", "
+         "\"touch\"");
+    step("half a press", doing(R"({"home":"down"})"),
+         "operator: do 1: \"home\" must be \"press\" or \"release\"");
+    step("hold of a key", doing(R"({"home":"press","hold_ms":5})"),
+         "operator: do 1: \"hold_ms\" is not known here");
+    step("touch beside the screen", doing(R"({"touch":[0,480]})"),
+         "operator: do 1: \"touch\" must be [x, y] with x from 0 to 799 and y from 0 to 479");
+
+    step("poll for nothing", R"({"name":"s","look":"l","poll":{"request":"flash-query"}})",
+         "a \"poll\" needs an \"expect\" that ends it");
+    step("poll without a request", stepWith(R"("poll":{"every_ms":5})"),
+         "poll: \"request\" is missing");
+    step("poll without an answer", stepWith(R"("poll":{"request":"backlight 1"})"),
+         "poll: that request has no answer to follow", false);
+    step("poll rising a stranger", stepWith(R"("poll":{"request":"flash-query","rising":"x"})"),
+         "poll: the answer has no field \"x\"", false);
+    step("poll too often", stepWith(R"("poll":{"request":"flash-query","every_ms":0})"),
+         "poll: \"every_ms\" must be a whole number from 1 to 60000");
+}
+
+void TestPlan::refusesWrongPlans()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, error);
+    QFETCH(bool, schemaRefuses);
+    QString found;
+    QVERIFY(!Plan::fromJson(json, QStringLiteral("wrong.json"), &found));
+    QCOMPARE(found, QStringLiteral("wrong.json: ") + error);
+    QCOMPARE(schemaTakes(json), !schemaRefuses);
+}
+
+void TestPlan::tellsWhereTheJsonBreaks()
+{
+    QString error;
+    QVERIFY(
+        !Plan::fromJson("{\n  \"plan\": \"p\",\n  \"title\" }", QStringLiteral("x.json"), &error));
+    QVERIFY2(error.startsWith(QStringLiteral("x.json: line 3, column ")), qPrintable(error));
+    QVERIFY(!Plan::fromJson(QByteArray(), QStringLiteral("x.json"), &error));
+    QVERIFY2(error.startsWith(QStringLiteral("x.json: line 1, column 1: ")), qPrintable(error));
+}
+
+void TestPlan::tellsThatAFileIsMissing()
+{
+    QString error;
+    QVERIFY(!Plan::load(QStringLiteral("/nowhere/plan.json"), &error));
+    QCOMPARE(error, QStringLiteral("/nowhere/plan.json: No such file or directory"));
+}
+
+void TestPlan::schemaHasOnlyKnownKeywords()
+{
+    Schema schema(publishedSchema());
+    QVERIFY(!schema.isValid(QJsonObject()));
+    QFile file(QStringLiteral(SOURCE_DIR "/bench/plans/production.json"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    schema.isValid(QJsonDocument::fromJson(file.readAll()).object());
+    QCOMPARE(schema.unknownKeyword(), QString());
+}
+
+void TestPlan::readsEveryPlanOfTheBench_data()
+{
+    QTest::addColumn<QString>("file");
+    const QDir dir(QStringLiteral(SOURCE_DIR "/bench/plans"));
+    const QStringList names = dir.entryList({QStringLiteral("*.json")}, QDir::Files);
+    QVERIFY(names.contains(QStringLiteral("production.json")));
+    for (const QString &name : names)
+        QTest::newRow(qPrintable(name)) << dir.filePath(name);
+}
+
+void TestPlan::readsEveryPlanOfTheBench()
+{
+    QFETCH(QString, file);
+    QString error;
+    QVERIFY2(Plan::load(file, &error), qPrintable(error));
+    QFile opened(file);
+    QVERIFY(opened.open(QIODevice::ReadOnly));
+    QVERIFY(schemaTakes(opened.readAll()));
+}
+
+void TestPlan::describesLimits_data()
+{
+    QTest::addColumn<QByteArray>("limit");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("range") << QByteArray(R"({"min":1,"max":2,"unit":"V"})")
+                           << QStringLiteral("1 to 2 V");
+    QTest::newRow("least") << QByteArray(R"({"min":1.5})") << QStringLiteral("at least 1.5");
+    QTest::newRow("most") << QByteArray(R"({"max":14500000})")
+                          << QStringLiteral("at most 14500000");
+    QTest::newRow("number") << QByteArray("7") << QStringLiteral("7");
+    QTest::newRow("text") << QByteArray("\"7*\"") << QStringLiteral("'7*'");
+}
+
+void TestPlan::describesLimits()
+{
+    QFETCH(QByteArray, limit);
+    QString error;
+    const std::optional<Plan> plan = Plan::fromJson(
+        planWith(expecting("{\"frame\":\"voltage reply\",\"fields\":{\"voltage\":" + limit + "}}")),
+        QStringLiteral("p"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QTEST(plan->steps.first().expected.first().fields.first().describe(), "text");
+}
+
+QTEST_GUILESS_MAIN(TestPlan)
+#include "tst_plan.moc"

@@ -1,0 +1,205 @@
+#include "bench/station/logline.h"
+
+#include <QtTest>
+
+class TestLogLine : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void findsAFrameInAnyLog_data();
+    void findsAFrameInAnyLog();
+    void findsEveryFrameOfALine();
+    void findsTheLikeliestWrongFrame_data();
+    void findsTheLikeliestWrongFrame();
+    void findsNothing_data();
+    void findsNothing();
+    void explains_data();
+    void explains();
+};
+
+void TestLogLine::findsAFrameInAnyLog_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<quint16>("type");
+    QTest::addColumn<QByteArray>("data");
+
+    const struct {
+        const char *name;
+        const char *line;
+        quint16 type;
+        const char *data;
+    } rows[] = {
+        {"bare", "7E000A00043102957F", 0x0004, ""},
+        {"with line end", "7E000A00043102957F\r\n", 0x0004, ""},
+        {"the tool's log", "Got_newsocket: 7E000E61431F006403607F", 0x6143, "0064"},
+        {"with time and severity", "12:34:56.789 debug Got_newsocket: 7E000E61431F006403607F",
+         0x6143, "0064"},
+        {"a time that looks like a mark", "2026-11-07E7E:7E 7E000A00043102957F", 0x0004, ""},
+        {"a transcript", "2026-03-01T09:30:00.125016Z < \"7E000A00043102957F\\r\\n\" # ACK", 0x0004,
+         ""},
+        {"marks within the data", "> 7E00116002067E7F12303FB7F", 0x6002, "7E7F123"},
+        {"text behind", "7E000A99995102B77F (ready)", 0x9999, ""},
+        {"blanks within the data", "7E002C603D6E010220140101 1.2  000000000000000009467F", 0x603D,
+         "010220140101 1.2  0000000000000000"},
+        {"lower case", "rx 7e000e61435f006403c47f", 0x6143, "0064"},
+        {"behind a module's line", "OK7E000A00043102957F", 0x0004, ""},
+        {"unknown type of a station", "7E000A123417027F7F", 0x1234, ""},
+    };
+    for (const auto &row : rows)
+        QTest::newRow(row.name) << QByteArray(row.line) << row.type << QByteArray(row.data);
+}
+
+void TestLogLine::findsAFrameInAnyLog()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(quint16, type);
+    QFETCH(QByteArray, data);
+
+    const QList<wire::Report> reports = wire::framesInLogLine(line);
+    QCOMPARE(reports.size(), 1);
+    QVERIFY2(reports.first().ok(), qPrintable(reports.first().text()));
+    QCOMPARE(reports.first().frame.type, type);
+    QCOMPARE(reports.first().frame.data, data);
+}
+
+void TestLogLine::findsEveryFrameOfALine()
+{
+    const QList<wire::Report> reports =
+        wire::framesInLogLine("tx 7E000A60011402797F, then 7E000A00043102957F7E000A99995102B77F");
+    QCOMPARE(reports.size(), 3);
+    QCOMPARE(reports.at(0).frame.type, quint16(0x6001));
+    QCOMPARE(reports.at(1).frame.type, quint16(0x0004));
+    QCOMPARE(reports.at(2).frame.type, quint16(0x9999));
+}
+
+void TestLogLine::findsTheLikeliestWrongFrame_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QByteArray>("raw");
+    QTest::addColumn<QString>("text");
+
+    const struct {
+        const char *name;
+        const char *line;
+        const char *raw;
+        const char *text;
+    } rows[] = {
+        {"checksum", "x 7E000E61431F006403617F\r\n", "7E000E61431F006403617F",
+         "checksum is 0361, should be 0360"},
+        {"end mark", "Got_newsocket: 7E000E61431F006403607D", "7E000E61431F006403607D",
+         "end mark is \"7D\", should be 7F"},
+        {"end mark in a transcript",
+         "2026-03-01T09:30:00.125016Z < \"7E000A00043102957D\\r\\n\" # damaged 7E 7F",
+         "7E000A00043102957D", "end mark is \"7D\", should be 7F"},
+        {"start mark", "rx: 7D000A00043002937F", "7D000A00043002937F",
+         "start mark is \"7D\", should be 7E"},
+        {"cut off", "Got_newsocket: 7E000C603C", "7E000C603C",
+         "10 characters, a frame has at least 18; end mark is \"3C\", should be 7F"},
+        {"length", "7E000B00043202977F", "7E000B00043202977F",
+         "length field is 000B, should be 000A"},
+    };
+    for (const auto &row : rows)
+        QTest::newRow(row.name) << QByteArray(row.line) << QByteArray(row.raw) << QString(row.text);
+}
+
+void TestLogLine::findsTheLikeliestWrongFrame()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QByteArray, raw);
+    QFETCH(QString, text);
+
+    const QList<wire::Report> reports = wire::framesInLogLine(line);
+    QCOMPARE(reports.size(), 1);
+    QCOMPARE(reports.first().raw, raw);
+    QCOMPARE(reports.first().text(), text);
+}
+
+void TestLogLine::findsNothing_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("text") << QByteArray("In ATE Mode--->, SDMon thread started");
+    QTest::newRow("end mark alone") << QByteArray("value 7F");
+}
+
+void TestLogLine::findsNothing()
+{
+    QFETCH(QByteArray, line);
+    QVERIFY(wire::framesInLogLine(line).isEmpty());
+}
+
+void TestLogLine::explains_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("request") << QByteArray("7E000E61431F006403607F")
+                             << QString("frame:   7E000E61431F006403607F\n"
+                                        "sender:  station\n"
+                                        "type:    6143 (backlight or bias power request)\n"
+                                        "meaning: backlight 100\n"
+                                        "field:   level = 100\n"
+                                        "checks:  all right\n");
+    QTest::newRow("wrong case of a keypad")
+        << QByteArray("7E000A00041102737F")
+        << QString("frame:   7E000A00041102737F\n"
+                   "sender:  keypad\n"
+                   "type:    0004 (ACK)\n"
+                   "meaning: ACK\n"
+                   "wrong:   header check is 11, should be 31 (wrong case summed: the keypad sums "
+                   "length, type and header check with lower-case digits, though it sends them in "
+                   "upper case)\n"
+                   "wrong:   checksum is 0273, should be 0293 (wrong case summed: the keypad sums "
+                   "length, type and header check with lower-case digits, though it sends them in "
+                   "upper case)\n"
+                   "right:   7E000A00043102957F\n");
+    QTest::newRow("wrong case of a station")
+        << QByteArray("7E000C603C6B0103647F")
+        << QString("frame:   7E000C603C6B0103647F\n"
+                   "sender:  station\n"
+                   "type:    603C (version request)\n"
+                   "meaning: version\n"
+                   "wrong:   header check is 6B, should be 2B (wrong case summed: a station sums "
+                   "the characters exactly as it sends them)\n"
+                   "wrong:   checksum is 0364, should be 0304 (wrong case summed: a station sums "
+                   "the characters exactly as it sends them)\n"
+                   "right:   7E000C603C2B0103007F\n"
+                   "keypad:  answers NAK\n");
+    QTest::newRow("content that is refused")
+        << QByteArray("7E000E61431F016403617F")
+        << QString("frame:   7E000E61431F016403617F\n"
+                   "sender:  station\n"
+                   "type:    6143 (backlight or bias power request)\n"
+                   "meaning: send 6143 0164\n"
+                   "data:    bias power is 00 or 01: the keypad answers NA\n"
+                   "checks:  all right\n");
+    QTest::newRow("header check alone")
+        << QByteArray("7E000A60011302787F")
+        << QString("frame:   7E000A60011302787F\n"
+                   "sender:  station\n"
+                   "type:    6001 (exit request)\n"
+                   "meaning: exit\n"
+                   "wrong:   header check is 13, should be 14 (the keypad does not look at it)\n"
+                   "right:   7E000A60011402797F\n"
+                   "keypad:  takes it all the same\n");
+    QTest::newRow("fragment") << QByteArray("7E000C603C")
+                              << QString("frame:   7E000C603C\n"
+                                         "type:    603C (version request)\n"
+                                         "wrong:   10 characters, a frame has at least 18\n"
+                                         "wrong:   end mark is \"3C\", should be 7F\n"
+                                         "keypad:  answers NAK\n");
+}
+
+void TestLogLine::explains()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QString, text);
+
+    const QList<wire::Report> reports = wire::framesInLogLine(line);
+    QCOMPARE(reports.size(), 1);
+    QCOMPARE(wire::explain(reports.first()), text);
+}
+
+QTEST_GUILESS_MAIN(TestLogLine)
+#include "tst_logline.moc"

@@ -1,0 +1,318 @@
+#include "bench/station/stationcommand.h"
+#include "bench/station/transcript.h"
+#include "fakekeypad.h"
+
+#include <QtTest>
+
+#include <QProcess>
+
+/// Runs the bench as a person does, on a line that a fake keypad answers.
+class TestStationCommand : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void helpSaysItAll();
+    void refusesWrongUsage_data();
+    void refusesWrongUsage();
+    void carriesOutOneCommand();
+    void exitStatusTellsWhy_data();
+    void exitStatusTellsWhy();
+    void readsCommandsFromStandardInput();
+    void printsWhatComesUnasked();
+    void endsWhenTheLineHangsUp();
+    void waitsForReady();
+    void listensAndWaits();
+    void recordsAndReplays();
+    void decodes_data();
+    void decodes();
+    void decodesStandardInput();
+
+private:
+    struct Run {
+        int status = -1;
+        QString out;
+        QString err;
+    };
+
+    static QString program();
+    Run run(const QStringList &arguments, const QByteArray &input = QByteArray());
+    Run station(const QStringList &arguments, const QByteArray &input = QByteArray());
+
+    std::unique_ptr<FakeKeypad> m_keypad;
+};
+
+QString TestStationCommand::program()
+{
+    return QString::fromLocal8Bit(qgetenv("MFTOOL_BUILD_DIR")) + QStringLiteral("/bench");
+}
+
+void TestStationCommand::initTestCase()
+{
+    QVERIFY2(QFile::exists(program()), "MFTOOL_BUILD_DIR names no build folder");
+    qRegisterMetaType<QProcess::ExitStatus>();
+}
+
+void TestStationCommand::init()
+{
+    m_keypad = std::make_unique<FakeKeypad>();
+    m_keypad->answer("7E000E61431F006403607F\r\n", QByteArray("7E000A00043102957F\r\n"));
+    m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0001234504347F\r\n"));
+    m_keypad->answer("7E000A70531C02907F\r\n", QByteArray("7E000A00033002937F\r\n"));
+    m_keypad->answer("7E000A70701B028E7F\r\n", QByteArray("7E000C70713E0003377F\r\n"));
+}
+
+TestStationCommand::Run TestStationCommand::run(const QStringList &arguments,
+                                                const QByteArray &input)
+{
+    QProcess process;
+    QSignalSpy finished(&process, SIGNAL(finished(int, QProcess::ExitStatus)));
+    process.start(program(), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    Run result;
+    // The event loop that plays the keypad has to run meanwhile.
+    if (!finished.wait(60000))
+        return result;
+    if (process.exitStatus() == QProcess::NormalExit)
+        result.status = process.exitCode();
+    result.out = QString::fromUtf8(process.readAllStandardOutput());
+    result.err = QString::fromUtf8(process.readAllStandardError());
+    return result;
+}
+
+TestStationCommand::Run TestStationCommand::station(const QStringList &arguments,
+                                                    const QByteArray &input)
+{
+    return run(QStringList{"station", m_keypad->path()} + arguments, input);
+}
+
+void TestStationCommand::helpSaysItAll()
+{
+    const Run help = run({"station", "--help"});
+    QCOMPARE(help.status, int(StationOk));
+    for (const char *word : {"--timeout", "--late", "--baud", "--ready", "--transcript", "--quiet",
+                             "backlight LEVEL", "send TYPE [DATA]", "raw TEXT", "wait TYPE",
+                             "listen", "replay FILE", "decode FRAME", "Exit status"})
+        QVERIFY2(help.out.contains(QLatin1String(word)), word);
+    const Run decode = run({"decode", "--help"});
+    QCOMPARE(decode.status, int(StationOk));
+    QVERIFY(decode.out.startsWith("Usage: bench decode"));
+}
+
+void TestStationCommand::refusesWrongUsage_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("no PTY") << QStringList{"station"}
+                            << "bench station: no PTY given; see bench station --help\n";
+    QTest::newRow("option") << QStringList{"station", "--loud", "/dev/null"}
+                            << "bench station: Unknown option 'loud'.\n";
+    QTest::newRow("limit") << QStringList{"station", "PTY", "-t", "soon", "voltage"}
+                           << "bench station: a limit is a number of seconds\n";
+    QTest::newRow("transcript") << QStringList{"station", "PTY", "-o", "/nowhere/x", "voltage"}
+                                << "bench station: /nowhere/x: No such file or directory\n";
+    QTest::newRow("decode option") << QStringList{"decode", "--loud"}
+                                   << "bench decode: unknown option --loud; "
+                                      "see bench decode --help\n";
+}
+
+void TestStationCommand::refusesWrongUsage()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, error);
+    const Run result = run(arguments);
+    QCOMPARE(result.err, error);
+    QCOMPARE(result.status, int(StationUsage));
+}
+
+void TestStationCommand::carriesOutOneCommand()
+{
+    const Run loud = station({"backlight", "100"});
+    QCOMPARE(loud.err, QString());
+    QCOMPARE(loud.status, int(StationOk));
+    const QStringList lines = loud.out.split('\n');
+    QCOMPARE(lines.size(), 3);
+    QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} > backlight 100 +"
+                               "7E000E61431F006403607F$")
+                .match(lines.at(0))
+                .hasMatch());
+    QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} < ACK +"
+                               "7E000A00043102957F\\\\r\\\\n$")
+                .match(lines.at(1))
+                .hasMatch());
+
+    const Run quiet = station({"-q", "send", "7080"});
+    QCOMPARE(quiet.out, QString("voltage reading '00012345'\n"));
+    QCOMPARE(quiet.status, int(StationOk));
+}
+
+void TestStationCommand::exitStatusTellsWhy_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("accepted") << QStringList{"voltage"} << int(StationOk) << "";
+    QTest::newRow("refused") << QStringList{"flash-query"} << int(StationRefused)
+                             << "bench station: flash-query was refused with NA\n";
+    QTest::newRow("usage") << QStringList{"backlight", "256"} << int(StationUsage)
+                           << "bench station: backlight: \"256\" is no number from 0 to 255\n";
+    QTest::newRow("unknown") << QStringList{"light"} << int(StationUsage)
+                             << "bench station: unknown request \"light\"\n";
+    QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << int(StationTimeOut)
+                              << "bench station: nothing came in 0.1 s, waiting for ACK to "
+                                 "mount\n";
+    QTest::newRow("damaged") << QStringList{"buttons"} << int(StationLineFault)
+                             << "bench station: damaged frame: checksum is 0337, should be 0336 "
+                                "(7E000C70713E0003377F\\r\\n)\n";
+    QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << int(StationLineFault)
+                           << "bench station: 123 is no standard baud rate\n";
+}
+
+void TestStationCommand::exitStatusTellsWhy()
+{
+    QFETCH(QStringList, command);
+    QFETCH(int, status);
+    QFETCH(QString, error);
+    const Run result = station(command);
+    QCOMPARE(result.err, error);
+    QCOMPARE(result.status, status);
+}
+
+void TestStationCommand::readsCommandsFromStandardInput()
+{
+    const Run result = station({"--quiet"}, "# comment\n\nvoltage\nflash-query\n"
+                                            "light\nbacklight 100");
+    QCOMPARE(result.out, QString("voltage reading '00012345'\nNA\nACK\n"));
+    // The first that fails decides, and the rest is carried out all the same.
+    QCOMPARE(result.status, int(StationRefused));
+    QCOMPARE(result.err, QString("bench station: flash-query was refused with NA\n"
+                                 "bench station: unknown request \"light\"\n"));
+}
+
+void TestStationCommand::printsWhatComesUnasked()
+{
+    QProcess process;
+    process.start(program(), {"station", m_keypad->path(), "-q"});
+    QVERIFY(process.waitForStarted());
+    process.write("voltage\n");
+    QByteArray out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("12345"), 30000);
+    m_keypad->say("7E0010703108120045039C7F\r\n");
+    QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("touch at 120,45"),
+                             30000);
+    process.closeWriteChannel();
+    QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+    QCOMPARE(process.exitCode(), int(StationOk));
+}
+
+void TestStationCommand::endsWhenTheLineHangsUp()
+{
+    QProcess process;
+    process.start(program(), {"station", m_keypad->path(), "-q"});
+    QVERIFY(process.waitForStarted());
+    process.write("voltage\n");
+    QByteArray out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("12345"), 30000);
+    m_keypad->hangUp();
+    QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+    QCOMPARE(process.exitCode(), int(StationLineFault));
+    QCOMPARE(process.readAllStandardError(), QByteArray("bench station: the line hung up\n"));
+}
+
+void TestStationCommand::waitsForReady()
+{
+    m_keypad->say("7E000A00043102957F\r\n7E000A99995102B77F\r\n");
+    const Run result = station({"--ready", "-q", "voltage"});
+    QCOMPARE(result.out, QString("ACK\nready\nvoltage reading '00012345'\n"));
+    QCOMPARE(result.status, int(StationOk));
+    const Run silent = station({"ready", "0.1"});
+    QCOMPARE(silent.status, int(StationTimeOut));
+}
+
+void TestStationCommand::listensAndWaits()
+{
+    m_keypad->say("7E000A99995102B77F\r\nmodule\r\n");
+    const Run listened = station({"-q", "listen", "0.2"});
+    QCOMPARE(listened.out, QString("ready\nunframed line \"module\"\n"));
+    QCOMPARE(listened.status, int(StationOk));
+    m_keypad->say("7E0010703108120045039C7F\r\n");
+    const Run waited = station({"-q", "wait", "7031", "30"});
+    QCOMPARE(waited.out, QString("touch at 120,45\n"));
+    QCOMPARE(waited.status, int(StationOk));
+    QCOMPARE(station({"wait", "7031", "0.1"}).status, int(StationTimeOut));
+    QCOMPARE(station({"wait", "touch"}).status, int(StationUsage));
+}
+
+void TestStationCommand::recordsAndReplays()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("line.txt");
+    QCOMPARE(station({"-o", path}, "backlight 100\nvoltage\n").status, int(StationOk));
+    QString error;
+    const std::optional<Transcript> recorded = Transcript::load(path, &error);
+    QVERIFY2(recorded.has_value(), qPrintable(error));
+    QCOMPARE(recorded->entries().size(), size_t(4));
+
+    const Run same = station({"-q", "replay", path});
+    QCOMPARE(same.status, int(StationOk));
+    QVERIFY2(same.out.endsWith("2 requests, 2 replies compared, 0 differences\n"),
+             qPrintable(same.out));
+
+    m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0000000004257F\r\n"));
+    const Run other = station({"-q", "replay", path});
+    QCOMPARE(other.status, int(StationRefused));
+    QVERIFY(other.out.contains("voltage reading '00000000' (7E001270810F0000000004257F\\r\\n) "
+                               "instead of voltage reading '00012345'"));
+    QCOMPARE(station({"replay", "/nowhere/line.txt"}).status, int(StationUsage));
+}
+
+void TestStationCommand::decodes_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("contains");
+    QTest::newRow("right") << QStringList{"7E000E61431F006403607F"} << int(StationOk)
+                           << "meaning: backlight 100\n";
+    QTest::newRow("words of a log")
+        << QStringList{"12:00:01", "Got_newsocket:", "7E000E61431F006403607F"} << int(StationOk)
+        << "meaning: backlight 100\n";
+    QTest::newRow("wrong") << QStringList{"7E000E61431F006403617F"} << int(StationRefused)
+                           << "wrong:   checksum is 0361, should be 0360\n";
+    QTest::newRow("refused content") << QStringList{"7E000E61431F016403617F"} << int(StationRefused)
+                                     << "the keypad answers NA\n";
+    QTest::newRow("two requests") << QStringList{"7E000A60011402797F7E000A60011402797F"}
+                                  << int(StationOk) << "takes them for one message";
+    QTest::newRow("no frame") << QStringList{"hello"} << int(StationRefused) << "";
+}
+
+void TestStationCommand::decodes()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, status);
+    QFETCH(QString, contains);
+    const Run direct = run(QStringList{"decode"} + arguments);
+    QVERIFY2(direct.out.contains(contains), qPrintable(direct.out));
+    QCOMPARE(direct.status, status);
+    const Run within = station(QStringList{"decode"} + arguments);
+    QCOMPARE(within.out, direct.out);
+    QCOMPARE(within.status, status);
+}
+
+void TestStationCommand::decodesStandardInput()
+{
+    const Run right = run({"decode"}, "In ATE Mode\nGot_newsocket: 7E000E61431F006403607F\n"
+                                      "7E000A00043102957F\r\n");
+    QCOMPARE(right.status, int(StationOk));
+    QVERIFY(right.out.contains("meaning: backlight 100\n"));
+    QVERIFY(right.out.contains("meaning: ACK\n"));
+    QCOMPARE(run({"decode", "-"}, "7E000A00043102967F\n").status, int(StationRefused));
+    const Run none = run({"decode"}, "no frame here\n");
+    QCOMPARE(none.status, int(StationRefused));
+    QCOMPARE(none.err, QString("bench decode: no frame found\n"));
+}
+
+QTEST_GUILESS_MAIN(TestStationCommand)
+#include "tst_stationcommand.moc"

@@ -1,0 +1,214 @@
+#include "tests/whole/rig.h"
+
+#include <QDirIterator>
+#include <QSaveFile>
+
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+
+namespace
+{
+
+const char receivedText[] = "Got_newsocket:";
+
+/// Empty when it is not installed. It lives in a folder named after the machine.
+QString fakeTimeLibrary()
+{
+    QDirIterator it(QStringLiteral("/usr/lib"), {QStringLiteral("libfaketimeMT.so.1")}, QDir::Files,
+                    QDirIterator::Subdirectories);
+    return it.hasNext() ? it.next() : QString();
+}
+
+QString written(const Station::Received &received)
+{
+    switch (received.kind) {
+    case Station::Received::Text:
+        return QStringLiteral("line ") + QString::fromLatin1(received.line());
+    case Station::Received::DamagedFrame:
+        return QStringLiteral("damaged ") + QString::fromLatin1(received.raw);
+    case Station::Received::GoodFrame:
+        break;
+    }
+    const QString type = QString::number(received.frame.type, 16).rightJustified(4, u'0').toUpper();
+    if (received.frame.data.isEmpty())
+        return type;
+    return type + u' ' + QString::fromLatin1(received.frame.data);
+}
+
+QString written(const SysfsModel::Store &store)
+{
+    QString path = store.path;
+    if (path.startsWith(QLatin1String("/sys/class/")))
+        path.remove(0, int(strlen("/sys/class/")));
+    const QString text = path + u'=' + QString::fromLatin1(store.text);
+    return store.error == 0 ? text : text + QStringLiteral(" refused");
+}
+
+/// The thread that watches the card logs when it likes.
+bool isOfCardThread(const QString &text)
+{
+    return text == QLatin1String("In ATE Mode--->, SDMon thread started") ||
+           text == QLatin1String("In ATE Mode--->, Waiting for SD event") ||
+           text == QLatin1String("In ATE Mode--->, Received SD event");
+}
+
+/// Qt's own complaint about what it draws on.
+bool isOfPlatform(const QString &text)
+{
+    return text.startsWith(QLatin1String("This plugin does not support "));
+}
+
+} // namespace
+
+void skipProgram(const QString &reason)
+{
+    printf("SKIPPED: %s\n", qPrintable(reason));
+    fflush(stdout);
+}
+
+Rig::Rig(const KeypadOptions &options) : keypad(options) {}
+
+bool Rig::start()
+{
+    if (!keypad.start()) {
+        m_why = keypad.errorString();
+        return false;
+    }
+    station.adopt(fcntl(keypad.lineFd(), F_DUPFD_CLOEXEC, 0));
+    return true;
+}
+
+bool Rig::startReady()
+{
+    if (!start())
+        return false;
+    if (!station.waitForReady(30000)) {
+        m_why = station.errorString();
+        return false;
+    }
+    forget();
+    return true;
+}
+
+Outcome Rig::request(quint16 type, const QByteArray &data)
+{
+    return raw(wire::buildFrame(wire::Sender::Station, type, data) + "\r\n");
+}
+
+Outcome Rig::raw(const QByteArray &bytes)
+{
+    // What is on its way must not be taken for what these bytes bring about.
+    collect();
+    forget();
+    if (!station.sendRaw(bytes))
+        return {{station.errorString()}, {}, {}};
+    // Once it has been read, the echo behind it is a read of its own.
+    if (!keypad.waitForLog(QLatin1String(receivedText), 10000))
+        return {{QStringLiteral("(not read)")}, log(), stores()};
+    return collect();
+}
+
+Outcome Rig::settle()
+{
+    return collect();
+}
+
+Outcome Rig::collect()
+{
+    const QByteArray token = newEcho();
+    const QString echo = QStringLiteral("6003 ") + QString::fromLatin1(token);
+    Outcome outcome;
+    station.send(wire::EchoRequest, token);
+    for (;;) {
+        const std::optional<Station::Received> received = station.receive(10000);
+        if (!received) {
+            outcome.line.append(u'(' + station.errorString() + u')');
+            break;
+        }
+        if (written(*received) == echo)
+            break;
+        outcome.line.append(written(*received));
+    }
+    keypad.waitForLog(QString::fromLatin1(token));
+    outcome.log = log();
+    outcome.stores = stores();
+    return outcome;
+}
+
+QByteArray Rig::newEcho()
+{
+    return "E0" + QByteArray::number(++m_echoes).rightJustified(8, '0') + "E0";
+}
+
+QString Rig::next(int msecs)
+{
+    const std::optional<Station::Received> received = station.receive(msecs);
+    return received ? written(*received) : u'(' + station.errorString() + u')';
+}
+
+QStringList Rig::log()
+{
+    QStringList lines;
+    const QList<VirtualKeypad::LogLine> all = keypad.log();
+    for (const VirtualKeypad::LogLine &line : all) {
+        if (line.severity == QLatin1String("output") ||
+            line.text.startsWith(QLatin1String(receivedText)) || isOfCardThread(line.text) ||
+            isOfPlatform(line.text))
+            continue;
+        lines.append(line.severity + QStringLiteral(": ") + line.text);
+    }
+    return lines;
+}
+
+bool Rig::waitForLog(const QString &line, int msecs)
+{
+    const QString text = line.mid(line.indexOf(QLatin1String(": ")) + 2);
+    keypad.waitForLog(text, msecs);
+    return log().contains(line);
+}
+
+QStringList Rig::stores()
+{
+    QStringList lines;
+    const QList<SysfsModel::Store> all = keypad.stores();
+    for (const SysfsModel::Store &store : all)
+        lines.append(written(store));
+    return lines;
+}
+
+void Rig::forget()
+{
+    station.clear();
+    keypad.clearLog();
+    keypad.clearStores();
+}
+
+QString ToolClock::whyNot()
+{
+    return fakeTimeLibrary().isEmpty() ? QStringLiteral("libfaketime is not installed") : QString();
+}
+
+void ToolClock::wind(KeypadOptions &options)
+{
+    set(0);
+    options.visible.append(m_folder.path());
+    options.environment.insert(QStringLiteral("LD_PRELOAD"), fakeTimeLibrary());
+    options.environment.insert(QStringLiteral("FAKETIME_TIMESTAMP_FILE"),
+                               m_folder.filePath(QStringLiteral("clock")));
+    options.environment.insert(QStringLiteral("FAKETIME_NO_CACHE"), QStringLiteral("1"));
+    // Where the tool is built with a sanitizer, that library cannot be the first one.
+    options.environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                               qEnvironmentVariable("ASAN_OPTIONS") +
+                                   QStringLiteral(":verify_asan_link_order=0"));
+}
+
+bool ToolClock::set(int seconds)
+{
+    // Replaced as a whole: the tool may look at any moment.
+    QSaveFile file(m_folder.filePath(QStringLiteral("clock")));
+    file.open(QIODevice::WriteOnly);
+    file.write('+' + QByteArray::number(seconds) + '\n');
+    return file.commit();
+}

@@ -1,0 +1,108 @@
+/// A keypad and a test station at its line, and what happens between them: the
+/// one thing all whole-tool tests stand on.
+#ifndef TESTS_WHOLE_RIG_H
+#define TESTS_WHOLE_RIG_H
+
+#include "bench/keypad/virtualkeypad.h"
+#include "bench/station/station.h"
+
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QtTest>
+
+/// For initTestCase() of a program that needs a virtual keypad.
+#define SKIP_UNLESS_KEYPADS_RUN()                                                                  \
+    do {                                                                                           \
+        const QString reason = VirtualKeypad::whyNot();                                            \
+        if (!reason.isEmpty()) {                                                                   \
+            skipProgram(reason);                                                                   \
+            QSKIP(qPrintable(reason));                                                             \
+        }                                                                                          \
+    } while (false)
+
+/// The same, for one that also needs a screen.
+#define SKIP_UNLESS_SCREENS_RUN()                                                                  \
+    do {                                                                                           \
+        SKIP_UNLESS_KEYPADS_RUN();                                                                 \
+        const QString noScreen = VirtualKeypad::whyNoDisplay(KeypadDisplay::Xvfb);                 \
+        if (!noScreen.isEmpty()) {                                                                 \
+            skipProgram(noScreen);                                                                 \
+            QSKIP(qPrintable(noScreen));                                                           \
+        }                                                                                          \
+    } while (false)
+
+/// Says it so that CTest shows the program as skipped, not as passed.
+void skipProgram(const QString &reason);
+
+/// Everything that one message to the tool brought about, in order.
+struct Outcome {
+    /// Frames as type and data ("0004", "6003 ABCD"), anything else on the line
+    /// as "line ..." or "damaged ...".
+    QStringList line;
+    /// "debug: text" or "warning: text", without the lines that tell what was received.
+    QStringList log;
+    /// Stores in /sys as "file=text", the file from below /sys/class on; a refused
+    /// one with " refused" behind it.
+    QStringList stores;
+};
+
+class Rig
+{
+public:
+    explicit Rig(const KeypadOptions &options = KeypadOptions());
+
+    VirtualKeypad keypad;
+    Station station;
+
+    /// Runs the tool with the station at its line. False, with why(), when it cannot.
+    bool start();
+    /// start(), then waits until the tool has reported ready; what came before
+    /// is dropped.
+    bool startReady();
+    QString why() const { return m_why; }
+
+    /// Sends a request and waits until the tool has dealt with it. That the tool
+    /// goes on afterwards is part of it: an echo is the end of the outcome.
+    Outcome request(quint16 type, const QByteArray &data = QByteArray());
+    /// The same with any bytes that the tool gets in one read.
+    Outcome raw(const QByteArray &bytes);
+    /// What came since the last call of any of these, up to an echo made now.
+    Outcome settle();
+
+    /// The next thing on the line, written as in Outcome; says why when nothing comes.
+    QString next(int msecs = 10000);
+    /// The log so far, written as in Outcome; of lines from the thread that
+    /// watches the card none.
+    QStringList log();
+    /// Whether exactly this line, written as in Outcome, is or gets logged.
+    bool waitForLog(const QString &line, int msecs = 10000);
+    QStringList stores();
+    /// Forgets log, stores and what came on the line.
+    void forget();
+
+private:
+    QByteArray newEcho();
+    Outcome collect();
+
+    QString m_why;
+    int m_echoes = 0;
+};
+
+/// The clock of the tool, moved by hand: what takes ten minutes takes none.
+class ToolClock
+{
+public:
+    /// Empty when the clock of a tool can be moved here, else the reason.
+    static QString whyNot();
+
+    /// Puts the tool of @p options on this clock.
+    void wind(KeypadOptions &options);
+    /// Sets the clock to so many seconds more than real time. The tool looks at
+    /// its clock when something wakes it.
+    bool set(int seconds);
+
+private:
+    QTemporaryDir m_folder;
+};
+
+#endif

@@ -1,0 +1,203 @@
+/// Voltage, version and the relay to the module on the same line.
+#include "tests/whole/rig.h"
+
+#include <cerrno>
+
+namespace
+{
+
+const QString voltageFile = QStringLiteral("/sys/class/power_supply/corlink/voltage_now");
+const QString versionFile = QStringLiteral("/usr/lib/panel/version");
+
+const QByteArray ack("7E000A00043102957F\r\n");
+
+} // namespace
+
+class tst_BoardReadings : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void voltage_data();
+    void voltage();
+    void noVoltage();
+    void version_data();
+    void version();
+    void noVersion();
+    void versionOfTheFlashIsNotReadUnmounted();
+    void relayComesAheadOfTheAck_data();
+    void relayComesAheadOfTheAck();
+    void relayIsOffAtFirstAndAgain();
+    void nothingIsLostWhileRelaying();
+
+private:
+    QByteArray rawNext();
+
+    QScopedPointer<Rig> m_rig;
+};
+
+void tst_BoardReadings::initTestCase()
+{
+    SKIP_UNLESS_KEYPADS_RUN();
+    m_rig.reset(new Rig);
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+}
+
+QByteArray tst_BoardReadings::rawNext()
+{
+    const std::optional<Station::Received> received = m_rig->station.receive(10000);
+    return received ? received->raw : m_rig->station.errorString().toUtf8();
+}
+
+void tst_BoardReadings::voltage_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("reply");
+    QTest::newRow("as the kernel writes it") << QByteArray("12345\n") << "7081 00012345";
+    QTest::newRow("no line end") << QByteArray("7") << "7081 00000007";
+    QTest::newRow("white space around") << QByteArray(" \t 13800000 \r\n\n") << "7081 13800000";
+    QTest::newRow("cut to eight") << QByteArray("1234567890\n") << "7081 12345678";
+    QTest::newRow("negative") << QByteArray("-12\n") << "7081 00000-12";
+    QTest::newRow("no number") << QByteArray("12.5 V\n") << "7081 0012.5 V";
+    QTest::newRow("bytes above 7F") << QByteArray("\xB5\xFF\n") << "7081 000000\xC2\xB5\xC3\xBF";
+    QTest::newRow("nothing") << QByteArray("") << "7081 00000000";
+    QTest::newRow("a line end") << QByteArray("\n") << "7081 00000000";
+}
+
+void tst_BoardReadings::voltage()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, reply);
+    QVERIFY(m_rig->keypad.setAttribute(voltageFile, text));
+    const Outcome outcome = m_rig->request(0x7080);
+    QCOMPARE(outcome.line, QStringList(reply));
+    QCOMPARE(outcome.log, QStringList());
+}
+
+void tst_BoardReadings::noVoltage()
+{
+    m_rig->keypad.fail(voltageFile, SysfsModel::Read, EIO);
+    const Outcome unreadable = m_rig->request(0x7080);
+    m_rig->keypad.clearFault(voltageFile);
+    QCOMPARE(unreadable.line, QStringList("7081 00000000"));
+    QCOMPARE(unreadable.log, QStringList());
+
+    QVERIFY(m_rig->keypad.removeNode(voltageFile));
+    const Outcome missing = m_rig->request(0x7080);
+    QCOMPARE(missing.line, QStringList("7081 00000000"));
+    QCOMPARE(missing.log, QStringList("warning: Failed to open voltage file"));
+}
+
+void tst_BoardReadings::version_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("reply");
+    QTest::newRow("dated") << QByteArray("20140101 1.2\n")
+                           << "603D 010220140101 1.2  0000000000000000";
+    QTest::newRow("plain") << QByteArray("1.2.3\n") << "603D 01021.2.3         0000000000000000";
+    QTest::newRow("a word") << QByteArray("abc\n") << "603D 0000ABC           0000000000000000";
+    QTest::newRow("one part") << QByteArray("7\n") << "603D 07007             0000000000000000";
+    QTest::newRow("empty parts") << QByteArray("1..3") << "603D 01001..3          0000000000000000";
+    QTest::newRow("low eight bits")
+        << QByteArray("300.255") << "603D 2CFF300.255       0000000000000000";
+    QTest::newRow("cut to fourteen")
+        << QByteArray("20140101 10.11-long") << "603D 0A0020140101 10.110000000000000000";
+    QTest::newRow("upper case") << QByteArray("20140101 1.2b")
+                                << "603D 010020140101 1.2B 0000000000000000";
+    QTest::newRow("seven digits are no date")
+        << QByteArray("2014010 1.2") << "603D 00022014010 1.2   0000000000000000";
+    QTest::newRow("nothing") << QByteArray("") << "603D 0000              0000000000000000";
+    QTest::newRow("up to a zero byte")
+        << QByteArray("1.2\0.3", 6) << "603D 01021.2           0000000000000000";
+}
+
+void tst_BoardReadings::version()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QString, reply);
+    QVERIFY(m_rig->keypad.writeFile(versionFile, text));
+    const Outcome outcome = m_rig->request(0x603C, "01");
+    QCOMPARE(outcome.line, QStringList(reply));
+    QCOMPARE(outcome.log, QStringList());
+}
+
+void tst_BoardReadings::noVersion()
+{
+    QVERIFY(m_rig->keypad.removeFile(versionFile));
+    const Outcome missing = m_rig->request(0x603C, "01");
+    QCOMPARE(missing.line, QStringList()); // and the echo behind it was answered
+    QCOMPARE(missing.log, QStringList("debug: In ATE mode Could not Open Version file to read"));
+
+    QVERIFY(m_rig->keypad.makeDir(versionFile));
+    const Outcome folder = m_rig->request(0x603C, "01");
+    QCOMPARE(folder.line, QStringList());
+    QCOMPARE(folder.log, QStringList("debug: In ATE mode Could not Open Version file to read"));
+    QVERIFY(m_rig->keypad.removeFile(versionFile));
+}
+
+void tst_BoardReadings::versionOfTheFlashIsNotReadUnmounted()
+{
+    QVERIFY(m_rig->keypad.makeDir("/mnt/usr/lib/panel"));
+    QVERIFY(m_rig->keypad.writeFile("/mnt/usr/lib/panel/version", "9.9\n"));
+    QVERIFY(m_rig->keypad.removeFile(versionFile));
+    QCOMPARE(m_rig->request(0x603C, "01").line, QStringList());
+    QVERIFY(m_rig->keypad.writeFile(versionFile, "1.2\n"));
+    QCOMPARE(m_rig->request(0x603C, "01").line,
+             QStringList("603D 01021.2           0000000000000000"));
+}
+
+// Passthrough
+
+void tst_BoardReadings::relayComesAheadOfTheAck_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::newRow("two bytes") << QByteArray("AB");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("blanks are kept") << QByteArray("  a  b  ");
+    QTest::newRow("bytes above 7F") << QByteArray("\x80\xE4\xFF\xC3\xBC");
+    QTest::newRow("control characters") << QByteArray("\x01\x1B\x7F\t|");
+    QTest::newRow("more than a buffer") << QByteArray(900, 'q');
+}
+
+void tst_BoardReadings::relayComesAheadOfTheAck()
+{
+    QFETCH(QByteArray, data);
+    QCOMPARE(m_rig->request(0x7040, "01").line, QStringList("0004"));
+    m_rig->forget();
+    QVERIFY(m_rig->station.send(0x7041, data));
+    QCOMPARE(rawNext(), data + "\r\n");
+    QCOMPARE(rawNext(), ack);
+    QCOMPARE(m_rig->settle().line, QStringList());
+    QCOMPARE(m_rig->request(0x7040, "00").line, QStringList("0004"));
+}
+
+void tst_BoardReadings::relayIsOffAtFirstAndAgain()
+{
+    QCOMPARE(m_rig->request(0x7041, "AB").line, QStringList("0004"));
+    QCOMPARE(m_rig->request(0x7040, "01").log, QStringList("debug: QB740 passthrough -- enabled"));
+    QCOMPARE(m_rig->request(0x7041, "AB").line, QStringList({"line AB", "0004"}));
+    QCOMPARE(m_rig->request(0x7040, "00").log, QStringList("debug: QB740 passthrough -- disabled"));
+    QCOMPARE(m_rig->request(0x7041, "AB").line, QStringList("0004"));
+}
+
+/// The port of the relay must not take the station's bytes.
+void tst_BoardReadings::nothingIsLostWhileRelaying()
+{
+    QCOMPARE(m_rig->request(0x7040, "01").line, QStringList("0004"));
+    Station &station = m_rig->station;
+    for (int i = 0; i < 400; ++i) {
+        const QByteArray data = QByteArray::number(i);
+        QVERIFY(station.send(0x6002, data));
+        QVERIFY2(station.expect(0x6003, data, 20000), qPrintable(station.errorString()));
+        if (i % 4 != 0)
+            continue;
+        QVERIFY(station.send(0x7041, data));
+        QVERIFY2(station.expectLine(data, 20000), qPrintable(station.errorString()));
+        QVERIFY2(station.expect(0x0004, QByteArray(), 20000), qPrintable(station.errorString()));
+    }
+    QCOMPARE(m_rig->request(0x7040, "00").line, QStringList("0004"));
+}
+
+QTEST_GUILESS_MAIN(tst_BoardReadings)
+#include "tst_boardreadings.moc"

@@ -1,0 +1,371 @@
+/// Home key, tamper switch and board revision.
+#include "tests/whole/rig.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const quint16 syncEvent = 0;
+const quint16 keyEvent = 1;
+const quint16 homeKey = 102;
+
+const QString down = QStringLiteral("leds/buzzer/brightness=185");
+const QString up = QStringLiteral("leds/buzzer/brightness=0");
+
+QByteArray key(qint32 value)
+{
+    return VirtualKeypad::eventRecord(keyEvent, homeKey, value);
+}
+
+QByteArray report()
+{
+    return VirtualKeypad::eventRecord(syncEvent, 0, 0);
+}
+
+} // namespace
+
+class tst_HomeKey : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void pressAndRelease();
+    void events_data();
+    void events();
+    void piecesAreNotJoined();
+    void refusedStoreIsNotRepeated();
+    void exportsOnce();
+    void withHomeKey();
+    void exportFailures_data();
+    void exportFailures();
+    void unreadableValue();
+    void exportedBefore();
+    void notAboveRevisionThree();
+    void revision_data();
+    void revision();
+
+private:
+    /// Sends @p bytes to the event device and waits until the tool has read them.
+    bool feed(const QByteArray &bytes);
+    bool feedAndSettle(const QByteArray &bytes, Outcome *outcome);
+    bool unexport();
+
+    QScopedPointer<Rig> m_rig;
+    int m_events = -1;
+};
+
+void tst_HomeKey::initTestCase()
+{
+    SKIP_UNLESS_KEYPADS_RUN();
+    m_rig.reset(new Rig);
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+    m_events = m_rig->keypad.openFile("/dev/input/event0", O_RDWR | O_NONBLOCK);
+    QVERIFY(m_events >= 0);
+}
+
+bool tst_HomeKey::feed(const QByteArray &bytes)
+{
+    if (!m_rig->keypad.writeEvents(bytes))
+        return false;
+    int unread = 1;
+    return QTest::qWaitFor(
+        [this, &unread] { return ioctl(m_events, FIONREAD, &unread) == 0 && unread == 0; }, 20000);
+}
+
+bool tst_HomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
+{
+    m_rig->forget();
+    if (!feed(bytes))
+        return false;
+    // The stores belong to the same event as the read.
+    *outcome = m_rig->settle();
+    return true;
+}
+
+bool tst_HomeKey::unexport()
+{
+    VirtualKeypad &keypad = m_rig->keypad;
+    return !keypad.hasNode("/sys/class/gpio/gpio17") ||
+           keypad.writeFile("/sys/class/gpio/unexport", "17");
+}
+
+void tst_HomeKey::pressAndRelease()
+{
+    m_rig->forget();
+    m_rig->keypad.setTamper(false);
+    m_rig->keypad.pressHome();
+    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", 20000));
+    QCOMPARE(m_rig->stores(), QStringList(down));
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 01"));
+
+    m_rig->forget();
+    m_rig->keypad.releaseHome();
+    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0", 20000));
+    QCOMPARE(m_rig->stores(), QStringList(up));
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 00"));
+}
+
+void tst_HomeKey::events_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("stores");
+    QTest::addColumn<QString>("mask");
+    const QStringList none;
+
+    QTest::newRow("press as the kernel sends it") << key(1) + report() << QStringList(down) << "01";
+    QTest::newRow("auto-repeat") << key(2) + report() << QStringList(down) << "01";
+    QTest::newRow("any other value") << key(-1) << QStringList(down) << "01";
+    QTest::newRow("release") << key(0) + report() << QStringList(up) << "00";
+    QTest::newRow("both in one read")
+        << key(1) + report() + key(0) + report() << QStringList({down, up}) << "00";
+    QTest::newRow("a whole story") << key(1) + key(2) + key(2) + key(0) + key(1)
+                                   << QStringList({down, down, down, up, down}) << "01";
+    QTest::newRow("another key") << VirtualKeypad::eventRecord(keyEvent, 103, 0) << none << "01";
+    QTest::newRow("the code in another type")
+        << VirtualKeypad::eventRecord(3, homeKey, 0) + VirtualKeypad::eventRecord(0, homeKey, 0)
+        << none << "01";
+    QTest::newRow("high bytes count") << VirtualKeypad::eventRecord(0x0101, homeKey, 0) +
+                                             VirtualKeypad::eventRecord(keyEvent, 0x0166, 0)
+                                      << none << "01";
+    QTest::newRow("foreign ones around") << report() + VirtualKeypad::eventRecord(keyEvent, 28, 1) +
+                                                key(0) + VirtualKeypad::eventRecord(2, 8, -1)
+                                         << QStringList(up) << "00";
+    QTest::newRow("15 bytes") << key(1).left(15) << none << "00";
+    QTest::newRow("40 bytes") << key(1) + report() + key(0).left(8) << QStringList(down) << "01";
+    QTest::newRow("rubbish") << QByteArray(64, '\xFF') << none << "01";
+    QTest::newRow("sixteen records") <<
+        [] {
+            QByteArray bytes;
+            for (int i = 0; i < 8; ++i)
+                bytes += key(1) + key(0);
+            return bytes;
+        }()
+                                     << QStringList({down, up, down, up, down, up, down, up, down,
+                                                     up, down, up, down, up, down, up})
+                                     << "00";
+    QTest::newRow("more than a read takes") << [] {
+        QByteArray bytes;
+        for (int i = 0; i < 19; ++i)
+            bytes += report();
+        return bytes + key(1);
+    }() << QStringList(down) << "01";
+}
+
+void tst_HomeKey::events()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, stores);
+    QFETCH(QString, mask);
+    Outcome outcome;
+    QVERIFY(feedAndSettle(bytes, &outcome));
+    QCOMPARE(outcome.stores, stores);
+    QCOMPARE(outcome.line, QStringList());
+    QCOMPARE(outcome.log, QStringList());
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 " + mask));
+}
+
+/// Half a record is lost, and what follows is read from its start.
+void tst_HomeKey::piecesAreNotJoined()
+{
+    Outcome outcome;
+    QVERIFY(feedAndSettle(key(0), &outcome));
+    QVERIFY(feedAndSettle(key(1).left(9), &outcome));
+    QCOMPARE(outcome.stores, QStringList());
+    QVERIFY(feedAndSettle(key(1).mid(9), &outcome));
+    QCOMPARE(outcome.stores, QStringList());
+    QVERIFY(feedAndSettle(key(1), &outcome));
+    QCOMPARE(outcome.stores, QStringList(down));
+    QVERIFY(feedAndSettle(key(0), &outcome));
+    QCOMPARE(outcome.stores, QStringList(up));
+}
+
+void tst_HomeKey::refusedStoreIsNotRepeated()
+{
+    const QString buzzer("/sys/class/leds/buzzer/brightness");
+    m_rig->keypad.fail(buzzer, SysfsModel::Write, EIO);
+    Outcome outcome;
+    const bool fed = feedAndSettle(key(1), &outcome);
+    m_rig->keypad.clearFault(buzzer);
+    QVERIFY(fed);
+    QCOMPARE(outcome.stores, QStringList(down + " refused"));
+    QVERIFY(feedAndSettle(key(0), &outcome));
+    QCOMPARE(outcome.stores, QStringList(up));
+}
+
+// Tamper
+
+void tst_HomeKey::exportsOnce()
+{
+    QVERIFY(unexport());
+    m_rig->keypad.setTamper(true);
+    const Outcome first = m_rig->request(0x7070);
+    QCOMPARE(first.line, QStringList("7071 02"));
+    QCOMPARE(first.stores, QStringList({"gpio/export=17", "gpio/gpio17/active_low=1"}));
+    QCOMPARE(first.log, QStringList());
+
+    // The polarity belongs to the export; the switch is sampled every time.
+    m_rig->keypad.setTamper(false);
+    const Outcome second = m_rig->request(0x7070);
+    QCOMPARE(second.line, QStringList("7071 00"));
+    QCOMPARE(second.stores, QStringList());
+    m_rig->keypad.setTamper(true);
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
+}
+
+void tst_HomeKey::withHomeKey()
+{
+    m_rig->keypad.setTamper(true);
+    Outcome outcome;
+    QVERIFY(feedAndSettle(key(1), &outcome));
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 03"));
+    m_rig->keypad.setTamper(false);
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 01"));
+    QVERIFY(feedAndSettle(key(0), &outcome));
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 00"));
+}
+
+void tst_HomeKey::exportFailures_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<int>("operation");
+    QTest::addColumn<int>("error");
+    QTest::addColumn<QStringList>("stores");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("export cannot be opened")
+        << "export" << int(SysfsModel::Open) << EACCES << QStringList()
+        << "warning: Unable to export the tamper GPIO to user space";
+    QTest::newRow("export is refused")
+        << "export" << int(SysfsModel::Write) << EBUSY << QStringList("gpio/export=17 refused")
+        << "warning: Failed to export the tamper GPIO to user space";
+    QTest::newRow("polarity cannot be opened")
+        << "gpio17/active_low" << int(SysfsModel::Open) << EACCES << QStringList("gpio/export=17")
+        << "warning: Failed to change the tamper GPIO to active low";
+}
+
+void tst_HomeKey::exportFailures()
+{
+    QFETCH(QString, file);
+    QFETCH(int, operation);
+    QFETCH(int, error);
+    QFETCH(QStringList, stores);
+    QFETCH(QString, said);
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY(unexport());
+    keypad.setTamper(true);
+    const QString path = QStringLiteral("/sys/class/gpio/") + file;
+    keypad.fail(path, SysfsModel::Operation(operation), error);
+    const Outcome outcome = m_rig->request(0x7070);
+    keypad.clearFault(path);
+    QCOMPARE(outcome.line, QStringList("7071 00"));
+    QCOMPARE(outcome.stores, stores);
+    QCOMPARE(outcome.log, QStringList(said));
+    if (file != "gpio17/active_low")
+        return;
+
+    // Exported, though not inverted: the next request neither exports nor inverts.
+    const Outcome next = m_rig->request(0x7070);
+    QCOMPARE(next.stores, QStringList());
+    QCOMPARE(next.line, QStringList("7071 00")); // an active switch reads "1" as it is
+    keypad.setTamper(false);
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
+}
+
+void tst_HomeKey::unreadableValue()
+{
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY(unexport());
+    keypad.setTamper(true);
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
+    const QString value("/sys/class/gpio/gpio17/value");
+
+    keypad.fail(value, SysfsModel::Open, EACCES);
+    const Outcome shut = m_rig->request(0x7070);
+    keypad.clearFault(value);
+    QCOMPARE(shut.line, QStringList("7071 00"));
+    QCOMPARE(shut.log, QStringList("warning: Failed to open tamper value file"));
+
+    // What gives nothing is not active.
+    keypad.fail(value, SysfsModel::Read, EIO);
+    const Outcome empty = m_rig->request(0x7070);
+    keypad.clearFault(value);
+    QCOMPARE(empty.line, QStringList("7071 00"));
+    QCOMPARE(empty.log, QStringList());
+    QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
+}
+
+/// An export outlives the tool that made it.
+void tst_HomeKey::exportedBefore()
+{
+    QVERIFY(unexport());
+    Rig rig;
+    QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
+    QVERIFY(rig.keypad.setAttribute("/sys/board_revision/marlow_revision", "3"));
+    QVERIFY(rig.keypad.writeFile("/sys/class/gpio/export", "17"));
+    QVERIFY(rig.keypad.writeFile("/sys/class/gpio/gpio17/active_low", "1"));
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    rig.keypad.setTamper(true);
+    const Outcome outcome = rig.request(0x7070);
+    QCOMPARE(outcome.line, QStringList("7071 02")); // also on the last revision that has it
+    QCOMPARE(outcome.stores, QStringList());
+}
+
+void tst_HomeKey::notAboveRevisionThree()
+{
+    Rig rig;
+    QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
+    QVERIFY(rig.keypad.setAttribute("/sys/board_revision/marlow_revision", "4"));
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    rig.keypad.setTamper(true);
+    // With faults in every file a touch would show.
+    for (const char *file : {"export", "gpio17/active_low", "gpio17/value"})
+        rig.keypad.fail(QLatin1String("/sys/class/gpio/") + QLatin1String(file), SysfsModel::Open,
+                        EACCES);
+    const Outcome outcome = rig.request(0x7070);
+    QCOMPARE(outcome.line, QStringList("7071 00"));
+    QCOMPARE(outcome.stores, QStringList());
+    QCOMPARE(outcome.log, QStringList());
+    QVERIFY(!rig.keypad.hasNode("/sys/class/gpio/gpio17"));
+
+    rig.keypad.pressHome();
+    QTRY_COMPARE_WITH_TIMEOUT(rig.request(0x7070).line, QStringList("7071 01"), 20000);
+}
+
+// Revision
+
+void tst_HomeKey::revision_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QStringList>("said");
+    const auto running = [](int revision) {
+        return QStringLiteral("debug: Running on board rev %1").arg(revision);
+    };
+    const auto invalid = [](int revision) {
+        return QStringLiteral("warning: Revision %1 is invalid").arg(revision);
+    };
+    QTest::newRow("3") << QByteArray("3") << QStringList(running(3));
+    QTest::newRow("12, a line of another") << QByteArray("12") << QStringList(running(12));
+    QTest::newRow("0") << QByteArray("0") << QStringList({invalid(0), running(1)});
+    QTest::newRow("-3") << QByteArray("-3") << QStringList({invalid(-3), running(1)});
+    QTest::newRow("a word") << QByteArray("two") << QStringList({invalid(0), running(1)});
+    QTest::newRow("nothing") << QByteArray("") << QStringList({invalid(0), running(1)});
+}
+
+void tst_HomeKey::revision()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QStringList, said);
+    Rig rig;
+    QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
+    QVERIFY(rig.keypad.setAttribute("/sys/board_revision/marlow_revision", text));
+    QVERIFY2(rig.start(), qPrintable(rig.why()));
+    QVERIFY(rig.station.waitForReady(30000));
+    QCOMPARE(rig.settle().log.filter(QRegularExpression("[Rr]ev(ision)? ")), said);
+}
+
+QTEST_GUILESS_MAIN(tst_HomeKey)
+#include "tst_homekey.moc"
