@@ -103,6 +103,13 @@ qint32 scaled(double value, qint32 scale)
     return static_cast<qint32>(std::floor(value * scale + 0.5));
 }
 
+// A map that somebody wrote by hand may lead anywhere; a count has its limits.
+int nearestCount(double value)
+{
+    const double largest = largestCoordinate;
+    return qRound(qBound(-largest, value, largest));
+}
+
 int truncated(qint64 sum, qint32 scale)
 {
     return static_cast<int>(sum / scale);
@@ -189,8 +196,8 @@ QWSPointerCalibrationData pointsOf(const AffineMap &map, const QSize &screenSize
     for (int i = 0; i < pointCount; ++i) {
         const double x = double(map.s) * data.screenPoints[i].x() - map.c;
         const double y = double(map.s) * data.screenPoints[i].y() - map.f;
-        data.devPoints[i] =
-            QPointF((map.e * x - map.b * y) / det, (map.a * y - map.d * x) / det).toPoint();
+        data.devPoints[i] = QPoint(nearestCount((map.e * x - map.b * y) / det),
+                                   nearestCount((map.a * y - map.d * x) / det));
     }
     return data;
 }

@@ -37,8 +37,8 @@ bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map);
 int largestError(const AffineMap &map, const QWSPointerCalibrationData &data);
 
 /// Five points that stand for @p map: the corners and the centre of a screen
-/// of @p screenSize, and the device points that @p map takes there. A map that
-/// cannot be inverted gives device points of 0,0.
+/// of @p screenSize, and the device points that @p map takes there, within
+/// 2^24 counts. A map that cannot be inverted gives device points of 0,0.
 QWSPointerCalibrationData pointsOf(const AffineMap &map, const QSize &screenSize);
 
 #endif

@@ -20,6 +20,11 @@ function(mftool_common_options target standard)
             target_compile_options(${target} PRIVATE -Werror)
         endif()
     endif()
+    if(MFTOOL_FUZZ)
+        # Coverage for the fuzzer in every object; its main() only in the targets.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+        target_link_options(${target} PUBLIC -fsanitize=fuzzer-no-link)
+    endif()
     if(MFTOOL_SANITIZE)
         target_compile_options(${target} PRIVATE
             -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)

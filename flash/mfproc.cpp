@@ -61,13 +61,16 @@ void MFProc::error(QProcess::ProcessError processError)
 
 void MFProc::readyRead()
 {
-    // Byte by byte keeps up easily: a whole run of the longest tool prints 200 KB.
-    char byte;
-    while (m_process->getChar(&byte)) {
-        m_line.append(byte);
-        if (byte == '\r' || byte == '\n') {
-            handleLine(m_line);
-            m_line.clear();
-        }
+    const QByteArray chunk = m_process->readAll();
+    int begin = 0;
+    for (int i = 0; i < chunk.size(); ++i) {
+        const char byte = chunk.at(i);
+        if (byte != '\r' && byte != '\n')
+            continue;
+        m_line.append(chunk.constData() + begin, i + 1 - begin);
+        begin = i + 1;
+        handleLine(m_line);
+        m_line.clear();
     }
+    m_line.append(chunk.constData() + begin, static_cast<int>(chunk.size()) - begin);
 }

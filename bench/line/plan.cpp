@@ -2,6 +2,7 @@
 
 #include "bench/line/planreader.h"
 #include "bench/station/messages.h"
+#include "bench/station/requests.h"
 
 #include <QFile>
 #include <QHash>

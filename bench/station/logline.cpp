@@ -154,9 +154,7 @@ QString fieldsOf(const QVariantMap &fields)
 
 QString typeLine(quint16 type)
 {
-    return QStringLiteral("type:    %1 (%2)\n")
-        .arg(QString::number(type, 16).rightJustified(4, QLatin1Char('0')).toUpper(),
-             typeName(type));
+    return QStringLiteral("type:    %1 (%2)\n").arg(typeNumber(type), typeName(type));
 }
 
 } // namespace

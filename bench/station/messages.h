@@ -1,11 +1,11 @@
-/// The messages of the protocol by number and by name: which there are, what
-/// their data mean, and how a person writes a request.
+/// The messages of the protocol: which there are, how requests are answered,
+/// and what the data mean.
 #ifndef BENCH_STATION_MESSAGES_H
 #define BENCH_STATION_MESSAGES_H
 
 #include "bench/station/frame.h"
 
-#include <QStringList>
+#include <QString>
 #include <QVariantMap>
 
 #include <optional>
@@ -64,12 +64,16 @@ std::optional<Answers> answersTo(quint16 type);
 /// The one that sends frames of @p type; empty for an unknown type.
 std::optional<Sender> senderOf(quint16 type);
 
+/// Four digits in upper case: "603C".
+QString typeNumber(quint16 type);
+
 /// "voltage request", "ACK"; for an unknown type "unknown type 1234".
 QString typeName(quint16 type);
 
 /// What the data of a frame mean.
 struct Meaning {
-    QString text; ///< for a person: "touch at 120,45"; a request as its command, "backlight 100"
+    QString text; ///< for a person: "touch at 120,45"; a request as its command, "backlight 100" or
+                  ///< "send 6143 0264"
     QVariantMap fields; ///< by name, numbers as int, texts as QString: "x" 120, "y" 45
     QString complaint;  ///< why the data are not as the type wants them; empty when they are
 };
@@ -94,18 +98,6 @@ struct Meaning {
 /// | VoltageReply | `text`, and `voltage` when it is a decimal number |
 /// | VersionReply | `major`, `minor`, `version` (text, trailing blanks cut) |
 Meaning meaningOf(const Frame &frame);
-
-/// A request as a person writes it: {"backlight", "100"}, {"leds", "0F"},
-/// {"send", "6143", "0064"}. A request takes its text (`relay`, `pattern`,
-/// `echo`, `flash`, data of `send`) from all remaining words, joined by one blank.
-/// @param error  set to one line saying what is wrong, when nothing is returned
-std::optional<Frame> parseRequest(const QStringList &words, QString *error);
-
-/// Whether @p word begins a request that parseRequest() knows.
-bool isRequestName(const QString &word);
-
-/// The requests one per line, for `--help`: usage, number, what it does.
-QString requestHelp();
 
 } // namespace wire
 

@@ -156,7 +156,7 @@ public:
     Answer request(quint16 type, const QByteArray &data = QByteArray(),
                    int limitMs = DefaultLimitMs, int lateLimitMs = LimitOfRequest);
 
-    /// As above, the request written as in wire::parseRequest(): "backlight 100".
+    /// As above, the request written as in wire::parseRequest() (requests.h): "backlight 100".
     Answer request(const QString &command, int limitMs = DefaultLimitMs,
                    int lateLimitMs = LimitOfRequest);
 

@@ -80,6 +80,7 @@ private slots:
     void largestErrorOfASet();
     void pointsStandForTheirMap();
     void pointsOfAMapThatCannotBeInverted();
+    void pointsOfAMapThatLeadsFarAway();
 };
 
 void tst_AffineFit::identity()
@@ -186,6 +187,9 @@ void tst_AffineFit::noMap_data()
     QTest::newRow("dead axis, noise of a count")
         << set({QPoint(200, 2047), QPoint(201, 2048), QPoint(3800, 2048), QPoint(3799, 2047),
                 QPoint(2000, 2047)});
+    // Here the numbers alone would not give it away.
+    QTest::newRow("dead axis, near its zero")
+        << set({QPoint(200, 1), QPoint(201, 2), QPoint(3800, 2), QPoint(3799, 1), QPoint(2000, 1)});
     QTest::newRow("far from any panel")
         << set({QPoint(0, 0), QPoint(0, 2147483647), QPoint(2147483647, 2147483647),
                 QPoint(2147483647, 0), QPoint(1073741823, 1073741823)});
@@ -274,6 +278,15 @@ void tst_AffineFit::pointsOfAMapThatCannotBeInverted()
     QCOMPARE(data.screenPoints[Data::BottomRight], QPoint(799, 479));
     for (int i = 0; i <= Data::LastLocation; ++i)
         QCOMPARE(data.devPoints[i], QPoint(0, 0));
+}
+
+void tst_AffineFit::pointsOfAMapThatLeadsFarAway()
+{
+    // One count of the panel is a two-thousand-millionth of a pixel.
+    const AffineMap tiny = {1, 0, 0, 0, -1, 0, 2147483647};
+    const Data data = pointsOf(tiny, QSize(800, 480));
+    QCOMPARE(data.devPoints[Data::TopLeft], QPoint(0, 0));
+    QCOMPARE(data.devPoints[Data::BottomRight], QPoint(16777216, -16777216));
 }
 
 QTEST_APPLESS_MAIN(tst_AffineFit)

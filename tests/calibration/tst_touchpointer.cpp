@@ -1,6 +1,7 @@
 #include "calibration/touchpointer.h"
 #include "compat/screen.h"
 
+#include <QApplication>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -62,6 +63,7 @@ private slots:
     void keptToTheScreenWhenCalibrated();
     void rawGoesBeyondTheScreen();
     void grabberGetsEverything();
+    void grabberNeedNotBeActive();
     void modalDialogBlocksTheRest();
     void popupComesFirst();
     void underlyingWindowBesideTheTopOne();
@@ -202,6 +204,26 @@ void tst_TouchPointer::grabberGetsEverything()
                                             << "release 90,80 button 1 down 0"
                                             << "press 500,80 button 1 down 1"
                                             << "release 500,80 button 1 down 0");
+}
+
+// Without a window manager no window need be active.
+void tst_TouchPointer::grabberNeedNotBeActive()
+{
+    delete m_main;
+    m_main = nullptr;
+    Recorder inactive(mainPlace);
+    // The one kind of window that the off-screen platform does not activate.
+    inactive.setWindowFlags(Qt::ToolTip | Qt::FramelessWindowHint);
+    inactive.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&inactive));
+    QTRY_VERIFY(!QApplication::activeWindow());
+    inactive.grabMouse();
+    m_pointer->setRaw(true);
+    m_pointer->touch(QPoint(4095, 16383));
+    m_pointer->lift();
+    inactive.releaseMouse();
+    QCOMPARE(inactive.taken(), QStringList() << "press 4095,16383 button 1 down 1"
+                                             << "release 4095,16383 button 1 down 0");
 }
 
 void tst_TouchPointer::modalDialogBlocksTheRest()

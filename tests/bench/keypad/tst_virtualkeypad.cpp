@@ -519,8 +519,9 @@ void TestVirtualKeypad::pcsFilesAreNotRemoved()
     QVERIFY(keypad.prepare());
     QVERIFY(keypad.exists(file.fileName()));
     QVERIFY(!keypad.removeFile(file.fileName()));
-    QVERIFY(!keypad.removeFile("/usr"));
     QVERIFY(file.exists());
+    // A folder that is mounted there goes from the keypad's view, not from the PC.
+    QVERIFY(keypad.removeFile("/usr"));
     QVERIFY(QFile::exists("/usr/bin/env"));
 }
 

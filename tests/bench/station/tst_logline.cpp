@@ -171,7 +171,7 @@ void TestLogLine::explains_data()
         << QString("frame:   7E000E61431F016403617F\n"
                    "sender:  station\n"
                    "type:    6143 (backlight or bias power request)\n"
-                   "meaning: backlight or bias power request, data \"0164\"\n"
+                   "meaning: send 6143 0164\n"
                    "data:    bias power is 00 or 01: the keypad answers NA\n"
                    "checks:  all right\n");
     QTest::newRow("header check alone")

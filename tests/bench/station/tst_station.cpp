@@ -300,8 +300,8 @@ void TestStation::requestIsRefused_data()
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<int>("outcome");
     QTest::addColumn<QString>("error");
-    QTest::newRow("NAK") << Nak << int(Answer::Nak) << "\"mount\" was refused with NAK";
-    QTest::newRow("NA") << Na << int(Answer::NotApplicable) << "\"mount\" was refused with NA";
+    QTest::newRow("NAK") << Nak << int(Answer::Nak) << "mount was refused with NAK";
+    QTest::newRow("NA") << Na << int(Answer::NotApplicable) << "mount was refused with NA";
 }
 
 void TestStation::requestIsRefused()
@@ -346,8 +346,7 @@ void TestStation::requestTimesOutWithoutTheLateReply()
     const Answer answer = m_station->request(0x7060, QByteArray(), 5000, ShortMs);
     QCOMPARE(answer.outcome, Answer::TimedOut);
     QVERIFY(answer.acked);
-    QCOMPARE(answer.error,
-             QString("nothing came in 0.06 s, waiting for mount result to \"mount\""));
+    QCOMPARE(answer.error, QString("nothing came in 0.06 s, waiting for mount result to mount"));
 }
 
 void TestStation::requestLeavesTheLateReplyIfAskedTo()
@@ -386,7 +385,7 @@ void TestStation::requestTimesOut()
     QCOMPARE(answer.outcome, Answer::TimedOut);
     QVERIFY(!answer.acked);
     QVERIFY(!answer.refused());
-    QCOMPARE(answer.error, QString("nothing came in 0.06 s, waiting for ACK to \"backlight 100\""));
+    QCOMPARE(answer.error, QString("nothing came in 0.06 s, waiting for ACK to backlight 100"));
 }
 
 void TestStation::requestStopsAtADamagedFrame()
@@ -456,7 +455,7 @@ void TestStation::hangsUpWhileWaiting()
     QTimer::singleShot(0, this, [this] { m_keypad->hangUp(); });
     const Answer answer = m_station->request(0x7080, QByteArray(), 60000);
     QCOMPARE(answer.outcome, Answer::LineFailed);
-    QCOMPARE(answer.error, QString("the line hung up, waiting for voltage reply to \"voltage\""));
+    QCOMPARE(answer.error, QString("the line hung up, waiting for voltage reply to voltage"));
     QVERIFY(m_station->isHungUp());
     QVERIFY(!m_station->receive(60000));
     QVERIFY(!m_station->expectSilence(10));

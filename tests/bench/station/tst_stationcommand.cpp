@@ -12,6 +12,7 @@ class TestStationCommand : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void helpSaysItAll();
     void refusesWrongUsage_data();
@@ -48,9 +49,14 @@ QString TestStationCommand::program()
     return QString::fromLocal8Bit(qgetenv("MFTOOL_BUILD_DIR")) + QStringLiteral("/bench");
 }
 
+void TestStationCommand::initTestCase()
+{
+    QVERIFY2(QFile::exists(program()), "MFTOOL_BUILD_DIR names no build folder");
+    qRegisterMetaType<QProcess::ExitStatus>();
+}
+
 void TestStationCommand::init()
 {
-    qRegisterMetaType<QProcess::ExitStatus>();
     m_keypad = std::make_unique<FakeKeypad>();
     m_keypad->answer("7E000E61431F006403607F\r\n", QByteArray("7E000A00043102957F\r\n"));
     m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0001234504347F\r\n"));
@@ -150,14 +156,14 @@ void TestStationCommand::exitStatusTellsWhy_data()
     QTest::addColumn<QString>("error");
     QTest::newRow("accepted") << QStringList{"voltage"} << int(StationOk) << "";
     QTest::newRow("refused") << QStringList{"flash-query"} << int(StationRefused)
-                             << "bench station: \"flash-query\" was refused with NA\n";
+                             << "bench station: flash-query was refused with NA\n";
     QTest::newRow("usage") << QStringList{"backlight", "256"} << int(StationUsage)
                            << "bench station: backlight: \"256\" is no number from 0 to 255\n";
     QTest::newRow("unknown") << QStringList{"light"} << int(StationUsage)
                              << "bench station: unknown request \"light\"\n";
     QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << int(StationTimeOut)
                               << "bench station: nothing came in 0.1 s, waiting for ACK to "
-                                 "\"mount\"\n";
+                                 "mount\n";
     QTest::newRow("damaged") << QStringList{"buttons"} << int(StationLineFault)
                              << "bench station: damaged frame: checksum is 0337, should be 0336 "
                                 "(7E000C70713E0003377F\\r\\n)\n";
@@ -182,7 +188,7 @@ void TestStationCommand::readsCommandsFromStandardInput()
     QCOMPARE(result.out, QString("voltage reading '00012345'\nNA\nACK\n"));
     // The first that fails decides, and the rest is carried out all the same.
     QCOMPARE(result.status, int(StationRefused));
-    QCOMPARE(result.err, QString("bench station: \"flash-query\" was refused with NA\n"
+    QCOMPARE(result.err, QString("bench station: flash-query was refused with NA\n"
                                  "bench station: unknown request \"light\"\n"));
 }
 

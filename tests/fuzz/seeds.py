@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""Writes the hand-made part of the corpus: seeds.py FOLDER (normally corpus/)."""
+import os
+import struct
+import sys
+
+TYPES = [0x6001, 0x6002, 0x603C, 0x6143, 0x6144, 0x6147, 0x6161, 0x7000, 0x7010,
+         0x7020, 0x7030, 0x7040, 0x7041, 0x7050, 0x7053, 0x7060, 0x7070, 0x7080, 0x1234]
+GOOD = {0x6002: b"ABCD", 0x603C: b"01", 0x6143: b"0064", 0x6144: b"00FF0000000000",
+        0x6147: b"80FF", 0x6161: b"011E02", 0x7000: b"bars", 0x7010: b"32", 0x7020: b"01",
+        0x7030: b"01", 0x7040: b"01", 0x7041: b"AT+X=1", 0x7050: b"beta"}
+BAD = {0x603C: b"02", 0x6143: b"0164", 0x6144: b"01FF0000000000", 0x6147: b"0155",
+       0x6161: b"021E02", 0x7020: b"", 0x6001: b"00", 0x7053: b"00", 0x7060: b"00",
+       0x7070: b"00", 0x7080: b"00"}
+
+
+def frame(kind, data):
+    head = b"7E%04X%04X" % (len(data) + 10, kind)
+    head += b"%02X" % (sum(head) & 0xFF)
+    return head + data + b"%04X7F\r\n" % (sum(head + data) & 0xFFFF)
+
+
+def receive():
+    for kind in TYPES:
+        good = frame(kind, GOOD.get(kind, b""))
+        yield b"\0" + good
+        yield b"\2" + struct.pack(">H", kind) + GOOD.get(kind, b"")
+        if kind in BAD:
+            yield b"\2" + struct.pack(">H", kind) + BAD[kind]
+    ack = frame(0x6001, b"")
+    yield b"\1" + b"7E0000614300" + b"0064" + b"00007F\r\n"   # nothing right but marks and type
+    yield b"\0" + ack.lower()
+    yield b"\0" + ack + ack                                   # two in one piece
+    yield b"\0" + ack[:17]
+    yield b"\0" + b"\r\n"
+    yield b"\0" + ack[:8] + b"\0" + ack[8:]
+    yield b"\2\x60\x02" + b"\xe4\xff\x80"
+    yield b"\0" + b"7E" + b"A" * 1000 + b"7F"
+
+
+def widget():
+    requests = b""
+    for number, kind in enumerate(TYPES):
+        data = GOOD.get(kind, b"")
+        requests += bytes([number, len(data)]) + data
+        yield bytes([number, len(data)]) + data + b"\xf3"
+    yield requests
+    yield b"\xf1\x06\x06" + b"011E02" + b"\xf2\x06\x06" + b"011E02"      # the card's test, twice
+    yield b"\x0a\x0201" + b"\xf0\0\x64\0\x32" + b"\xf3"                   # touch test and a press
+    yield b"\x09\x0201" + b"\xf0\0\x64\0\x32" + b"\x07\x04bars\x09\x0200"  # calibration, a picture
+    yield b"\x0b\x0201\x0c\x03abc\x0b\x0200\x0c\x03abc"                   # relaying on and off
+    yield b"\x0d\0\xf3\x0e\0\x0f\0\xf3\xf3"                               # flash, query, mount
+    yield b"\xf4\x12" + frame(0x7070, b"")[:18]
+
+
+def tooloutput():
+    scan = b"libscan: scanning eraseblock %d -- %2d %% complete  \r"
+    flash = b"ubiformat: flashing eraseblock %d -- %2d %% complete  \r"
+    form = b"ubiformat: formatting eraseblock %d -- %2d %% complete  \r"
+    yield scan % (7, 4)
+    yield b"".join(line % (block, block * 50) for line in (scan, flash, form)
+                   for block in range(3)) + b"\n"
+    yield b"".join(line % (9, 100) for line in (scan, flash, form, scan, form))
+    yield b"".join(b"mtd: erasing %d:0x%x\n" % (i, i << 17) for i in range(60))
+    yield b"a\r\nb"
+    yield b" ubiformat: flashing eraseblock 1 -- 10 % complete\n"
+    yield b"libscan: scanning eraseblock 99999999999 -- 99999999999 % complete\n"
+    yield b"libscan: scanning eraseblock 1 -- 50\0 % complete\nx\0y\n\n\r\r"
+    yield b"\xff\xfe\x80mtd: erasing \nmtd: erasing\n"
+
+
+def sdevent():
+    for text in (b"#/media/mmcblk0p1\n", b"!/media/mmcblk0p1\n", b"# /media/a b \r\n", b"\n",
+                 b"\r\n", b"", b" #/x\n", b"x\n", b"#\n", b"#\0/x\n", b"!\xc3\xa4\xff\n",
+                 b"#\xef\xbb\xbf\n"):
+        yield text
+
+
+def version():
+    for text in (b"20140101 1.2\n", b"1.2.3\n", b"abc\n", b"", b"300.400\n", b"-1.-2\n",
+                 b"12345678901234567890\n", b"20140101 \n", b"20140101 1.2\0junk\n", b"1..2",
+                 b"99999999999.1", b"\xe4\xf6\xfc.\xff", b"12034000\n", b"  7  \n"):
+        yield text
+
+
+def pointercal():
+    for text in (b"13107 0 0 0 7864 0 65536\n", b"1 2 3 4 5 6 0\n", b"1 2 3\n",
+                 b"2147483647 -2147483648 1 1 1 1 1\n", b"2147483648 1 1 1 1 1 1\n",
+                 b"-69 8567 -3106 -11 -33 51 65536 800 480 0\n", b"+1 2 3 4 5 6 7\n",
+                 b"0 0 0 0 0 0 1\n", b"1\t2\n3\r4\v5\f6 7", b"1 1 1 1 1 1 x", b""):
+        yield b"\0" + text
+    screen = [(10, 10), (10, 470), (790, 470), (790, 10), (400, 240)]
+    panels = [[(200, 200), (200, 3900), (3900, 3900), (3900, 200), (2048, 2048)],
+              [(10, 10), (10, 470), (790, 470), (790, 10), (400, 240)],
+              [(3900, 200), (200, 200), (200, 3900), (3900, 3900), (2048, 2048)],
+              [(0, 0)] * 5,
+              [(1, 100), (1, 2000), (2, 4000), (1, 150), (1, 2100)],
+              [(-32768, -32768), (-32768, 32767), (32767, 32767), (32767, -32768), (0, 0)]]
+    for panel in panels:
+        yield b"\1" + b"".join(struct.pack(">hh", *point) for point in panel + screen)
+
+
+def main():
+    for make in (receive, widget, tooloutput, sdevent, version, pointercal):
+        folder = os.path.join(sys.argv[1], "fuzz_" + make.__name__)
+        os.makedirs(folder, exist_ok=True)
+        for number, content in enumerate(make()):
+            with open(os.path.join(folder, "seed-%02d" % number), "wb") as file:
+                file.write(content)
+
+
+main()
