@@ -2,20 +2,26 @@
 # Installs the Debian packages that are missing, by name:
 #   install-packages.sh build        what building the tool and the bench needs
 #   install-packages.sh build test   and what the tests need besides
+#   install-packages.sh build fuzz   what coverage-guided fuzzing needs
+#   install-packages.sh build perf   what all performance figures need
 # Does nothing, not even as root, when all of them are there.
 set -eu
 
 build="cmake ninja-build g++ pkg-config qtbase5-dev libts-dev libfuse3-dev fuse3
        libxcb1-dev libxcb-xtest0-dev xvfb xauth fonts-dejavu-core"
 test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime valgrind"
+fuzz="clang libclang-rt-14-dev"
+perf="libbenchmark-dev valgrind"
 
 wanted=
 for list in "$@"; do
     case $list in
     build) wanted="$wanted $build" ;;
     test) wanted="$wanted $test" ;;
+    fuzz) wanted="$wanted $fuzz" ;;
+    perf) wanted="$wanted $perf" ;;
     *)
-        echo "usage: $0 [build] [test]" >&2
+        echo "usage: $0 [build] [test] [fuzz] [perf]" >&2
         exit 2
         ;;
     esac
