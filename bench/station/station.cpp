@@ -110,6 +110,42 @@ QString described(quint16 type, const QByteArray &data)
     return wire::meaningOf(frame).text;
 }
 
+/// The replies to wait for; a type that is no request is refused or acknowledged.
+wire::Answers answersAwaited(quint16 type)
+{
+    wire::Answers unknown;
+    unknown.ack = true;
+    return wire::answersTo(type).value_or(unknown);
+}
+
+/// Enters into @p answer what came after the request @p what, and strikes off
+/// @p awaited what has come.
+void take(const Station::Received &received, const QString &what, wire::Answers *awaited,
+          Station::Answer *answer)
+{
+    using Answer = Station::Answer;
+    if (received.kind == Station::Received::Text) {
+        answer->lines.append(received.line());
+        return;
+    }
+    if (received.kind == Station::Received::DamagedFrame) {
+        answer->outcome = Answer::Damaged;
+        answer->error = QStringLiteral("%1 (%2)").arg(received.describe(), shown(received.raw));
+        return;
+    }
+    const quint16 type = received.frame.type;
+    answer->frames.append(received.frame);
+    if (type == wire::Nak || type == wire::NotApplicable) {
+        answer->outcome = type == wire::Nak ? Answer::Nak : Answer::NotApplicable;
+        answer->error = QStringLiteral("%1 was refused with %2").arg(what, wire::typeName(type));
+    } else if (type == wire::Ack && awaited->ack) {
+        awaited->ack = false;
+        answer->acked = true;
+    } else if (type == awaited->reply) {
+        awaited->reply = 0;
+    }
+}
+
 } // namespace
 
 QByteArray Station::Received::line() const
@@ -482,52 +518,31 @@ Station::Answer Station::request(quint16 type, const QByteArray &data, int limit
         answer.error = m_error;
         return answer;
     }
-    wire::Answers awaited;
-    awaited.ack = true;
-    awaited = wire::answersTo(type).value_or(awaited);
+    wire::Answers awaited = answersAwaited(type);
     if (lateLimitMs == LimitOfRequest)
         lateLimitMs = awaited.lateLimitMs;
     if (awaited.ack && lateLimitMs == 0)
         awaited.reply = 0;
 
+    const QString what = described(type, data);
     int limit = limitMs;
     QDeadlineTimer deadline(limit);
     answer.outcome = Answer::Accepted;
-    while (answer.outcome == Answer::Accepted && (awaited.ack || awaited.reply != 0)) {
-        const QString wanted =
-            QStringLiteral("%1 to %2")
-                .arg(wire::typeName(awaited.ack ? static_cast<quint16>(wire::Ack) : awaited.reply),
-                     described(type, data));
-        const std::optional<Received> received = next(deadline, limit, wanted);
+    while (answer.ok() && (awaited.ack || awaited.reply != 0)) {
+        const auto reply = awaited.ack ? static_cast<quint16>(wire::Ack) : awaited.reply;
+        const std::optional<Received> received =
+            next(deadline, limit, QStringLiteral("%1 to %2").arg(wire::typeName(reply), what));
         answer.elapsedUs = clock.nsecsElapsed() / 1000;
         if (!received) {
             answer.outcome = isOpen() && !m_hungUp ? Answer::TimedOut : Answer::LineFailed;
             answer.error = m_error;
             break;
         }
-        if (received->kind == Received::Text) {
-            answer.lines.append(received->line());
-            continue;
-        }
-        if (received->kind == Received::DamagedFrame) {
-            answer.outcome = Answer::Damaged;
-            answer.error =
-                QStringLiteral("%1 (%2)").arg(received->describe(), shown(received->raw));
-            break;
-        }
-        const quint16 came = received->frame.type;
-        answer.frames.append(received->frame);
-        if (came == wire::Nak || came == wire::NotApplicable) {
-            answer.outcome = came == wire::Nak ? Answer::Nak : Answer::NotApplicable;
-            answer.error = QStringLiteral("%1 was refused with %2")
-                               .arg(described(type, data), wire::typeName(came));
-        } else if (came == wire::Ack && awaited.ack) {
-            awaited.ack = false;
-            answer.acked = true;
+        const bool wasAcked = answer.acked;
+        take(*received, what, &awaited, &answer);
+        if (answer.acked && !wasAcked) {
             limit = lateLimitMs;
             deadline.setRemainingTime(limit);
-        } else if (came == awaited.reply) {
-            awaited.reply = 0;
         }
     }
     return answer;

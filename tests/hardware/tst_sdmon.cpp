@@ -167,12 +167,21 @@ void TestSdMon::onlyTheFirstLineOfAnOpening()
     SDMon *monitor = startMonitor();
     QSignalSpy added(monitor, SIGNAL(dirAdded(QString)));
     QVERIFY(backAtThePipe(0));
-    writeToPipe("#/one\n#/two\n");
-    QVERIFY(backAtThePipe(1));
+    // A monitor that is back before the writer has closed the pipe finds the
+    // second line in it. The first time that the writer is quicker shows.
+    bool lost = false;
+    for (int attempt = 0; attempt < 50 && !lost; ++attempt) {
+        const int before = int(added.size());
+        writeToPipe("#/one\n#/two\n");
+        QTRY_COMPARE(m_log->count("debug: In ATE Mode--->, Waiting for SD event"),
+                     m_log->count("debug: In ATE Mode--->, Received SD event") + 1);
+        QTRY_VERIFY(int(added.size()) > before);
+        QCOMPARE(added.at(before).at(0).toString(), QString("/one"));
+        lost = int(added.size()) == before + 1;
+    }
+    QVERIFY(lost);
     writeToPipe("#/three\n");
-    QTRY_COMPARE(int(added.size()), 2);
-    QCOMPARE(added.at(0).at(0).toString(), QString("/one"));
-    QCOMPARE(added.at(1).at(0).toString(), QString("/three"));
+    QTRY_COMPARE(added.last().at(0).toString(), QString("/three"));
     QVERIFY(m_log->has("debug: In ATE Mode--->,SD mon read: #/one\n"));
 }
 
