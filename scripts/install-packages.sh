@@ -2,6 +2,8 @@
 # Installs the Debian packages that are missing, by name:
 #   install-packages.sh build        what building the tool and the bench needs
 #   install-packages.sh build test   and what the tests need besides
+#   install-packages.sh build fuzz   what coverage-guided fuzzing needs
+#   install-packages.sh build perf   what all performance figures need
 #   install-packages.sh armel        what cross-building for the board's CPU needs
 # Does nothing, not even as root, when all of them are there.
 set -eu
@@ -10,6 +12,8 @@ build="cmake ninja-build g++ pkg-config qtbase5-dev libts-dev libfuse3-dev fuse3
        libxcb1-dev libxcb-xtest0-dev xvfb xauth fonts-dejavu-core"
 test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime valgrind mmdebstrap python3"
 armel="g++-arm-linux-gnueabi qemu-user-static mmdebstrap python3"
+fuzz="clang libclang-rt-14-dev"
+perf="libbenchmark-dev valgrind"
 
 wanted=
 for list in "$@"; do
@@ -17,8 +21,10 @@ for list in "$@"; do
     build) wanted="$wanted $build" ;;
     test) wanted="$wanted $test" ;;
     armel) wanted="$wanted $armel" ;;
+    fuzz) wanted="$wanted $fuzz" ;;
+    perf) wanted="$wanted $perf" ;;
     *)
-        echo "usage: $0 [build] [test] [armel]" >&2
+        echo "usage: $0 [build] [test] [armel] [fuzz] [perf]" >&2
         exit 2
         ;;
     esac

@@ -26,7 +26,8 @@ void PlanReader::refuse(const QString &reason)
 {
     if (failed())
         return;
-    *m_error = m_place.isEmpty() ? reason : m_place + QLatin1String(": ") + reason;
+    const QString all = m_place.isEmpty() ? reason : m_place + QLatin1String(": ") + reason;
+    *m_error = all.simplified(); // a name in the plan may hold line ends
 }
 
 bool PlanReader::take(const QString &key, Presence presence)

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Writes the hand-made part of the corpus: seeds.py FOLDER (normally corpus/)."""
+import json
 import os
 import struct
 import sys
@@ -100,8 +101,19 @@ def pointercal():
         yield b"\1" + b"".join(struct.pack(">hh", *point) for point in panel + screen)
 
 
+def plan():
+    here = os.path.dirname(os.path.abspath(__file__))
+    with open(os.path.join(here, "../../bench/plans/production.json"), "rb") as file:
+        production = json.load(file)
+    head = {key: value for key, value in production.items() if key != "steps"}
+    for step in production["steps"]:       # small ones: the fuzzer has time for many
+        yield json.dumps(dict(head, steps=[step])).encode()
+    for text in (b"", b"{}", b"[]", b"null", b'{"steps": []}', b"\xff", b'{"a": {"a": [1e999]}}'):
+        yield text
+
+
 def main():
-    for make in (receive, widget, tooloutput, sdevent, version, pointercal):
+    for make in (receive, widget, tooloutput, sdevent, version, pointercal, plan):
         folder = os.path.join(sys.argv[1], "fuzz_" + make.__name__)
         os.makedirs(folder, exist_ok=True)
         for number, content in enumerate(make()):
