@@ -149,6 +149,7 @@ void mftool::createMountSteps()
     QTimer *delay = new QTimer(this);
     delay->setSingleShot(true);
     delay->setInterval(mountDelay);
+    makePrecise(delay);
     connect(m_attach, SIGNAL(complete()), delay, SLOT(start()));
     connect(m_attach, SIGNAL(failed(QString)), SLOT(mountFailed(QString)));
     connect(delay, SIGNAL(timeout()), mount, SLOT(start()));

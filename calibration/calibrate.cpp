@@ -2,6 +2,7 @@
 
 #include "calibration/calibrationmath.h"
 #include "calibration/pointerdriver.h"
+#include "compat/qtcompat.h"
 #include "compat/screen.h"
 
 #include <QMouseEvent>
@@ -32,6 +33,7 @@ Calibrate::Calibrate(QWidget *parent, PointerDriver *driver)
     m_hold = new QTimer(this);
     m_hold->setSingleShot(true);
     m_hold->setInterval(holdTime);
+    makePrecise(m_hold);
     connect(m_hold, SIGNAL(timeout()), this, SLOT(showNextTarget()));
 }
 

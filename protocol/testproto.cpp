@@ -13,6 +13,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "compat/qtcompat.h"
 #include "hardware/sdmon.h"
 #include "hardware/sdpower.h"
 #include "protocol/frame.h"
@@ -74,6 +75,7 @@ TestProto::TestProto(QObject *parent, const Board &board)
 
     m_ateTimer = new QTimer(this);
     m_ateTimer->setInterval(firstFrameWithin);
+    makePrecise(m_ateTimer);
     connect(m_ateTimer, SIGNAL(timeout()), SLOT(exitMftool()));
     qDebug("In ATE Mode --->, ATE 15 sec Timer started:");
     m_ateTimer->start();

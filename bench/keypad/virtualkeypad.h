@@ -261,7 +261,8 @@ public:
     bool setStandin(const QString &program, const QString &play);
     /// How long a run of good output takes; 0 (at first) is full speed.
     bool setStandinSeconds(const QString &program, double seconds);
-    /// The program stops after the first update that contains @p text, until releaseStandin().
+    /// The program stops after the first update that contains @p text, until releaseStandin()
+    /// or until it is held at a text further on.
     bool holdStandin(const QString &program, const QByteArray &text);
     bool releaseStandin(const QString &program);
     /// Every run so far, in order.

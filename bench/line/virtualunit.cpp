@@ -253,7 +253,11 @@ Unit::Finding VirtualUnit::checkExit(const Plan::Check &check, QString *found)
         *found = QStringLiteral("it still runs");
         return NotYet;
     }
-    *found = end();
+    *found = ending();
+    if (found->isEmpty()) {
+        *found = QStringLiteral("it has not been started");
+        return NotYet;
+    }
     return status.code == check.status ? Holds : Broken;
 }
 
@@ -264,8 +268,11 @@ bool VirtualUnit::takePicture(const QString &file)
 
 QString VirtualUnit::end()
 {
-    if (!m_isOn)
-        return QString();
+    return m_isOn ? ending() : QString();
+}
+
+QString VirtualUnit::ending()
+{
     const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
     const bool hasEnded = status.code >= 0 || status.signal != 0;
     if (status.running || !hasEnded)

@@ -45,6 +45,8 @@ private:
     Finding checkPixel(const Plan::Check &check, QString *found);
     Finding checkLog(const Plan::Check &check, QString *found);
     Finding checkExit(const Plan::Check &check, QString *found);
+    /// How the tool ended; empty while it runs and before it was first started.
+    QString ending();
 
     const VirtualUnitOptions m_options;
     VirtualKeypad m_keypad;

@@ -108,7 +108,7 @@ QMap<QString, double> memoryOf(qint64 pid)
         const double value =
             line.mid(line.indexOf(':') + 1).simplified().split(' ').first().toDouble();
         const QString name = QString::fromLatin1(line.left(line.indexOf(':')));
-        if (name == QLatin1String("Rss") || name == QLatin1String("Pss"))
+        if (name == QLatin1String("Rss"))
             values[name] = value;
         else if (name.startsWith(QLatin1String("Private_")))
             values[QStringLiteral("Unique")] += value;

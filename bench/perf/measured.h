@@ -18,7 +18,7 @@ class Subject
 {
 public:
     /// @param program  of this build: "mftool", "perf-responder"
-    /// @param wrapper  put before it, for example valgrind
+    /// @param wrapper  put before it, for example valgrind, by its whole path
     explicit Subject(const QString &program, const QStringList &arguments = QStringList(),
                      const QStringList &wrapper = QStringList());
 
@@ -42,7 +42,7 @@ private:
     QByteArray m_rest;
 };
 
-/// The values of smaps_rollup in KiB: "Rss", "Pss", and "Unique", which is what
+/// The values of smaps_rollup in KiB: "Rss", and "Unique", which is what
 /// the process shares with nobody.
 QMap<QString, double> memoryOf(qint64 pid);
 

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <cstdio>
@@ -82,7 +83,7 @@ int widgetCount()
 }
 
 struct Started {
-    std::vector<double> start, rss, pss, unique;
+    std::vector<double> start, rss, unique;
 
     void add(const QString &program, const QStringList &arguments)
     {
@@ -91,24 +92,30 @@ struct Started {
         QThread::msleep(500); // the first picture is drawn
         const QMap<QString, double> memory = memoryOf(subject.pid());
         rss.push_back(memory.value(QStringLiteral("Rss")) / 1024);
-        pss.push_back(memory.value(QStringLiteral("Pss")) / 1024);
         unique.push_back(memory.value(QStringLiteral("Unique")) / 1024);
     }
 };
 
 void measureStart(int rounds)
 {
-    const QStringList count(QString::number(widgetCount()));
     Started tool;
     Started floor;
+    Started sameScreen;
     for (int round = 0; round < rounds; ++round) {
-        tool.add(QStringLiteral("mftool"), QStringList());
-        floor.add(QStringLiteral("perf-barewidgets"), count);
+        tool.add(QStringLiteral("mftool"), {});
+        floor.add(QStringLiteral("perf-barewidgets"), {QString::number(widgetCount())});
+        sameScreen.add(QStringLiteral("perf-barewidgets"),
+                       {QStringLiteral("/home/default/tarnwick.png")});
     }
     printRow("start to ready frame", "ms", tool.start, floor.start, "1.15");
+    printRow("the same, floor with the tool's screen and logo", "ms", tool.start, sameScreen.start,
+             "");
     printRow("resident memory", "MiB", tool.rss, floor.rss, "1.10");
-    printRow("proportional share of it", "MiB", tool.pss, floor.pss, "");
-    printRow("shared with nobody", "MiB", tool.unique, floor.unique, "");
+    printRow("the same, floor with the tool's screen and logo", "MiB", tool.rss, sameScreen.rss,
+             "");
+    printRow("memory shared with nobody", "MiB", tool.unique, floor.unique, "");
+    printRow("the same, floor with the tool's screen and logo", "MiB", tool.unique,
+             sameScreen.unique, "");
 }
 
 void measureOutput(int rounds)
@@ -147,7 +154,8 @@ void measureIdle()
 double instructionsOf(const QString &program, int count)
 {
     Subject subject(program, QStringList(),
-                    {QStringLiteral("valgrind"), QStringLiteral("--tool=callgrind"),
+                    {QStandardPaths::findExecutable(QStringLiteral("valgrind")),
+                     QStringLiteral("--tool=callgrind"),
                      QStringLiteral("--callgrind-out-file=/tmp/instructions")});
     subject.start();
     for (int i = 0; i < count; ++i)

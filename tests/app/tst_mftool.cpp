@@ -12,6 +12,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QtTest>
 
 #include <memory>
@@ -69,6 +70,7 @@ private slots:
     void relayedLinesAreLostWhileOff();
 
     void flashQueryWhileIdleIsNotApplicable();
+    void mountDelayIsNeverShort();
     void mountWithoutEtcFails();
     void mountPointsTheTouchscreenAtTheNand();
 
@@ -553,6 +555,18 @@ void TestMftool::flashQueryWhileIdleIsNotApplicable()
     start();
     call("flashQuery");
     QCOMPARE(m_line->received(), QByteArray("7E000A00033002937F\r\n"));
+}
+
+void TestMftool::mountDelayIsNeverShort()
+{
+    start();
+    const QList<QTimer *> timers =
+        m_widget->findChildren<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+    QCOMPARE(timers.size(), 1);
+    QVERIFY(timers.first()->isSingleShot());
+    QCOMPARE(timers.first()->interval(), 2000);
+    // Any other may fire at 1900.
+    QCOMPARE(timers.first()->timerType(), Qt::PreciseTimer);
 }
 
 void TestMftool::mountWithoutEtcFails()

@@ -214,6 +214,7 @@ void tst_Calibrate::init()
     const QList<QTimer *> timers = m_dialog->findChildren<QTimer *>();
     QCOMPARE(timers.size(), 1);
     m_hold = timers.first();
+    QCOMPARE(m_hold->timerType(), Qt::PreciseTimer);
 }
 
 void tst_Calibrate::cleanup()

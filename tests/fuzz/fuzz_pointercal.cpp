@@ -71,13 +71,15 @@ void checkFit(const QByteArray &input)
     }
     FUZZ_VERIFY(largestError(map, data) >= 0, input);
 
-    // A fit over points that lie on the fitted map already gives that map's points again.
+    // Over points that lie on a map but for the pixel they are rounded to, the
+    // least squares leave at most the root of five; the scale and the division
+    // add a pixel each on either side.
     QWSPointerCalibrationData fitted = data;
     for (int i = 0; i <= QWSPointerCalibrationData::LastLocation; ++i)
         fitted.screenPoints[i] = mapped(map, data.devPoints[i]);
     AffineMap again = untouched;
     if (fitAffine(fitted, &again))
-        FUZZ_VERIFY(largestError(again, fitted) <= 2, input);
+        FUZZ_VERIFY(largestError(again, fitted) <= 5, input);
 }
 
 } // namespace

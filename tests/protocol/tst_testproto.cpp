@@ -450,6 +450,7 @@ void TestTestProto::ateTimerStartsWith15Seconds()
     QVERIFY(timer->isActive());
     QVERIFY(!timer->isSingleShot());
     QCOMPARE(timer->interval(), 15000);
+    QCOMPARE(timer->timerType(), Qt::PreciseTimer);
     QVERIFY(m_log->has("debug: In ATE Mode --->, ATE 15 sec Timer started:"));
 }
 

@@ -7,7 +7,8 @@
 ///                   "crash", "hang" or "endless"
 ///     seconds S     how long a whole run takes
 ///     hold TEXT     stop after the first write that contains TEXT until this
-///                   line is gone from the file
+///                   line is gone from the file, or names another text to stop
+///                   at further on
 
 #include <algorithm>
 #include <csignal>
@@ -201,7 +202,7 @@ private:
         const std::string held = m_play.hold;
         while (readPlay(m_program).hold == held)
             pause(0.005);
-        m_play.hold.clear();
+        m_play.hold = readPlay(m_program).hold; // perhaps it is to stop again, further on
     }
 
     std::string m_program;

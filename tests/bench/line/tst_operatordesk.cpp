@@ -1,0 +1,149 @@
+#include "bench/line/operatordesk.h"
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QTest>
+#include <QTimer>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+QList<int> newPipe()
+{
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        qFatal("no pipe");
+    return {ends[0], ends[1]};
+}
+
+/// A desk whose keyboard is a pipe.
+struct Desk {
+    ~Desk()
+    {
+        close(ends.at(0));
+        hangUp();
+        std::fclose(prompts);
+    }
+    void type(const QByteArray &text)
+    {
+        if (write(ends.at(1), text.constData(), static_cast<size_t>(text.size())) != text.size())
+            qFatal("cannot type");
+    }
+    void hangUp()
+    {
+        if (ends.at(1) >= 0)
+            close(ends.at(1));
+        ends[1] = -1;
+    }
+    QByteArray printed()
+    {
+        std::rewind(prompts);
+        QByteArray text(4096, '\0');
+        text.resize(static_cast<int>(
+            std::fread(text.data(), 1, static_cast<size_t>(text.size()), prompts)));
+        return text;
+    }
+
+    QList<int> ends = newPipe();
+    FILE *prompts = std::tmpfile();
+    OperatorDesk desk{ends.at(0), prompts};
+};
+
+const int LongMs = 20000;
+
+} // namespace
+
+class TestOperatorDesk : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void tellsWithoutWaiting();
+    void confirmsWithEnter();
+    void asksUntilItUnderstands_data();
+    void asksUntilItUnderstands();
+    void keepsWhatWasTypedAhead();
+    void isTooLate();
+    void noticesThatNobodyIsThere();
+    void servesTheLineMeanwhile();
+};
+
+void TestOperatorDesk::tellsWithoutWaiting()
+{
+    Desk desk;
+    desk.desk.tell(QStringLiteral("Touch it."));
+    QCOMPARE(desk.printed(), QByteArray("\n  >> Touch it.\n"));
+}
+
+void TestOperatorDesk::confirmsWithEnter()
+{
+    Desk desk;
+    desk.type("\n");
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("Press it."), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(desk.printed(), QByteArray("\n  >> Press it.  Then press Enter: "));
+}
+
+void TestOperatorDesk::asksUntilItUnderstands_data()
+{
+    QTest::addColumn<QByteArray>("typed");
+    QTest::addColumn<int>("reply");
+    QTest::addColumn<int>("questions");
+    QTest::newRow("enter") << QByteArray("\n") << int(OperatorDesk::Yes) << 1;
+    QTest::newRow("y") << QByteArray("y\n") << int(OperatorDesk::Yes) << 1;
+    QTest::newRow("YES") << QByteArray(" YES \n") << int(OperatorDesk::Yes) << 1;
+    QTest::newRow("n") << QByteArray("n\n") << int(OperatorDesk::No) << 1;
+    QTest::newRow("No") << QByteArray("No\r\n") << int(OperatorDesk::No) << 1;
+    QTest::newRow("perhaps, then n") << QByteArray("perhaps\nn\n") << int(OperatorDesk::No) << 2;
+}
+
+void TestOperatorDesk::asksUntilItUnderstands()
+{
+    QFETCH(QByteArray, typed);
+    QFETCH(int, questions);
+    Desk desk;
+    desk.type(typed);
+    QTEST(int(desk.desk.question(QStringLiteral("Is it lit?"), LongMs)), "reply");
+    QCOMPARE(desk.printed().count("Is it lit? [Y/n]"), questions);
+}
+
+void TestOperatorDesk::keepsWhatWasTypedAhead()
+{
+    Desk desk;
+    desk.type("\nn\ny");
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::No));
+    desk.type("\n");
+    QCOMPARE(int(desk.desk.question(QStringLiteral("3"), LongMs)), int(OperatorDesk::Yes));
+}
+
+void TestOperatorDesk::isTooLate()
+{
+    Desk desk;
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), 100)), int(OperatorDesk::TooLate));
+    QVERIFY(clock.elapsed() >= 100);
+    desk.type("half a line");
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), 100)), int(OperatorDesk::TooLate));
+}
+
+void TestOperatorDesk::noticesThatNobodyIsThere()
+{
+    Desk desk;
+    desk.hangUp();
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Nobody));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::Nobody));
+}
+
+void TestOperatorDesk::servesTheLineMeanwhile()
+{
+    Desk desk;
+    QTimer::singleShot(50, [&desk] { desk.type("\n"); });
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+}
+
+QTEST_GUILESS_MAIN(TestOperatorDesk)
+#include "tst_operatordesk.moc"

@@ -1,0 +1,165 @@
+#include "bench/line/record.h"
+
+#include "tests/bench/line/samplerecord.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTest>
+
+class TestRecord : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void theWorstDecides();
+    void theFirstOfTheWorstGivesTheReason();
+    void aGoodUnitHasNoReason();
+    void aUnitWithoutStepsKeepsItsOutcome();
+    void exitStatusesTellOutcomesApart();
+    void showsValues();
+    void showsSeconds_data();
+    void showsSeconds();
+    void writesAUnit();
+    void writesSteps();
+};
+
+void TestRecord::theWorstDecides()
+{
+    UnitRecord unit = sampleRecord();
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("error"));
+    QCOMPARE(unit.reason, QStringLiteral("step 4 \"Died\": the tool crashed"));
+    unit.steps.removeAt(3);
+    unit.outcome = Outcome::NotRun;
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("time-out"));
+    QCOMPARE(unit.reason, QStringLiteral("step 3 \"Key\": expected ACK; nothing came in 5 s"));
+}
+
+void TestRecord::theFirstOfTheWorstGivesTheReason()
+{
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Pass, 0), sampleStep(2, "b", Outcome::Fail, 0),
+                  sampleStep(3, "c", Outcome::Fail, 0)};
+    unit.steps[1].reason = QStringLiteral("one");
+    unit.steps[2].reason = QStringLiteral("two");
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("fail"));
+    QCOMPARE(unit.reason, QStringLiteral("step 2 \"b\": one"));
+}
+
+void TestRecord::aGoodUnitHasNoReason()
+{
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Pass, 0)};
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("pass"));
+    QCOMPARE(unit.reason, QString());
+}
+
+void TestRecord::aUnitWithoutStepsKeepsItsOutcome()
+{
+    UnitRecord unit;
+    unit.outcome = Outcome::Error;
+    unit.reason = QStringLiteral("no keypad");
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("error"));
+    QCOMPARE(unit.reason, QStringLiteral("no keypad"));
+}
+
+void TestRecord::exitStatusesTellOutcomesApart()
+{
+    QCOMPARE(exitStatus(Outcome::Pass), 0);
+    QCOMPARE(exitStatus(Outcome::Fail), 1);
+    QCOMPARE(exitStatus(Outcome::TimeOut), 3);
+    QCOMPARE(exitStatus(Outcome::Error), 4);
+    QCOMPARE(exitStatus(Outcome::NotRun), 4); // nothing run is nothing passed
+}
+
+void TestRecord::showsValues()
+{
+    const UnitRecord unit = sampleRecord();
+    QCOMPARE(unit.steps.at(0).value(), QStringLiteral("voltage 12345 mV"));
+    QCOMPARE(unit.steps.at(0).limits(), QStringLiteral("11000 to 14500 mV"));
+    QCOMPARE(unit.steps.at(1).value(), QString());
+    QCOMPARE(unit.steps.at(1).shownByBoard(), QStringLiteral("sys/a=1"));
+
+    StepRecord two = unit.steps.at(0);
+    two.measured.append(two.measured.first());
+    two.measured[1].name = QStringLiteral("current");
+    two.measured[1].value = QVariant();
+    two.measured[1].unit.clear();
+    two.measured[1].limits = QStringLiteral("at most 3");
+    QCOMPARE(two.value(), QStringLiteral("voltage 12345 mV, current nothing"));
+    QCOMPARE(two.limits(), QStringLiteral("voltage 11000 to 14500 mV, current at most 3"));
+    two.measured.clear();
+    QCOMPARE(two.value(), QStringLiteral("voltage reading '00012345'"));
+}
+
+void TestRecord::showsSeconds_data()
+{
+    QTest::addColumn<double>("seconds");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("none") << 0.0 << "0.0 ms";
+    QTest::newRow("tenths") << 0.00042 << "0.4 ms";
+    QTest::newRow("milliseconds") << 0.0521 << "52 ms";
+    QTest::newRow("seconds") << 3.381 << "3.38 s";
+    QTest::newRow("tens") << 12.345 << "12.3 s";
+}
+
+void TestRecord::showsSeconds()
+{
+    QFETCH(double, seconds);
+    QTEST(shownSeconds(seconds), "text");
+}
+
+void TestRecord::writesAUnit()
+{
+    UnitRecord unit = sampleRecord();
+    unit.conclude();
+    QJsonObject json = toJson(unit);
+    QCOMPARE(json.take(QStringLiteral("steps")).toArray().size(), 5);
+    const QByteArray wanted = R"({
+        "record": 1, "plan": "production", "title": "Test of <units>",
+        "plan_file": "plans/production.json", "number": 3, "serial_number": "KP-0042",
+        "station": "desk 3", "unit": "virtual keypad", "faults": ["led-missing"],
+        "tool_version": "0.5", "start": "2026-03-01T09:30:00.000+01:00",
+        "end": "2026-03-01T09:30:12.345+01:00", "seconds": 12.345, "outcome": "error",
+        "reason": "step 4 \"Died\": the tool crashed" })";
+    QCOMPARE(json, QJsonDocument::fromJson(wanted).object());
+}
+
+void TestRecord::writesSteps()
+{
+    const QJsonArray steps = toJson(sampleRecord()).value(QStringLiteral("steps")).toArray();
+    const QByteArray wanted = R"([
+        { "step": 1, "name": "Volts", "group": "group", "outcome": "pass",
+          "start": "2026-03-01T09:30:00.125+01:00", "seconds": 0.052, "tries": 1,
+          "sent": "voltage", "received": ["voltage reading '00012345'"],
+          "measured": [ { "name": "voltage", "value": 12345, "min": 11000, "max": 14500,
+                          "unit": "mV", "limits": "11000 to 14500 mV", "good": true } ],
+          "checks": [], "picture": "volts.png" },
+        { "step": 2, "name": "Light", "group": "group", "outcome": "fail",
+          "start": "2026-03-01T09:30:00.125+01:00", "seconds": 0.25, "tries": 2, "received": [],
+          "measured": [],
+          "checks": [ { "check": "store 1 to /sys/a", "result": "broken", "found": "no store" },
+                      { "check": "store 1 to /sys/a", "result": "held" },
+                      { "check": "store 1 to /sys/a", "result": "skipped" } ],
+          "reason": "expected ACK; came NAK", "expected": "ACK", "came": "NAK",
+          "raw": "7E000A00053202977F\\r\\n", "notes": ["Press <it>."] },
+        { "step": 3, "name": "Key", "group": "group", "outcome": "time-out",
+          "start": "2026-03-01T09:30:00.125+01:00", "seconds": 5, "tries": 1, "received": [],
+          "measured": [], "checks": [], "reason": "expected ACK; nothing came in 5 s",
+          "expected": "ACK", "came": "nothing" },
+        { "step": 4, "name": "Died", "group": "group", "outcome": "error",
+          "start": "2026-03-01T09:30:00.125+01:00", "seconds": 0.5, "tries": 1, "received": [],
+          "measured": [], "checks": [], "reason": "the tool crashed" },
+        { "step": 5, "name": "Rest", "group": "group", "outcome": "not run" } ])";
+    const QJsonArray expected = QJsonDocument::fromJson(wanted).array();
+    for (int i = 0; i < expected.size(); ++i)
+        QCOMPARE(steps.at(i).toObject(), expected.at(i).toObject());
+    QCOMPARE(steps.size(), expected.size());
+}
+
+QTEST_GUILESS_MAIN(TestRecord)
+#include "tst_record.moc"

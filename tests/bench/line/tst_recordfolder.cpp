@@ -1,0 +1,121 @@
+#include "bench/line/recordfolder.h"
+
+#include "tests/bench/line/samplerecord.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+class TestRecordFolder : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void isNamedAfterTheTime();
+    void neverUsesAFolderTwice();
+    void keepsLatestUpToDate();
+    void writesOneUnit();
+    void writesSeveralUnits();
+    void leavesOutALogThatIsNotThere();
+    void tellsWhenItCannotWrite();
+};
+
+void TestRecordFolder::isNamedAfterTheTime()
+{
+    QTemporaryDir dir;
+    RecordFolder folder;
+    QString error;
+    QVERIFY(folder.create(dir.filePath(QStringLiteral("a/b")), 1, &error));
+    const QRegularExpression form(QStringLiteral("/a/b/\\d{8}-\\d{6}$"));
+    QVERIFY2(form.match(folder.path()).hasMatch(), qPrintable(folder.path()));
+    QVERIFY(QFileInfo(folder.path()).isDir());
+    QCOMPARE(folder.unitPath(1), folder.path());
+}
+
+void TestRecordFolder::neverUsesAFolderTwice()
+{
+    QTemporaryDir dir;
+    QString error;
+    QStringList paths;
+    for (int i = 0; i < 4; ++i) { // within a second or not
+        RecordFolder folder;
+        QVERIFY(folder.create(dir.path(), 1, &error));
+        QVERIFY(!paths.contains(folder.path()));
+        paths.append(folder.path());
+    }
+}
+
+void TestRecordFolder::keepsLatestUpToDate()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder first;
+    RecordFolder second;
+    QVERIFY(first.create(dir.path(), 1, &error));
+    QVERIFY(second.create(dir.path(), 1, &error));
+    QCOMPARE(QFileInfo(dir.filePath(QStringLiteral("latest"))).canonicalFilePath(),
+             QFileInfo(second.path()).canonicalFilePath());
+}
+
+void TestRecordFolder::writesOneUnit()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY2(folder.write(sampleRecord(), Transcript(), "log\n", &error), qPrintable(error));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
+             QStringList({QStringLiteral("junit.xml"), QStringLiteral("record.json"),
+                          QStringLiteral("report.html"), QStringLiteral("tool.log")}));
+}
+
+void TestRecordFolder::writesSeveralUnits()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), 12, &error));
+    QCOMPARE(folder.unitPath(12), folder.path() + QStringLiteral("/unit-12"));
+    UnitRecord unit = sampleRecord();
+    QVERIFY2(folder.write(unit, Transcript(), QByteArray(), &error), qPrintable(error));
+    QVERIFY(QFile::exists(folder.path() + QStringLiteral("/unit-03/record.json")));
+    QVERIFY2(folder.writeSummary({unit}, &error), qPrintable(error));
+    QFile page(folder.path() + QStringLiteral("/report.html"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    QVERIFY(page.readAll().contains("href=\"unit-03/report.html\""));
+    QVERIFY(QFile::exists(folder.path() + QStringLiteral("/junit.xml")));
+}
+
+void TestRecordFolder::leavesOutALogThatIsNotThere()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.write(sampleRecord(), Transcript(), QByteArray(), &error));
+    QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/tool.log")));
+}
+
+void TestRecordFolder::tellsWhenItCannotWrite()
+{
+    QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("file")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QString error;
+    RecordFolder folder;
+    QVERIFY(!folder.create(file.fileName(), 1, &error));
+    QVERIFY2(error.startsWith(file.fileName() + QLatin1Char('/')), qPrintable(error));
+    QVERIFY2(error.endsWith(QStringLiteral(" cannot be made")), qPrintable(error));
+
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(QDir(folder.path()).removeRecursively());
+    QVERIFY(!folder.write(sampleRecord(), Transcript(), QByteArray(), &error));
+    QVERIFY2(error.contains(QStringLiteral("record.json: ")), qPrintable(error));
+    QVERIFY(!folder.writeSummary({sampleRecord()}, &error));
+    QVERIFY2(error.contains(QStringLiteral("junit.xml: ")), qPrintable(error));
+}
+
+QTEST_GUILESS_MAIN(TestRecordFolder)
+#include "tst_recordfolder.moc"

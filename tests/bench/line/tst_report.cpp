@@ -1,0 +1,142 @@
+#include "bench/line/report.h"
+
+#include "tests/bench/line/samplerecord.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace
+{
+
+Transcript sampleTranscript()
+{
+    Transcript transcript;
+    Transcript::Entry entry;
+    entry.time = Q_INT64_C(1772353800125000);
+    entry.kind = Transcript::Sent;
+    entry.bytes = "7E000A70801C02907F\r\n";
+    entry.text = QStringLiteral("voltage");
+    transcript.append(entry);
+    entry.kind = Transcript::Note;
+    entry.bytes.clear();
+    entry.text = QStringLiteral("step 1: <Volts>");
+    transcript.append(entry);
+    return transcript;
+}
+
+} // namespace
+
+class TestReport : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void putsTheVerdictFirst();
+    void showsEveryStep();
+    void embedsPictures();
+    void leavesOutPicturesThatAreNotThere();
+    void showsTheTranscriptAndTheLog();
+    void escapesWhatItIsGiven();
+    void summarisesUnits();
+    void standsAlone();
+};
+
+void TestReport::putsTheVerdictFirst()
+{
+    UnitRecord unit = sampleRecord();
+    unit.conclude();
+    const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
+    const auto verdict = page.indexOf("<span class=\"word\">error</span>");
+    QVERIFY(verdict > 0);
+    QVERIFY(verdict < page.indexOf("KP-0042"));
+    QVERIFY(page.indexOf("KP-0042") < page.indexOf("<h2>Steps</h2>"));
+    QVERIFY(page.contains("step 4 &quot;Died&quot;: the tool crashed"));
+    QVERIFY(page.contains("1 pass, 1 fail, 1 time-out, 1 error, 1 not run"));
+    QVERIFY(page.contains("virtual keypad with the fault led-missing"));
+}
+
+void TestReport::showsEveryStep()
+{
+    const QByteArray page = unitReport(sampleRecord(), QString(), Transcript(), QByteArray());
+    QCOMPARE(page.count("<td class=\"mark "), 5);
+    QVERIFY(page.contains("<td class=\"mark timeout\">time-out</td>"));
+    QVERIFY(page.contains("<td class=\"mark notrun\">not run</td>"));
+    QVERIFY(page.contains("<td class=\"value\">voltage 12345 mV</td>"));
+    QVERIFY(page.contains("<td class=\"value\">11000 to 14500 mV</td>"));
+    QVERIFY(page.contains("<td class=\"number\">52 ms</td>"));
+    QVERIFY(page.contains("<span>expected</span><span>ACK</span><span>came</span><span>NAK"
+                          "</span><span>raw</span><span><code>7E000A00053202977F\\r\\n</code>"));
+    QVERIFY(page.contains("store 1 to /sys/a; found no store"));
+    QVERIFY(page.contains("tries: 2"));
+}
+
+void TestReport::embedsPictures()
+{
+    QTemporaryDir dir;
+    QFile file(dir.filePath(QStringLiteral("volts.png")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("PNG!");
+    file.close();
+    const QByteArray page = unitReport(sampleRecord(), dir.path(), Transcript(), QByteArray());
+    QVERIFY(page.contains("<img alt=\"1. Volts\" src=\"data:image/png;base64,UE5HIQ==\">"));
+    QVERIFY(!page.contains("None were taken."));
+}
+
+void TestReport::leavesOutPicturesThatAreNotThere()
+{
+    const QByteArray page =
+        unitReport(sampleRecord(), QStringLiteral("/nowhere"), Transcript(), QByteArray());
+    QVERIFY(!page.contains("<img"));
+    QVERIFY(page.contains("None were taken."));
+}
+
+void TestReport::showsTheTranscriptAndTheLog()
+{
+    const QByteArray page =
+        unitReport(sampleRecord(), QString(), sampleTranscript(), "12:00 debug \"said\"\n");
+    QVERIFY(page.contains("<td class=\"bytes\">7E000A70801C02907F\\r\\n</td><td>voltage</td>"));
+    QVERIFY(page.contains("<tr class=\"note\">"));
+    QVERIFY(page.contains("12:00 debug &quot;said&quot;"));
+    QVERIFY(!unitReport(sampleRecord(), QString(), Transcript(), QByteArray())
+                 .contains("Log of the tool"));
+}
+
+void TestReport::escapesWhatItIsGiven()
+{
+    const QByteArray page = unitReport(sampleRecord(), QString(), sampleTranscript(), "<script>");
+    QVERIFY(page.contains("Test of &lt;units&gt;"));
+    QVERIFY(page.contains("Press &lt;it&gt;."));
+    QVERIFY(page.contains("step 1: &lt;Volts&gt;"));
+    QVERIFY(!page.contains("<script>"));
+}
+
+void TestReport::summarisesUnits()
+{
+    UnitRecord good = sampleRecord();
+    good.outcome = Outcome::Pass;
+    good.number = 1;
+    UnitRecord bad = sampleRecord();
+    bad.number = 2;
+    bad.end = bad.start.addMSecs(3000);
+    bad.conclude();
+    const QByteArray page =
+        lineReport({good, bad}, {QStringLiteral("unit-01"), QStringLiteral("unit-02")});
+    QVERIFY(page.contains("<span class=\"word\">50.0 %</span>"));
+    QVERIFY(page.contains("1 of 2 units good; 7.67 s a unit on average, 12.3 s the longest, "
+                          "15.3 s in all."));
+    QVERIFY(page.contains("<a href=\"unit-02/report.html\">"));
+    QVERIFY(page.contains("step 4 &quot;Died&quot;"));
+    QVERIFY(!page.contains("Transcript of the line"));
+}
+
+void TestReport::standsAlone()
+{
+    const QByteArray page = unitReport(sampleRecord(), QString(), sampleTranscript(), "log");
+    for (const char *outside : {"http:", "https:", "<link", "<script", "url(", "@import"})
+        QVERIFY2(!page.contains(outside), outside);
+    QVERIFY(page.contains("@media print"));
+}
+
+QTEST_GUILESS_MAIN(TestReport)
+#include "tst_report.moc"

@@ -1,0 +1,127 @@
+/// A unit's whole way through production under Valgrind: no error, and no block
+/// that nothing points to any more but those in tests/valgrind.supp.
+#include "tests/whole/rig.h"
+
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+namespace
+{
+
+const char report[] = "/run/memcheck.log";
+const int limitMsecs = 240000; // everything is some forty times slower
+
+} // namespace
+
+class tst_Memcheck : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void production();
+
+private:
+    void ask(quint16 type, const QByteArray &data, const QByteArray &reply);
+
+    QScopedPointer<Rig> m_rig;
+};
+
+void tst_Memcheck::initTestCase()
+{
+    SKIP_UNLESS_KEYPADS_RUN();
+    QString reason;
+#ifdef MEMCHECK_SANITIZED
+    reason = QStringLiteral("a program built with a sanitizer cannot run under Valgrind");
+#endif
+    if (reason.isEmpty() && QStandardPaths::findExecutable(QStringLiteral("valgrind")).isEmpty())
+        reason = QStringLiteral("valgrind is not installed");
+    if (reason.isEmpty())
+        return;
+    skipProgram(reason);
+    QSKIP(qPrintable(reason));
+}
+
+/// @param reply  type and data of the one frame that must answer, in the end
+void tst_Memcheck::ask(quint16 type, const QByteArray &data, const QByteArray &reply)
+{
+    const Station::Answer answer = m_rig->station.request(type, data, limitMsecs, limitMsecs);
+    QVERIFY2(!answer.frames.isEmpty(), qPrintable(answer.error));
+    const wire::Frame &last = answer.frames.last();
+    QCOMPARE(last.type, quint16(reply.left(4).toUInt(nullptr, 16)));
+    QVERIFY2(last.data.startsWith(reply.mid(5)), last.data.constData());
+}
+
+void tst_Memcheck::production()
+{
+    const QString suppressions = QStringLiteral(MEMCHECK_SUPPRESSIONS);
+    KeypadOptions options;
+    options.wrapper = QStringList{QStringLiteral("valgrind"),
+                                  QStringLiteral("--leak-check=full"),
+                                  QStringLiteral("--show-leak-kinds=definite"),
+                                  QStringLiteral("--errors-for-leak-kinds=definite"),
+                                  QStringLiteral("--error-exitcode=99"),
+                                  QStringLiteral("--suppressions=") + suppressions,
+                                  QStringLiteral("--log-file=") + QLatin1String(report)};
+    // Qt's own expressions are compiled to code that no tool can watch.
+    options.environment.insert(QStringLiteral("QT_ENABLE_REGEXP_JIT"), QStringLiteral("0"));
+    options.visible.append(QFileInfo(suppressions).path());
+    m_rig.reset(new Rig(options));
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
+    QVERIFY2(m_rig->station.waitForReady(limitMsecs), qPrintable(m_rig->station.errorString()));
+
+    ask(0x603C, "01", "603D 010220140101 1.2  0000000000000000");
+    ask(0x7080, "", "7081 ");
+    for (const char *level : {"0000", "00FF"})
+        ask(0x6143, level, "0004");
+    for (const char *level : {"0101", "0100", "0101"})
+        ask(0x6143, level, "0004");
+    for (const char *mask : {"00010000000000", "00080000000000", "000F0000000000"})
+        ask(0x6144, mask, "0004");
+    ask(0x6147, "80FF", "0004");
+    ask(0x6147, "0000", "0004");
+    ask(0x7010, "64", "0004");
+    for (const char *picture : {"bars", "grey", "checkerboard"})
+        ask(0x7000, picture, "0004");
+    ask(0x7000, "no such picture", "0005");
+    ask(0x7000, "", "0004");
+    keypad.pressHome();
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", limitMsecs));
+    ask(0x7070, "", "7071 01");
+    keypad.releaseHome();
+    QVERIFY(keypad.setCard(VirtualKeypad::Writable));
+    QVERIFY(keypad.insertCard(QStringLiteral("/media/mmcblk0p1"), limitMsecs));
+    QVERIFY(keypad.waitForLog("SD Mount to m_sdCardMountPath=", limitMsecs));
+    ask(0x6161, "010502", "6162 01050200");
+    QVERIFY(keypad.removeCard(QStringLiteral("/media/mmcblk0p1"), limitMsecs));
+    ask(0x7030, "01", "0004");
+    ask(0x7030, "00", "0004");
+    ask(0x7040, "01", "0004");
+    ask(0x7041, "AT", "0004");
+    ask(0x7040, "00", "0004");
+    ask(0x7050, "", "7052 01");
+    ask(0x7060, "", "7061 01");
+    ask(0x603C, "01", "603D 020720140202 2.7  0000000000000000");
+    ask(0x7020, "01", "0004");
+    ask(0x7020, "00", "0004");
+    // What is not right must not leave anything behind either.
+    ask(0x1234, "", "0003");
+    ask(0x603C, "02", "0003");
+    ask(0x6001, "00", "0005");
+    ask(0x6001, "", "0004");
+    QVERIFY(keypad.waitForExit(limitMsecs));
+    QCOMPARE(keypad.exitStatus().signal, 0);
+    bool isThere = false;
+    const QByteArray found = keypad.readFile(QLatin1String(report), &isThere);
+    QVERIFY(isThere);
+    const bool isClean = keypad.exitStatus().code == 0 && found.contains("ERROR SUMMARY: 0 errors");
+    if (!isClean)
+        fputs(found.constData(), stderr); // longer than a test's message may be
+    QVERIFY(isClean);
+}
+
+QTEST_GUILESS_MAIN(tst_Memcheck)
+#include "tst_memcheck.moc"

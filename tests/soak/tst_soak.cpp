@@ -1,0 +1,258 @@
+/// Long use of the real tool: mixed requests, every answer looked at, and nothing
+/// left over in the end.
+///
+/// MFTOOL_SOAK_REQUESTS says how many, 3000 when it is not set.
+#include "bench/station/frame.h"
+#include "tests/whole/rig.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace
+{
+
+/// What the process may grow by, however long it runs: allocators take their time to settle.
+const qint64 allowedGrowth = 1024; // KiB
+
+struct Request {
+    quint16 type;
+    const char *data;
+    const char *replies; ///< "0004", "7071 00"; a relayed line as "line AT+X"
+};
+
+/// Everything that is answered at once, right and wrong, in no special order;
+/// what one switches on, the next switches off.
+const Request requests[] = {
+    {0x603C, "01", "603D 010220140101 1.2  0000000000000000"},
+    {0x603C, "02", "0003"},
+    {0x6143, "0064", "0004"},
+    {0x6143, "00FF", "0004"},
+    {0x6143, "0164", "0003"},
+    {0x6143, "0101", "0004"},
+    {0x6144, "000F0000000000", "0004"},
+    {0x6144, "00", "0005"},
+    {0x6147, "80FF", "0004"},
+    {0x6147, "0000", "0004"},
+    {0x7000, "bars", "0004"},
+    {0x7000, "no such picture", "0005"},
+    {0x7000, "", "0004"},
+    {0x7010, "32", "0004"},
+    {0x7020, "01", "0004"},
+    {0x7020, "00", "0004"},
+    {0x7030, "01", "0004"},
+    {0x7030, "00", "0004"},
+    {0x7040, "01", "0004"},
+    {0x7041, "AT+X", "line AT+X"},
+    {0x7040, "00", "0004"},
+    {0x7041, "AT+X", "0004"},
+    {0x7053, "", "0003"},
+    {0x7070, "", "7071 00"},
+    {0x1234, "", "0003"},
+};
+
+QByteArray frame(const QByteArray &reply)
+{
+    return wire::buildFrame(wire::Sender::Keypad, quint16(reply.left(4).toUInt(nullptr, 16)),
+                            reply.mid(5)) +
+           "\r\n";
+}
+
+QByteArray expectedFor(const Request &request)
+{
+    const QByteArray replies(request.replies);
+    if (replies.startsWith("line "))
+        return replies.mid(5) + "\r\n" + frame("0004");
+    return frame(replies);
+}
+
+QByteArray fieldOf(qint64 pid, const char *file, const QByteArray &field)
+{
+    QFile source(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(file)));
+    if (!source.open(QIODevice::ReadOnly))
+        return QByteArray();
+    const QList<QByteArray> lines = source.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith(field + ':'))
+            return line.mid(field.size() + 1).trimmed();
+    }
+    return QByteArray();
+}
+
+/// Whether the process waits for something to do: an answer comes before all the
+/// work for it is done.
+bool isAsleep(qint64 pid)
+{
+    return fieldOf(pid, "status", "State").startsWith("S ");
+}
+
+/// What a process holds that must not grow.
+struct Holdings {
+    QStringList descriptors; ///< what each leads to
+    int threads = 0;
+    int children = 0;  ///< running or not yet waited for
+    qint64 memory = 0; ///< KiB that are its own
+
+    explicit Holdings(qint64 pid)
+    {
+        const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
+        const QStringList numbers =
+            folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+        for (const QString &number : numbers) {
+            char target[256];
+            const QByteArray link = QFile::encodeName(folder.filePath(number));
+            const ssize_t size = readlink(link.constData(), target, sizeof(target));
+            descriptors.append(number + u' ' +
+                               QString::fromLocal8Bit(target, int(qMax(ssize_t(0), size))));
+        }
+        const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+        const QStringList names = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        threads = int(names.size());
+        for (const QString &name : names) {
+            QFile file(tasks.filePath(name + QStringLiteral("/children")));
+            const QByteArray pids =
+                file.open(QIODevice::ReadOnly) ? file.readAll().simplified() : QByteArray();
+            if (!pids.isEmpty())
+                children += int(pids.split(' ').size());
+        }
+        memory = fieldOf(pid, "smaps_rollup", "Private_Dirty").split(' ').first().toLongLong();
+    }
+};
+
+} // namespace
+
+class tst_Soak : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void mixedRequests();
+
+private:
+    QByteArray exchange(const QByteArray &request, int expectedSize);
+    bool one(int number);
+    bool flashAndMount(const char *flashed);
+
+    QScopedPointer<Rig> m_rig;
+    QRandomGenerator m_random{1};
+    QString m_why;
+};
+
+void tst_Soak::initTestCase()
+{
+    SKIP_UNLESS_KEYPADS_RUN();
+}
+
+/// Straight on the line, without a transcript that grows.
+QByteArray tst_Soak::exchange(const QByteArray &request, int expectedSize)
+{
+    const int line = m_rig->keypad.lineFd();
+    if (write(line, request.constData(), size_t(request.size())) != request.size())
+        return "(not taken)";
+    QByteArray received;
+    while (received.size() < expectedSize) {
+        pollfd readable = {line, POLLIN, 0};
+        char chunk[4096];
+        const ssize_t size = poll(&readable, 1, 60000) > 0 ? read(line, chunk, sizeof(chunk)) : -1;
+        if (size <= 0)
+            return received + "(nothing more)";
+        received.append(chunk, int(size));
+    }
+    return received;
+}
+
+bool tst_Soak::one(int number)
+{
+    QByteArray request;
+    QByteArray expected;
+    if (number % 3 == 0) {
+        QByteArray data(m_random.bounded(400), '\0');
+        for (char &c : data)
+            c = char(m_random.bounded(1, 256));
+        request = wire::buildFrame(wire::Sender::Station, 0x6002, data) + "\r\n";
+        expected = wire::buildFrame(wire::Sender::Keypad, 0x6003, data) + "\r\n";
+    } else if (number % 50 == 1) {
+        request = QByteArray(m_random.bounded(1, 1000), 'x') + "\r\n";
+        expected = frame("0005");
+    } else {
+        // In order: some switch on what the next one switches off.
+        static int next = 0;
+        const Request &row = requests[next++ % int(sizeof(requests) / sizeof(requests[0]))];
+        request = wire::buildFrame(wire::Sender::Station, row.type, row.data) + "\r\n";
+        expected = expectedFor(row);
+    }
+    const QByteArray answer = exchange(request, int(expected.size()));
+    if (answer == expected)
+        return true;
+    m_why = QStringLiteral("request %1 (%2): %3 instead of %4")
+                .arg(number)
+                .arg(QString::fromLatin1(request.trimmed()), QString::fromLatin1(answer.trimmed()),
+                     QString::fromLatin1(expected.trimmed()));
+    return false;
+}
+
+/// Children come and go.
+bool tst_Soak::flashAndMount(const char *flashed)
+{
+    const Station::Answer flash = m_rig->station.request(0x7050, "", 60000, 60000);
+    const bool good = flash.acked && flash.data(0x7052) == flashed;
+    if (!good)
+        m_why = QStringLiteral("flash: ") + flash.error;
+    m_rig->station.transcript().clear();
+    return good;
+}
+
+void tst_Soak::mixedRequests()
+{
+    bool isSet = false;
+    int count = qEnvironmentVariableIntValue("MFTOOL_SOAK_REQUESTS", &isSet);
+    if (!isSet)
+        count = 3000;
+    m_rig.reset(new Rig);
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+    const qint64 pid = m_rig->keypad.toolPid();
+    const int warmUp = 1000; // caches fill
+    const int flashEvery = 1000;
+
+    QScopedPointer<Holdings> before;
+    for (int i = 0; i < warmUp + count; ++i) {
+        if (i == warmUp) {
+            QTRY_VERIFY_WITH_TIMEOUT(isAsleep(pid), 60000);
+            before.reset(new Holdings(pid));
+        }
+        if (i % flashEvery == flashEvery / 2)
+            QVERIFY2(flashAndMount("01"), qPrintable(m_why));
+        QVERIFY2(one(i), qPrintable(m_why));
+        if (i % 100 == 0) {
+            m_rig->keypad.clearLog();
+            m_rig->keypad.clearStores();
+        }
+    }
+
+    QTRY_VERIFY_WITH_TIMEOUT(isAsleep(pid), 60000);
+    const Holdings after(pid);
+    QVERIFY2(
+        after.descriptors.size() == before->descriptors.size(),
+        qPrintable((before->descriptors + QStringList("then") + after.descriptors).join('\n')));
+    QCOMPARE(after.threads, before->threads);
+    QCOMPARE(after.children, 0);
+    const qint64 grown = after.memory - before->memory;
+    qInfo("%d requests, grown by %lld KiB", count, static_cast<long long>(grown));
+    // A sanitizer keeps what was freed for a while.
+    QFile maps(QStringLiteral("/proc/%1/maps").arg(pid));
+    QVERIFY(maps.open(QIODevice::ReadOnly));
+    if (!maps.readAll().contains("libasan"))
+        QVERIFY2(grown < allowedGrowth, qPrintable(QString::number(grown)));
+
+    QCOMPARE(exchange("7E000A60011402797F\r\n", 20), QByteArray("7E000A00043102957F\r\n"));
+    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QCOMPARE(m_rig->keypad.exitStatus().signal, 0);
+    QCOMPARE(m_rig->keypad.exitStatus().code, 0);
+}
+
+QTEST_GUILESS_MAIN(tst_Soak)
+#include "tst_soak.moc"

@@ -1,0 +1,277 @@
+/// Calibrating the touchscreen by finger: the real touchscreen library reads a
+/// panel in a pipe, and the real file is written and used.
+#include "tests/whole/mainscreen.h"
+#include "tests/whole/programs.h"
+#include "tests/whole/rig.h"
+
+#include <cmath>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const QString ack = QStringLiteral("0004");
+
+const QString panelDevice = QStringLiteral("/root/panel");
+const QString configuration = QStringLiteral("/root/ts.conf");
+const QString defaultFile = QStringLiteral("/etc/pointercal");
+
+const QString loud = QStringLiteral("leds/buzzer/brightness=185");
+const QString quiet = QStringLiteral("leds/buzzer/brightness=0");
+
+/// What the panel, which is mounted on its side and upside down, says of a finger
+/// on the screen: x = 1900 - 3 y', y = 100 + 2 x'.
+QPoint onPanel(const QPoint &screen)
+{
+    return {1900 - 3 * screen.y(), 100 + 2 * screen.x()};
+}
+
+/// Places all over the screen.
+const QPoint places[] = {{0, 0},     {799, 0},   {0, 479},   {799, 479}, {123, 321},
+                         {400, 240}, {555, 111}, {700, 450}, {31, 17}};
+
+} // namespace
+
+class tst_CalibrationFinger : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+
+    void touchesAreRawWithoutAFile();
+    void shortTouch();
+    void wholeCalibration();
+    void tapsLandWhereTheFingerIs();
+    void startButton();
+    void rawAgainWhileItIsOpen();
+    void fileIsUsedAfterARestart();
+    void mountedFileIsUsed();
+
+private:
+    void finger(const QPoint &panel);
+    void lift();
+    void tap(const QPoint &panel);
+    void hold(const QPoint &panel, const QString &point);
+    void touchTest(bool on);
+    void comparePlaces();
+
+    QScopedPointer<Rig> m_rig;
+    int m_panel = -1;
+};
+
+void tst_CalibrationFinger::initTestCase()
+{
+    SKIP_UNLESS_SCREENS_RUN();
+    KeypadOptions options;
+    options.display.kind = KeypadDisplay::Xvfb;
+    options.environment.insert("TSLIB_TSDEVICE", panelDevice);
+    options.environment.insert("TSLIB_CONFFILE", configuration);
+    m_rig.reset(new Rig(options));
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    QVERIFY(keypad.writeFile(configuration, "module_raw touchkit\nmodule linear\n"));
+    QCOMPARE(keypad.run("mkfifo", {panelDevice}).code, 0);
+    m_panel = keypad.openFile(panelDevice, O_RDWR | O_NONBLOCK);
+    QVERIFY(m_panel >= 0);
+    QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
+    QVERIFY(m_rig->station.waitForReady(30000));
+    const QString log = m_rig->log().join('\n');
+    m_rig->forget();
+    if (log.contains(QLatin1String("Built without the touchscreen library"))) {
+        const char *const reason = "the tool was built without the touchscreen library";
+        skipProgram(reason);
+        QSKIP(reason);
+    }
+    QVERIFY2(!log.contains("touchscreen", Qt::CaseInsensitive), qPrintable(log));
+    // No picture on the buttons.
+    QCOMPARE(m_rig->request(wire::PatternRequest).line, QStringList(ack));
+}
+
+void tst_CalibrationFinger::cleanup()
+{
+    if (!m_rig || !m_rig->keypad.isRunning() || m_panel < 0)
+        return;
+    lift();
+    m_rig->request(wire::CalibrateRequest, "00");
+    m_rig->request(wire::TouchTestRequest, "00");
+    m_rig->forget();
+}
+
+/// A packet of the panel: a mark that tells whether it is touched, and two
+/// coordinates of 11 bits.
+void tst_CalibrationFinger::finger(const QPoint &panel)
+{
+    const char packet[] = {char(0x81), char(panel.x() >> 7), char(panel.x() & 0x7f),
+                           char(panel.y() >> 7), char(panel.y() & 0x7f)};
+    QCOMPARE(::write(m_panel, packet, sizeof packet), ssize_t(sizeof packet));
+}
+
+/// The coordinates of a release mean nothing.
+void tst_CalibrationFinger::lift()
+{
+    const char packet[] = {char(0x80), 0, 0, 0, 0};
+    QCOMPARE(::write(m_panel, packet, sizeof packet), ssize_t(sizeof packet));
+}
+
+void tst_CalibrationFinger::tap(const QPoint &panel)
+{
+    finger(panel);
+    lift();
+}
+
+void tst_CalibrationFinger::hold(const QPoint &panel, const QString &point)
+{
+    m_rig->forget();
+    finger(panel);
+    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({loud, loud, quiet}), 20000);
+    QVERIFY(!m_rig->station.receive(0).has_value());
+    lift();
+    QCOMPARE(m_rig->next(), point);
+    QCOMPARE(m_rig->stores(), QStringList({loud, loud, quiet, quiet}));
+}
+
+void tst_CalibrationFinger::touchTest(bool on)
+{
+    QCOMPARE(m_rig->request(wire::TouchTestRequest, on ? "01" : "00").line, QStringList(ack));
+}
+
+void tst_CalibrationFinger::comparePlaces()
+{
+    touchTest(true);
+    for (const QPoint &place : places) {
+        tap(onPanel(place));
+        const std::optional<wire::Frame> frame = m_rig->station.waitFor(wire::TouchReply, 10000);
+        QVERIFY2(frame.has_value(), qPrintable(m_rig->station.errorString()));
+        const QString said = QString::fromLatin1(frame->data);
+        QCOMPARE(said.size(), 6);
+        const QPoint off = QPoint(said.left(3).toInt(), said.mid(3).toInt()) - place;
+        QVERIFY2(
+            std::abs(off.x()) <= 1 && std::abs(off.y()) <= 1,
+            qPrintable(QStringLiteral("%1 for %2,%3").arg(said).arg(place.x()).arg(place.y())));
+    }
+    QCOMPARE(m_rig->settle().line, QStringList());
+    touchTest(false);
+}
+
+void tst_CalibrationFinger::touchesAreRawWithoutAFile()
+{
+    QVERIFY(!m_rig->keypad.exists(defaultFile));
+    touchTest(true);
+    tap(QPoint(300, 200));
+    QCOMPARE(m_rig->next(), QString("7031 300200"));
+    // In normal use a touch stays on the screen.
+    tap(QPoint(1828, 148));
+    QCOMPARE(m_rig->next(), QString("7031 799148"));
+    QCOMPARE(m_rig->settle().line, QStringList());
+}
+
+void tst_CalibrationFinger::shortTouch()
+{
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
+    m_rig->forget();
+    tap(QPoint(1828, 148));
+    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({quiet, loud, loud, quiet}), 20000);
+    QCOMPARE(m_rig->settle().line, QStringList());
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "00").line, QStringList(ack));
+    QVERIFY(!m_rig->keypad.exists(defaultFile));
+}
+
+void tst_CalibrationFinger::wholeCalibration()
+{
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
+    hold(QPoint(1828, 148), "7021 000182800148");
+    hold(QPoint(532, 148), "7021 010053200148");
+    hold(QPoint(532, 1652), "7021 020053201652");
+    hold(QPoint(1828, 1652), "7021 030182801652");
+    hold(QPoint(1180, 900), "7021 040118000900");
+    QCOMPARE(m_rig->next(), QString("7022 01"));
+    const Outcome closed = m_rig->request(wire::CalibrateRequest, "00");
+    QCOMPARE(closed.line, QStringList(ack));
+    QCOMPARE(
+        closed.log,
+        QStringList({"debug: Setting calibration",
+                     "debug: The calibration fits its points to 0 pixels", "debug: releasing mouse",
+                     "warning: NAND not mounted, calibration will only be saved to SD"}));
+
+    // Seven numbers; with them the panel's corners are the screen's.
+    const QList<QByteArray> words = m_rig->keypad.readFile(defaultFile).simplified().split(' ');
+    QCOMPARE(words.size(), 7);
+    QList<double> number;
+    for (const QByteArray &word : words)
+        number.append(word.toInt());
+    QVERIFY(number.at(6) > 0);
+    for (const QPoint &place : places) {
+        const QPoint panel = onPanel(place);
+        const double x =
+            (number.at(0) * panel.x() + number.at(1) * panel.y() + number.at(2)) / number.at(6);
+        const double y =
+            (number.at(3) * panel.x() + number.at(4) * panel.y() + number.at(5)) / number.at(6);
+        // The file rounds by half a pixel.
+        QVERIFY(std::abs(x - place.x() - 0.5) < 0.5 && std::abs(y - place.y() - 0.5) < 0.5);
+    }
+}
+
+void tst_CalibrationFinger::tapsLandWhereTheFingerIs()
+{
+    comparePlaces();
+}
+
+void tst_CalibrationFinger::startButton()
+{
+    QVERIFY(m_rig->keypad.setStandin("kobs-ng", "no-image"));
+    tap(onPanel(QPoint(100, 100)));
+    QCOMPARE(m_rig->settle().line, QStringList());
+    tap(onPanel(MainScreen::button()));
+    QCOMPARE(m_rig->next(60000), QString("7052 00"));
+    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Failed: Finished with Error"));
+}
+
+/// Closed before its end, it gives back what was in force.
+void tst_CalibrationFinger::rawAgainWhileItIsOpen()
+{
+    const QByteArray before = m_rig->keypad.readFile(defaultFile);
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
+    hold(QPoint(1500, 300), "7021 000150000300");
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "00").line, QStringList(ack));
+    QCOMPARE(m_rig->keypad.readFile(defaultFile), before);
+    comparePlaces();
+}
+
+void tst_CalibrationFinger::fileIsUsedAfterARestart()
+{
+    QVERIFY(m_rig->station.send(wire::ExitRequest));
+    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+    comparePlaces();
+}
+
+/// A calibration after the mount is stored there and in force at once.
+void tst_CalibrationFinger::mountedFileIsUsed()
+{
+    const QByteArray before = m_rig->keypad.readFile(defaultFile);
+    QVERIFY(m_rig->station.request(wire::MountRequest).ok());
+    comparePlaces();
+    // The finger now means other places: 4 to the left of where it was.
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
+    hold(QPoint(1828, 156), "7021 000182800156");
+    hold(QPoint(532, 156), "7021 010053200156");
+    hold(QPoint(532, 1660), "7021 020053201660");
+    hold(QPoint(1828, 1660), "7021 030182801660");
+    hold(QPoint(1180, 908), "7021 040118000908");
+    QCOMPARE(m_rig->next(), QString("7022 01"));
+    const Outcome closed = m_rig->request(wire::CalibrateRequest, "00");
+    QVERIFY(closed.log.filter("warning: ").isEmpty());
+    QVERIFY(m_rig->keypad.exists("/mnt/etc/pointercal"));
+    QVERIFY(m_rig->keypad.readFile("/mnt/etc/pointercal") != before);
+    QCOMPARE(m_rig->keypad.readFile(defaultFile), before);
+    touchTest(true);
+    tap(onPanel(QPoint(204, 100)));
+    QCOMPARE(m_rig->next(), QString("7031 200100"));
+}
+
+QTEST_MAIN(tst_CalibrationFinger)
+
+#include "tst_calibrationfinger.moc"

@@ -1,0 +1,168 @@
+/// The touchscreen test under a real finger, and the start button that it covers.
+#include "tests/whole/rig.h"
+
+#include <QImage>
+
+namespace
+{
+
+/// The middle of the start button, which lies in a place 81 rows high.
+const QPoint startButton(400, 260);
+const QPoint corner(26, 31);
+
+KeypadOptions onScreen()
+{
+    KeypadOptions options;
+    options.display.kind = KeypadDisplay::Xvfb;
+    return options;
+}
+
+} // namespace
+
+class tst_Touch : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void offAtFirst();
+    void reportsPresses_data();
+    void reportsPresses();
+    void reachesNothingElse();
+    void reportsOnTheLogoToo();
+    void offAgain();
+    void startButtonWorks();
+    void startButtonIsGoneAfterwards();
+
+private:
+    /// The corner target as it looks now.
+    QImage target() { return m_rig->keypad.screen().copy(20, 20, 22, 22); }
+    /// Takes the finger off and to where it shows nowhere.
+    void moveAway();
+
+    QScopedPointer<Rig> m_rig;
+};
+
+void tst_Touch::initTestCase()
+{
+    SKIP_UNLESS_SCREENS_RUN();
+    m_rig.reset(new Rig(onScreen()));
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+    QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
+    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
+}
+
+void tst_Touch::moveAway()
+{
+    m_rig->keypad.release();
+    m_rig->keypad.move(200, 10);
+}
+
+void tst_Touch::offAtFirst()
+{
+    m_rig->settle();
+    m_rig->forget();
+    QVERIFY(m_rig->keypad.touch(300, 20));
+    QVERIFY(m_rig->keypad.touch(300, 100));
+    const Outcome outcome = m_rig->settle();
+    QCOMPARE(outcome.line, QStringList());
+    QCOMPARE(outcome.log, QStringList());
+}
+
+void tst_Touch::reportsPresses_data()
+{
+    QTest::addColumn<QPoint>("at");
+    QTest::addColumn<QString>("reply");
+    QTest::newRow("top left") << QPoint(0, 0) << "7031 000000";
+    QTest::newRow("bottom right") << QPoint(799, 479) << "7031 799479";
+    QTest::newRow("zeros ahead") << QPoint(7, 42) << "7031 007042";
+    QTest::newRow("the colours") << QPoint(400, 100) << "7031 400100";
+    QTest::newRow("the start button") << startButton << "7031 400260";
+    QTest::newRow("a target") << corner << "7031 026031";
+    QTest::newRow("a progress bar") << QPoint(600, 350) << "7031 600350";
+}
+
+void tst_Touch::reportsPresses()
+{
+    QFETCH(QPoint, at);
+    QFETCH(QString, reply);
+    QCOMPARE(m_rig->request(0x7030, "01").line, QStringList("0004"));
+    m_rig->forget();
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY(keypad.press(at.x(), at.y()));
+    QCOMPARE(m_rig->next(20000), reply);
+    // Where the finger moves and where it leaves is not reported.
+    QVERIFY(keypad.move(at.x() / 2 + 100, at.y() / 2 + 50));
+    QVERIFY(keypad.release());
+    QCOMPARE(m_rig->settle().line, QStringList());
+}
+
+void tst_Touch::reachesNothingElse()
+{
+    QCOMPARE(m_rig->request(0x7030, "FF").line, QStringList("0004"));
+    moveAway();
+    const QImage before = m_rig->keypad.screen();
+    m_rig->forget();
+    for (int i = 0; i < 3; ++i) {
+        for (const QPoint &at : {startButton, corner}) {
+            QVERIFY(m_rig->keypad.touch(at.x(), at.y()));
+            QVERIFY(m_rig->next(20000).startsWith("7031 "));
+        }
+    }
+    moveAway();
+    QCOMPARE(m_rig->settle().log, QStringList());
+    QCOMPARE(m_rig->request(0x7053).line, QStringList("0003")); // nothing is being flashed
+    QCOMPARE(m_rig->keypad.standinCalls().size(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(m_rig->keypad.screen() == before, 20000);
+}
+
+void tst_Touch::reportsOnTheLogoToo()
+{
+    QCOMPARE(m_rig->request(0x7000, "tarnwick.png").line, QStringList("0004"));
+    QCOMPARE(m_rig->request(0x7030, "01").line, QStringList("0004"));
+    m_rig->forget();
+    QVERIFY(m_rig->keypad.touch(400, 240));
+    QCOMPARE(m_rig->next(20000), QString("7031 400240"));
+    QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
+    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
+}
+
+void tst_Touch::offAgain()
+{
+    moveAway();
+    const QImage unmarked = target();
+    QCOMPARE(m_rig->request(0x7030, "00").line, QStringList("0004"));
+    m_rig->forget();
+    QVERIFY(m_rig->keypad.touch(corner.x(), corner.y()));
+    moveAway();
+    QTRY_VERIFY_WITH_TIMEOUT(target() != unmarked, 20000);
+    QVERIFY(m_rig->keypad.touch(300, 100));
+    const Outcome outcome = m_rig->settle();
+    QCOMPARE(outcome.line, QStringList());
+    QCOMPARE(outcome.log, QStringList());
+}
+
+void tst_Touch::startButtonWorks()
+{
+    m_rig->forget();
+    QVERIFY(m_rig->keypad.touch(startButton.x(), startButton.y()));
+    // The station hears of a flash that it did not ask for.
+    QCOMPARE(m_rig->next(30000), QString("7052 01"));
+    QStringList programs;
+    const QList<VirtualKeypad::StandinCall> calls = m_rig->keypad.standinCalls();
+    for (const VirtualKeypad::StandinCall &call : calls)
+        programs << call.program;
+    QCOMPARE(programs, QStringList({"kobs-ng", "ubiformat"}));
+}
+
+/// The status line stays in its place.
+void tst_Touch::startButtonIsGoneAfterwards()
+{
+    QVERIFY(m_rig->keypad.touch(startButton.x(), startButton.y()));
+    QCOMPARE(m_rig->settle().line, QStringList());
+    QCOMPARE(m_rig->request(0x7053).line, QStringList("0003"));
+    QCOMPARE(m_rig->keypad.standinCalls().size(), 2);
+}
+
+QTEST_GUILESS_MAIN(tst_Touch)
+#include "tst_touch.moc"
