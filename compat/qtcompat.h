@@ -1,5 +1,5 @@
-/// What differs between Qt 4.8, 5.15 and 6, in one place. Everything else in
-/// the tool is written in the API that the three share.
+/// What differs between Qt 4.8, 5.15 and 6; the screen's geometry stands beside
+/// it. Everything else in the tool is written in the API that the three share.
 #ifndef COMPAT_QTCOMPAT_H
 #define COMPAT_QTCOMPAT_H
 

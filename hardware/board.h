@@ -1,6 +1,7 @@
-/// The board's paths in one table. Nothing else in the tool's lower rooms knows
-/// where a device or a file lives, and nothing below the table knows whether
-/// the files belong to a board or to a folder that plays one.
+/// The board's paths in one table. What is driven and read through them is told
+/// by this table where a device or a file lives, and never whether the files
+/// belong to a board or to a folder that plays one. (The flashing programs'
+/// command lines stand with their steps.)
 #ifndef HARDWARE_BOARD_H
 #define HARDWARE_BOARD_H
 

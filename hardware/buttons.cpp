@@ -21,7 +21,7 @@ Buttons::Buttons(QObject *parent, const Board &board)
     : QObject(parent), m_fd(-1), m_homeDown(false), m_revision(1)
 {
     const QByteArray device = QFile::encodeName(board.path(Board::HomeKeyEvents));
-    m_fd = open(device.constData(), O_RDWR);
+    m_fd = open(device.constData(), O_RDWR | O_CLOEXEC);
     if (m_fd < 0) {
         qWarning("Failed to open %s", device.constData());
     } else {

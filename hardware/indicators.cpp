@@ -19,8 +19,8 @@ const char *ledText(bool on)
     return on ? "255" : "0";
 }
 
-/// Half a step rounds down (10 per cent is 25), but the middle of the scale,
-/// which the station measures, is 128.
+/// Half a step rounds down (10 per cent is 25), but the middle of the scale
+/// is 128.
 uint homeBrightness(uint percent)
 {
     const uint rounding = percent == 50 ? 50 : 49;

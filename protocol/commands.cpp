@@ -48,7 +48,7 @@ bool isOn(const QByteArray &data)
     return data != "00";
 }
 
-/// A file or folder name as the station spells it, byte for byte.
+/// A file or folder name as the file system spells it.
 QString nameIn(const QByteArray &data)
 {
     return QFile::decodeName(data.constData());
@@ -186,7 +186,7 @@ TestProto::Reply TestProto::homeLedRequest(const QByteArray &data)
 
 TestProto::Reply TestProto::calibrateRequest(const QByteArray &data)
 {
-    // NA, not NAK as its neighbours have it: stations rely on the difference.
+    // NA, not NAK as its neighbours have it.
     if (data.size() != 2)
         return NA;
     emit setCalibrate(isOn(data));

@@ -7,8 +7,6 @@
 #include <QTimer>
 #include <QtDebug>
 
-#include <cerrno>
-
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -30,7 +28,6 @@ const int largestChunk = 1024;
 /// The replies that carry data, and the ready message.
 enum ReplyType {
     VersionReply = 0x603D,
-    EchoReply = 0x6003,
     SdCardReply = 0x6162,
     CalibratePointReply = 0x7021,
     CalibrateFinishedReply = 0x7022,
@@ -167,7 +164,7 @@ void TestProto::sendFrame(quint16 type, const QByteArray &data)
     const QByteArray frame = buildFrame(type, data);
     fwrite(frame.constData(), 1, static_cast<size_t>(frame.size()), m_file);
     fclose(m_file);
-    m_file = 0;
+    m_file = nullptr;
 }
 
 void TestProto::tsCoords(QPoint p)

@@ -341,7 +341,8 @@ void TestMftool::texts()
     QCOMPARE(find<QLabel>("label_2")->text(), QString("Scanning:"));
     QCOMPARE(find<QLabel>("label_3")->text(), QString("Flashing:"));
     QCOMPARE(find<QLabel>("label_4")->text(), QString("Formatting:"));
-    QCOMPARE(find<QCheckBox>("m_chkTL")->text(), QString());
+    for (const char *box : {"m_chkTL", "m_chkTR", "m_chkBL", "m_chkBR"})
+        QCOMPARE(find<QCheckBox>(box)->text(), QString());
 }
 
 void TestMftool::startState()
@@ -353,6 +354,7 @@ void TestMftool::startState()
         QCOMPARE(find<QProgressBar>(bar)->value(), 0);
         QCOMPARE(find<QProgressBar>(bar)->minimum(), 0);
         QCOMPARE(find<QProgressBar>(bar)->maximum(), 100);
+        QCOMPARE(find<QProgressBar>(bar)->format(), QString("%p%"));
     }
     QVERIFY(patternLabel()); // the logo
 }

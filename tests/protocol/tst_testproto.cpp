@@ -64,18 +64,22 @@ const Request requests[] = {
     {"leds, other bytes unused", "7E00186144140005FFFFFFFFFF05FA7F", "setLeds(5)", ack, ""},
     {"leds, not 00", "7E001861441401FF000000000005467F", "", na, ""},
     {"leds, too short", "7E000E61442000FF036E7F", "", nak, ""},
+    {"leds without data", "7E000A61441C02907F", "", nak, ""},
     {"leds, too long", "7E001A61441D00FF00000000000005BE7F", "", nak, ""},
     {"buzzer off", "7E000E614723000003487F", "setBuzzer(0)", ack, ""},
     {"buzzer off ignores its level", "7E000E614723005503527F", "setBuzzer(0)", ack, ""},
     {"buzzer on", "7E000E61472380FF037C7F", "setBuzzer(255)", ack, ""},
     {"buzzer, neither", "7E000E614723015503537F", "", na, ""},
     {"buzzer, too short", "7E000C6147218002EC7F", "", nak, ""},
+    {"buzzer without data", "7E000A61471F02967F", "", nak, ""},
     {"buzzer, too long", "7E001061470F80FF0003D97F", "", nak, ""},
     {"sd card", "7E001061610B011E0203B67F", "readSdCard(30,2)", nothing, ""},
     {"sd card, largest", "7E001061610B01FFFF03F67F", "readSdCard(255,255)", nothing, ""},
     {"sd card, not 01", "7E001061610B021E0203B77F", "", na,
      "debug: In ATE Mode--->, 6161 Command, first byte must be 01 (30 31)"},
     {"sd card, too short", "7E000E61611F011E036D7F", "", nak,
+     "debug: In ATE Mode--->, 6161 Command needs 3 bytes of data (6 ASCII)"},
+    {"sd card, too long", "7E001261610D011E0200041A7F", "", nak,
      "debug: In ATE Mode--->, 6161 Command needs 3 bytes of data (6 ASCII)"},
     {"test pattern", "7E000E700018bars04297F", "setLCDTestPattern(bars)", nothing, ""},
     {"test pattern cleared", "7E000A70001402797F", "setLCDTestPattern()", ack, ""},
@@ -84,6 +88,8 @@ const Request requests[] = {
     {"home led, too long", "7E000E701019320003487F", "", nak, ""},
     {"calibrate on", "7E000C7020180102E27F", "setCalibrate(true)", ack, ""},
     {"calibrate off", "7E000C7020180002E17F", "setCalibrate(false)", ack, ""},
+    {"calibrate on by FF", "7E000C702018FF030D7F", "setCalibrate(true)", ack, ""},
+    {"calibrate on by no number", "7E000C702018zz03757F", "setCalibrate(true)", ack, ""},
     {"calibrate, too short is NA", "7E000A702016027D7F", "", na, ""},
     {"calibrate, too long is NA", "7E000E70201A0100034D7F", "", na, ""},
     {"touch test on", "7E000C7030190102E47F", "tsTestEnable(true)", ack, ""},
@@ -198,6 +204,7 @@ private slots:
     void replies();
     void repliesLeaveNoDescriptorBehind();
     void missingLine();
+    void nothingToRead();
     void hungUpLineSwitchesTheNotifierOff();
 
     void sdPowerIsSwitchedOn();
@@ -486,6 +493,16 @@ void TestTestProto::timeOutEndsAteMode()
     m_folder->write("/sys/class/gpio/sd_power/value", "-");
     QTimer *timer = m_proto->findChild<QTimer *>();
     timer->start(0); // as if 15 seconds had gone by
+    // The power is off before the word goes out.
+    QByteArray powerAtExit;
+    connect(m_proto.get(), &TestProto::testExit, this, [&] {
+        if (powerAtExit.isEmpty())
+            powerAtExit = m_folder->read("/sys/class/gpio/sd_power/value");
+    });
+    QVERIFY(exits.wait());
+    QCOMPARE(powerAtExit, QByteArray("0"));
+    // It goes out again and again until somebody ends the tool.
+    QVERIFY(timer->isActive());
     QVERIFY(exits.wait());
     timer->stop();
     QVERIFY(m_log->has("debug: \n************ ATE TEST Quit due to time out ************\n"));
@@ -568,6 +585,20 @@ void TestTestProto::missingLine()
     QVERIFY(m_proto->findChild<QTimer *>()->isActive());
     m_proto->sendReady();
     QCOMPARE(m_log->count("debug: \n!!!!!!!!!! stream_pointer NULL !!!!!!!!!!!!!!\n"), 1);
+    m_log->clear();
+    QVERIFY(QMetaObject::invokeMethod(m_proto.get(), "read"));
+    QVERIFY(m_log->lines().filter("Got_newsocket").isEmpty());
+}
+
+void TestTestProto::nothingToRead()
+{
+    m_folder->remove("/dev/ttySP0");
+    m_folder->write("/dev/ttySP0", "");
+    start();
+    m_log->clear();
+    QVERIFY(QMetaObject::invokeMethod(m_proto.get(), "read"));
+    QVERIFY(m_log->lines().filter("Got_newsocket").isEmpty());
+    QCOMPARE(m_folder->read("/dev/ttySP0"), QByteArray()); // no reply
 }
 
 void TestTestProto::hungUpLineSwitchesTheNotifierOff()
@@ -579,6 +610,7 @@ void TestTestProto::hungUpLineSwitchesTheNotifierOff()
     QTRY_VERIFY(!notifier->isEnabled());
     QVERIFY(m_proto->findChild<QTimer *>()->isActive());
     m_proto->sendReady(); // lost, but no harm done
+    QVERIFY(!m_log->has("debug: Invalid message"));
 }
 
 void TestTestProto::sdPowerIsSwitchedOn()
