@@ -110,7 +110,7 @@ std::optional<Station::Received> Runner::next(const QDeadlineTimer &deadline)
             extended = true;
             limit.setRemainingTime(LastWordsMs);
         } else if (!m_station->pending().isEmpty()) {
-            m_station->receive(0); // hands over what there is as damaged
+            m_station->receive(1); // hands over what there is as damaged
         } else {
             return std::nullopt;
         }
