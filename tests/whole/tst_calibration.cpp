@@ -1,7 +1,7 @@
 /// Calibrating the touchscreen with presses on an X server's screen, as the
 /// station, the operator and the file system see it.
-#include "tests/whole/mainscreen.h"
 #include "tests/whole/rig.h"
+#include "tests/whole/screenreader.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -41,13 +41,6 @@ const QByteArray moved = "65536 0 -229376 0 65536 -98304 65536\n";
 const QRgb black = 0xff000000;
 const QRgb white = 0xffffffff;
 
-KeypadOptions onScreen()
-{
-    KeypadOptions options;
-    options.display.kind = KeypadDisplay::Xvfb;
-    return options;
-}
-
 } // namespace
 
 class tst_Calibration : public QObject
@@ -70,6 +63,7 @@ private slots:
     void touchTestGoesOnAfterwards();
     void mountedFileSystemGetsTheFile();
     void exitRequestStoresNothing();
+    void exitRequestFreesTheDialog();
     void filesOfTheEnvironment();
     void fileThatCannotBeWritten();
 
@@ -196,7 +190,7 @@ void tst_Calibration::acceptedCycle()
     QCOMPARE(closed.stores, QStringList(quiet));
     QCOMPARE(file(defaultFile), untouched);
     // Below it is the main screen, without the logo.
-    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Flash NAND"));
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
 void tst_Calibration::rejectedCycleKeepsTheAcceptedOne()
@@ -306,13 +300,13 @@ void tst_Calibration::itEndsATestImage()
     open();
     QCOMPARE(close().line, QStringList(ack));
     // The image does not come back.
-    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Flash NAND"));
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
 void tst_Calibration::touchTestGoesOnAfterwards()
 {
-    const QPoint button = MainScreen::button();
-    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Flash NAND"));
+    const QPoint button = ScreenReader::button();
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
     QCOMPARE(m_rig->request(wire::TouchTestRequest, "01").line, QStringList(ack));
     QVERIFY(m_rig->keypad.touch(button.x(), button.y()));
     QCOMPARE(m_rig->next(), QString("7031 400262"));
@@ -324,7 +318,7 @@ void tst_Calibration::touchTestGoesOnAfterwards()
     QCOMPARE(close().line, QStringList(ack));
 
     // And then the touch test's again, also where the start button is.
-    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Flash NAND"));
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
     QVERIFY(m_rig->keypad.touch(button.x(), button.y()));
     QCOMPARE(m_rig->next(), QString("7031 400262"));
     QCOMPARE(m_rig->settle().line, QStringList());
@@ -370,6 +364,17 @@ void tst_Calibration::exitRequestStoresNothing()
     QVERIFY(!m_rig->keypad.exists(defaultFile));
     QCOMPARE(m_rig->log(), QStringList());
     QCOMPARE(m_rig->stores(), QStringList());
+}
+
+void tst_Calibration::exitRequestFreesTheDialog()
+{
+    startTool(KeypadOptions());
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
+    QVERIFY(m_rig->station.send(wire::ExitRequest));
+    QCOMPARE(m_rig->next(), ack);
+    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QCOMPARE(m_rig->keypad.exitStatus().code, 0);
+    QVERIFY(!m_rig->log().contains(settingCalibration));
 }
 
 void tst_Calibration::filesOfTheEnvironment()

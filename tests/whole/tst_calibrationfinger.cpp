@@ -1,8 +1,8 @@
 /// Calibrating the touchscreen by finger: the real touchscreen library reads a
 /// panel in a pipe, and the real file is written and used.
-#include "tests/whole/mainscreen.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
+#include "tests/whole/screenreader.h"
 
 #include <cmath>
 #include <fcntl.h>
@@ -65,8 +65,7 @@ private:
 void tst_CalibrationFinger::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
-    KeypadOptions options;
-    options.display.kind = KeypadDisplay::Xvfb;
+    KeypadOptions options = onScreen();
     options.environment.insert("TSLIB_TSDEVICE", panelDevice);
     options.environment.insert("TSLIB_CONFFILE", configuration);
     m_rig.reset(new Rig(options));
@@ -224,9 +223,9 @@ void tst_CalibrationFinger::startButton()
     QVERIFY(m_rig->keypad.setStandin("kobs-ng", "no-image"));
     tap(onPanel(QPoint(100, 100)));
     QCOMPARE(m_rig->settle().line, QStringList());
-    tap(onPanel(MainScreen::button()));
+    tap(onPanel(ScreenReader::button()));
     QCOMPARE(m_rig->next(60000), QString("7052 00"));
-    QVERIFY(MainScreen(m_rig->keypad).waitForStatus("Failed: Finished with Error"));
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Failed: Finished with Error"));
 }
 
 /// Closed before its end, it gives back what was in force.

@@ -1,4 +1,4 @@
-#include "tests/whole/mainscreen.h"
+#include "tests/whole/screenreader.h"
 
 #include <QDeadlineTimer>
 #include <QLabel>
@@ -129,7 +129,18 @@ template<typename Condition> bool waitUntil(int msecs, Condition condition)
 
 } // namespace
 
-bool MainScreen::findBars()
+KeypadOptions onScreen()
+{
+    KeypadOptions options;
+    options.display.kind = KeypadDisplay::Xvfb;
+    // And what is not looked for need not be found through the slow unwinder.
+    options.environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                               qEnvironmentVariable("ASAN_OPTIONS") +
+                                   QStringLiteral(":detect_leaks=0:fast_unwind_on_malloc=1"));
+    return options;
+}
+
+bool ScreenReader::findBars()
 {
     m_bars.clear();
     const QImage screen = m_keypad.screen();
@@ -155,7 +166,7 @@ bool MainScreen::findBars()
     return true;
 }
 
-int MainScreen::filled(const QImage &screen, const QRect &bar) const
+int ScreenReader::filled(const QImage &screen, const QRect &bar) const
 {
     int count = 0;
     for (int x = bar.left(); x <= bar.right(); ++x) {
@@ -167,7 +178,7 @@ int MainScreen::filled(const QImage &screen, const QRect &bar) const
     return (100 * count + bar.width() / 2) / bar.width();
 }
 
-QString MainScreen::bars()
+QString ScreenReader::bars()
 {
     const QImage screen = m_keypad.screen();
     QStringList percents;
@@ -176,7 +187,7 @@ QString MainScreen::bars()
     return percents.join(QLatin1Char(' '));
 }
 
-bool MainScreen::waitForBars(const QList<int> &percents, int msecs)
+bool ScreenReader::waitForBars(const QList<int> &percents, int msecs)
 {
     return m_bars.size() == percents.size() && waitUntil(msecs, [&] {
                const QImage screen = m_keypad.screen();
@@ -188,7 +199,7 @@ bool MainScreen::waitForBars(const QList<int> &percents, int msecs)
            });
 }
 
-QString MainScreen::status()
+QString ScreenReader::status()
 {
     const Shape shown = shapeOf(m_keypad.screen().copy(statusArea));
     if (shown.isEmpty())
@@ -206,7 +217,7 @@ QString MainScreen::status()
     return best;
 }
 
-bool MainScreen::waitForStatus(const QString &text, int msecs)
+bool ScreenReader::waitForStatus(const QString &text, int msecs)
 {
     return waitUntil(msecs, [&] { return status() == text; });
 }
