@@ -3,7 +3,7 @@
 # the board's CPU under an emulator, when it is asked for.
 # Installs by package name what a fresh Debian 12 machine lacks.
 #   ./test.sh                          release, qt6 and asan
-#   ./test.sh release qt6 asan armel   what continuous integration runs
+#   ./test.sh release qt6 asan armel   and the board's CPU
 #   ./test.sh release                  one preset: release, qt6, asan, armel or debug
 # armel fetches a sysroot of 470 MB once; where that cannot be had it is skipped.
 set -eu
