@@ -133,10 +133,6 @@ KeypadOptions onScreen()
 {
     KeypadOptions options;
     options.display.kind = KeypadDisplay::Xvfb;
-    // And what is not looked for need not be found through the slow unwinder.
-    options.environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                               qEnvironmentVariable("ASAN_OPTIONS") +
-                                   QStringLiteral(":detect_leaks=0:fast_unwind_on_malloc=1"));
     return options;
 }
 

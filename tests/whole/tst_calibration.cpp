@@ -310,6 +310,9 @@ void tst_Calibration::touchTestGoesOnAfterwards()
     QCOMPARE(m_rig->request(wire::TouchTestRequest, "01").line, QStringList(ack));
     QVERIFY(m_rig->keypad.touch(button.x(), button.y()));
     QCOMPARE(m_rig->next(), QString("7031 400262"));
+    // The finger must have been lifted for the tool as well: the dialog would count it.
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(m_rig->settle().line, QStringList());
 
     // Meanwhile every touch is the dialog's.
     open();

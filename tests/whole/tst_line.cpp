@@ -23,11 +23,16 @@ qint64 processorTime(qint64 pid)
     return ticks * 1000 / sysconf(_SC_CLK_TCK);
 }
 
-int descriptors(qint64 pid)
+/// What its descriptors are open on.
+QStringList descriptors(qint64 pid)
 {
-    return int(QDir(QStringLiteral("/proc/%1/fd").arg(pid))
-                   .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-                   .size());
+    QStringList targets;
+    const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
+    const QStringList names =
+        folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString &name : names)
+        targets.append(QFile::symLinkTarget(folder.filePath(name)));
+    return targets;
 }
 
 /// Memory of its own, in kilobytes.
@@ -148,12 +153,14 @@ void tst_Line::thousandsOfReplies()
     };
     // The first ones fill caches.
     QVERIFY2(echo(200), qPrintable(rig.station.errorString()));
-    const int openBefore = descriptors(pid);
+    const QStringList openBefore = descriptors(pid);
     const qint64 memoryBefore = ownMemory(pid);
-    QVERIFY(openBefore > 3 && memoryBefore > 0);
+    QVERIFY(openBefore.size() > 3 && memoryBefore > 0);
 
     QVERIFY2(echo(5000), qPrintable(rig.station.errorString()));
-    QCOMPARE(descriptors(pid), openBefore);
+    // One of its start may have been closed since, none may have been added.
+    const QStringList open = descriptors(pid);
+    QVERIFY2(open.size() <= openBefore.size(), qPrintable(open.join(QLatin1Char(' '))));
     const qint64 grown = ownMemory(pid) - memoryBefore;
     // A sanitizer keeps freed memory for a while.
     if (!isSanitized(pid))
