@@ -298,7 +298,8 @@ void TestVirtualKeypad::logHasSeverityAndWholeTexts()
     QCOMPARE(log.first().time.size(), 12);
     QCOMPARE(log.last().severity, QString("warning"));
     QCOMPARE(log.last().text, QString("timer"));
-    QVERIFY(log.last().usec > log.first().usec);
+    // Both may have arrived in one piece.
+    QVERIFY(log.first().usec > 0 && log.last().usec >= log.first().usec);
     QCOMPARE(keypad.countLog("and more"), 1);
     keypad.clearLog();
     QCOMPARE(keypad.countLog("and more"), 0);
