@@ -204,8 +204,11 @@ void TestLineCommand::initTestCase()
 
 void TestLineCommand::cleanupTestCase()
 {
-    m_good.reset();
+    // Those that end now make no room for others.
+    for (const std::unique_ptr<Run> &run : m_faults)
+        disconnect(&run->process, nullptr, this, nullptr);
     m_faults.clear();
+    m_good.reset();
 }
 
 /// Keeps some runs going beside each other, in the order of the rows.
@@ -517,6 +520,8 @@ void TestLineCommand::aPortIsNotThere()
     run.start();
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QCOMPARE(run.process.exitCode(), 4);
+    QVERIFY(run.output().contains(QStringLiteral(
+        "before the first step: /dev/ttyNowhere: No such file or directory\nReport:  ")));
     const QJsonObject record = recordIn(run.latest());
     QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
     QCOMPARE(record.value(QStringLiteral("reason")).toString(),
