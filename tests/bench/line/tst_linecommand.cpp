@@ -531,16 +531,18 @@ void TestLineCommand::aPortIsNotThere()
 void TestLineCommand::theRunIsInterrupted()
 {
     Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":15000},
         {"name":"Never","expect":["ready"],"limit_ms":600000}]})")});
     run.start();
-    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("1 steps on")), 30000);
-    QTest::qWait(100); // now it waits, or it is about to; both must end
+    // Then it waits, or it is about to; both must end.
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("1 Start")), 60000);
     QCOMPARE(kill(static_cast<pid_t>(run.process.processId()), SIGINT), 0);
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(run.process.exitCode(), 4);
     QCOMPARE(recordIn(run.latest()).value(QStringLiteral("reason")).toString(),
-             QStringLiteral("step 1 \"Never\": interrupted"));
+             QStringLiteral("step 2 \"Never\": interrupted"));
 }
 
 void TestLineCommand::aTranscriptIsReplayed()
