@@ -163,6 +163,11 @@ void Console::stepEnded(const StepRecord &step)
 
 void Console::end(const UnitRecord &unit, const QString &files)
 {
+    if (unit.steps.isEmpty()) {
+        line(QStringLiteral("%1 before the first step: %2").arg(shown(unit.outcome), unit.reason));
+        line(QStringLiteral("Report:  %1/report.html").arg(files));
+        return;
+    }
     QStringList counts;
     for (const Outcome outcome :
          {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error, Outcome::NotRun}) {

@@ -40,8 +40,7 @@ Outcome LineRun::run(QString *error)
     if (!m_folder.create(m_options.outDir, m_options.units, error))
         return Outcome::Error;
     for (int number = 1; number <= m_options.units; ++number) {
-        const bool interrupted = m_options.interrupted && *m_options.interrupted != 0;
-        if (interrupted || !connectNext(number, error))
+        if (isInterrupted() || !connectNext(number, error))
             break;
         if (!runUnit(number, error))
             return Outcome::Error;
@@ -105,6 +104,11 @@ UnitRecord LineRun::newRecord(int number) const
     return record;
 }
 
+bool LineRun::isInterrupted() const
+{
+    return m_options.interrupted != nullptr && *m_options.interrupted != 0;
+}
+
 bool LineRun::runUnit(int number, QString *error)
 {
     const std::unique_ptr<Unit> unit = makeUnit(number);
@@ -123,6 +127,9 @@ bool LineRun::runUnit(int number, QString *error)
         Runner(m_plan, unit.get(), &station, m_console, options).run(&record);
     } else {
         record.outcome = Outcome::Error;
+        // What a keyboard's interrupt has ended with us did not fail by itself.
+        if (isInterrupted())
+            record.reason = QStringLiteral("interrupted");
     }
     m_records.append(record);
     const bool written = m_folder.write(record, station.transcript(), unit->log(), error);

@@ -39,6 +39,7 @@ public:
     static QString countedUp(const QString &serialNumber, int by);
 
 private:
+    bool isInterrupted() const;
     bool runUnit(int number, QString *error);
     bool connectNext(int number, QString *error);
     std::unique_ptr<Unit> makeUnit(int number) const;
