@@ -16,6 +16,7 @@
 #include <QTranslator>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 
 #include "calibration/calibrate.h"
@@ -126,6 +127,7 @@ private slots:
     void ledsAreLitBeforeTheLineIsOpened();
 
     void wiring();
+    void everyRequestIsWired();
     void moduleIsHeardOnlyWhereItsPortIsOpen_data();
     void moduleIsHeardOnlyWhereItsPortIsOpen();
 
@@ -372,6 +374,25 @@ void TestMftool::wiring()
             unexpected << QString("%1 %2").arg(connection.sender, connection.signal + 1);
     }
     QCOMPARE(unexpected, QStringList());
+}
+
+/// No request of the station is raised for nobody.
+void TestMftool::everyRequestIsWired()
+{
+    QByteArrayList wired;
+    for (const Connection &connection : connections) {
+        if (qstrcmp(connection.sender, "m_proto") == 0)
+            wired << QMetaObject::normalizedSignature(connection.signal + 1);
+    }
+    QByteArrayList raised;
+    const QMetaObject &meta = TestProto::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Signal)
+            raised << meta.method(i).methodSignature();
+    }
+    std::sort(wired.begin(), wired.end());
+    std::sort(raised.begin(), raised.end());
+    QCOMPARE(wired, raised);
 }
 
 void TestMftool::moduleIsHeardOnlyWhereItsPortIsOpen_data()
