@@ -383,14 +383,15 @@ void tst_Calibration::exitRequestFreesTheDialog()
 void tst_Calibration::filesOfTheEnvironment()
 {
     KeypadOptions options = onScreen();
-    options.environment.insert("POINTERCAL_FILE", "/root/of-qt");
-    options.environment.insert("TSLIB_CALIBFILE", "/root/of-library");
+    options.environment.insert("POINTERCAL_FILE", "/root/files/of-qt");
+    options.environment.insert("TSLIB_CALIBFILE", "/root/files/of-library");
     m_rig.reset(new Rig(options));
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    QCOMPARE(keypad.run("mkdir", {"/root/files"}).code, 0);
     const QByteArray old = "131072 0 0 0 131072 0 65536\n";
-    QVERIFY(keypad.writeFile("/root/of-library", old));
-    const int oldFile = keypad.openFile("/root/of-library", O_RDONLY);
+    QVERIFY(keypad.writeFile("/root/files/of-library", old));
+    const int oldFile = keypad.openFile("/root/files/of-library", O_RDONLY);
     QVERIFY(oldFile >= 0);
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 
@@ -398,9 +399,9 @@ void tst_Calibration::filesOfTheEnvironment()
     cycle();
     QCOMPARE(m_rig->next(), accepted);
     QCOMPARE(close().log, QStringList({settingCalibration, exactFit, releasingMouse, onlyToSd}));
-    QCOMPARE(file("/root/of-qt"), untouched);
-    QCOMPARE(file("/root/of-library"), untouched);
-    QCOMPARE(keypad.listDir("/root"), QStringList({"of-library", "of-qt"}));
+    QCOMPARE(file("/root/files/of-qt"), untouched);
+    QCOMPARE(file("/root/files/of-library"), untouched);
+    QCOMPARE(keypad.listDir("/root/files"), QStringList({"of-library", "of-qt"}));
     QVERIFY(!keypad.exists(defaultFile));
     // Replaced as a whole: who has the old file open still reads the old one.
     char buffer[100] = {};

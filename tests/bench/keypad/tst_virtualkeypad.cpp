@@ -105,7 +105,12 @@ void TestVirtualKeypad::boardsPlaces()
     QCOMPARE(keypad.listDir("/boot/fw-1.2"),
              QStringList({"imx28_ivt_linux.sb", "qm8velrootfs.ubi"}));
     QCOMPARE(keypad.listDir("/mnt"), QStringList());
-    QCOMPARE(keypad.listDir("/root"), QStringList());
+    // Nothing but the way to this build, where that is below it.
+    QStringList home = keypad.listDir("/root");
+    const QString build = qEnvironmentVariable("MFTOOL_BUILD_DIR");
+    if (build.startsWith(QStringLiteral("/root/")))
+        home.removeOne(build.section(QLatin1Char('/'), 2, 2));
+    QCOMPARE(home, QStringList());
     QVERIFY(!keypad.exists("/tmp/sdstat"));
     QVERIFY(keypad.exists("/dev/ttySP0"));
     QVERIFY(keypad.exists("/media/mmcblk0p1"));
