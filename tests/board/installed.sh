@@ -46,9 +46,9 @@ mkdir "$root" "$work/package"
 clean=$cache/clean-$(echo "$packages" | cksum | cut -d' ' -f1).tar
 if [ ! -f "$clean" ]; then
     mkdir -p "$cache"
-    mmdebstrap --quiet --mode=root --variant=apt --format=tar --include="$packages" \
+    timeout 480 mmdebstrap --quiet --mode=root --variant=apt --format=tar --include="$packages" \
         bookworm "$clean.new" "deb $mirror bookworm main" ||
-        skip "Debian's packages cannot be had from $mirror"
+        skip "Debian's packages cannot be had from $mirror, or not in time"
     mv "$clean.new" "$clean"
 fi
 tar -x -f "$clean" -C "$root"
