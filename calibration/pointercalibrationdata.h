@@ -4,7 +4,8 @@
 
 #include <QtGlobal>
 
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+// As a number: the moc of Qt 4 reads this too and cannot evaluate QT_VERSION_CHECK.
+#if QT_VERSION < 0x050000
 
 // Qt for Embedded Linux brings its own, which its drivers take.
 #include <QWSPointerCalibrationData>

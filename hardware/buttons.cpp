@@ -5,6 +5,7 @@
 #include <QtDebug>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include "hardware/boardrevision.h"
@@ -14,6 +15,13 @@ namespace
 {
 
 const int recordsPerRead = 16;
+
+/// An unplugged device hangs up, and a read notifier would fire for ever.
+bool deviceHungUp(int fd)
+{
+    pollfd device = {fd, 0, 0};
+    return poll(&device, 1, 0) > 0 && (device.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
 
 } // namespace
 
@@ -41,6 +49,8 @@ void Buttons::read()
 
     char records[recordsPerRead * inputEventSize];
     const ssize_t length = ::read(m_fd, records, sizeof records);
+    if (length == 0 || (length < 0 && deviceHungUp(m_fd)))
+        findChild<QSocketNotifier *>()->setEnabled(false);
     for (ssize_t at = 0; at + inputEventSize <= length; at += inputEventSize) {
         const InputEvent event = decodeInputEvent(records + at);
         if (!isHomeKey(event))

@@ -7,7 +7,8 @@
 #include "hardware/board.h"
 
 /// Follows the home key of the input event device and knows the board's
-/// revision. Without the device the button counts as up for good.
+/// revision. Without the device the button counts as up for good; when the
+/// device goes away it stays as it was last reported.
 class Buttons : public QObject
 {
     Q_OBJECT

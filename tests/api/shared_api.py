@@ -159,6 +159,15 @@ ALLOWED = [
     "const char quote = '\"';",
 ]
 
+# For those headers where the versions are told apart that moc reads, because one with
+# a Q_OBJECT includes them.
+MOC_RULES = [
+    (r"#\s*(el)?if\b.*\bQT_VERSION_CHECK\b",
+     "moc of 4.8 cannot evaluate it; the number, 0x050000",
+     "#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)"),
+]
+MOC_ALLOWED = ["#if QT_VERSION < 0x050000"]
+
 UI_RULES = [
     (r"<enum>\w+::\w+::|<set>\w+::\w+::", "uic of 4.8 writes it as it stands; one scope only",
      "<enum>Qt::Orientation::Vertical</enum>"),
@@ -203,6 +212,26 @@ def refusals(text, rules, code):
             yield number, "narrow text is Latin-1 in 4.8 and UTF-8 since; keep to ASCII", line.strip()
 
 
+def read_by_moc(source):
+    """The tool's headers that moc comes across, as paths below source."""
+    texts = {}
+    for folder in FOLDERS:
+        for name in os.listdir(os.path.join(source, folder)):
+            if name.endswith(".h"):
+                with open(os.path.join(source, folder, name), encoding="utf-8") as file:
+                    texts[f"{folder}/{name}"] = file.read()
+    met = set()
+    ahead = [path for path, text in texts.items() if re.search(r"^\s*Q_OBJECT\b", text, re.M)]
+    while ahead:
+        path = ahead.pop()
+        if path in met:
+            continue
+        met.add(path)
+        ahead += [name for name in re.findall(r'#\s*include\s*"([^"]+)"', texts[path])
+                  if name in texts]
+    return {path: texts[path] for path in sorted(met)}
+
+
 def check(source):
     exempt = set(SINCE_QT5 + ONLY_QT4 + COMPAT)
     found = []
@@ -218,13 +247,18 @@ def check(source):
             code = not name.endswith(".ui")
             for line, reason, what in refusals(text, RULES if code else UI_RULES, code):
                 found.append(f"{path}:{line}: {what.strip()}: {reason}")
+    for path, text in read_by_moc(source).items():
+        if path in COMPAT:
+            found += [f"{path}:{line}: {what.strip()}: {reason}"
+                      for line, reason, what in refusals(text, MOC_RULES, True)]
     found += [f"{path}: exempt, but not there" for path in sorted(exempt - seen)]
     return found
 
 
 def self_check(source):
     faults = []
-    for rules, allowed, code in ((RULES, ALLOWED, True), (UI_RULES, UI_ALLOWED, False)):
+    for rules, allowed, code in ((RULES, ALLOWED, True), (MOC_RULES, MOC_ALLOWED, True),
+                                 (UI_RULES, UI_ALLOWED, False)):
         for pattern, _, example in rules:
             if not re.search(pattern, code_only(example) if code else example):
                 faults.append(f"not refused: {example}")
@@ -236,6 +270,8 @@ def self_check(source):
                        ("app/mftool.h", "Q_ENUM(State)"),
                        ("flash/mfproc.cpp", "connect(m_process,\n &QProcess::finished, this,\n f);"),
                        ("calibration/calibrate.ui", "<enum>Qt::Orientation::Vertical</enum>"),
+                       ("calibration/pointercalibrationdata.h",
+                        "#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)\n#endif"),
                        ("serial/linuxport.cpp", 'const char x[] = "\u00fc";')):
         with tempfile.TemporaryDirectory() as copy:
             for folder in FOLDERS:

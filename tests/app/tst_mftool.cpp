@@ -13,10 +13,19 @@
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QTimer>
+#include <QTranslator>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 
+#include "calibration/calibrate.h"
+#include "flash/bootstream.h"
+#include "flash/mount.h"
+#include "flash/rootfs.h"
+#include "flash/ubiattach.h"
+#include "hardware/buttons.h"
+#include "protocol/testproto.h"
 #include "serial/qtserialport.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
@@ -28,6 +37,77 @@ namespace
 const char *const ack = "7E000A00043102957F\r\n";
 const char *const nak = "7E000A00053202977F\r\n";
 const char *const ready = "7E000A99995102B77F\r\n";
+
+/// Who tells whom what. The names are those of the widget's fields.
+const struct Connection {
+    const char *sender;
+    const char *signal;
+    const char *receiver;
+    const char *slot;
+} connections[] = {
+    {"m_bootStream", SIGNAL(status(int)), "mftool", SLOT(status(int))},
+    {"m_bootStream", SIGNAL(complete()), "mftool", SLOT(next())},
+    {"m_bootStream", SIGNAL(complete()), "m_rootFS", SLOT(start())},
+    {"m_bootStream", SIGNAL(failed(QString)), "mftool", SLOT(failed(QString))},
+    {"m_rootFS", SIGNAL(status(int)), "mftool", SLOT(status(int))},
+    {"m_rootFS", SIGNAL(complete()), "mftool", SLOT(next())},
+    {"m_rootFS", SIGNAL(next()), "mftool", SLOT(next())},
+    {"m_rootFS", SIGNAL(failed(QString)), "mftool", SLOT(failed(QString))},
+    {"m_buttons", SIGNAL(home(bool)), "mftool", SLOT(buzzer(bool))},
+    {"m_proto", SIGNAL(testExit()), "mftool", SLOT(testExit())},
+    {"m_proto", SIGNAL(setBacklight(uint)), "mftool", SLOT(setBacklight(uint))},
+    {"m_proto", SIGNAL(setBiasPower(uint)), "mftool", SLOT(setBiasPower(uint))},
+    {"m_proto", SIGNAL(setLeds(uint)), "mftool", SLOT(setLeds(uint))},
+    {"m_proto", SIGNAL(setBuzzer(uint)), "mftool", SLOT(setBuzzer(uint))},
+    {"m_proto", SIGNAL(readSdCard(int, int)), "mftool", SLOT(readSdCard(int, int))},
+    {"m_proto", SIGNAL(setLCDTestPattern(QString)), "mftool", SLOT(setLCDTestPattern(QString))},
+    {"m_proto", SIGNAL(setHomeLed(uint)), "mftool", SLOT(setHomeLed(uint))},
+    {"m_proto", SIGNAL(setCalibrate(bool)), "mftool", SLOT(setCalibrate(bool))},
+    {"m_proto", SIGNAL(tsTestEnable(bool)), "mftool", SLOT(tsTestEnable(bool))},
+    {"m_proto", SIGNAL(passthroughEnable(bool)), "mftool", SLOT(passthroughEnable(bool))},
+    {"m_proto", SIGNAL(passthrough(QByteArray)), "mftool", SLOT(passthrough(QByteArray))},
+    {"m_proto", SIGNAL(flashStart(bool, QString)), "mftool", SLOT(startFlash(bool, QString))},
+    {"m_proto", SIGNAL(flashQuery()), "mftool", SLOT(flashQuery())},
+    {"m_proto", SIGNAL(mountStart()), "mftool", SLOT(doMount())},
+    {"m_proto", SIGNAL(buttonRequest()), "mftool", SLOT(buttonRequest())},
+    {"m_proto", SIGNAL(readVoltage()), "mftool", SLOT(readVoltage())},
+    {"m_proto", SIGNAL(getVersion()), "mftool", SLOT(getVersion())},
+    {"mftool", SIGNAL(sendReadSdCardResp(QString)), "m_proto", SLOT(sendReadSdCardResp(QString))},
+    {"m_passthroughPort", SIGNAL(readyRead()), "mftool", SLOT(readQB740())},
+    {"m_btnStart", SIGNAL(clicked()), "mftool", SLOT(startFlash())},
+    {"m_attach", SIGNAL(complete()), "m_mountDelay", SLOT(start())},
+    {"m_attach", SIGNAL(failed(QString)), "mftool", SLOT(mountFailed(QString))},
+    {"m_mountDelay", SIGNAL(timeout()), "m_mount", SLOT(start())},
+    {"m_mount", SIGNAL(complete()), "mftool", SLOT(mountComplete())},
+    {"m_mount", SIGNAL(failed(QString)), "mftool", SLOT(mountFailed(QString))},
+    // While a calibration is under way.
+    {"m_calibrate", SIGNAL(calibratePoint(int, QPoint)), "m_proto",
+     SLOT(calibrateResult(int, QPoint))},
+    {"m_calibrate", SIGNAL(finished(bool)), "m_proto", SLOT(calibrateFinished(bool))},
+    {"m_calibrate", SIGNAL(beep(bool)), "mftool", SLOT(buzzer(bool))},
+};
+
+/// Puts the context of each of the screen's texts before it.
+class ContextTranslator : public QTranslator
+{
+public:
+    QString translate(const char *context, const char *sourceText, const char *, int) const override
+    {
+        const bool ours = qstrcmp(context, "mftoolClass") == 0;
+        return ours ? QString("mftoolClass: ") + QString::fromUtf8(sourceText) : QString();
+    }
+    bool isEmpty() const override { return false; }
+};
+
+QStringList widgetsOf(const QLayout *layout)
+{
+    QStringList names;
+    for (int i = 0; i < layout->count(); ++i) {
+        const QWidget *widget = layout->itemAt(i)->widget();
+        names << (widget ? widget->objectName() : QString("spacer"));
+    }
+    return names;
+}
 
 } // namespace
 
@@ -46,10 +126,21 @@ private slots:
     void ledsAreLitAtStart();
     void ledsAreLitBeforeTheLineIsOpened();
 
+    void wiring();
+    void everyRequestIsWired();
+    void moduleIsHeardOnlyWhereItsPortIsOpen_data();
+    void moduleIsHeardOnlyWhereItsPortIsOpen();
+
     void objectNames();
+    void layouts();
+    void gridOfBars();
+    void spacers();
+    void sizePolicies();
     void geometry();
     void styleSheets();
     void texts();
+    void textsCanBeTranslated();
+    void nothingIsConnectedByName();
     void startState();
     void shortScreenHidesTheCorners_data();
     void shortScreenHidesTheCorners();
@@ -88,6 +179,7 @@ private:
         return QRect(widget->mapTo(m_widget.get(), QPoint(0, 0)), widget->size());
     }
     QLabel *patternLabel();
+    QObject *object(const QString &name);
     void writePicture(const QString &path, const QSize &size, QColor color);
 
     std::unique_ptr<BoardFolder> m_folder;
@@ -126,6 +218,8 @@ void TestMftool::start()
     QVERIFY(QTest::qWaitForWindowExposed(m_widget.get()));
     QTRY_VERIFY(m_line->received().endsWith(ready));
     m_line->clear();
+    // The last that comes from the card's thread.
+    QTRY_VERIFY(m_log->has("debug: In ATE Mode--->, Waiting for SD event"));
 }
 
 QLabel *TestMftool::patternLabel()
@@ -133,6 +227,32 @@ QLabel *TestMftool::patternLabel()
     const QList<QLabel *> labels =
         m_widget->findChildren<QLabel *>(QString(), Qt::FindDirectChildrenOnly);
     return labels.isEmpty() ? nullptr : labels.first();
+}
+
+/// The object that is behind a field of the widget.
+QObject *TestMftool::object(const QString &name)
+{
+    if (name == "mftool")
+        return m_widget.get();
+    if (name == "m_bootStream")
+        return m_widget->findChild<BootStream *>();
+    if (name == "m_rootFS")
+        return m_widget->findChild<RootFS *>();
+    if (name == "m_buttons")
+        return m_widget->findChild<Buttons *>();
+    if (name == "m_proto")
+        return m_widget->findChild<TestProto *>();
+    if (name == "m_passthroughPort")
+        return m_widget->findChild<QtSerialPort *>();
+    if (name == "m_attach")
+        return m_widget->findChild<UBIAttach *>();
+    if (name == "m_mountDelay")
+        return m_widget->findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly);
+    if (name == "m_mount")
+        return m_widget->findChild<Mount *>();
+    if (name == "m_calibrate")
+        return m_widget->findChild<Calibrate *>();
+    return m_widget->findChild<QObject *>(name);
 }
 
 void TestMftool::writePicture(const QString &path, const QSize &size, QColor color)
@@ -234,6 +354,67 @@ void TestMftool::ledsAreLitBeforeTheLineIsOpened()
     QVERIFY(line > led);
 }
 
+/// Each of these connections exists, and no other from the same signals.
+void TestMftool::wiring()
+{
+    start();
+    call("setCalibrate", "bool", true);
+    QStringList missing;
+    for (const Connection &connection : connections) {
+        QObject *sender = object(connection.sender);
+        QObject *receiver = object(connection.receiver);
+        QVERIFY2(sender && receiver, connection.sender);
+        if (!QObject::disconnect(sender, connection.signal, receiver, connection.slot))
+            missing << QString("%1 %2").arg(connection.sender, connection.signal + 1);
+    }
+    QCOMPARE(missing, QStringList());
+    QStringList unexpected;
+    for (const Connection &connection : connections) {
+        if (QObject::disconnect(object(connection.sender), connection.signal, nullptr, nullptr))
+            unexpected << QString("%1 %2").arg(connection.sender, connection.signal + 1);
+    }
+    QCOMPARE(unexpected, QStringList());
+}
+
+/// No request of the station is raised for nobody.
+void TestMftool::everyRequestIsWired()
+{
+    QByteArrayList wired;
+    for (const Connection &connection : connections) {
+        if (qstrcmp(connection.sender, "m_proto") == 0)
+            wired << QMetaObject::normalizedSignature(connection.signal + 1);
+    }
+    QByteArrayList raised;
+    const QMetaObject &meta = TestProto::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Signal)
+            raised << meta.method(i).methodSignature();
+    }
+    std::sort(wired.begin(), wired.end());
+    std::sort(raised.begin(), raised.end());
+    QCOMPARE(wired, raised);
+}
+
+void TestMftool::moduleIsHeardOnlyWhereItsPortIsOpen_data()
+{
+    QTest::addColumn<bool>("line");
+    QTest::newRow("open") << true;
+    QTest::newRow("not to be opened") << false;
+}
+
+void TestMftool::moduleIsHeardOnlyWhereItsPortIsOpen()
+{
+    QFETCH(bool, line);
+    if (!line)
+        m_folder->remove("/dev/ttySP0");
+    m_widget = std::make_unique<mftool>(nullptr, m_folder->board());
+    QtSerialPort *port = m_widget->findChild<QtSerialPort *>();
+    QCOMPARE(port->isOpen(), line);
+    QCOMPARE(m_log->has("warning: Failed to open QB740 serial port"), !line);
+    QCOMPARE(QObject::disconnect(port, SIGNAL(readyRead()), m_widget.get(), SLOT(readQB740())),
+             line);
+}
+
 void TestMftool::objectNames()
 {
     start();
@@ -271,6 +452,106 @@ void TestMftool::objectNames()
          {"verticalLayout_2", "horizontalLayout_4", "verticalLayout", "horizontalLayout",
           "horizontalLayout_2", "gridLayout", "horizontalLayout_3"})
         QVERIFY2(find<QLayout>(name), name);
+}
+
+void TestMftool::layouts()
+{
+    start();
+    const struct {
+        const char *name;
+        QMargins margins;
+        QStringList widgets;
+    } expected[] = {
+        {"verticalLayout_2", {}, {"m_topChk", "widget_8", "m_stk", "widget_9", "m_bottomChk"}},
+        {"horizontalLayout_4", {}, {"widget_4", "spacer", "widget_5"}},
+        {"verticalLayout", {}, {"widget", "widget_2", "widget_3"}},
+        {"horizontalLayout", {0, 6, 0, 6}, {"spacer", "m_btnStart", "spacer"}},
+        {"horizontalLayout_2", {}, {"m_lblStatus"}},
+        {"horizontalLayout_3", {}, {"widget_6", "spacer", "widget_7"}},
+    };
+    for (const auto &row : expected) {
+        const QBoxLayout *layout = find<QBoxLayout>(row.name);
+        QVERIFY2(layout, row.name);
+        QCOMPARE(widgetsOf(layout), row.widgets);
+        QCOMPARE(layout->contentsMargins(), row.margins);
+        QCOMPARE(layout->spacing(), 0);
+        for (int i = 0; i < layout->count(); ++i) {
+            QCOMPARE(layout->stretch(i), 0);
+            QCOMPARE(layout->itemAt(i)->alignment(), Qt::Alignment());
+        }
+    }
+    QStringList pages;
+    for (int i = 0; i < find<QStackedWidget>("m_stk")->count(); ++i)
+        pages << find<QStackedWidget>("m_stk")->widget(i)->objectName();
+    QCOMPARE(pages, QStringList({"stackedWidget_4Page1", "page_3"}));
+    // The targets stand free in their cells.
+    for (const char *cell : {"widget_4", "widget_5", "widget_6", "widget_7"})
+        QVERIFY2(!find<QWidget>(cell)->layout(), cell);
+}
+
+void TestMftool::gridOfBars()
+{
+    start();
+    QGridLayout *grid = find<QGridLayout>("gridLayout");
+    QCOMPARE(grid->horizontalSpacing(), 3);
+    QCOMPARE(grid->verticalSpacing(), 3);
+    QCOMPARE(grid->contentsMargins(), QMargins(11, 11, 11, 11));
+    QCOMPARE(grid->count(), 8);
+    const char *const cells[4][2] = {{"label", "m_progBoot"},
+                                     {"label_2", "m_progScan"},
+                                     {"label_3", "m_progFlash"},
+                                     {"label_4", "m_progFormat"}};
+    for (int i = 0; i < 4; ++i) {
+        for (int j = 0; j < 2; ++j) {
+            int row = -1;
+            int column = -1;
+            int rows = -1;
+            int columns = -1;
+            grid->getItemPosition(grid->indexOf(find<QWidget>(cells[i][j])), &row, &column, &rows,
+                                  &columns);
+            QCOMPARE(QList<int>({row, column, rows, columns}), QList<int>({i, j, 1, 1}));
+        }
+        QCOMPARE(find<QLabel>(cells[i][0])->alignment(), Qt::AlignRight | Qt::AlignVCenter);
+    }
+}
+
+void TestMftool::spacers()
+{
+    start();
+    int count = 0;
+    for (const char *name : {"horizontalLayout_4", "horizontalLayout", "horizontalLayout_3"}) {
+        const QLayout *layout = find<QLayout>(name);
+        for (int i = 0; i < layout->count(); ++i) {
+            QSpacerItem *spacer = layout->itemAt(i)->spacerItem();
+            if (!spacer)
+                continue;
+            ++count;
+            QCOMPARE(spacer->sizeHint(), QSize(40, 20));
+            QCOMPARE(spacer->sizePolicy(),
+                     QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum));
+        }
+    }
+    QCOMPARE(count, 4);
+}
+
+void TestMftool::sizePolicies()
+{
+    start();
+    const auto policy = [this](const char *name) { return find<QWidget>(name)->sizePolicy(); };
+    const QSizePolicy panel = policy("widget_8");
+    QCOMPARE(panel.horizontalPolicy(), QSizePolicy::Preferred);
+    QCOMPARE(panel.verticalPolicy(), QSizePolicy::Expanding);
+    const QSizePolicy stack = policy("m_stk");
+    QCOMPARE(stack.horizontalPolicy(), QSizePolicy::Preferred);
+    QCOMPARE(stack.verticalPolicy(), QSizePolicy::Preferred);
+    const QSizePolicy button = policy("m_btnStart");
+    QCOMPARE(button.horizontalPolicy(), QSizePolicy::Expanding);
+    QCOMPARE(button.verticalPolicy(), QSizePolicy::Expanding);
+    QCOMPARE(find<QWidget>("m_btnStart")->minimumSize(), QSize(0, 0));
+    for (const char *cell : {"widget_4", "widget_5", "widget_6", "widget_7"}) {
+        QCOMPARE(find<QWidget>(cell)->minimumSize(), QSize(44, 44));
+        QCOMPARE(find<QWidget>(cell)->maximumSize(), QSize(44, 44));
+    }
 }
 
 void TestMftool::geometry()
@@ -343,6 +624,33 @@ void TestMftool::texts()
     QCOMPARE(find<QLabel>("label_4")->text(), QString("Formatting:"));
     for (const char *box : {"m_chkTL", "m_chkTR", "m_chkBL", "m_chkBR"})
         QCOMPARE(find<QCheckBox>(box)->text(), QString());
+}
+
+void TestMftool::textsCanBeTranslated()
+{
+    ContextTranslator translator;
+    QVERIFY(QCoreApplication::installTranslator(&translator));
+    start();
+    QCOMPARE(m_widget->windowTitle(), QString("mftoolClass: mftool"));
+    QCOMPARE(find<QPushButton>("m_btnStart")->text(), QString("mftoolClass: Flash NAND"));
+    QCOMPARE(find<QLabel>("label")->text(), QString("mftoolClass: Boot Stream:"));
+    QCOMPARE(find<QLabel>("label_2")->text(), QString("mftoolClass: Scanning:"));
+    QCOMPARE(find<QLabel>("label_3")->text(), QString("mftoolClass: Flashing:"));
+    QCOMPARE(find<QLabel>("label_4")->text(), QString("mftoolClass: Formatting:"));
+    for (const char *box : {"m_chkTL", "m_chkTR", "m_chkBL", "m_chkBR"})
+        QCOMPARE(find<QCheckBox>(box)->text(), QString());
+}
+
+/// No slot has a name that Qt would connect by itself, or complain of.
+void TestMftool::nothingIsConnectedByName()
+{
+    start();
+    QCOMPARE(m_log->lines().filter("connectSlotsByName"), QStringList());
+    for (const char *box : {"m_chkTL", "m_chkTR", "m_chkBL", "m_chkBR"}) {
+        for (const char *signal : {SIGNAL(toggled(bool)), SIGNAL(clicked(bool)), SIGNAL(pressed()),
+                                   SIGNAL(released()), SIGNAL(stateChanged(int))})
+            QVERIFY2(!QObject::disconnect(find<QCheckBox>(box), signal, nullptr, nullptr), box);
+    }
 }
 
 void TestMftool::startState()

@@ -14,6 +14,7 @@
 #include "hardware/buttons.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/ptyline.h"
 
 namespace
 {
@@ -93,6 +94,9 @@ private slots:
     void recordsInSeveralReads();
     void shortRead();
     void atMostSixteenRecordsInARead();
+    void unpluggedDeviceSwitchesTheNotifierOff();
+    void endedDeviceSwitchesTheNotifierOff();
+    void failedReadIsNotTheEnd();
     void descriptorOutlivesTheObject();
 };
 
@@ -257,6 +261,70 @@ void tst_Buttons::atMostSixteenRecordsInARead()
     QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
     QCOMPARE(home.count(), 20);
     QVERIFY(!buttons.homeDown());
+}
+
+void tst_Buttons::unpluggedDeviceSwitchesTheNotifierOff()
+{
+    // Both hang up: a pseudo terminal whose far end closes, and a device that is pulled.
+    PtyLine device;
+    BoardFolder keypad;
+    keypad.makeFolder(QStringLiteral("/dev/input"));
+    keypad.link(eventDevice, device.path());
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QSocketNotifier *notifier = buttons.findChild<QSocketNotifier *>();
+    QVERIFY(notifier);
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    device.send(press + release.left(8));
+    QTRY_COMPARE(states(home), QList<bool>() << true);
+    QVERIFY(notifier->isEnabled());
+    log.clear();
+
+    device.hangUp();
+    QTRY_VERIFY(!notifier->isEnabled());
+    QCOMPARE(states(home), QList<bool>() << true);
+    QVERIFY(buttons.homeDown());
+    QCOMPARE(log.take(), QStringList());
+
+    // Nothing is left of it: one more read is as harmless.
+    QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
+    QCOMPARE(home.count(), 1);
+    QVERIFY(!notifier->isEnabled());
+}
+
+void tst_Buttons::endedDeviceSwitchesTheNotifierOff()
+{
+    // Always readable, and always at its end.
+    BoardFolder keypad;
+    keypad.makeFolder(QStringLiteral("/dev/input"));
+    keypad.link(eventDevice, QStringLiteral("/dev/null"));
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    QSocketNotifier *notifier = buttons.findChild<QSocketNotifier *>();
+    QVERIFY(notifier);
+    QVERIFY(notifier->isEnabled());
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    QTRY_VERIFY(!notifier->isEnabled());
+    QCOMPARE(home.count(), 0);
+    QVERIFY(!buttons.homeDown());
+}
+
+void tst_Buttons::failedReadIsNotTheEnd()
+{
+    KeyBoard keypad;
+    LogCatcher log;
+    Buttons buttons(nullptr, keypad.board());
+    const QSocketNotifier *notifier = buttons.findChild<QSocketNotifier *>();
+    QVERIFY(notifier);
+    QSignalSpy home(&buttons, SIGNAL(home(bool)));
+    // An empty pipe that does not wait: the read fails with EAGAIN.
+    QCOMPARE(fcntl(int(notifier->socket()), F_SETFL, O_RDWR | O_NONBLOCK), 0);
+    QVERIFY(QMetaObject::invokeMethod(&buttons, "read"));
+    QCOMPARE(home.count(), 0);
+    QVERIFY(notifier->isEnabled());
+
+    QVERIFY(keypad.send(press));
+    QTRY_COMPARE(states(home), QList<bool>() << true);
 }
 
 void tst_Buttons::descriptorOutlivesTheObject()

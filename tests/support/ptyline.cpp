@@ -3,6 +3,7 @@
 #include <QtGlobal>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <termios.h>
 #include <unistd.h>
@@ -40,6 +41,12 @@ QByteArray PtyLine::received()
             return m_received;
         m_received.append(chunk, static_cast<int>(size));
     }
+}
+
+bool PtyLine::waitForBytes(int msecs)
+{
+    pollfd near = {m_near, POLLIN, 0};
+    return poll(&near, 1, msecs) > 0;
 }
 
 void PtyLine::clear()

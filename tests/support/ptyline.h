@@ -21,6 +21,9 @@ public:
     void send(const QByteArray &bytes);
     /// Everything that the code under test has written since the last clear().
     QByteArray received();
+    /// Waits until there is something new for received(); false when nothing comes.
+    /// Like received() for one thread at a time.
+    bool waitForBytes(int msecs);
     void clear();
     /// Closes both ends that this side holds.
     void hangUp();

@@ -1,12 +1,14 @@
 #include "tests/whole/rig.h"
 
 #include <QDirIterator>
+#include <QFile>
 #include <QSaveFile>
 
 #include <cstdio>
 #include <cstring>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -183,6 +185,19 @@ void Rig::forget()
     station.clear();
     keypad.clearLog();
     keypad.clearStores();
+}
+
+qint64 processorTime(qint64 pid)
+{
+    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray text = file.readAll();
+    // Behind the name, which may hold anything: user and system time are the
+    // 12th and the 13th field.
+    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    const qint64 ticks = fields.value(11).toLongLong() + fields.value(12).toLongLong();
+    return ticks * 1000 / sysconf(_SC_CLK_TCK);
 }
 
 QString ToolClock::whyNot()

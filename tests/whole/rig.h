@@ -88,6 +88,10 @@ private:
     int m_echoes = 0;
 };
 
+/// Processor time that a process has had, in milliseconds; -1 when there is none.
+/// One that spins would have a processor to itself.
+qint64 processorTime(qint64 pid);
+
 /// The clock of the tool, moved by hand: what takes ten minutes takes none.
 class ToolClock
 {

@@ -17,6 +17,9 @@ const QString notApplicable = QStringLiteral("0003");
 const QString complete = QStringLiteral("7052 01");
 const QString failed = QStringLiteral("7052 00");
 
+const QString timedOut =
+    QStringLiteral("debug: \n************ ATE TEST Quit due to time out ************\n");
+
 const int slow = 60000; // ms; a whole flash on a busy machine
 
 /// What the boot stream tool prints with so many blocks to erase.
@@ -61,6 +64,8 @@ private slots:
     void updateDirectory();
 
     void exitRequestDuringAFlash();
+    void stationFallsSilentDuringAFlash();
+    void flashWithoutAStation();
     void killedToolLeavesAQuietProgram();
     void killedToolEndsAPrintingProgram();
 
@@ -69,6 +74,7 @@ private:
     Outcome query() { return m_rig->request(wire::FlashQueryRequest); }
     bool waitForQuery(const char *data);
     void flashWell();
+    void endsByTheTimer(const QString &program);
 
     QScopedPointer<Rig> m_rig;
     QScopedPointer<ScreenReader> m_screen;
@@ -572,6 +578,79 @@ void tst_Flashing::exitRequestDuringAFlash()
     QVERIFY(m_rig->waitForLog(
         "warning: QProcess: Destroyed while process (\"ubiformat\") is still running."));
     QVERIFY(!m_rig->log().join('\n').contains("finished with code"));
+}
+
+/// The time-out is no failure of the flash, but its end: the program goes with
+/// the tool, and the line hears nothing more.
+void tst_Flashing::endsByTheTimer(const QString &program)
+{
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY(keypad.waitForExit(slow));
+    const VirtualKeypad::ExitStatus status = keypad.exitStatus();
+    QCOMPARE(status.signal, 0);
+    QCOMPARE(status.code, 0);
+    QVERIFY(m_rig->waitForLog(timedOut));
+    QVERIFY(m_rig->waitForLog("warning: QProcess: Destroyed while process (\"" + program +
+                              "\") is still running."));
+    QVERIFY(!m_rig->log().join('\n').contains("finished with code"));
+    QVERIFY(Programs::running(keypad, program).isEmpty());
+    QCOMPARE(m_rig->stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
+    QVERIFY(!m_rig->station.receive(0).has_value());
+}
+
+void tst_Flashing::stationFallsSilentDuringAFlash()
+{
+    if (!ToolClock::whyNot().isEmpty())
+        QSKIP(qPrintable(ToolClock::whyNot()));
+    KeypadOptions options;
+    ToolClock clock;
+    clock.wind(options);
+    QVERIFY2(startTool(options), qPrintable(m_rig->why()));
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
+    QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
+    QVERIFY(waitForQuery("0032"));
+
+    // What the programs do buys no time, only what the station sends does.
+    QVERIFY(clock.set(500));
+    QVERIFY(keypad.holdStandin(rootFs, "scanning eraseblock 795 "));
+    QVERIFY(keypad.releaseStandin(boot));
+    QVERIFY(m_rig->waitForLog("debug: Starting ubiformat", slow));
+    QVERIFY(Programs::waitUntilRunning(keypad, rootFs));
+    m_rig->forget();
+    QVERIFY(clock.set(602));
+    keypad.pressHome();
+    endsByTheTimer(rootFs);
+}
+
+/// The button needs no station; without one the tool has its 15 seconds all the same.
+void tst_Flashing::flashWithoutAStation()
+{
+    if (!ToolClock::whyNot().isEmpty())
+        QSKIP(qPrintable(ToolClock::whyNot()));
+    KeypadOptions options = onScreen();
+    options.without = QStringList("/home/default/tarnwick.png"); // it would cover the button
+    ToolClock clock;
+    clock.wind(options);
+    // Fifteen seconds of a clock that is then set back: a slow machine has all
+    // the time it needs.
+    QVERIFY(clock.set(3600));
+    m_screen.reset();
+    m_rig.reset(new Rig(withSettings(options)));
+    QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
+    QVERIFY(clock.set(0));
+    VirtualKeypad &keypad = m_rig->keypad;
+    m_screen.reset(new ScreenReader(keypad));
+    QVERIFY(m_screen->waitForStatus("Flash NAND"));
+    QVERIFY(m_screen->findBars());
+    QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
+    QVERIFY(keypad.touch(ScreenReader::button().x(), ScreenReader::button().y()));
+    QVERIFY2(m_screen->waitForBars({50, 0, 0, 0}), qPrintable(m_screen->bars()));
+
+    m_rig->forget();
+    QVERIFY(clock.set(3600 + 16));
+    keypad.pressHome();
+    endsByTheTimer(boot);
 }
 
 void tst_Flashing::killedToolLeavesAQuietProgram()

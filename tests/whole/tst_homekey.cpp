@@ -1,4 +1,5 @@
 /// Home key, tamper switch and board revision.
+#include "tests/support/ptyline.h"
 #include "tests/whole/rig.h"
 
 #include <cerrno>
@@ -39,6 +40,7 @@ private slots:
     void events();
     void piecesAreNotJoined();
     void refusedStoreIsNotRepeated();
+    void unplugged();
     void exportsOnce();
     void withHomeKey();
     void exportFailures_data();
@@ -195,6 +197,34 @@ void tst_HomeKey::refusedStoreIsNotRepeated()
     QCOMPARE(outcome.stores, QStringList(down + " refused"));
     QVERIFY(feedAndSettle(key(0), &outcome));
     QCOMPARE(outcome.stores, QStringList(up));
+}
+
+/// A terminal in the device's place hangs up as a pulled device does.
+void tst_HomeKey::unplugged()
+{
+    Rig rig;
+    VirtualKeypad &keypad = rig.keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    PtyLine device; // made after the keypad's own process, which would keep it open
+    QVERIFY(keypad.removeFile("/dev/input/event0"));
+    QCOMPARE(keypad.run("ln", {"-s", device.path(), "/dev/input/event0"}).code, 0);
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    device.send(key(1) + report());
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", 20000));
+    rig.forget();
+
+    device.hangUp();
+    const qint64 before = processorTime(keypad.toolPid());
+    QVERIFY(before >= 0);
+    QTest::qWait(1500);
+    const qint64 used = processorTime(keypad.toolPid()) - before;
+    QVERIFY2(used < 500, qPrintable(QString::number(used)));
+
+    // What the key last said stands, and the tool goes on.
+    const Outcome outcome = rig.request(0x7070);
+    QCOMPARE(outcome.line, QStringList("7071 01"));
+    QCOMPARE(outcome.stores.filter("buzzer"), QStringList());
+    QCOMPARE(outcome.log, QStringList());
 }
 
 // Tamper

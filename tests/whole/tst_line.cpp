@@ -4,24 +4,8 @@
 #include <QDir>
 #include <QFile>
 
-#include <unistd.h>
-
 namespace
 {
-
-/// Processor time that the process has had, in milliseconds.
-qint64 processorTime(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray text = file.readAll();
-    // Behind the name, which may hold anything: user and system time are the
-    // 12th and the 13th field.
-    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    const qint64 ticks = fields.value(11).toLongLong() + fields.value(12).toLongLong();
-    return ticks * 1000 / sysconf(_SC_CLK_TCK);
-}
 
 /// What its descriptors are open on.
 QStringList descriptors(qint64 pid)
@@ -86,7 +70,6 @@ void tst_Line::hangsUp()
     rig.station.close();
     keypad.hangUp();
 
-    // A tool that spins would have a processor to itself.
     const qint64 before = processorTime(keypad.toolPid());
     QVERIFY(before >= 0);
     QTest::qWait(1500);

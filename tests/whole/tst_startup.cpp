@@ -374,7 +374,8 @@ void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
         power << QString::fromLatin1(store.text);
     QCOMPARE(power, QStringList({"1", "0"}));
 
-    // By the tool's own clock; it may be a little early, as coarse timers are.
+    // By the tool's own clock, which is not the one that the timer goes by: a
+    // correction of the time in between makes some milliseconds at this speed.
     QTime start;
     QTime end;
     const QList<VirtualKeypad::LogLine> log = rig.keypad.log();
@@ -387,7 +388,7 @@ void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
     QVERIFY(start.isValid() && end.isValid());
     const int day = 24 * 60 * 60 * 1000;
     const int waited = (start.msecsTo(end) + day) % day;
-    QVERIFY2(waited >= 14000, qPrintable(QString::number(waited)));
+    QVERIFY2(waited >= 14990, qPrintable(QString::number(waited)));
 }
 
 void tst_Startup::fifteenSeconds()

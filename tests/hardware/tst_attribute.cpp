@@ -1,0 +1,158 @@
+// Every store is watched: the kernel takes what one write() brings, as one
+// value, so it matters how often and with how many bytes it is called.
+#include "hardware/attribute.h"
+
+#include <QDir>
+#include <QtTest>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "tests/support/boardfolder.h"
+#include "tests/support/logcatcher.h"
+
+namespace
+{
+
+const QString attribute = QStringLiteral("/sys/class/leds/ready/brightness");
+
+/// Where stores are collected, and how the file of the latest was opened; refusal
+/// is the errno that each of them meets, 0 for none.
+QList<QByteArray> *stores = nullptr;
+int accessMode = -1;
+int refusal = 0;
+
+} // namespace
+
+// Takes the place of the C library's, also for Qt.
+extern "C" ssize_t write(int fd, const void *bytes, size_t size)
+{
+    if (stores) {
+        stores->append(QByteArray(static_cast<const char *>(bytes), int(size)));
+        accessMode = fcntl(fd, F_GETFL) & O_ACCMODE;
+        if (refusal != 0) {
+            errno = refusal;
+            return -1;
+        }
+    }
+    return syscall(SYS_write, fd, bytes, size);
+}
+
+namespace
+{
+
+/// The stores that writeAttribute() makes, of which none is taken when @p error is not 0.
+QList<QByteArray> storesOf(const QString &path, const QByteArray &text, bool *result, int error = 0)
+{
+    QList<QByteArray> seen;
+    stores = &seen;
+    refusal = error;
+    *result = writeAttribute(path, text);
+    stores = nullptr;
+    return seen;
+}
+
+int openDescriptors()
+{
+    return int(QDir(QStringLiteral("/proc/self/fd"))
+                   .entryList(QDir::NoDotAndDotDot | QDir::Files | QDir::System)
+                   .size());
+}
+
+} // namespace
+
+class tst_Attribute : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void text_data();
+    void text();
+    void refusedStore();
+    void notToBeOpened_data();
+    void notToBeOpened();
+    void closesTheFile();
+};
+
+void tst_Attribute::text_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArray>("stored");
+    QTest::newRow("number") << QByteArray("0") << QByteArray("255");
+    QTest::newRow("shorter than before") << QByteArray("255\n") << QByteArray("0");
+    QTest::newRow("word") << QByteArray("in\n") << QByteArray("out");
+    QTest::newRow("line end of its own") << QByteArray() << QByteArray("1\n");
+    QTest::newRow("any bytes") << QByteArray() << QByteArray("\0\r\n\xE4\xFF", 5);
+    // More than Qt's own buffer would pass on in one piece.
+    QTest::newRow("long") << QByteArray() << QByteArray(40000, 'x');
+}
+
+void tst_Attribute::text()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, stored);
+    BoardFolder board;
+    board.write(attribute, before);
+    bool result = false;
+    QCOMPARE(storesOf(board.at(attribute), stored, &result), QList<QByteArray>() << stored);
+    QVERIFY(result);
+    QCOMPARE(board.read(attribute), stored);
+    // Some attributes of the kernel cannot be read.
+    QCOMPARE(accessMode, O_WRONLY);
+}
+
+void tst_Attribute::refusedStore()
+{
+    BoardFolder board;
+    board.write(attribute, "7");
+    LogCatcher log;
+    bool result = false;
+    // Tried once and not again when the file is closed.
+    QCOMPARE(storesOf(board.at(attribute), "999", &result, EINVAL), QList<QByteArray>() << "999");
+    QVERIFY(result);
+    QCOMPARE(log.take(), QStringList());
+
+    // Nothing of it is left for the next one.
+    QCOMPARE(storesOf(board.at(attribute), "8", &result), QList<QByteArray>() << "8");
+    QCOMPARE(board.read(attribute), QByteArray("8"));
+}
+
+void tst_Attribute::notToBeOpened_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::newRow("no such folder") << "/sys/class/leds/armed/brightness";
+    QTest::newRow("a folder") << "/sys/class/leds/ready";
+    QTest::newRow("a file on the way") << attribute + "/value";
+}
+
+void tst_Attribute::notToBeOpened()
+{
+    QFETCH(QString, path);
+    BoardFolder board;
+    board.write(attribute, "7");
+    LogCatcher log;
+    bool result = true;
+    QCOMPARE(storesOf(board.at(path), "1", &result), QList<QByteArray>());
+    QVERIFY(!result);
+    // What it means is for the caller to say.
+    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(board.read(attribute), QByteArray("7"));
+}
+
+void tst_Attribute::closesTheFile()
+{
+    BoardFolder board;
+    board.write(attribute, "0");
+    const int before = openDescriptors();
+    bool result = false;
+    storesOf(board.at(attribute), "1", &result);
+    storesOf(board.at(attribute), "1", &result, EIO);
+    writeAttribute(board.at(attribute + "/value"), "1");
+    QCOMPARE(openDescriptors(), before);
+}
+
+QTEST_APPLESS_MAIN(tst_Attribute)
+#include "tst_attribute.moc"
