@@ -9,7 +9,8 @@ namespace
 
 QWSMouseHandler *handler()
 {
-    QWSMouseHandler *found = QWSServer::mouseHandler();
+    // mouseHandler() asks the server's own data, which other programs do not have.
+    QWSMouseHandler *found = QWSServer::instance() ? QWSServer::mouseHandler() : nullptr;
     if (!found)
         qWarning("There is no mouse handler to calibrate");
     return found;

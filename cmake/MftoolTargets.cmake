@@ -67,8 +67,10 @@ function(mftool_add_room name)
     add_library(mftool_${name} STATIC ${ARGN})
     mftool_common_options(mftool_${name} ${MFTOOL_CXX_STANDARD})
     set_target_properties(mftool_${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
-    # Only what Qt 4.8 has too: string-signature connections, no keyword loops.
-    target_compile_definitions(mftool_${name} PRIVATE QT_NO_FOREACH)
+    # Only what Qt 4.8 has too: no keyword loops; and no text taken from bytes in
+    # passing, which would be Latin-1 there and UTF-8 in later versions.
+    target_compile_definitions(mftool_${name} PRIVATE
+        QT_NO_FOREACH QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII)
 endfunction()
 
 # mftool_add_bench_library(NAME SOURCES...): a room of the bench, library bench_NAME.

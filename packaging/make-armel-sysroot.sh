@@ -34,9 +34,9 @@ trap 'rm -rf "$sysroot.new"' EXIT
 # Only main: the security suite has no armel. As a tar archive, so that the
 # files belong to whoever runs this, and without device nodes.
 archive=$sysroot.new/sysroot.tar
-if ! mmdebstrap --quiet --architectures=armel --variant=extract --include="$packages" \
+if ! timeout 1200 mmdebstrap --quiet --architectures=armel --variant=extract --include="$packages" \
     --format=tar bookworm "$archive" "deb $mirror bookworm main"; then
-    echo "the armel packages cannot be had from $mirror" >&2
+    echo "the armel packages cannot be had from $mirror, or not in time" >&2
     exit 77
 fi
 tar -x -f "$archive" -C "$sysroot.new" --no-same-owner --exclude='./dev/*'

@@ -7,6 +7,8 @@
 #include <QTimer>
 #include <QtDebug>
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -55,9 +57,28 @@ FILE *openReplyStream(int line)
     if (copy < 0)
         return nullptr;
     FILE *stream = fdopen(copy, "w");
-    if (!stream)
+    if (!stream) {
         close(copy);
+        return nullptr;
+    }
+    // What a buffer holds when its write fails would be lost.
+    setvbuf(stream, nullptr, _IONBF, 0);
     return stream;
+}
+
+/// Writes all of @p bytes, in the face of signals: where the kernel has no process
+/// descriptors, QProcess learns of the end of a flashing tool by a signal, and a
+/// line that it interrupts takes nothing, or just a part.
+void writeAll(FILE *stream, const QByteArray &bytes)
+{
+    const size_t size = static_cast<size_t>(bytes.size());
+    size_t written = 0;
+    while (written < size) {
+        written += fwrite(bytes.constData() + written, 1, size - written, stream);
+        if (written < size && errno != EINTR)
+            return;
+        clearerr(stream);
+    }
 }
 
 } // namespace
@@ -161,8 +182,7 @@ void TestProto::sendFrame(quint16 type, const QByteArray &data)
         qDebug("\n!!!!!!!!!! stream_pointer NULL !!!!!!!!!!!!!!\n");
         return;
     }
-    const QByteArray frame = buildFrame(type, data);
-    fwrite(frame.constData(), 1, static_cast<size_t>(frame.size()), m_file);
+    writeAll(m_file, buildFrame(type, data));
     fclose(m_file);
     m_file = nullptr;
 }

@@ -15,13 +15,15 @@ test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime 
 armel="g++-arm-linux-gnueabi qemu-user-static mmdebstrap python3"
 fuzz="clang libclang-rt-14-dev"
 perf="libbenchmark-dev valgrind"
+# Who read the board's package.
+lint="shellcheck mandoc lintian"
 
 wanted=
 for list in "$@"; do
     case $list in
     build) wanted="$wanted $build" ;;
     test) wanted="$wanted $test" ;;
-    armel) wanted="$wanted $armel" ;;
+    armel) wanted="$wanted $armel $lint" ;;
     fuzz) wanted="$wanted $fuzz" ;;
     perf) wanted="$wanted $perf" ;;
     *)

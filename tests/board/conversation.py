@@ -137,17 +137,17 @@ def converse(station):
     station.ask(*RED_IS_SHOWN)
     station.expect_pixel("the main screen is on the screen", 400, 20, (255, 255, 255))
     station.ask(*FLASH)
-    station.ask(*EXIT)
 
 
-def main():
-    if len(sys.argv) < 3:
-        sys.exit(__doc__)
-    station = Station(sys.argv[1])
+def hold(root, command, before_exit=lambda station: None):
+    """Starts the tool by command, has the conversation, and ends the tool."""
+    station = Station(root)
     furnish(station)
-    station.tool = tool = subprocess.Popen(sys.argv[2:])
+    station.tool = tool = subprocess.Popen(command)
     try:
         converse(station)
+        before_exit(station)
+        station.ask(*EXIT)
         status = tool.wait(PATIENCE)
         if status != 0:
             raise Failure(f"exit status {status}")
@@ -155,6 +155,12 @@ def main():
         tool.kill()
         sys.exit(f"FAILED: {failure}")
     print("ok: the tool has ended")
+
+
+def main():
+    if len(sys.argv) < 3:
+        sys.exit(__doc__)
+    hold(sys.argv[1], sys.argv[2:])
 
 
 if __name__ == "__main__":

@@ -1,13 +1,15 @@
 #!/bin/sh
 # The armel package's tool, unpacked into a copy of the sysroot and run there by
 # qemu as the board's CPU would, in a conversation with a test station.
-#   emulated.sh SYSROOT BUILDDIR
+#   emulated.sh SYSROOT BUILDDIR [measure.py]
+# With measure.py the conversation ends with what the tool takes on the board.
 # Exit code 77: not possible here, for the reason given.
 set -eu
 
 here=$(cd "$(dirname "$0")" && pwd)
 sysroot=$1
 build=$2
+station=$here/${3:-conversation.py}
 python=${MFTOOL_PYTHON:-/usr/bin/python3}
 
 skip() {
@@ -46,9 +48,9 @@ cp "$build/tests/nopidfd.so" "$build/tests/fakefb.so" "$root/"
 
 # By itself the emulated shell could not start an emulated program, so that the
 # start script's part is done here.
-"$python" "$here/conversation.py" "$root" \
+"$python" "$station" "$root" \
     env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root \
     QT_QPA_FB_HIDECURSOR=1 QT_QPA_FB_DISABLE_INPUT=1 \
-    chroot "$root" /usr/bin/qemu-arm-static -cpu arm926 \
+    chroot "$root" /usr/bin/qemu-arm-static -cpu arm926 -B 0x100000000 \
     -E LD_PRELOAD=/nopidfd.so:/fakefb.so \
     /usr/bin/mftool -platform linuxfb:fb=/dev/fb0

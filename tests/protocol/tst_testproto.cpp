@@ -9,8 +9,15 @@
 #include <QTimer>
 #include <QtTest>
 
+#include <atomic>
+#include <csignal>
 #include <memory>
+#include <thread>
 #include <vector>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
 
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
@@ -36,6 +43,43 @@ int openOn(const QString &path)
     for (const QString &name : names)
         count += QFile::symLinkTarget(folder.filePath(name)) == path ? 1 : 0;
     return count;
+}
+
+std::atomic<int> signalsSeen(0);
+
+void countSignal(int)
+{
+    ++signalsSeen;
+}
+
+/// As QProcess has it for the end of a child: system calls are not taken up again.
+void catchSignal(int number)
+{
+    struct sigaction action = {};
+    action.sa_handler = countSignal;
+    sigaction(number, &action, nullptr);
+}
+
+/// Whether the thread @p id of this process sleeps, which here means: in its write.
+bool sleeps(pid_t id)
+{
+    QFile file(QString("/proc/self/task/%1/stat").arg(id));
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray stat = file.readAll();
+    return stat.mid(stat.lastIndexOf(')') + 2, 1) == "S";
+}
+
+/// Sends a signal to a thread that sleeps in a write, and goes on once it sleeps
+/// again or @p returned says that the write has been given up.
+void interrupt(pthread_t thread, pid_t id, const std::atomic<bool> &returned)
+{
+    while (!sleeps(id) && !returned)
+        std::this_thread::yield();
+    const int before = signalsSeen;
+    pthread_kill(thread, SIGUSR1);
+    while (signalsSeen == before || (!sleeps(id) && !returned))
+        std::this_thread::yield();
 }
 
 /// One request, the signal it raises, what goes out at once, and its log line.
@@ -214,6 +258,7 @@ private slots:
 
     void replies();
     void repliesLeaveNoDescriptorBehind();
+    void signalsLoseNoReply();
     void missingLine();
     void nothingToRead();
     void hungUpLineSwitchesTheNotifierOff();
@@ -581,6 +626,35 @@ void TestTestProto::repliesLeaveNoDescriptorBehind()
         m_proto->sendAck();
     QCOMPARE(openOn(m_line->path()), before);
     QCOMPARE(m_line->received(), QByteArray(ack).repeated(101));
+}
+
+void TestTestProto::signalsLoseNoReply()
+{
+    start();
+    catchSignal(SIGUSR1);
+    // A line that takes nothing more, until its other end is read.
+    const int line = open(qPrintable(m_line->path()), O_WRONLY | O_NOCTTY | O_NONBLOCK);
+    QVERIFY(line >= 0);
+    int filler = 0;
+    while (write(line, "-", 1) == 1)
+        ++filler;
+    close(line);
+
+    std::atomic<bool> returned(false);
+    const pthread_t writer = pthread_self();
+    const pid_t id = gettid();
+    QByteArray received;
+    std::thread other([&] {
+        for (int i = 0; i < 3; ++i)
+            interrupt(writer, id, returned);
+        while (!returned)
+            received = m_line->received();
+    });
+    m_proto->sendReady();
+    returned = true;
+    other.join();
+    received = m_line->received();
+    QCOMPARE(received.mid(filler), QByteArray("7E000A99995102B77F\r\n"));
 }
 
 void TestTestProto::missingLine()
