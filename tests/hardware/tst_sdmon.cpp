@@ -156,9 +156,11 @@ void TestSdMon::lines()
         QCOMPARE(addedSpy.at(i).at(0).toString(), added.at(i));
     for (int i = 0; i < removed.size(); ++i)
         QCOMPARE(removedSpy.at(i).at(0).toString(), removed.at(i));
-    QCOMPARE(m_log->count("warning: In ATE Mode--->,Unexpected character at beginning of msg"),
-             warnings);
-    QVERIFY(m_log->has("debug: In ATE Mode--->, Received SD event"));
+    // The monitor of the row before may have gone round twice, the second time for a
+    // writer that closes late: being back at the pipe says little about this one.
+    QTRY_COMPARE(m_log->count("warning: In ATE Mode--->,Unexpected character at beginning of msg"),
+                 warnings);
+    QTRY_VERIFY(m_log->has("debug: In ATE Mode--->, Received SD event"));
 }
 
 void TestSdMon::onlyTheFirstLineOfAnOpening()
