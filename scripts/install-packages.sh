@@ -5,6 +5,7 @@
 #   install-packages.sh build fuzz   what coverage-guided fuzzing needs
 #   install-packages.sh build perf   what all performance figures need
 #   install-packages.sh armel        what cross-building for the board's CPU needs
+#   install-packages.sh lint         what reads the board's package
 # Does nothing, not even as root, when all of them are there.
 set -eu
 
@@ -15,7 +16,6 @@ test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime 
 armel="g++-arm-linux-gnueabi qemu-user-static mmdebstrap python3"
 fuzz="clang libclang-rt-14-dev"
 perf="libbenchmark-dev valgrind"
-# Who read the board's package.
 lint="shellcheck mandoc lintian"
 
 wanted=
@@ -23,11 +23,12 @@ for list in "$@"; do
     case $list in
     build) wanted="$wanted $build" ;;
     test) wanted="$wanted $test" ;;
-    armel) wanted="$wanted $armel $lint" ;;
+    armel) wanted="$wanted $armel" ;;
+    lint) wanted="$wanted $lint" ;;
     fuzz) wanted="$wanted $fuzz" ;;
     perf) wanted="$wanted $perf" ;;
     *)
-        echo "usage: $0 [build] [test] [armel] [fuzz] [perf]" >&2
+        echo "usage: $0 [build] [test] [armel] [lint] [fuzz] [perf]" >&2
         exit 2
         ;;
     esac
