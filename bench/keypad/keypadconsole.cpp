@@ -46,7 +46,7 @@ const KeypadConsole::Row KeypadConsole::rows[] = {
     {"home", "down|up", "press or release the home key", 1, 1, &KeypadConsole::home},
     {"card", "in|out|writable|read-only|full|reads-back-wrong|no-folder",
      "insert or remove the SD card, or say how it behaves", 1, 1, &KeypadConsole::card},
-    {"voltage", "N", "what the bus voltage reads, any text", 1, 1, &KeypadConsole::voltage},
+    {"voltage", "N", "what the bus voltage reads, any word", 1, 1, &KeypadConsole::voltage},
     {"tamper", "on|off", "the tamper switch: on is an open enclosure", 1, 1,
      &KeypadConsole::tamper},
     {"revision", "N", "what the board revision reads; the tool looks when it starts", 1, 1,

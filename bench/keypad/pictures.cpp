@@ -50,6 +50,14 @@ QImage checkerboard()
     return image;
 }
 
+/// One colour all over, which shows dead pixels.
+QImage plain(Qt::GlobalColor colour)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(colour);
+    return image;
+}
+
 /// Letters of five columns and seven rows, so that the logo looks the same
 /// whatever fonts a PC has.
 struct Letter {
@@ -109,8 +117,11 @@ QImage logo()
 
 QStringList Pictures::names()
 {
-    return {QStringLiteral("tarnwick.png"), QStringLiteral("bars.png"), QStringLiteral("grey.png"),
-            QStringLiteral("checkerboard.png")};
+    return {QStringLiteral("tarnwick.png"), QStringLiteral("bars.png"),
+            QStringLiteral("grey.png"),     QStringLiteral("checkerboard.png"),
+            QStringLiteral("white.png"),    QStringLiteral("black.png"),
+            QStringLiteral("red.png"),      QStringLiteral("green.png"),
+            QStringLiteral("blue.png")};
 }
 
 QImage Pictures::draw(const QString &name)
@@ -124,6 +135,16 @@ QImage Pictures::draw(const QString &name)
         return grey();
     case 3:
         return checkerboard();
+    case 4:
+        return plain(Qt::white);
+    case 5:
+        return plain(Qt::black);
+    case 6:
+        return plain(Qt::red);
+    case 7:
+        return plain(Qt::green);
+    case 8:
+        return plain(Qt::blue);
     default:
         return QImage();
     }

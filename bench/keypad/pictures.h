@@ -8,7 +8,8 @@
 
 namespace Pictures
 {
-/// "tarnwick.png" (the logo), "bars.png", "grey.png", "checkerboard.png".
+/// "tarnwick.png" (the logo), "bars.png", "grey.png", "checkerboard.png" and, in one
+/// colour each, "white.png", "black.png", "red.png", "green.png", "blue.png".
 QStringList names();
 /// Null for a name that is none of names().
 QImage draw(const QString &name);

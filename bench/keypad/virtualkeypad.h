@@ -24,7 +24,7 @@
 ///   /tmp /run /root /mnt   empty
 ///   /boot                  update folder "fw-1.2" with imx28_ivt_linux.sb and qm8velrootfs.ubi
 ///   /etc                   the PC's, changes stay in the keypad
-///   /home/default          tarnwick.png, bars.png, grey.png, checkerboard.png
+///   /home/default          the logo tarnwick.png and the test images, see pictures.h
 ///   /usr/lib/panel/version "20140101 1.2\n"
 ///   /media/mmcblk0p1       the card's mount point, see setCard()
 ///   kobs-ng ubiformat ubiattach mount   the only programs on the search path: stand-ins

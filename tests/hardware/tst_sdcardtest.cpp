@@ -249,6 +249,7 @@ void tst_SdCardTest::oldFileIsDeleted()
     // Deleted, not overwritten: its other name keeps what was in it.
     QVERIFY(link(QFile::encodeName(card.path(testFile)).constData(),
                  QFile::encodeName(card.path("kept")).constData()) == 0);
+    // A file's own mode does not protect it from being deleted: its folder's does.
     QVERIFY(QFile::setPermissions(card.path(testFile), QFileDevice::ReadOwner));
     LogCatcher log;
     QVERIFY(run(card.path()) >= 0);

@@ -11,6 +11,7 @@ private Q_SLOTS:
     void bars();
     void grey();
     void checkerboard();
+    void plainColours();
     void logoShowsSomething();
     void unknownName();
 };
@@ -18,7 +19,8 @@ private Q_SLOTS:
 void TestPictures::sizes()
 {
     const QStringList names = Pictures::names();
-    QCOMPARE(names, QStringList({"tarnwick.png", "bars.png", "grey.png", "checkerboard.png"}));
+    QCOMPARE(names, QStringList({"tarnwick.png", "bars.png", "grey.png", "checkerboard.png",
+                                 "white.png", "black.png", "red.png", "green.png", "blue.png"}));
     for (const QString &name : names) {
         const QImage image = QImage::fromData(Pictures::png(name));
         QCOMPARE(image.size(), QSize(800, 480));
@@ -51,6 +53,20 @@ void TestPictures::checkerboard()
     QCOMPARE(image.pixel(0, 0), 0xff000000U);
     QCOMPARE(image.pixel(20, 0), 0xffffffffU);
     QCOMPARE(image.pixel(20, 20), 0xff000000U);
+}
+
+void TestPictures::plainColours()
+{
+    const QHash<QString, QRgb> colours = {{"white.png", 0xffffffffU},
+                                          {"black.png", 0xff000000U},
+                                          {"red.png", 0xffff0000U},
+                                          {"green.png", 0xff00ff00U},
+                                          {"blue.png", 0xff0000ffU}};
+    for (auto it = colours.cbegin(); it != colours.cend(); ++it) {
+        QImage whole(800, 480, QImage::Format_RGB32);
+        whole.fill(it.value());
+        QCOMPARE(Pictures::draw(it.key()), whole);
+    }
 }
 
 void TestPictures::logoShowsSomething()

@@ -99,7 +99,8 @@ void TestVirtualKeypad::boardsPlaces()
     VirtualKeypad keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QCOMPARE(keypad.listDir("/home/default"),
-             QStringList({"bars.png", "checkerboard.png", "grey.png", "tarnwick.png"}));
+             QStringList({"bars.png", "black.png", "blue.png", "checkerboard.png", "green.png",
+                          "grey.png", "red.png", "tarnwick.png", "white.png"}));
     QCOMPARE(keypad.readFile("/usr/lib/panel/version"), QByteArray("20140101 1.2\n"));
     QCOMPARE(keypad.listDir("/boot"), QStringList("fw-1.2"));
     QCOMPARE(keypad.listDir("/boot/fw-1.2"),
