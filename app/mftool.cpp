@@ -305,6 +305,9 @@ void mftool::tsTestEnable(bool enable)
     else
         releaseMouse();
     m_tsTest = enable;
+    // The test has taken the calibration dialog's grab with it.
+    if (!enable && m_calibrate)
+        m_calibrate->grabMouse();
 }
 
 // Calibration

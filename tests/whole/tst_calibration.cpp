@@ -61,7 +61,9 @@ private slots:
     void testImageEndsIt();
     void itEndsATestImage();
     void touchTestGoesOnAfterwards();
+    void touchTestWhileItIsOpen();
     void mountedFileSystemGetsTheFile();
+    void testImageStoresOnTheMount();
     void exitRequestStoresNothing();
     void exitRequestFreesTheDialog();
     void filesOfTheEnvironment();
@@ -332,6 +334,19 @@ void tst_Calibration::touchTestGoesOnAfterwards()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
+void tst_Calibration::touchTestWhileItIsOpen()
+{
+    open();
+    QCOMPARE(m_rig->request(wire::TouchTestRequest, "01").line, QStringList(ack));
+    QVERIFY(m_rig->keypad.touch(24, 24));
+    QCOMPARE(m_rig->next(), QString("7031 024024"));
+    QCOMPARE(m_rig->request(wire::TouchTestRequest, "00").line, QStringList(ack));
+
+    // Touches are the dialog's again.
+    hold(targets[0], "7021 000002400024");
+    QCOMPARE(close().line, QStringList(ack));
+}
+
 void tst_Calibration::mountedFileSystemGetsTheFile()
 {
     const QByteArray before = file(defaultFile);
@@ -350,6 +365,23 @@ void tst_Calibration::mountedFileSystemGetsTheFile()
     QCOMPARE(file(mountedFile), untouched);
     QCOMPARE(m_rig->keypad.listDir("/mnt/etc"), QStringList("pointercal"));
     QCOMPARE(file(defaultFile), before);
+}
+
+void tst_Calibration::testImageStoresOnTheMount()
+{
+    QVERIFY(m_rig->keypad.removeFile(mountedFile));
+    open();
+    cycle();
+    QCOMPARE(m_rig->next(), accepted);
+    const Outcome shown = m_rig->request(wire::PatternRequest, "bars");
+    QCOMPARE(shown.line, QStringList(ack));
+    QCOMPARE(shown.log, QStringList({"debug: Using test pattern '/home/default/bars.png'",
+                                     settingCalibration, releasingMouse}));
+    QCOMPARE(file(mountedFile), untouched);
+    // And the other way round.
+    open();
+    QCOMPARE(close().log, QStringList({settingCalibration, releasingMouse}));
+    QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
 void tst_Calibration::exitRequestStoresNothing()
