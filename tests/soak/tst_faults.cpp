@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QMap>
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 
@@ -48,16 +49,17 @@ const Request requests[] = {
     {"passed through", 0x7040, "00", ack},
     {"flash query", 0x7053, "", na},
     {"buttons", 0x7070, "", "7071 02"}, // the enclosure is open
-    {"voltage", 0x7080, "", nullptr},   // whatever the board's supply is
+    {"voltage", 0x7080, "", "7081 00012345"},
     {"unknown", 0x1234, "", na},
 };
 
 /// One thing broken, and all that a station and the log may show of it.
 struct Fault {
-    const char *name;
-    Board::Path path;
+    QString name;
+    QString path;
     std::function<void(VirtualKeypad &)> breakIt;
-    const char *log; ///< one line, as in Outcome, that the tool must log; or null
+    /// One line, as in Outcome, that the tool must log; null when it must not complain.
+    const char *log;
     QMap<QByteArray, const char *> answers; ///< of those requests that are answered otherwise
     const char *logo = ack;
 };
@@ -69,10 +71,9 @@ QString pathOf(Board::Path which)
     return Board().path(which);
 }
 
-Break without(Board::Path which)
+Break without(const QString &path)
 {
-    return [which](VirtualKeypad &keypad) {
-        const QString path = pathOf(which);
+    return [path](VirtualKeypad &keypad) {
         if (path.startsWith(QLatin1String("/sys/")))
             QVERIFY2(keypad.removeNode(path), qPrintable(path));
         else
@@ -80,27 +81,36 @@ Break without(Board::Path which)
     };
 }
 
-Break failing(Board::Path which, SysfsModel::Operation operation, int error)
+Break failing(const QString &path, SysfsModel::Operation operation, int error)
 {
-    return [=](VirtualKeypad &keypad) { keypad.fail(pathOf(which), operation, error); };
+    return [=](VirtualKeypad &keypad) { keypad.fail(path, operation, error); };
 }
 
 /// A folder in a file's place cannot be opened, not even by root.
-Break folderFor(Board::Path which)
+Break folderFor(const QString &path)
 {
-    return [which](VirtualKeypad &keypad) {
-        QVERIFY(keypad.removeFile(pathOf(which)));
-        QVERIFY(keypad.makeDir(pathOf(which)));
+    return [path](VirtualKeypad &keypad) {
+        QVERIFY(keypad.removeFile(path));
+        QVERIFY(keypad.makeDir(path));
     };
 }
 
 /// A link to itself: there is something, and every access fails with ELOOP.
-Break loopFor(Board::Path which)
+Break loopFor(const QString &path)
 {
-    return [which](VirtualKeypad &keypad) {
-        QVERIFY(keypad.removeFile(pathOf(which)));
-        QCOMPARE(keypad.run("ln", {"-s", pathOf(which), pathOf(which)}).code, 0);
+    return [path](VirtualKeypad &keypad) {
+        QVERIFY(keypad.removeFile(path));
+        QCOMPARE(keypad.run("ln", {"-s", path, path}).code, 0);
     };
+}
+
+/// What the tool says of anything it cannot open, read or write.
+bool isComplaint(const QString &line)
+{
+    return line.contains(QLatin1String("failed to"), Qt::CaseInsensitive) ||
+           line.contains(QLatin1String("could not"), Qt::CaseInsensitive) ||
+           line.contains(QLatin1String("unable to"), Qt::CaseInsensitive) ||
+           line.contains(QLatin1String("invalid"), Qt::CaseInsensitive);
 }
 
 const char noBias[] = "debug: In ATE Mode---, could not export pin62, fro LCD Bias Power "
@@ -132,69 +142,121 @@ const QMap<QByteArray, const char *> pictureUnread = {{"picture", nak}};
 /// An attribute of /sys and what is logged when it cannot be opened.
 struct Attribute {
     const char *name;
-    Board::Path path;
+    QString path;
     const char *log;
     QMap<QByteArray, const char *> unopened;  ///< answers when it cannot be opened
     QMap<QByteArray, const char *> unread;    ///< when reading fails
     QMap<QByteArray, const char *> unwritten; ///< when writing fails
     bool isMade;                              ///< comes into being only by the tool's own export
-    const char *logAbsent;                    ///< where it differs from log
+    const char *logAbsent;                    ///< when it is not there
     const char *logUnread;
+    const char *logUnwritten;
 };
+
+Attribute statusLed(const char *name)
+{
+    const QString path = Board().ledBrightness(QLatin1String(name));
+    return {name, path, noLed, {}, {}, {}, false, noLed, nullptr, nullptr};
+}
 
 const Attribute attributes[] = {
     {"board revision",
-     Board::BoardRevision,
+     pathOf(Board::BoardRevision),
      noRevision,
      {},
      {},
      {},
      false,
      "debug: No revision file found, assuming rev 1",
-     "warning: Revision 0 is invalid"},
-    {"backlight", Board::Backlight, noBacklight, {}, {}, {}, false, noBacklight, nullptr},
+     "warning: Revision 0 is invalid",
+     nullptr},
+    {"backlight",
+     pathOf(Board::Backlight),
+     noBacklight,
+     {},
+     {},
+     {},
+     false,
+     noBacklight,
+     nullptr,
+     nullptr},
     {"gpio export",
-     Board::GpioExport,
+     pathOf(Board::GpioExport),
      noBias,
      tamperUnseen,
      {},
      tamperUnseen,
      false,
      noBias,
+     nullptr,
+     noActiveLow},
+    {"bias polarity",
+     pathOf(Board::BiasActiveLow),
+     noActiveLow,
+     {},
+     {},
+     {},
+     true,
+     noActiveLow,
+     nullptr,
      nullptr},
-    {"bias polarity", Board::BiasActiveLow, noActiveLow, {}, {}, {}, true, noActiveLow, nullptr},
-    {"bias direction", Board::BiasDirection, noDirection, {}, {}, {}, true, noDirection, nullptr},
-    {"bias value", Board::BiasValue, noValue, {}, {}, {}, true, noValue, nullptr},
+    {"bias direction",
+     pathOf(Board::BiasDirection),
+     noDirection,
+     {},
+     {},
+     {},
+     true,
+     noDirection,
+     nullptr,
+     nullptr},
+    {"bias value", pathOf(Board::BiasValue), noValue, {}, {}, {}, true, noValue, nullptr, nullptr},
     {"tamper polarity",
-     Board::TamperActiveLow,
+     pathOf(Board::TamperActiveLow),
      noTamperPolarity,
      tamperUnseen,
      {},
      tamperUnseen,
      true,
      noTamperPolarity,
+     nullptr,
      nullptr},
     {"tamper value",
-     Board::TamperValue,
+     pathOf(Board::TamperValue),
      noTamper,
      tamperUnseen,
      tamperUnseen,
      {},
      true,
      noTamper,
+     nullptr,
      nullptr},
-    {"card power", Board::SdPowerValue, noPower, {}, {}, {}, false, nullptr, nullptr},
-    {"buzzer", Board::Buzzer, noBuzzer, {}, {}, {}, false, noBuzzer, nullptr},
-    {"home led", Board::HomeLed, noHome, {}, {}, {}, false, noHome, nullptr},
+    {"card power",
+     pathOf(Board::SdPowerValue),
+     noPower,
+     {},
+     {},
+     {},
+     false,
+     nullptr,
+     nullptr,
+     nullptr},
+    {"buzzer", pathOf(Board::Buzzer), noBuzzer, {}, {}, {}, false, noBuzzer, nullptr, nullptr},
+    {"home led", pathOf(Board::HomeLed), noHome, {}, {}, {}, false, noHome, nullptr, nullptr},
     {"voltage",
-     Board::BusVoltage,
+     pathOf(Board::BusVoltage),
      noVoltage,
      voltageUnread,
      voltageUnread,
      {},
      false,
      noVoltage,
+     nullptr,
      nullptr},
+    statusLed("ready"),
+    statusLed("armed"),
+    statusLed("trouble"),
+    statusLed("ac"),
 };
 
 const int errors[] = {EIO, EACCES, ENOSPC, EINVAL};
@@ -204,7 +266,8 @@ QList<Fault> faultsOf(const Attribute &attribute)
     QList<Fault> faults;
     const auto add = [&](const char *how, const Break &breakIt, const char *log,
                          const QMap<QByteArray, const char *> &answers) {
-        faults.append({how, attribute.path, breakIt, log, answers});
+        const QString name = QLatin1String(attribute.name) + QLatin1String(", ");
+        faults.append({name + QLatin1String(how), attribute.path, breakIt, log, answers});
     };
     if (attribute.isMade)
         add("absent", failing(attribute.path, SysfsModel::Open, ENOENT), attribute.log,
@@ -220,8 +283,8 @@ QList<Fault> faultsOf(const Attribute &attribute)
             attribute.unopened);
         add(how[1][i], failing(attribute.path, SysfsModel::Read, errors[i]), attribute.logUnread,
             attribute.unread);
-        add(how[2][i], failing(attribute.path, SysfsModel::Write, errors[i]), nullptr,
-            attribute.unwritten);
+        add(how[2][i], failing(attribute.path, SysfsModel::Write, errors[i]),
+            attribute.logUnwritten, attribute.unwritten);
     }
     return faults;
 }
@@ -229,38 +292,119 @@ QList<Fault> faultsOf(const Attribute &attribute)
 QList<Fault> faultsOfFiles()
 {
     return {
-        {"leds, absent", Board::Leds, without(Board::Leds), noLed, {}},
-        {"events, absent", Board::HomeKeyEvents, without(Board::HomeKeyEvents), noEvents, {}},
-        {"events, a folder", Board::HomeKeyEvents, folderFor(Board::HomeKeyEvents), noEvents, {}},
-        {"events, a loop", Board::HomeKeyEvents, loopFor(Board::HomeKeyEvents), noEvents, {}},
+        {"leds, absent", pathOf(Board::Leds), without(pathOf(Board::Leds)), noLed, {}},
+        {"events, absent",
+         pathOf(Board::HomeKeyEvents),
+         without(pathOf(Board::HomeKeyEvents)),
+         noEvents,
+         {}},
+        {"events, a folder",
+         pathOf(Board::HomeKeyEvents),
+         folderFor(pathOf(Board::HomeKeyEvents)),
+         noEvents,
+         {}},
+        {"events, a loop",
+         pathOf(Board::HomeKeyEvents),
+         loopFor(pathOf(Board::HomeKeyEvents)),
+         noEvents,
+         {}},
         {"card pipe, a folder",
-         Board::SdEvents,
-         folderFor(Board::SdEvents),
+         pathOf(Board::SdEvents),
+         folderFor(pathOf(Board::SdEvents)),
          "warning: In ATE Mode--->,Failed to open pipe",
          {}},
         {"card pipe, a loop",
-         Board::SdEvents,
-         loopFor(Board::SdEvents),
+         pathOf(Board::SdEvents),
+         loopFor(pathOf(Board::SdEvents)),
          "warning: In ATE Mode--->, No SD monitoring available",
          {}},
-        {"version, absent", Board::Version, without(Board::Version), noVersion, versionUnread},
-        {"version, a folder", Board::Version, folderFor(Board::Version), noVersion, versionUnread},
-        {"version, a loop", Board::Version, loopFor(Board::Version), noVersion, versionUnread},
-        {"pictures, absent", Board::TestImages, without(Board::TestImages), noPicture,
-         pictureUnread, nak},
-        {"pictures, a loop", Board::TestImages, loopFor(Board::TestImages), noPicture,
-         pictureUnread, nak},
+        {"version, absent", pathOf(Board::Version), without(pathOf(Board::Version)), noVersion,
+         versionUnread},
+        {"version, a folder", pathOf(Board::Version), folderFor(pathOf(Board::Version)), noVersion,
+         versionUnread},
+        {"version, a loop", pathOf(Board::Version), loopFor(pathOf(Board::Version)), noVersion,
+         versionUnread},
+        {"pictures, absent", pathOf(Board::TestImages), without(pathOf(Board::TestImages)),
+         noPicture, pictureUnread, nak},
+        {"pictures, a loop", pathOf(Board::TestImages), loopFor(pathOf(Board::TestImages)),
+         noPicture, pictureUnread, nak},
+    };
+}
+
+/// Of all that the tool opens for itself but the line.
+QList<Fault> allFaults()
+{
+    QList<Fault> faults;
+    for (const Attribute &attribute : attributes)
+        faults += faultsOf(attribute);
+    return faults + faultsOfFiles();
+}
+
+/// Ways in which the line cannot be opened.
+struct LineFault {
+    const char *name;
+    QString path;
+    Break breakIt;
+};
+
+QList<LineFault> lineFaults()
+{
+    const QString line = pathOf(Board::TestLine);
+    return {
+        {"absent", line, without(line)},
+        {"a folder", line, folderFor(line)},
+        {"a loop", line, loopFor(line)},
     };
 }
 
 /// A flash and a mount, where their folders are what is broken.
 struct Programs {
     const char *name;
+    QString path; ///< of the board that is broken, empty when nothing is
     Break breakIt;
     const char *flashed; ///< data of the flash's reply
     const char *mounted;
     const char *version; ///< asked for behind the mount
 };
+
+QList<Programs> programFaults()
+{
+    static const char newVersion[] = "603D 020720140202 2.7  0000000000000000";
+    static const char oldVersion[] = "603D 010220140101 1.2  0000000000000000";
+    const QString updates = pathOf(Board::UpdateBase);
+    return {
+        {"nothing", QString(), [](VirtualKeypad &) {}, "01", "01", newVersion},
+        {"no folder of update folders", updates, without(updates), "00", "01", newVersion},
+        {"folder of update folders is a loop", updates, loopFor(updates), "00", "01", newVersion},
+        {"no update folder", QString(),
+         [](VirtualKeypad &keypad) { QVERIFY(keypad.removeFile("/boot/fw-1.2")); }, "00", "01",
+         newVersion},
+        {"update folder is a file", QString(),
+         [](VirtualKeypad &keypad) {
+             QVERIFY(keypad.removeFile("/boot/fw-1.2"));
+             QVERIFY(keypad.writeFile("/boot/fw-1.2", "x"));
+         },
+         "00", "01", newVersion},
+        {"mounted file system without /etc", pathOf(Board::MountedEtc),
+         [](VirtualKeypad &keypad) {
+             QCOMPARE(keypad.run("ln", {"-s", "/nowhere", "/mnt/etc"}).code, 0);
+             QVERIFY(keypad.setStandin("mount", "good"));
+         },
+         "01", "00", oldVersion},
+        {"mounted file system without version", pathOf(Board::MountedVersion),
+         [](VirtualKeypad &keypad) {
+             // What is there already the program cannot make.
+             QVERIFY(keypad.makeDir("/mnt/usr/lib/panel/version"));
+         },
+         "01", "01", ""},
+        {"calibration file is a folder", pathOf(Board::MountedPointercal),
+         [](VirtualKeypad &keypad) {
+             QVERIFY(keypad.makeDir("/mnt/etc/pointercal"));
+             QVERIFY(keypad.setStandin("mount", "good"));
+         },
+         "01", "01", newVersion},
+    };
+}
 
 QString joined(const Outcome &outcome)
 {
@@ -280,6 +424,7 @@ private slots:
     void everyPathHasItsTurn();
     void programs_data();
     void programs();
+    void noLine_data();
     void noLine();
     void flood();
     void pipeWriterThatNeverCloses();
@@ -290,6 +435,7 @@ private:
 
     QList<Fault> m_faults;
     QList<Programs> m_programs;
+    QList<LineFault> m_lines;
 };
 
 void tst_Faults::initTestCase()
@@ -299,24 +445,10 @@ void tst_Faults::initTestCase()
 
 void tst_Faults::path_data()
 {
+    m_faults = allFaults();
     QTest::addColumn<int>("index");
-    m_faults.clear();
-    QStringList names;
-    for (const Attribute &attribute : attributes) {
-        const QList<Fault> faults = faultsOf(attribute);
-        for (const Fault &fault : faults) {
-            m_faults.append(fault);
-            names.append(QLatin1String(attribute.name) + QLatin1String(", ") +
-                         QLatin1String(fault.name));
-        }
-    }
-    const QList<Fault> files = faultsOfFiles();
-    for (const Fault &fault : files) {
-        m_faults.append(fault);
-        names.append(QLatin1String(fault.name));
-    }
     for (int i = 0; i < m_faults.size(); ++i)
-        QTest::newRow(qPrintable(names.at(i))) << i;
+        QTest::newRow(qPrintable(m_faults.at(i).name)) << i;
 }
 
 void tst_Faults::path()
@@ -338,13 +470,15 @@ void tst_Faults::path()
         const Outcome outcome = rig.request(request.type, request.data);
         logged += outcome.log;
         const char *expected = fault.answers.value(request.name, request.answer);
-        if (expected)
-            QVERIFY2(joined(outcome) == QLatin1String(expected),
-                     qPrintable(QStringLiteral("%1: %2 instead of %3")
-                                    .arg(request.name, joined(outcome), expected)));
+        QVERIFY2(joined(outcome) == QLatin1String(expected),
+                 qPrintable(QStringLiteral("%1: %2 instead of %3")
+                                .arg(request.name, joined(outcome), expected)));
     }
     if (fault.log)
         QVERIFY2(logged.contains(QString::fromLatin1(fault.log)), qPrintable(logged.join('\n')));
+    else
+        QVERIFY2(std::none_of(logged.cbegin(), logged.cend(), isComplaint),
+                 qPrintable(logged.join('\n')));
     end(&rig);
 }
 
@@ -360,49 +494,24 @@ void tst_Faults::end(Rig *rig)
 /// A path that is added to the board must be added here.
 void tst_Faults::everyPathHasItsTurn()
 {
-    QList<int> seen = {Board::TestLine, Board::MountedVersion, Board::UpdateBase, Board::MountedEtc,
-                       Board::MountedPointercal};
-    for (const Fault &fault : qAsConst(m_faults))
+    QStringList seen;
+    const QList<Fault> faults = allFaults();
+    for (const Fault &fault : faults)
         seen.append(fault.path);
+    const QList<Programs> programs = programFaults();
+    for (const Programs &row : programs)
+        seen.append(row.path);
+    const QList<LineFault> lines = lineFaults();
+    for (const LineFault &row : lines)
+        seen.append(row.path);
     for (int path = 0; !pathOf(Board::Path(path)).isEmpty(); ++path)
-        QVERIFY2(seen.contains(path), qPrintable(pathOf(Board::Path(path))));
+        QVERIFY2(seen.contains(pathOf(Board::Path(path))), qPrintable(pathOf(Board::Path(path))));
 }
 
 void tst_Faults::programs_data()
 {
-    static const char newVersion[] = "603D 020720140202 2.7  0000000000000000";
-    static const char oldVersion[] = "603D 010220140101 1.2  0000000000000000";
+    m_programs = programFaults();
     QTest::addColumn<int>("index");
-    m_programs = {
-        {"nothing", [](VirtualKeypad &) {}, "01", "01", newVersion},
-        {"no update folder",
-         [](VirtualKeypad &keypad) { QVERIFY(keypad.removeFile("/boot/fw-1.2")); }, "00", "01",
-         newVersion},
-        {"update folder is a file",
-         [](VirtualKeypad &keypad) {
-             QVERIFY(keypad.removeFile("/boot/fw-1.2"));
-             QVERIFY(keypad.writeFile("/boot/fw-1.2", "x"));
-         },
-         "00", "01", newVersion},
-        {"mounted file system without /etc",
-         [](VirtualKeypad &keypad) {
-             QCOMPARE(keypad.run("ln", {"-s", "/nowhere", "/mnt/etc"}).code, 0);
-             QVERIFY(keypad.setStandin("mount", "good"));
-         },
-         "01", "00", oldVersion},
-        {"mounted file system without version",
-         [](VirtualKeypad &keypad) {
-             // What is there already the program cannot make.
-             QVERIFY(keypad.makeDir("/mnt/usr/lib/panel/version"));
-         },
-         "01", "01", ""},
-        {"calibration file is a folder",
-         [](VirtualKeypad &keypad) {
-             QVERIFY(keypad.makeDir("/mnt/etc/pointercal"));
-             QVERIFY(keypad.setStandin("mount", "good"));
-         },
-         "01", "01", newVersion},
-    };
     for (int i = 0; i < m_programs.size(); ++i)
         QTest::newRow(m_programs.at(i).name) << i;
 }
@@ -430,16 +539,28 @@ void tst_Faults::programs()
     end(&rig);
 }
 
+void tst_Faults::noLine_data()
+{
+    m_lines = lineFaults();
+    QTest::addColumn<int>("index");
+    for (int i = 0; i < m_lines.size(); ++i)
+        QTest::newRow(m_lines.at(i).name) << i;
+}
+
 /// Nobody can be answered; the tool must end by itself.
 void tst_Faults::noLine()
 {
+    QFETCH(int, index);
     if (!ToolClock::whyNot().isEmpty())
         QSKIP(qPrintable(ToolClock::whyNot()));
     KeypadOptions options;
-    options.without.append(pathOf(Board::TestLine));
     ToolClock clock;
     clock.wind(options);
     VirtualKeypad keypad(options);
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    m_lines.at(index).breakIt(keypad);
+    if (QTest::currentTestFailed())
+        return;
     QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
     QVERIFY(keypad.waitForLog("Failed to open /dev/ttySP0", 60000));
     QVERIFY(keypad.waitForLog("Failed to open QB740 serial port", 60000));

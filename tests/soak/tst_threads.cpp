@@ -10,6 +10,7 @@
 #include <QMetaMethod>
 #include <QMutex>
 #include <QSemaphore>
+#include <QSet>
 #include <QSignalSpy>
 #include <QThread>
 #include <QtTest>
@@ -22,11 +23,21 @@ namespace
 
 QMutex mutex;
 QMap<QString, Qt::HANDLE> loggedBy; ///< the thread of the last message with this text
+int pipeWaits = 0;
 
 void noteThread(QtMsgType, const QMessageLogContext &, const QString &text)
 {
     const QMutexLocker locker(&mutex);
     loggedBy.insert(text, QThread::currentThreadId());
+    if (text == QLatin1String("In ATE Mode--->, Waiting for SD event"))
+        ++pipeWaits;
+}
+
+/// How often the card monitor has gone to its pipe.
+int pipeWaitsSoFar()
+{
+    const QMutexLocker locker(&mutex);
+    return pipeWaits;
 }
 
 /// Slots of objects of one thread, connected without a word about the type of
@@ -50,25 +61,34 @@ public:
 
     int emissions() const { return m_emissions; }
     QStringList elsewhere() const { return m_elsewhere; } ///< emitted in another thread than this
+    /// "Class::signal" of what was emitted here.
+    QSet<QByteArray> here() const { return m_here; }
 
 public slots:
     void note()
     {
         const QMutexLocker locker(&mutex);
         ++m_emissions;
-        if (QThread::currentThread() != thread())
+        if (QThread::currentThread() != thread()) {
             m_elsewhere.append(
                 QString::fromLatin1(sender() ? sender()->metaObject()->className() : "somebody"));
+            return;
+        }
+        const QMetaObject *meta = sender()->metaObject();
+        m_here.insert(QByteArray(meta->className()) +
+                      "::" + meta->method(senderSignalIndex()).name());
     }
 
 private:
     int m_emissions = 0;
     QStringList m_elsewhere;
+    QSet<QByteArray> m_here;
 };
 
 struct Frame {
     quint16 type;
     const char *data;
+    const char *end = ""; ///< type and data of the reply that comes last, when it is not the first
 };
 
 const Frame requests[] = {
@@ -89,13 +109,31 @@ const Frame requests[] = {
     {0x7040, "01"},
     {0x7041, "AT"},
     {0x7040, "00"},
-    {0x7050, ""},
+    {0x7050, "", "7052 01"},
     {0x7053, ""},
-    {0x7060, ""},
+    {0x7060, "", "7061 01"},
     {0x7070, ""},
     {0x7080, ""},
     {0x6001, ""},
 };
+
+/// What the steps emit when all goes well.
+const char *const successes[] = {
+    "BootStream::status",  "BootStream::complete", "RootFS::status",
+    "RootFS::next",        "RootFS::complete",     "UBIAttach::status",
+    "UBIAttach::complete", "Mount::status",        "Mount::complete",
+};
+
+const char kobsNg[] = "#!/bin/sh\n"
+                      "echo 'mtd: erasing @0:0x0-0x20000'\n"
+                      "echo 'mtd: erasing @0:0x20000-0x40000'\n";
+const char ubiformat[] = "#!/bin/sh\n"
+                         "for phase in 'libscan: scanning' 'ubiformat: flashing' "
+                         "'ubiformat: formatting'; do\n"
+                         "    printf '%s eraseblock 0 -- 50 %% complete  \\r' \"$phase\"\n"
+                         "    printf '%s eraseblock 1 -- 100 %% complete  \\n' \"$phase\"\n"
+                         "done\n";
+const char nothing[] = "#!/bin/sh\n";
 
 } // namespace
 
@@ -111,6 +149,9 @@ private slots:
     void cleanupTestCase();
 
 private:
+    void addProgram(const char *name, const char *script);
+    void writeCardEvent(const QByteArray &line);
+
     QScopedPointer<BoardFolder> m_board;
     QScopedPointer<PtyLine> m_line;
     QScopedPointer<mftool> m_widget;
@@ -123,11 +164,23 @@ void tst_Threads::initTestCase()
     m_board->link("/dev/ttySP0", m_line->path());
     m_board->makeFolder("/tmp");
     m_board->write("/usr/lib/panel/version", "20140101 1.2\n");
-    // No program is ever found: the PC's own mount must not be run.
-    qputenv("PATH", QFile::encodeName(m_board->at("/tmp")));
+    // The only programs that are found: the PC's own mount must not be run.
+    qputenv("PATH", QFile::encodeName(m_board->at("/programs")));
+    addProgram("kobs-ng", kobsNg);
+    addProgram("ubiformat", ubiformat);
+    addProgram("ubiattach", nothing);
+    addProgram("mount", nothing);
+    m_board->makeFolder("/mnt/etc");
     qInstallMessageHandler(noteThread);
     m_widget.reset(new mftool(nullptr, m_board->board()));
     m_widget->show();
+}
+
+void tst_Threads::addProgram(const char *name, const char *script)
+{
+    const QString path = QLatin1String("/programs/") + QLatin1String(name);
+    m_board->write(path, script);
+    QVERIFY(QFile::setPermissions(m_board->at(path), QFile::ReadOwner | QFile::ExeOwner));
 }
 
 void tst_Threads::cleanupTestCase()
@@ -160,12 +213,26 @@ void tst_Threads::everySignalIsEmittedHere()
     for (const Frame &request : requests) {
         m_line->clear();
         m_line->send(wire::buildFrame(wire::Sender::Station, request.type, request.data) + "\r\n");
-        QTRY_VERIFY_WITH_TIMEOUT(m_line->received().endsWith("\r\n"), 60000);
+        QByteArray end("\r\n");
+        if (const QByteArray reply(request.end); !reply.isEmpty())
+            end.prepend(wire::buildFrame(wire::Sender::Keypad,
+                                         quint16(reply.left(4).toUInt(nullptr, 16)), reply.mid(5)));
+        QTRY_VERIFY_WITH_TIMEOUT(m_line->received().endsWith(end), 60000);
     }
     QVERIFY(protocol);
+    for (const char *success : successes)
+        QVERIFY2(notes.here().contains(success), success);
     // A notifier or a signal for each request at the least.
     QVERIFY2(notes.emissions() > 30, qPrintable(QString::number(notes.emissions())));
     QVERIFY2(notes.elsewhere().isEmpty(), qPrintable(notes.elsewhere().join(' ')));
+}
+
+void tst_Threads::writeCardEvent(const QByteArray &line)
+{
+    const int writer = open(QFile::encodeName(m_board->at("/tmp/sdstat")).constData(), O_WRONLY);
+    QVERIFY(writer >= 0);
+    QCOMPARE(write(writer, line.constData(), size_t(line.size())), ssize_t(line.size()));
+    close(writer);
 }
 
 void tst_Threads::cardEventsComeThroughTheQueue()
@@ -176,26 +243,37 @@ void tst_Threads::cardEventsComeThroughTheQueue()
     // Emitted by the monitor's own thread, seen before anything is delivered.
     QSemaphore emitted;
     Qt::HANDLE emitter = nullptr;
-    connect(
-        monitor, &SDMon::dirAdded, monitor,
-        [&](const QString &) {
-            emitter = QThread::currentThreadId();
-            emitted.release();
-        },
-        Qt::DirectConnection);
+    const auto noteEmitter = [&](const QString &) {
+        emitter = QThread::currentThreadId();
+        emitted.release();
+    };
+    connect(monitor, &SDMon::dirAdded, monitor, noteEmitter, Qt::DirectConnection);
+    connect(monitor, &SDMon::dirRemoved, monitor, noteEmitter, Qt::DirectConnection);
 
-    const int writer = open(QFile::encodeName(m_board->at("/tmp/sdstat")).constData(), O_WRONLY);
-    QVERIFY(writer >= 0);
-    QCOMPARE(write(writer, "#/card\n", 7), ssize_t(7));
-    close(writer);
+    QTRY_VERIFY_WITH_TIMEOUT(pipeWaitsSoFar() > 0, 60000);
+    const int waits = pipeWaitsSoFar();
+    writeCardEvent("#/card\n");
     QVERIFY(emitted.tryAcquire(1, 60000));
     QVERIFY(emitter != QThread::currentThreadId());
     QVERIFY2(protocol->sdCardMountPath().isNull(), "the slot did not wait for the event loop");
-
     QTRY_COMPARE_WITH_TIMEOUT(protocol->sdCardMountPath(), QStringLiteral("/card"), 60000);
+
+    // What comes while the monitor has the pipe open for the first line is lost.
+    QTRY_VERIFY_WITH_TIMEOUT(pipeWaitsSoFar() > waits, 60000);
+    emitter = nullptr;
+    writeCardEvent("!/card\n");
+    QVERIFY(emitted.tryAcquire(1, 60000));
+    QVERIFY(emitter && emitter != QThread::currentThreadId());
+    QVERIFY2(protocol->sdCardMountPath() == QLatin1String("/card"),
+             "the slot did not wait for the event loop");
+    QTRY_VERIFY_WITH_TIMEOUT(protocol->sdCardMountPath().isNull(), 60000);
+
     const QMutexLocker locker(&mutex);
-    const QString line = QStringLiteral("In ATE Mode--->, SD Mount to m_sdCardMountPath=/card");
-    QCOMPARE(loggedBy.value(line), QThread::currentThreadId());
+    const QString mounted = QStringLiteral("In ATE Mode--->, SD Mount to m_sdCardMountPath=/card");
+    const QString removed =
+        QStringLiteral("In ATE Mode--->, SD UnMount from m_sdCardMountPath=/card");
+    QCOMPARE(loggedBy.value(mounted), QThread::currentThreadId());
+    QCOMPARE(loggedBy.value(removed), QThread::currentThreadId());
 }
 
 QTEST_MAIN(tst_Threads)
