@@ -16,7 +16,7 @@ namespace
 {
 
 /// What the process may grow by, however long it runs: allocators take their time to settle.
-const qint64 allowedGrowth = 1024; // KiB
+const qint64 allowedGrowth = 350; // KiB in a part of the requests
 
 struct Request {
     quint16 type;
@@ -226,11 +226,18 @@ void tst_Soak::mixedRequests()
     const int warmUp = 1000; // caches fill
     const int flashEvery = 1000;
 
+    // A leak grows in every part. A heap that keeps what it once needed (a screen is
+    // 1.5 MiB) grows in one, and seldom in two.
+    const int part = qMax(1, count / 4);
+    QList<qint64> memory;
     QScopedPointer<Holdings> before;
     for (int i = 0; i < warmUp + count; ++i) {
-        if (i == warmUp) {
+        if (i >= warmUp && (i - warmUp) % part == 0) {
             QTRY_VERIFY_WITH_TIMEOUT(isAsleep(pid), 60000);
-            before.reset(new Holdings(pid));
+            const Holdings now(pid);
+            memory.append(now.memory);
+            if (i == warmUp)
+                before.reset(new Holdings(now));
         }
         if (i % flashEvery == flashEvery / 2)
             QVERIFY2(program(0x7050, 0x7052), qPrintable(m_why));
@@ -248,8 +255,11 @@ void tst_Soak::mixedRequests()
         qPrintable((before->descriptors + QStringList("then") + after.descriptors).join('\n')));
     QCOMPARE(after.threads, before->threads);
     QCOMPARE(after.children, 0);
-    const qint64 grown = after.memory - before->memory;
+    memory.append(after.memory);
+    qint64 grown = after.memory - before->memory;
     qInfo("%d requests, grown by %lld KiB", count, static_cast<long long>(grown));
+    for (int i = 1; i < memory.size(); ++i)
+        grown = qMin(grown, memory.at(i) - memory.at(i - 1));
     // A sanitizer keeps what was freed for a while.
     QFile maps(QStringLiteral("/proc/%1/maps").arg(pid));
     QVERIFY(maps.open(QIODevice::ReadOnly));
