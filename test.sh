@@ -39,7 +39,9 @@ for preset in $presets; do
     fi
     cmake --preset "$preset" -DMFTOOL_WERROR="${MFTOOL_WERROR:-OFF}" >/dev/null
     cmake --build --preset "$preset" -j "$jobs"
-    ctest --preset "$preset" -j "$tests"
+    # The whole-tool tests share the machine with each other: one that is late gets one
+    # second try, and the output says so.
+    ctest --preset "$preset" -j "$tests" --repeat until-pass:2
     passed="$passed $preset"
 done
 case " $presets " in
