@@ -16,7 +16,7 @@ namespace
 {
 
 /// What the process may grow by, however long it runs: allocators take their time to settle.
-const qint64 allowedGrowth = 350; // KiB in a part of the requests
+const qint64 allowedGrowth = 1024; // KiB
 
 struct Request {
     quint16 type;
@@ -216,7 +216,11 @@ void tst_Soak::mixedRequests()
     int count = qEnvironmentVariableIntValue("MFTOOL_SOAK_REQUESTS", &isSet);
     if (!isSet)
         count = 3000;
-    m_rig.reset(new Rig);
+    // The allocator would learn to keep the pictures' 1.5 MiB in its heap, where the
+    // room that they leave hides a leak, or looks like one.
+    KeypadOptions options;
+    options.environment.insert(QStringLiteral("MALLOC_MMAP_THRESHOLD_"), QStringLiteral("65536"));
+    m_rig.reset(new Rig(options));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
     QVERIFY2(program(0x7050, 0x7052), qPrintable(m_why));
     QVERIFY2(program(0x7060, 0x7061), qPrintable(m_why));
@@ -226,18 +230,11 @@ void tst_Soak::mixedRequests()
     const int warmUp = 1000; // caches fill
     const int flashEvery = 1000;
 
-    // A leak grows in every part. A heap that keeps what it once needed (a screen is
-    // 1.5 MiB) grows in one, and seldom in two.
-    const int part = qMax(1, count / 4);
-    QList<qint64> memory;
     QScopedPointer<Holdings> before;
     for (int i = 0; i < warmUp + count; ++i) {
-        if (i >= warmUp && (i - warmUp) % part == 0) {
+        if (i == warmUp) {
             QTRY_VERIFY_WITH_TIMEOUT(isAsleep(pid), 60000);
-            const Holdings now(pid);
-            memory.append(now.memory);
-            if (i == warmUp)
-                before.reset(new Holdings(now));
+            before.reset(new Holdings(pid));
         }
         if (i % flashEvery == flashEvery / 2)
             QVERIFY2(program(0x7050, 0x7052), qPrintable(m_why));
@@ -255,11 +252,8 @@ void tst_Soak::mixedRequests()
         qPrintable((before->descriptors + QStringList("then") + after.descriptors).join('\n')));
     QCOMPARE(after.threads, before->threads);
     QCOMPARE(after.children, 0);
-    memory.append(after.memory);
-    qint64 grown = after.memory - before->memory;
+    const qint64 grown = after.memory - before->memory;
     qInfo("%d requests, grown by %lld KiB", count, static_cast<long long>(grown));
-    for (int i = 1; i < memory.size(); ++i)
-        grown = qMin(grown, memory.at(i) - memory.at(i - 1));
     // A sanitizer keeps what was freed for a while.
     QFile maps(QStringLiteral("/proc/%1/maps").arg(pid));
     QVERIFY(maps.open(QIODevice::ReadOnly));
