@@ -4,6 +4,7 @@
 
 #include <QElapsedTimer>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
 namespace
@@ -94,9 +95,14 @@ class Listener : public RunWatcher
 {
 public:
     void stepStarted(const Plan::Step &step, int) override { started.append(step.name); }
-    void progressed(const QString &text) override { progress.append(text); }
+    void progressed(const QString &text) override
+    {
+        progress.append(text);
+        QThread::msleep(slownessMs); // as a terminal that is slow to print
+    }
     void stepEnded(const StepRecord &step) override { ended.append(step.name); }
 
+    unsigned long slownessMs = 0;
     QStringList started;
     QStringList progress;
     QStringList ended;
@@ -114,7 +120,7 @@ struct Bench {
     {
         QString error;
         const std::optional<Plan> plan =
-            Plan::fromJson("{\"plan\":\"p\",\"title\":\"P\",\"limit_ms\":300,"
+            Plan::fromJson("{\"plan\":\"p\",\"title\":\"P\",\"limit_ms\":20000,"
                            "\"operator_limit_ms\":400,\"steps\":[" +
                                steps + "]}",
                            QStringLiteral("plan"), &error);
@@ -131,6 +137,9 @@ struct Bench {
 const QByteArray Backlight = R"({"name":"light","request":"backlight 100","expect":["ACK"],
                                  "limit_ms":20000})";
 const QByteArray Buttons = R"({"name":"buttons","request":"buttons","expect":["ACK"]})";
+/// Time-outs are waited for.
+const QByteArray HurriedButtons =
+    R"({"name":"buttons","request":"buttons","expect":["ACK"],"limit_ms":300})";
 const QByteArray Poll = R"({"name":"flash","limit_ms":20000,
     "poll":{"request":"flash-query","every_ms":10,"at_least":2,"rising":"stage",
             "fields":{"percent":{"min":0,"max":101}}},
@@ -171,6 +180,7 @@ private slots:
     void failsWhenAPolledFieldFalls();
     void failsWhenAPolledFieldIsOutOfLimits();
     void timesOutWhenAPollStalls();
+    void asksNoMoreOnceTheResultIsThere();
     void failsAfterTooFewAnswers();
     void failsOnUnaskedProgress();
     void waitsForTheBoard();
@@ -275,7 +285,7 @@ void TestRunner::takesHalfAFrameForDamaged()
 {
     Bench bench;
     bench.keypad.answer(AskButtons, "7E000A00043");
-    const UnitRecord record = bench.run(Buttons);
+    const UnitRecord record = bench.run(HurriedButtons);
     COMPARE_OUTCOME(record, "fail");
     QVERIFY2(record.steps.first().came.startsWith(QStringLiteral("damaged frame: ")),
              qPrintable(record.steps.first().came));
@@ -298,7 +308,7 @@ void TestRunner::failsOnDataThatMeanNothing()
 void TestRunner::timesOutAndEndsASilentUnit()
 {
     Bench bench;
-    const UnitRecord record = bench.run(Buttons + "," + Backlight);
+    const UnitRecord record = bench.run(HurriedButtons + "," + Backlight);
     COMPARE_OUTCOME(record, "time-out");
     COMPARE_OUTCOME(record.steps.at(0), "time-out");
     QCOMPARE(record.steps.at(0).reason, QStringLiteral("expected ACK; nothing came in 0.3 s"));
@@ -314,7 +324,9 @@ void TestRunner::timesOutAndGoesOnAfterASign()
     bench.keypad.answer(AskButtons, Ack);
     bench.keypad.answer(AskBacklight100, Ack);
     const UnitRecord record = bench.run(
-        R"({"name":"s","request":"buttons","expect":["ACK","mount result"]},)" + Backlight);
+        R"({"name":"s","request":"buttons","expect":["ACK","mount result"],
+            "limit_ms":1000},)" +
+        Backlight);
     COMPARE_OUTCOME(record, "time-out");
     COMPARE_OUTCOME(record.steps.at(0), "time-out");
     QCOMPARE(record.steps.at(0).expected, QStringLiteral("mount result"));
@@ -550,6 +562,16 @@ void TestRunner::timesOutWhenAPollStalls()
     QCOMPARE(record.steps.first().reason,
              QStringLiteral("no progress in 0.15 s, still flash stage 1 (scanning) 50 %"));
     COMPARE_OUTCOME(record.steps.at(1), "pass"); // it does answer
+}
+
+void TestRunner::asksNoMoreOnceTheResultIsThere()
+{
+    Bench bench;
+    bench.listener.slownessMs = 30; // the next question is due before the result is looked at
+    bench.keypad.answer(AskFlashQuery, Status0At10);
+    bench.keypad.answer(AskFlashQuery, Status3At100 + FlashGood);
+    COMPARE_OUTCOME(bench.run(Poll), "pass");
+    QCOMPARE(bench.keypad.requests, QList<QByteArray>({AskFlashQuery, AskFlashQuery}));
 }
 
 void TestRunner::failsAfterTooFewAnswers()
@@ -799,7 +821,7 @@ void TestRunner::takesPictures()
 void TestRunner::tellsAboutEveryStep()
 {
     Bench bench;
-    const UnitRecord record = bench.run(Buttons + "," + Backlight);
+    const UnitRecord record = bench.run(HurriedButtons + "," + Backlight);
     QCOMPARE(bench.listener.started, QStringList(QStringLiteral("buttons")));
     QCOMPARE(bench.listener.ended,
              QStringList({QStringLiteral("buttons"), QStringLiteral("light")}));
