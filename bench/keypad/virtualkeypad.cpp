@@ -26,6 +26,7 @@
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -612,10 +613,10 @@ bool VirtualKeypad::waitForLog(const QString &text, int msecs)
     return d->waitUntil([this, &text] { return countLog(text) > 0; }, msecs);
 }
 
-void VirtualKeypad::clearLog()
+QList<VirtualKeypad::LogLine> VirtualKeypad::clearLog()
 {
     d->drain();
-    d->log.clear();
+    return std::exchange(d->log, {});
 }
 
 QByteArray VirtualKeypad::attribute(const QString &path)

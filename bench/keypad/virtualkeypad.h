@@ -169,7 +169,8 @@ public:
     /// keypad was prepared, or since clearLog().
     bool waitForLog(const QString &text, int msecs = 5000);
     int countLog(const QString &text);
-    void clearLog();
+    /// @return what was in it
+    QList<LogLine> clearLog();
 
     // The virtual /sys. Paths are whole ("/sys/class/leds/ready/brightness").
 

@@ -62,6 +62,19 @@ bool isOfPlatform(const QString &text)
     return text.startsWith(QLatin1String("This plugin does not support "));
 }
 
+QStringList written(const QList<VirtualKeypad::LogLine> &log)
+{
+    QStringList lines;
+    for (const VirtualKeypad::LogLine &line : log) {
+        if (line.severity == QLatin1String("output") ||
+            line.text.startsWith(QLatin1String(receivedText)) || isOfCardThread(line.text) ||
+            isOfPlatform(line.text))
+            continue;
+        lines.append(line.severity + QStringLiteral(": ") + line.text);
+    }
+    return lines;
+}
+
 } // namespace
 
 void skipProgram(const QString &reason)
@@ -152,16 +165,12 @@ QString Rig::next(int msecs)
 
 QStringList Rig::log()
 {
-    QStringList lines;
-    const QList<VirtualKeypad::LogLine> all = keypad.log();
-    for (const VirtualKeypad::LogLine &line : all) {
-        if (line.severity == QLatin1String("output") ||
-            line.text.startsWith(QLatin1String(receivedText)) || isOfCardThread(line.text) ||
-            isOfPlatform(line.text))
-            continue;
-        lines.append(line.severity + QStringLiteral(": ") + line.text);
-    }
-    return lines;
+    return written(keypad.log());
+}
+
+QStringList Rig::wholeLog()
+{
+    return m_forgottenLog + log();
 }
 
 bool Rig::waitForLog(const QString &line, int msecs)
@@ -183,7 +192,7 @@ QStringList Rig::stores()
 void Rig::forget()
 {
     station.clear();
-    keypad.clearLog();
+    m_forgottenLog += written(keypad.clearLog());
     keypad.clearStores();
 }
 

@@ -74,6 +74,8 @@ public:
     /// The log so far, written as in Outcome; of lines from the thread that
     /// watches the card none.
     QStringList log();
+    /// The same, what is forgotten included.
+    QStringList wholeLog();
     /// Whether exactly this line, written as in Outcome, is or gets logged.
     bool waitForLog(const QString &line, int msecs = 10000);
     QStringList stores();
@@ -86,6 +88,7 @@ private:
 
     QString m_why;
     int m_echoes = 0;
+    QStringList m_forgottenLog;
 };
 
 /// Processor time that a process has had, in milliseconds; -1 when there is none.
