@@ -21,6 +21,7 @@ public:
     bool isValid() const { return m_screen != nullptr; }
     /// What the whole screen shows, Format_RGB32; null on failure.
     QImage image() const;
+    /// This and button() return when the server has handed the event on.
     bool move(int x, int y);
     /// The first mouse button, where the pointer is.
     bool button(bool down);

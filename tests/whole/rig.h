@@ -66,7 +66,8 @@ public:
     Outcome request(quint16 type, const QByteArray &data = QByteArray());
     /// The same with any bytes that the tool gets in one read.
     Outcome raw(const QByteArray &bytes);
-    /// What came since the last call of any of these, up to an echo made now.
+    /// What came since the last call of any of these, up to an echo made once the
+    /// tool has dealt with all that has reached it, touches included.
     Outcome settle();
 
     /// The next thing on the line, written as in Outcome; says why when nothing comes.

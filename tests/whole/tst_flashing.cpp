@@ -151,6 +151,7 @@ void tst_Flashing::fromTheButton()
     // Below the logo there is nothing to press.
     QCOMPARE(m_rig->request(wire::PatternRequest, "tarnwick.png").line, QStringList(ack));
     QVERIFY(keypad.touch(ScreenReader::button().x(), ScreenReader::button().y()));
+    QCOMPARE(m_rig->settle().line, QStringList());
     QCOMPARE(query().line, QStringList(notApplicable));
     QCOMPARE(Programs::calls(keypad), QStringList());
 
@@ -188,6 +189,7 @@ void tst_Flashing::fromTheButton()
 
     // The page with the button does not come back.
     QVERIFY(keypad.touch(ScreenReader::button().x(), ScreenReader::button().y()));
+    QCOMPARE(m_rig->settle().line, QStringList());
     QCOMPARE(query().line, QStringList(notApplicable));
     QCOMPARE(m_screen->status(), QString("Complete!"));
     QCOMPARE(Programs::calls(keypad),

@@ -268,6 +268,7 @@ void tst_MainScreen::logoFirst()
     // Nothing of the screen below it can be reached.
     for (const QRect &corner : corners)
         QVERIFY(m_rig->keypad.touch(corner.left() + 6, corner.center().y()));
+    m_rig->settle();
     QVERIFY(removeImage());
     for (const QRect &corner : corners)
         QVERIFY(!isMarked(m_rig->keypad.screen(), corner));
@@ -319,6 +320,7 @@ void tst_MainScreen::coveredTargetsCannotBeReached()
         for (const QRect &corner : corners)
             QVERIFY(keypad.touch(corner.left() + 6, corner.center().y()));
         QVERIFY(keypad.touch(width / 2, 230)); // the start button's place
+        m_rig->settle();
         QVERIFY(removeImage());
         for (const QRect &corner : corners)
             QVERIFY(!isMarked(keypad.screen(), corner));
