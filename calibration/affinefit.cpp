@@ -10,25 +10,25 @@ namespace
 
 const int pointCount = QWSPointerCalibrationData::LastLocation + 1;
 
-// The usual scale of the touchscreen library's own calibration.
+/// The usual scale of the touchscreen library's own calibration.
 const qint32 largestScale = 65536;
 
-// Up to here the sums below are exact in 64 bits. No panel counts that far.
+/// Up to here the sums below are exact in 64 bits. No panel counts that far.
 const int largestCoordinate = 1 << 24;
 
-// Square of the smallest ratio of width to length that a cloud of points may
-// have. A panel whose second axis is dead gives a line one or two counts wide.
+/// Square of the smallest ratio of width to length that a cloud of points may
+/// have. A panel whose second axis is dead gives a line one or two counts wide.
 const double thinnest = 0.01 * 0.01;
 
-// The targets lie inside the panel; touches reach further out by this factor.
+/// The targets lie inside the panel; touches reach further out by this factor.
 const double reach = 1.25;
 
 struct Row {
     double x, y, constant;
 };
 
-// Sums of products of deviations from the mean, each deviation times pointCount
-// so that it is an integer.
+/// Sums of products of deviations from the mean, each deviation times pointCount
+/// so that it is an integer.
 struct Moments {
     qint64 sumX, sumY;
     qint64 xx, xy, yy;
@@ -62,14 +62,14 @@ double determinant(const Moments &m)
     return double(m.xx) * double(m.yy) - double(m.xy) * double(m.xy);
 }
 
-// For a thin cloud determinant / trace^2 is the square of width / length.
+/// For a thin cloud determinant / trace^2 is the square of width / length.
 bool isOnALine(const Moments &m)
 {
     const double trace = double(m.xx) + double(m.yy);
     return determinant(m) <= thinnest * trace * trace;
 }
 
-// One row of the map: the best x and y factor and constant for @p wanted.
+/// One row of the map: the best x and y factor and constant for @p wanted.
 Row fitRow(const Moments &m, const QPoint *points, const int *wanted)
 {
     qint64 sum = 0;
@@ -89,8 +89,8 @@ Row fitRow(const Moments &m, const QPoint *points, const int *wanted)
     return row;
 }
 
-// Whether no intermediate sum of the library, in whatever order it adds, can
-// leave 32 bits for a touch at @p farX, @p farY counts.
+/// Whether no intermediate sum of the library, in whatever order it adds, can
+/// leave 32 bits for a touch at @p farX, @p farY counts.
 bool holds(const Row &row, double scale, double farX, double farY)
 {
     const double largest =
@@ -103,7 +103,7 @@ qint32 scaled(double value, qint32 scale)
     return static_cast<qint32>(std::floor(value * scale + 0.5));
 }
 
-// A map that somebody wrote by hand may lead anywhere; a count has its limits.
+/// A map that somebody wrote by hand may lead anywhere; a count has its limits.
 int nearestCount(double value)
 {
     const double largest = largestCoordinate;

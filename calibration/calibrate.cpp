@@ -24,7 +24,7 @@ enum Page { CenterPage, InstructionsPage };
 } // namespace
 
 Calibrate::Calibrate(QWidget *parent, PointerDriver *driver)
-    : QDialog(parent, Qt::FramelessWindowHint), m_index(0), m_hold(0), m_driver(driver)
+    : QDialog(parent, Qt::FramelessWindowHint), m_index(0), m_hold(nullptr), m_driver(driver)
 {
     ui.setupUi(this);
     // In the order of the locations of QWSPointerCalibrationData.
@@ -43,8 +43,8 @@ void Calibrate::restart(int i)
     showTarget(i);
 }
 
-// The touch has been held long enough. The operator sees and hears it at once;
-// the point is taken when the finger lifts.
+/// The touch has been held long enough. The operator sees and hears it at once;
+/// the point is taken when the finger lifts.
 void Calibrate::showNextTarget()
 {
     const int next = m_index + 1;
@@ -90,8 +90,8 @@ void Calibrate::mouseReleaseEvent(QMouseEvent *event)
     showTarget(0);
 }
 
-// The handler of QDialog is left out: it would move the dialog to the middle of
-// its parent.
+/// The handler of QDialog is left out: it would move the dialog to the middle of
+/// its parent.
 void Calibrate::showEvent(QShowEvent *)
 {
     grabMouse();

@@ -7,13 +7,13 @@
 namespace
 {
 
-// In 64 bits: the sum of two coordinates need not fit into an int.
+/// In 64 bits: the sum of two coordinates need not fit into an int.
 int averageTowardZero(int before, int now)
 {
     return static_cast<int>((static_cast<qint64>(before) + now) / 2);
 }
 
-// Unsigned arithmetic wraps where that of int would be undefined.
+/// Unsigned arithmetic wraps where that of int would be undefined.
 quint32 squaredDifference(int one, int other)
 {
     const quint32 difference = static_cast<quint32>(one) - static_cast<quint32>(other);

@@ -4,5 +4,5 @@
 TouchScreen *TouchScreen::open(const QString &device, const QString &, QObject *)
 {
     qWarning("Built without the touchscreen library, %s is not read", qPrintable(device));
-    return 0;
+    return nullptr;
 }

@@ -14,7 +14,7 @@ PointerDriver *PointerDriver::create(QObject *parent)
 }
 
 PointercalDriver::PointercalDriver(QObject *parent)
-    : PointerDriver(parent), m_inForce(load()), m_touchScreen(0), m_pointer(0)
+    : PointerDriver(parent), m_inForce(load()), m_touchScreen(nullptr), m_pointer(nullptr)
 {
     openTouchScreen();
 }

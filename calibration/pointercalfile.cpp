@@ -51,7 +51,7 @@ bool writeAll(int fd, const QByteArray &content)
     return true;
 }
 
-// The new name in a folder survives a power cut only when the folder is flushed.
+/// The new name in a folder survives a power cut only when the folder is flushed.
 void flushFolderOf(const QString &path)
 {
     const QByteArray folder = QFile::encodeName(QFileInfo(path).absolutePath());
@@ -62,7 +62,7 @@ void flushFolderOf(const QString &path)
     ::close(fd);
 }
 
-// One file on its way from its old content to the new.
+/// One file on its way from its old content to the new.
 class Replacement
 {
 public:
@@ -84,7 +84,7 @@ public:
 
     bool holds(const QByteArray &content) const { return m_existed && m_before == content; }
 
-    // Writes the new content beside the file; no effect on the file itself.
+    /// Writes the new content beside the file; no effect on the file itself.
     bool stage(const QByteArray &content)
     {
         // A rename would take the place of a device just as well.
@@ -110,7 +110,7 @@ public:
         return true;
     }
 
-    // Why stage() or commit() has just failed.
+    /// Why stage() or commit() has just failed.
     QString error() const
     {
         const QString reason = m_isFile ? QString::fromLocal8Bit(std::strerror(errno))
@@ -120,7 +120,7 @@ public:
 
     void discard() { ::unlink(m_temporary.constData()); }
 
-    // After commit(): back to what was there before.
+    /// After commit(): back to what was there before.
     void undo()
     {
         if (m_existed && stage(m_before) && commit())

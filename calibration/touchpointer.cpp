@@ -54,8 +54,8 @@ void TouchPointer::lift()
         send(QEvent::MouseButtonRelease);
 }
 
-// Which window the windowing system would choose. Inside the window Qt finds
-// the widget, and hands everything to the one that has grabbed the mouse.
+/// Which window the windowing system would choose. Inside the window Qt finds
+/// the widget, and hands everything to the one that has grabbed the mouse.
 QWidget *TouchPointer::receiver(const QPoint &position)
 {
     if (QWidget *grabber = QWidget::mouseGrabber())
@@ -71,7 +71,7 @@ QWidget *TouchPointer::receiver(const QPoint &position)
 
 void TouchPointer::send(QEvent::Type type)
 {
-    QWindow *window = m_pressed ? m_pressed->windowHandle() : 0;
+    QWindow *window = m_pressed ? m_pressed->windowHandle() : nullptr;
     if (!window)
         return;
     const bool moves = type == QEvent::MouseMove;

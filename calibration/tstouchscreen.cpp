@@ -12,12 +12,12 @@ namespace
 
 const char calibrationVariable[] = "TSLIB_CALIBFILE";
 
-// One wake-up of the notifier reads this many samples at most, so that a flood
-// of them leaves the rest of the tool its turn.
+/// One wake-up of the notifier reads this many samples at most, so that a flood
+/// of them leaves the rest of the tool its turn.
 const int samplesAtOnce = 64;
 
-// A device that is always readable but never has a sample (at its end, or taken
-// away) is given up after so many wake-ups; it would keep the processor busy.
+/// A device that is always readable but never has a sample (at its end, or taken
+/// away) is given up after so many wake-ups; it would keep the processor busy.
 const int fruitlessLimit = 8;
 
 #if defined(__GNUC__)
@@ -31,8 +31,8 @@ int logError(const char *format, va_list arguments)
     return length;
 }
 
-// The library finds the calibration by one environment variable alone. Where the
-// file has been named in another way, the variable is lent to it while it looks.
+/// The library finds the calibration by one environment variable alone. Where the
+/// file has been named in another way, the variable is lent to it while it looks.
 class CalibrationVariable
 {
 public:
@@ -63,11 +63,11 @@ TouchScreen *TouchScreen::open(const QString &device, const QString &calibration
     if (screen->start(device, calibrationFile))
         return screen;
     delete screen;
-    return 0;
+    return nullptr;
 }
 
 TsTouchScreen::TsTouchScreen(QObject *parent)
-    : TouchScreen(parent), m_device(0), m_notifier(0), m_raw(false), m_fruitless(0)
+    : TouchScreen(parent), m_device(nullptr), m_notifier(nullptr), m_raw(false), m_fruitless(0)
 {
 }
 
@@ -76,8 +76,8 @@ TsTouchScreen::~TsTouchScreen()
     stop();
 }
 
-// Not with ts_setup(), which waits for a device that is not there, and looks for
-// others by itself: the first input device of the board is the home key.
+/// Not with ts_setup(), which waits for a device that is not there, and looks for
+/// others by itself: the first input device of the board is the home key.
 bool TsTouchScreen::start(const QString &device, const QString &calibrationFile)
 {
     ts_error_fn = logError;
@@ -106,8 +106,8 @@ void TsTouchScreen::setRaw(bool raw)
     m_raw = raw;
 }
 
-// The library reads the file when it is configured. Its ts_reconfig() would do,
-// but loses some memory each time.
+/// The library reads the file when it is configured. Its ts_reconfig() would do,
+/// but loses some memory each time.
 void TsTouchScreen::reload(const QString &calibrationFile)
 {
     stop();
@@ -123,10 +123,10 @@ void TsTouchScreen::stop()
         m_notifier->setEnabled(false);
         m_notifier->deleteLater();
     }
-    m_notifier = 0;
+    m_notifier = nullptr;
     if (m_device)
         ts_close(m_device);
-    m_device = 0;
+    m_device = nullptr;
     m_fruitless = 0;
 }
 
@@ -166,8 +166,8 @@ TsTouchScreen::Outcome TsTouchScreen::readSample(ts_sample *sample)
     return waiting ? Waiting : Failed;
 }
 
-// Drops what was touched before the device was set up, all but that a finger has
-// gone. Only reading shows whether the device is a touchscreen at all.
+/// Drops what was touched before the device was set up, all but that a finger has
+/// gone. Only reading shows whether the device is a touchscreen at all.
 bool TsTouchScreen::discardPending()
 {
     for (int i = 0; i < samplesAtOnce; ++i) {

@@ -2,8 +2,9 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QRegExp>
 #include <QStringList>
+
+#include "compat/wildcard.h"
 
 namespace
 {
@@ -15,20 +16,6 @@ QString pathBelow(const QString &base, const QString &name)
 QStringList subfolders(const QString &base)
 {
     return QDir(base).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-/// The last of @p names that contains @p part, or nothing. QDir's own name
-/// filters read some wildcards differently from one Qt to the next; QRegExp is
-/// the same in all of them.
-QString lastContaining(const QString &part, const QStringList &names)
-{
-    const QRegExp pattern(QLatin1Char('*') + part + QLatin1Char('*'), Qt::CaseInsensitive,
-                          QRegExp::Wildcard);
-    for (int i = int(names.size()) - 1; i >= 0; --i) {
-        if (pattern.exactMatch(names.at(i)))
-            return names.at(i);
-    }
-    return QString();
 }
 } // namespace
 

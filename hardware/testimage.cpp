@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QStringList>
 
+#include "compat/wildcard.h"
+
 QString findTestImage(const QString &directory, const QString &name)
 {
     if (name.startsWith(QLatin1Char('/')))
@@ -14,7 +16,6 @@ QString findTestImage(const QString &directory, const QString &name)
     if (QFileInfo(exact).isFile())
         return exact;
 
-    const QStringList wildcard(QLatin1Char('*') + name + QLatin1Char('*'));
-    const QStringList matches = images.entryList(wildcard, QDir::Files, QDir::Name);
-    return matches.isEmpty() ? name : images.filePath(matches.last());
+    const QString match = lastContaining(name, images.entryList(QDir::Files, QDir::Name));
+    return match.isEmpty() ? name : images.filePath(match);
 }

@@ -43,6 +43,17 @@ void TestTestImage::look_data()
                                    << "=bars";
     QTest::newRow("wildcard in the name") << bars << none << "b*1"
                                           << "bars1.png";
+    QTest::newRow("any one character") << bars << none << "ar?1"
+                                       << "bars1.png";
+    QTest::newRow("set of characters") << bars << none << "bars[1x]"
+                                       << "bars1.png";
+    QTest::newRow("set of characters left out") << bars << none << "bars[^2]"
+                                                << "bars1.png";
+    QTest::newRow("exclamation mark in a set")
+        << QStringList{"bars!.png", "bars3.png"} << none << "bars[!]"
+        << "bars!.png";
+    QTest::newRow("pattern that is none") << bars << none << "["
+                                          << "=[";
     QTest::newRow("upper case sorts first") << QStringList{"Zebra bars", "a bars"} << none << "bars"
                                             << "a bars";
 }
