@@ -141,7 +141,7 @@ public:
     QString errorString() const;
 
     bool isRunning() const;
-    bool waitForExit(int msecs = 10000);
+    bool waitForExit(int msecs = 20000);
     /// Of the tool's latest run.
     ExitStatus exitStatus();
     /// The tool's process as the caller sees it: /proc/<pid>/fd, smaps and so on. 0 when not
@@ -167,7 +167,7 @@ public:
     QList<LogLine> log();
     /// Waits until a message that contains @p text has been logged since the
     /// keypad was prepared, or since clearLog().
-    bool waitForLog(const QString &text, int msecs = 5000);
+    bool waitForLog(const QString &text, int msecs = 20000);
     int countLog(const QString &text);
     /// @return what was in it
     QList<LogLine> clearLog();
@@ -182,7 +182,7 @@ public:
     QList<SysfsModel::Store> stores();
     QList<SysfsModel::Store> stores(const QString &path);
     void clearStores();
-    bool waitForStore(const QString &path, const QByteArray &text, int msecs = 5000);
+    bool waitForStore(const QString &path, const QByteArray &text, int msecs = 20000);
     /// Every @p operation on @p path fails with @p error (an errno value) from now on. The path
     /// need not exist yet.
     void fail(const QString &path, SysfsModel::Operation operation, int error);
@@ -211,10 +211,10 @@ public:
     bool setCard(Card kind, const QString &dir = QStringLiteral("/media/mmcblk0p1"));
     /// Tells the tool that a card was mounted or removed. Waits until the tool
     /// listens; false if it does not within @p msecs.
-    bool insertCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"), int msecs = 5000);
-    bool removeCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"), int msecs = 5000);
+    bool insertCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"), int msecs = 20000);
+    bool removeCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"), int msecs = 20000);
     /// Any bytes into the SD pipe, in one opening and one write.
-    bool writeSdPipe(const QByteArray &bytes, int msecs = 5000);
+    bool writeSdPipe(const QByteArray &bytes, int msecs = 20000);
 
     /// Moves the pointer there, presses, holds for @p msecs (waiting), releases. Screen pixels.
     bool touch(int x, int y, int msecs = 50);
@@ -228,7 +228,7 @@ public:
     bool screenshot(const QString &file);
     QRgb pixel(int x, int y);
     /// Waits until the pixel has this colour (alpha ignored).
-    bool waitForPixel(int x, int y, QRgb colour, int msecs = 5000);
+    bool waitForPixel(int x, int y, QRgb colour, int msecs = 20000);
 
     // Files as the tool sees them. False or -1 sets errorString() and errno.
 
@@ -244,7 +244,7 @@ public:
     QStringList listDir(const QString &path);
     /// Runs a program inside the keypad with the PC's search path and waits for it.
     RunResult run(const QString &program, const QStringList &arguments = QStringList(),
-                  int msecs = 10000);
+                  int msecs = 20000);
 
     // The stand-ins of kobs-ng, ubiformat, ubiattach and mount.
 

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
+#include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -406,12 +407,20 @@ void tst_PointercalDriver::missingDevice()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
+    // The library's own way to set a device up would wait for several seconds. On a busy
+    // machine the quickest of three tells.
+    qint64 quickest = std::numeric_limits<qint64>::max();
+    for (int i = 0; i < 3; ++i) {
+        QTest::ignoreMessage(QtWarningMsg, "Failed to open touchscreen /dev/input/there-is-none");
+        QElapsedTimer time;
+        time.start();
+        const PointercalDriver tried;
+        quickest = qMin(quickest, time.elapsed());
+    }
+    QVERIFY2(quickest < 2000, qPrintable(QString::number(quickest)));
+
     QTest::ignoreMessage(QtWarningMsg, "Failed to open touchscreen /dev/input/there-is-none");
-    QElapsedTimer time;
-    time.start();
     PointercalDriver driver;
-    // The library's own way to set a device up would wait for several seconds.
-    QVERIFY2(time.elapsed() < 2000, qPrintable(QString::number(time.elapsed())));
     const Data data = swappedPanel();
     driver.clearCalibration();
     driver.calibrate(&data);

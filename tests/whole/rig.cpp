@@ -138,7 +138,7 @@ Outcome Rig::raw(const QByteArray &bytes)
     if (!station.sendRaw(bytes))
         return {{station.errorString()}, {}, {}};
     // Once it has been read, the echo behind it is a read of its own.
-    if (!keypad.waitForLog(QLatin1String(receivedText), 10000))
+    if (!keypad.waitForLog(QLatin1String(receivedText), 30000))
         return {{QStringLiteral("(not read)")}, log(), stores()};
     return collect();
 }
@@ -159,7 +159,7 @@ Outcome Rig::collect()
     Outcome outcome;
     station.send(wire::EchoRequest, token);
     for (;;) {
-        const std::optional<Station::Received> received = station.receive(10000);
+        const std::optional<Station::Received> received = station.receive(30000);
         if (!received) {
             outcome.line.append(u'(' + station.errorString() + u')');
             break;

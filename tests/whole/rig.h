@@ -71,14 +71,14 @@ public:
     Outcome settle();
 
     /// The next thing on the line, written as in Outcome; says why when nothing comes.
-    QString next(int msecs = 10000);
+    QString next(int msecs = 30000);
     /// The log so far, written as in Outcome; of lines from the thread that
     /// watches the card none.
     QStringList log();
     /// The same, what is forgotten included.
     QStringList wholeLog();
     /// Whether exactly this line, written as in Outcome, is or gets logged.
-    bool waitForLog(const QString &line, int msecs = 10000);
+    bool waitForLog(const QString &line, int msecs = 30000);
     QStringList stores();
     /// Forgets log, stores and what came on the line.
     void forget();
