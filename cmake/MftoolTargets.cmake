@@ -103,7 +103,7 @@ function(mftool_add_test name)
     target_precompile_headers(${name} REUSE_FROM test_headers)
     add_test(NAME ${name} COMMAND ${name})
     if(NOT TEST_TIMEOUT)
-        set(TEST_TIMEOUT 120)
+        set(TEST_TIMEOUT 300) # for one that hangs, not for one that is slow
     endif()
     if(NOT TEST_COST)
         set(TEST_COST 1)
