@@ -136,17 +136,22 @@ void measureOutput(int rounds)
     printRow("the same a second of processor time", "MB/s", tool[1], drain[1], "");
 }
 
+/// Ten seconds after both have come to rest.
 void measureIdle()
 {
     Subject tool(QStringLiteral("mftool"));
+    Subject floor(QStringLiteral("perf-barewidgets"), {QString::number(widgetCount())});
     tool.start();
     tool.exchange(echo); // from now on the next timer is ten minutes away
+    floor.start();
     QThread::sleep(2);
-    const qint64 before = contextSwitches(tool.pid());
+    const qint64 toolBefore = contextSwitches(tool.pid());
+    const qint64 floorBefore = contextSwitches(floor.pid());
     QThread::sleep(idleSeconds);
-    const qint64 after = contextSwitches(tool.pid());
-    std::printf("| wake-ups in %d idle seconds | %lld | 0 | | 0 |\n", idleSeconds,
-                static_cast<long long>(after - before));
+    const qint64 ofTool = contextSwitches(tool.pid()) - toolBefore;
+    const qint64 ofFloor = contextSwitches(floor.pid()) - floorBefore;
+    std::printf("| wake-ups in %d idle seconds | %lld | %lld | | 0 |\n", idleSeconds,
+                static_cast<long long>(ofTool), static_cast<long long>(ofFloor));
     tool.finish();
 }
 
