@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <limits>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -34,6 +35,12 @@ QByteArray contentOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+int unread(int pipe)
+{
+    int bytes = -1;
+    return ::ioctl(pipe, FIONREAD, &bytes) == 0 ? bytes : -1;
 }
 
 bool put(const QString &path, const QByteArray &content)
@@ -141,6 +148,7 @@ private slots:
     void calibrationNamedInTheOtherWay();
     void touchesFromBeforeTheStart();
     void releaseCoordinatesAreIgnored();
+    void samplesThatTheLibraryKeeps();
     void rawWhileCleared();
     void handingBackEndsTheRawCoordinates();
     void newCalibrationIsUsed();
@@ -559,6 +567,19 @@ void tst_PointercalDriver::releaseCoordinatesAreIgnored()
                                                  << "release 100,200"
                                                  << "press 110,210"
                                                  << "release 110,210");
+}
+
+// As its filters do with a touch that they take for noise.
+void tst_PointercalDriver::samplesThatTheLibraryKeeps()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn("module_raw touchkit\nmodule pthres pmin=1000\nmodule linear\n");
+    const PointercalDriver driver;
+    for (int i = 0; i < 20; ++i)
+        finger(QPoint(100 + i, 200));
+    QTRY_COMPARE(unread(m_panel), 0);
+    QCoreApplication::processEvents();
+    QCOMPARE(m_screen->m_seen, QStringList());
 }
 
 void tst_PointercalDriver::rawWhileCleared()
