@@ -1,6 +1,7 @@
 #include "calibration/calibrate.h"
 #include "calibration/pointerdriver.h"
 #include "compat/screen.h"
+#include "tests/calibration/pointtext.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -33,19 +34,6 @@ QStringList taken()
     const QStringList so_far = happened;
     happened.clear();
     return so_far;
-}
-
-QString text(const QPoint &p)
-{
-    return QString("%1,%2").arg(p.x()).arg(p.y());
-}
-
-QString text(const QPoint (&points)[5])
-{
-    QStringList words;
-    for (const QPoint &p : points)
-        words << text(p);
-    return words.join(' ');
 }
 
 QString grabberName()

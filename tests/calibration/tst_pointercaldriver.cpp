@@ -1,6 +1,7 @@
 #include "calibration/calibrate.h"
 #include "calibration/pointercaldriver.h"
 #include "compat/screen.h"
+#include "tests/calibration/pointtext.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -49,19 +50,6 @@ bool put(const QString &path, const QByteArray &content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-QString text(const QPoint &p)
-{
-    return QString("%1,%2").arg(p.x()).arg(p.y());
-}
-
-QString text(const QPoint (&points)[5])
-{
-    QStringList words;
-    for (const QPoint &p : points)
-        words << text(p);
-    return words.join(' ');
-}
-
 // A panel of 11 bits with its axes swapped: x' = (1900 - y) / 2, y' = (x - 100) / 4.
 Data swappedPanel()
 {
@@ -89,6 +77,21 @@ Data onALine()
     for (int i = 0; i <= Data::LastLocation; ++i)
         data.devPoints[i] = QPoint(100 * i, 200 * i);
     return data;
+}
+
+Data inForce(const PointercalDriver &driver)
+{
+    Data data;
+    driver.getCalibration(&data);
+    return data;
+}
+
+// As the dialog does with what it found when it is cancelled.
+void handBack(PointercalDriver &driver)
+{
+    const Data data = inForce(driver);
+    driver.clearCalibration();
+    driver.calibrate(&data);
 }
 
 // Takes the mouse and writes down what it does.
@@ -225,8 +228,7 @@ void tst_PointercalDriver::tap(const QPoint &at)
 void tst_PointercalDriver::noFile()
 {
     const PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
+    const Data data = inForce(driver);
     const QPoint corner = screenGeometry().bottomRight();
     QCOMPARE(data.screenPoints[Data::TopLeft], QPoint(0, 0));
     QCOMPARE(data.screenPoints[Data::BottomRight], corner);
@@ -238,8 +240,7 @@ void tst_PointercalDriver::foreignFile()
     QVERIFY(put(in("pointercal"), "not seven numbers\n"));
     QTest::ignoreMessage(QtWarningMsg, qPrintable("No calibration in " + in("pointercal")));
     PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
+    const Data data = inForce(driver);
     QCOMPARE(text(data.devPoints), text(data.screenPoints));
     driver.clearCalibration();
     driver.calibrate(&data);
@@ -250,8 +251,7 @@ void tst_PointercalDriver::fileInForce()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     const PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
+    const Data data = inForce(driver);
     // x = 2 (x' - 10), y = 3 (y' + 20)
     QCOMPARE(data.screenPoints[Data::TopLeft], QPoint(0, 0));
     QCOMPARE(data.devPoints[Data::TopLeft], QPoint(-20, 60));
@@ -286,8 +286,7 @@ void tst_PointercalDriver::fitIsInForceAtOnce()
     PointercalDriver driver;
     const Data data = swappedPanel();
     driver.calibrate(&data);
-    Data now;
-    driver.getCalibration(&now);
+    const Data now = inForce(driver);
     QCOMPARE(text(now.devPoints), text(data.devPoints));
     QCOMPARE(text(now.screenPoints), text(data.screenPoints));
 }
@@ -298,23 +297,18 @@ void tst_PointercalDriver::setInForceIsStoredAsItWas()
     const QByteArray odd = "29999 17 600001\t-11 20003 -1200007 60000 800 480 0\r\n";
     QVERIFY(put(in("pointercal"), odd));
     PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
+    const Data data = inForce(driver);
     driver.clearCalibration();
     QVERIFY(QFile::remove(in("pointercal")));
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), odd);
 
     // Again, and after another one from a fit.
-    driver.getCalibration(&data);
-    driver.clearCalibration();
-    driver.calibrate(&data);
+    handBack(driver);
     QCOMPARE(contentOf(in("pointercal")), odd);
     const Data fitted = swappedPanel();
     driver.calibrate(&fitted);
-    driver.getCalibration(&data);
-    driver.clearCalibration();
-    driver.calibrate(&data);
+    handBack(driver);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
 }
 
@@ -326,10 +320,7 @@ void tst_PointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
     QVERIFY(QDir(m_dir->path()).mkdir("mnt"));
     qputenv("POINTERCAL_FILE", QFile::encodeName(in("mnt/pointercal")));
     qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("mnt/pointercal")));
-    Data data;
-    driver.getCalibration(&data);
-    driver.clearCalibration();
-    driver.calibrate(&data);
+    handBack(driver);
     QCOMPARE(contentOf(in("mnt/pointercal")), QByteArray(otherFile));
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
 
@@ -342,10 +333,7 @@ void tst_PointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
 void tst_PointercalDriver::withoutCalibrationNothingIsStored()
 {
     PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
-    driver.clearCalibration();
-    driver.calibrate(&data);
+    handBack(driver);
     QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
 }
 
@@ -353,38 +341,31 @@ void tst_PointercalDriver::clearingTouchesNoFile()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
-    Data before;
-    driver.getCalibration(&before);
+    const Data before = inForce(driver);
     driver.clearCalibration();
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
-    Data after;
-    driver.getCalibration(&after);
-    QCOMPARE(text(after.devPoints), text(before.devPoints));
+    QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
 void tst_PointercalDriver::setOnALine()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
-    Data before;
-    driver.getCalibration(&before);
+    const Data before = inForce(driver);
     driver.clearCalibration();
     const Data line = onALine();
     QTest::ignoreMessage(QtWarningMsg,
                          "The calibration points determine no map, nothing is stored");
     driver.calibrate(&line);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
-    Data after;
-    driver.getCalibration(&after);
-    QCOMPARE(text(after.devPoints), text(before.devPoints));
+    QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
 void tst_PointercalDriver::unwritableFile()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
-    Data before;
-    driver.getCalibration(&before);
+    const Data before = inForce(driver);
     // One of the two cannot be written: neither is.
     qputenv("POINTERCAL_FILE", QFile::encodeName(in("none/pointercal")));
     const Data data = swappedPanel();
@@ -393,9 +374,7 @@ void tst_PointercalDriver::unwritableFile()
                                     ": No such file or directory"));
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
-    Data after;
-    driver.getCalibration(&after);
-    QCOMPARE(text(after.devPoints), text(before.devPoints));
+    QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
 void tst_PointercalDriver::mouseIsNotMapped()
@@ -603,10 +582,7 @@ void tst_PointercalDriver::handingBackEndsTheRawCoordinates()
     QVERIFY(put(in("pointercal"), swappedFile));
     plugIn();
     PointercalDriver driver;
-    Data data;
-    driver.getCalibration(&data);
-    driver.clearCalibration();
-    driver.calibrate(&data);
+    handBack(driver);
     tap(QPoint(1060, 1100));
     QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
                                                  << "release 400,240");

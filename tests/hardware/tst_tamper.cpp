@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <functional>
+#include <memory>
 
 #include <sys/inotify.h>
 #include <sys/syscall.h>
@@ -66,6 +67,8 @@ public:
     {
         write(revisionFile, revision);
         makeFolder(QStringLiteral("/sys/class/gpio"));
+        m_buttons = std::make_unique<Buttons>(nullptr, board());
+        log.take();
     }
     ~GpioBoard()
     {
@@ -121,6 +124,11 @@ public:
         return names;
     }
 
+    const Buttons &buttons() const { return *m_buttons; }
+    bool tamper() const { return readTamper(buttons(), board()); }
+
+    /// What is logged from here on, without what the buttons have to say at their start.
+    LogCatcher log;
     QList<Store> stores;
 
 private:
@@ -131,6 +139,7 @@ private:
     }
 
     int m_watch;
+    std::unique_ptr<Buttons> m_buttons;
 };
 
 const GpioBoard::Store exportStore("/sys/class/gpio/export", "17");
@@ -173,16 +182,13 @@ void tst_Tamper::aboveRevision3()
 {
     QFETCH(QByteArray, revision);
     QFETCH(bool, exported);
-    LogCatcher log;
     GpioBoard keypad(revision);
     keypad.makeExport();
     if (exported)
         keypad.makePin("0\n");
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch();
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList());
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList());
     QCOMPARE(keypad.opened(), QStringList());
     QVERIFY(keypad.stores.isEmpty());
 }
@@ -197,15 +203,12 @@ void tst_Tamper::upToRevision3_data()
 void tst_Tamper::upToRevision3()
 {
     QFETCH(QByteArray, revision);
-    LogCatcher log;
     GpioBoard keypad(revision);
     keypad.makeExport();
     keypad.makePin("0\n");
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch();
-    QVERIFY(readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList());
+    QVERIFY(keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList());
     // An exported pin is only read: its polarity stays as it is.
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
     QVERIFY(keypad.stores.isEmpty());
@@ -230,37 +233,31 @@ void tst_Tamper::value()
 {
     QFETCH(QByteArray, file);
     QFETCH(bool, active);
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makePin("1\n");
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
-    QVERIFY(!readTamper(buttons, keypad.board()));
+    QVERIFY(!keypad.tamper());
     // Sampled afresh by every call.
     keypad.write(valueFile, file);
-    QCOMPARE(readTamper(buttons, keypad.board()), active);
-    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(keypad.tamper(), active);
+    QCOMPARE(keypad.log.take(), QStringList());
 }
 
 void tst_Tamper::exportsOnce()
 {
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch([&] {
         keypad.makePin("0\n");
         return 0;
     });
-    QVERIFY(readTamper(buttons, keypad.board()));
+    QVERIFY(keypad.tamper());
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
     QCOMPARE(keypad.opened(), QStringList() << "export"
                                             << "active_low"
                                             << "value");
-    QCOMPARE(log.take(), QStringList());
+    QCOMPARE(keypad.log.take(), QStringList());
 
-    QVERIFY(readTamper(buttons, keypad.board()));
+    QVERIFY(keypad.tamper());
     QCOMPARE(keypad.stores.size(), 2);
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
 }
@@ -269,32 +266,26 @@ void tst_Tamper::exportCannotBeOpened()
 {
     const QStringList message(
         QStringLiteral("warning: Unable to export the tamper GPIO to user space"));
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeFolder(exportFile);
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch();
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), message);
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(), message);
     QVERIFY(keypad.stores.isEmpty());
 
     BoardFolder bare;
-    QVERIFY(!readTamper(buttons, bare.board()));
-    QCOMPARE(log.take(), message);
+    QVERIFY(!readTamper(keypad.buttons(), bare.board()));
+    QCOMPARE(keypad.log.take(), message);
 }
 
 void tst_Tamper::exportWithoutEffect()
 {
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch();
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList(QStringLiteral(
-                             "warning: Failed to export the tamper GPIO to user space")));
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList(QStringLiteral(
+                                    "warning: Failed to export the tamper GPIO to user space")));
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("export")));
 }
@@ -302,49 +293,40 @@ void tst_Tamper::exportWithoutEffect()
 void tst_Tamper::exportRefused()
 {
     // A store that the kernel refuses is not an error by itself and is not tried again.
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch([] { return EBUSY; });
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList(QStringLiteral(
-                             "warning: Failed to export the tamper GPIO to user space")));
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList(QStringLiteral(
+                                    "warning: Failed to export the tamper GPIO to user space")));
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
 }
 
 void tst_Tamper::polarityCannotBeOpened()
 {
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch([&] {
         keypad.write(valueFile, "0\n");
         keypad.makeFolder(activeLowFile);
         return 0;
     });
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList(QStringLiteral(
-                             "warning: Failed to change the tamper GPIO to active low")));
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList(QStringLiteral(
+                                    "warning: Failed to change the tamper GPIO to active low")));
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
     QVERIFY(!keypad.opened().contains(QStringLiteral("value")));
 
     // The pin is there from now on, and its polarity is left alone.
-    QVERIFY(readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList());
+    QVERIFY(keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList());
     QCOMPARE(keypad.stores.size(), 1);
 }
 
 void tst_Tamper::polarityRefused()
 {
-    LogCatcher log;
     GpioBoard keypad("2");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch([&] {
         keypad.makePin("0\n");
         return 0;
@@ -354,38 +336,34 @@ void tst_Tamper::polarityRefused()
         const int error = accepting(path, bytes);
         return path.endsWith("active_low") ? EIO : error;
     };
-    QVERIFY(readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList());
+    QVERIFY(keypad.tamper());
+    QCOMPARE(keypad.log.take(), QStringList());
 }
 
 void tst_Tamper::valueCannotBeOpened()
 {
-    LogCatcher log;
     GpioBoard keypad("3");
     keypad.makeExport();
     keypad.makeFolder(valueFile);
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch();
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open tamper value file")));
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(),
+             QStringList(QStringLiteral("warning: Failed to open tamper value file")));
     QVERIFY(keypad.stores.isEmpty());
 }
 
 void tst_Tamper::valueCannotBeOpenedAfterTheExport()
 {
-    LogCatcher log;
     GpioBoard keypad("1");
     keypad.makeExport();
-    const Buttons buttons(nullptr, keypad.board());
-    log.take();
     keypad.watch([&] {
         keypad.makeFolder(valueFile);
         keypad.write(activeLowFile, "0\n");
         return 0;
     });
-    QVERIFY(!readTamper(buttons, keypad.board()));
-    QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open tamper value file")));
+    QVERIFY(!keypad.tamper());
+    QCOMPARE(keypad.log.take(),
+             QStringList(QStringLiteral("warning: Failed to open tamper value file")));
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
 }
 

@@ -140,6 +140,27 @@ private:
     int m_ends[2];
 };
 
+/// A device that is open as long as it lives.
+class OpenDevice : public Device
+{
+public:
+    explicit OpenDevice(FakePort *fake) : Device(fake)
+    {
+        QVERIFY(QtSerialPort::open(QIODevice::ReadWrite));
+    }
+    /// Removes its notifiers before what they watch is gone.
+    ~OpenDevice() override { QtSerialPort::close(); }
+
+    /// One to put into the device, which then owns it.
+    QSocketNotifier *newNotifier(QSocketNotifier::Type type) const
+    {
+        return new QSocketNotifier(m_watched.near(), type);
+    }
+
+private:
+    Pair m_watched;
+};
+
 /// A port over one end of a Pair: notifiers of the other end really fire.
 class PairPort : public IPlatPort
 {
@@ -362,12 +383,10 @@ void tst_QtSerialPort::openMakesNoNotifier()
 
 void tst_QtSerialPort::closeRemovesNotifiers()
 {
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
-    device.exceptNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Exception);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
+    device.exceptNotifier = device.newNotifier(QSocketNotifier::Exception);
     const QPointer<QSocketNotifier> read(device.readNotifier);
     const QPointer<QSocketNotifier> except(device.exceptNotifier);
     device.close();
@@ -385,8 +404,7 @@ void tst_QtSerialPort::closeRemovesNotifiers()
 void tst_QtSerialPort::closeKeepsTheBuffers()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     device.readBuffer = "r";
     device.writeBuffer = "w";
     device.close();
@@ -419,8 +437,7 @@ void tst_QtSerialPort::sequential()
 void tst_QtSerialPort::waitingReturnsAtOnce()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     device.readBuffer = "r";
     device.writeBuffer = "w";
     port.incoming = "more";
@@ -452,11 +469,9 @@ void tst_QtSerialPort::readNothing()
 
 void tst_QtSerialPort::readPart()
 {
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
     device.readNotifier->setEnabled(false);
     device.readBuffer = "abcde";
     char bytes[8] = "-------";
@@ -476,14 +491,12 @@ void tst_QtSerialPort::readPart()
     QCOMPARE(QByteArray(bytes, 7), QByteArray("cde----"));
     QVERIFY(device.readBuffer.isEmpty());
     QVERIFY(device.atEnd());
-    device.close();
 }
 
 void tst_QtSerialPort::readThroughTheDevice()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.incoming = QByteArray("a\0\r\n\xFFz", 6);
     device.onRead();
     QCOMPARE(device.read(2), QByteArray("a\0", 2));
@@ -496,8 +509,7 @@ void tst_QtSerialPort::readThroughTheDevice()
 void tst_QtSerialPort::linesThroughTheDevice()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.incoming = "one\r\ntwo\nthr";
     device.onRead();
     QVERIFY(device.canReadLine());
@@ -517,8 +529,7 @@ void tst_QtSerialPort::linesThroughTheDevice()
 void tst_QtSerialPort::canReadLine()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     QVERIFY(!device.canReadLine());
     device.readBuffer = "no end\r";
     QVERIFY(!device.canReadLine());
@@ -536,8 +547,7 @@ void tst_QtSerialPort::canReadLine()
 void tst_QtSerialPort::bytesAvailable()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     QCOMPARE(device.bytesAvailable(), qint64(0));
     device.readBuffer = "abc";
     QCOMPARE(device.bytesAvailable(), qint64(3));
@@ -550,11 +560,9 @@ void tst_QtSerialPort::bytesAvailable()
 
 void tst_QtSerialPort::writeTakenWhole()
 {
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeNotifier->setEnabled(false);
     const QByteArray bytes("a\r\n\0\xFFz", 6);
     QCOMPARE(device.write(bytes), qint64(6));
@@ -567,7 +575,6 @@ void tst_QtSerialPort::writeTakenWhole()
     QCOMPARE(device.write(filled(1000)), qint64(1000));
     QCOMPARE(port.outgoing, bytes + filled(1000));
     QCOMPARE(device.bytesToWrite(), qint64(0));
-    device.close();
 }
 
 void tst_QtSerialPort::writeTakenInPart_data()
@@ -592,11 +599,9 @@ void tst_QtSerialPort::writeTakenInPart()
     QFETCH(int, size);
     QFETCH(int, returned);
     QFETCH(int, queued);
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeNotifier->setEnabled(false);
     port.accepts = accepts;
     const QByteArray bytes = filled(size);
@@ -606,14 +611,12 @@ void tst_QtSerialPort::writeTakenInPart()
     QCOMPARE(device.writeBuffer, bytes.mid(accepts, queued));
     QCOMPARE(device.bytesToWrite(), qint64(queued));
     QVERIFY(device.writeNotifier->isEnabled());
-    device.close();
 }
 
 void tst_QtSerialPort::writeBehindQueuedBytes()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.accepts = 0;
     QCOMPARE(device.write("first"), qint64(5));
     port.accepts = 1000;
@@ -630,8 +633,7 @@ void tst_QtSerialPort::writeBehindQueuedBytes()
 void tst_QtSerialPort::writeBeyondTheCap()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.accepts = 0;
     QCOMPARE(device.write(filled(250)), qint64(250));
     QCOMPARE(device.write("0123456789"), qint64(6));
@@ -642,8 +644,7 @@ void tst_QtSerialPort::writeWithFullBuffer()
 {
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.accepts = 0;
     QCOMPARE(device.write(filled(256)), qint64(256));
     QCOMPARE(device.write("x"), qint64(0));
@@ -656,8 +657,7 @@ void tst_QtSerialPort::writeFails()
 {
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.failsWriting = true;
     QCOMPARE(device.write("x"), qint64(-1));
     QVERIFY(!device.isOpen());
@@ -695,8 +695,7 @@ void tst_QtSerialPort::writeWithoutRoom()
 void tst_QtSerialPort::writeFromTextStream()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     QTextStream stream(&device);
     stream << "AB" << 12 << "\r\n";
     stream.flush();
@@ -706,8 +705,7 @@ void tst_QtSerialPort::writeFromTextStream()
 void tst_QtSerialPort::onReadTakesWhatFits()
 {
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     QSignalSpy ready(&device, SIGNAL(readyRead()));
     port.incoming = "abc";
     device.onRead();
@@ -725,8 +723,7 @@ void tst_QtSerialPort::onReadNothingCame()
 {
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     QSignalSpy ready(&device, SIGNAL(readyRead()));
     device.onRead();
     QCOMPARE(ready.count(), 1);
@@ -737,11 +734,9 @@ void tst_QtSerialPort::onReadNothingCame()
 
 void tst_QtSerialPort::onReadFillsUp()
 {
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
     port.incoming = filled(300);
     device.onRead();
     QCOMPARE(device.readBuffer, filled(256));
@@ -757,16 +752,13 @@ void tst_QtSerialPort::onReadFillsUp()
     QCOMPARE(port.asked, QList<qint64>() << 256 << 1);
     QCOMPARE(device.readBuffer, filled(257).mid(1));
     QVERIFY(!device.readNotifier->isEnabled());
-    device.close();
 }
 
 void tst_QtSerialPort::onReadFull()
 {
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
     device.readBuffer = filled(256);
     port.incoming = "x";
     QSignalSpy ready(&device, SIGNAL(readyRead()));
@@ -775,17 +767,14 @@ void tst_QtSerialPort::onReadFull()
     QCOMPARE(ready.count(), 0);
     QCOMPARE(device.readBuffer, filled(256));
     QVERIFY(!device.readNotifier->isEnabled());
-    device.close();
 }
 
 void tst_QtSerialPort::onReadFails()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
     device.readBuffer = "kept";
     port.failsReading = true;
     QSignalSpy ready(&device, SIGNAL(readyRead()));
@@ -802,28 +791,23 @@ void tst_QtSerialPort::onReadFails()
 void tst_QtSerialPort::onReadEmptiedByTheReader()
 {
     // A reader that takes the bytes at once leaves no reason to stop reading.
-    Pair pair;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
     QByteArray taken;
     connect(&device, &QIODevice::readyRead, this, [&] { taken += device.readAll(); });
     port.incoming = filled(256);
     device.onRead();
     QCOMPARE(taken, filled(256));
     QVERIFY(device.readNotifier->isEnabled());
-    device.close();
 }
 
 void tst_QtSerialPort::onWriteSendsTheQueue()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeBuffer = "queued";
     device.onWrite();
     QCOMPARE(port.offered, QList<QByteArray>() << "queued");
@@ -831,17 +815,14 @@ void tst_QtSerialPort::onWriteSendsTheQueue()
     QVERIFY(device.writeBuffer.isEmpty());
     QVERIFY(!device.writeNotifier->isEnabled());
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
-    device.close();
 }
 
 void tst_QtSerialPort::onWritePart()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeBuffer = "queued";
     port.accepts = 2;
     device.onWrite();
@@ -854,49 +835,40 @@ void tst_QtSerialPort::onWritePart()
     QCOMPARE(port.outgoing, QByteArray("queu"));
     QCOMPARE(log.take(), QStringList() << "debug: onWrite"
                                        << "debug: onWrite");
-    device.close();
 }
 
 void tst_QtSerialPort::onWriteNothingTaken()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeBuffer = "queued";
     port.accepts = 0;
     device.onWrite();
     QCOMPARE(device.writeBuffer, QByteArray("queued"));
     QVERIFY(device.writeNotifier->isEnabled());
     QVERIFY(device.isOpen());
-    device.close();
 }
 
 void tst_QtSerialPort::onWriteEmpty()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.onWrite();
     QVERIFY(port.offered.isEmpty());
     QVERIFY(!device.writeNotifier->isEnabled());
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
-    device.close();
 }
 
 void tst_QtSerialPort::onWriteFails()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
+    OpenDevice device(&port);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeBuffer = "queued";
     port.failsWriting = true;
     device.onWrite();
@@ -910,12 +882,10 @@ void tst_QtSerialPort::onWriteFails()
 
 void tst_QtSerialPort::onExcept()
 {
-    Pair pair;
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.exceptNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Exception);
+    OpenDevice device(&port);
+    device.exceptNotifier = device.newNotifier(QSocketNotifier::Exception);
     device.onExcept();
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: Got a serial port execption")));
     QVERIFY(!device.isOpen());
@@ -928,8 +898,7 @@ void tst_QtSerialPort::slotsWithoutNotifiers()
     // Each place that would switch a notifier, on a device that has none.
     LogCatcher log;
     FakePort port;
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
+    OpenDevice device(&port);
     port.accepts = 1;
     QCOMPARE(device.write("ab"), qint64(2));
     device.onWrite();

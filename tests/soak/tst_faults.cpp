@@ -551,8 +551,7 @@ void tst_Faults::noLine_data()
 void tst_Faults::noLine()
 {
     QFETCH(int, index);
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
+    SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options;
     ToolClock clock;
     clock.wind(options);

@@ -31,6 +31,14 @@
         }                                                                                          \
     } while (false)
 
+/// For a single test that moves the clock of the tool.
+#define SKIP_UNLESS_CLOCKS_MOVE()                                                                  \
+    do {                                                                                           \
+        const QString noClock = ToolClock::whyNot();                                               \
+        if (!noClock.isEmpty())                                                                    \
+            QSKIP(qPrintable(noClock));                                                            \
+    } while (false)
+
 /// Says it so that CTest shows the program as skipped, not as passed.
 void skipProgram(const QString &reason);
 

@@ -602,8 +602,7 @@ void tst_Flashing::endsByTheTimer(const QString &program)
 
 void tst_Flashing::stationFallsSilentDuringAFlash()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
+    SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options;
     ToolClock clock;
     clock.wind(options);
@@ -628,8 +627,7 @@ void tst_Flashing::stationFallsSilentDuringAFlash()
 /// The button needs no station; without one the tool has its 15 seconds all the same.
 void tst_Flashing::flashWithoutAStation()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
+    SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options = onScreen();
     options.without = QStringList("/home/default/tarnwick.png"); // it would cover the button
     ToolClock clock;

@@ -68,6 +68,9 @@ private slots:
     void exitRequestDuringThePause();
 
 private:
+    void addFailures(const QStringList &captures, const QString &refusal);
+    void mountFailing(const QString &program, const QStringList &log, const QStringList &calls,
+                      const QString &lastCall);
     QByteArray version() { return m_rig->station.request(wire::VersionRequest, "01").data(0x603D); }
     VirtualKeypad::StandinCall flashOnce();
 
@@ -103,15 +106,16 @@ VirtualKeypad::StandinCall tst_Mounting::flashOnce()
     return {};
 }
 
-void tst_Mounting::attachFailures_data()
+/// The ways in which a program fails: it ends as in one of @p captures, of which the
+/// tool logs @p refusal, or is missing, or crashes.
+void tst_Mounting::addFailures(const QStringList &captures, const QString &refusal)
 {
     QTest::addColumn<QString>("play");
     QTest::addColumn<QStringList>("line");
     QTest::addColumn<QStringList>("ending");
     const QStringList one(notMounted);
-    const QStringList code255("debug: process finished with code 255");
-    QTest::newRow("no-ubi") << "no-ubi" << one << code255;
-    QTest::newRow("twice") << "twice" << one << code255;
+    for (const QString &capture : captures)
+        QTest::newRow(qPrintable(capture)) << capture << one << QStringList(refusal);
     QTest::newRow("missing") << "missing" << one
                              << QStringList("debug: Process error 'Failed to Start'");
     QTest::newRow("crash") << "crash" << QStringList({notMounted, notMounted})
@@ -120,13 +124,16 @@ void tst_Mounting::attachFailures_data()
                                                QString::number(SIGSEGV)});
 }
 
-void tst_Mounting::attachFailures()
+/// Mounts while @p program, called by @p lastCall, fails in the row's way. @p log and
+/// @p calls are what there is before that.
+void tst_Mounting::mountFailing(const QString &program, const QStringList &log,
+                                const QStringList &calls, const QString &lastCall)
 {
     QFETCH(QString, play);
     QFETCH(QStringList, line);
     QFETCH(QStringList, ending);
     VirtualKeypad &keypad = m_rig->keypad;
-    QVERIFY(keypad.setStandin(attach, play));
+    QVERIFY(keypad.setStandin(program, play));
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::MountRequest));
     QCOMPARE(m_rig->next(), ack);
@@ -134,8 +141,18 @@ void tst_Mounting::attachFailures()
         QCOMPARE(m_rig->next(slow), frame);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
-    QCOMPARE(end.log, QStringList("debug: Starting ubiattach") + ending);
-    QCOMPARE(Programs::calls(keypad), play == "missing" ? QStringList() : QStringList(attachCall));
+    QCOMPARE(end.log, log + ending);
+    QCOMPARE(Programs::calls(keypad), play == "missing" ? calls : calls + QStringList(lastCall));
+}
+
+void tst_Mounting::attachFailures_data()
+{
+    addFailures({"no-ubi", "twice"}, "debug: process finished with code 255");
+}
+
+void tst_Mounting::attachFailures()
+{
+    mountFailing(attach, {"debug: Starting ubiattach"}, {}, attachCall);
 }
 
 void tst_Mounting::nothingIsMountedAfterAFailedAttach()
@@ -148,40 +165,14 @@ void tst_Mounting::nothingIsMountedAfterAFailedAttach()
 
 void tst_Mounting::mountFailures_data()
 {
-    QTest::addColumn<QString>("play");
-    QTest::addColumn<QStringList>("line");
-    QTest::addColumn<QStringList>("ending");
-    const QStringList one(notMounted);
-    const QStringList code32("debug: process finished with code 32");
-    QTest::newRow("no-volume") << "no-volume" << one << code32;
-    QTest::newRow("already") << "already" << one << code32;
-    QTest::newRow("missing") << "missing" << one
-                             << QStringList("debug: Process error 'Failed to Start'");
-    QTest::newRow("crash") << "crash" << QStringList({notMounted, notMounted})
-                           << QStringList({"debug: Process error 'Crashed'",
-                                           "debug: process finished with code " +
-                                               QString::number(SIGSEGV)});
+    addFailures({"no-volume", "already"}, "debug: process finished with code 32");
 }
 
 void tst_Mounting::mountFailures()
 {
-    QFETCH(QString, play);
-    QFETCH(QStringList, line);
-    QFETCH(QStringList, ending);
-    VirtualKeypad &keypad = m_rig->keypad;
-    QVERIFY(keypad.setStandin(mountProgram, play));
-    m_rig->forget();
-    QVERIFY(m_rig->station.send(wire::MountRequest));
-    QCOMPARE(m_rig->next(), ack);
-    for (const QString &frame : qAsConst(line))
-        QCOMPARE(m_rig->next(slow), frame);
-    const Outcome end = m_rig->settle();
-    QCOMPARE(end.line, QStringList());
-    QCOMPARE(end.log, QStringList({"debug: Starting ubiattach", attachedLine, code0,
-                                   "debug: Starting mount"}) +
-                          ending);
-    QCOMPARE(Programs::calls(keypad),
-             play == "missing" ? QStringList(attachCall) : QStringList({attachCall, mountCall}));
+    mountFailing(mountProgram,
+                 {"debug: Starting ubiattach", attachedLine, code0, "debug: Starting mount"},
+                 {attachCall}, mountCall);
 }
 
 /// The program is content, but there is no file system with an /etc.

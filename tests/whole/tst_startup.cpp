@@ -37,6 +37,13 @@ KeypadOptions lacking(const QStringList &paths)
     return options;
 }
 
+/// A keypad whose tool goes by @p clock.
+KeypadOptions on(ToolClock &clock, KeypadOptions options = KeypadOptions())
+{
+    clock.wind(options);
+    return options;
+}
+
 /// What the tool has set on its line.
 bool lineSettings(VirtualKeypad &keypad, termios *settings)
 {
@@ -89,6 +96,9 @@ private slots:
     void badMarksBuyNoTime();
     void damagedFrameBuysTenMinutes();
     void tenMinutesCountFromTheLastFrame();
+
+private:
+    void expectTimeOut(Rig &rig);
 };
 
 void tst_Startup::initTestCase()
@@ -312,12 +322,9 @@ void tst_Startup::everythingMissing()
 
 void tst_Startup::noLine()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
-    KeypadOptions options = lacking({"/dev/ttySP0"});
+    SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
-    clock.wind(options);
-    Rig rig(options);
+    Rig rig(on(clock, lacking({"/dev/ttySP0"})));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
     QVERIFY(rig.waitForLog("debug: Failed to open /dev/ttySP0"));
     QVERIFY(rig.waitForLog("debug: Failed to open /dev/ttySP0: No such file or directory"));
@@ -326,10 +333,7 @@ void tst_Startup::noLine()
 
     // Nobody can ask it to end, so it ends by itself.
     QVERIFY(clock.set(16));
-    rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
-    QVERIFY(rig.waitForLog(timedOut));
+    expectTimeOut(rig);
 }
 
 void tst_Startup::noBuzzer()
@@ -354,10 +358,19 @@ void tst_Startup::noBuzzer()
 
 // The time-outs
 
+/// Wakes the tool, which then finds its time to be up.
+void tst_Startup::expectTimeOut(Rig &rig)
+{
+    rig.keypad.pressHome();
+    QVERIFY(rig.keypad.waitForExit(30000));
+    QCOMPARE(rig.keypad.exitStatus().signal, 0);
+    QCOMPARE(rig.keypad.exitStatus().code, 0);
+    QVERIFY(rig.waitForLog(timedOut));
+}
+
 void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
+    SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options;
     options.faketime = "x60";
     Rig rig(options);
@@ -393,12 +406,9 @@ void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
 
 void tst_Startup::fifteenSeconds()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
-    KeypadOptions options;
+    SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
-    clock.wind(options);
-    Rig rig(options);
+    Rig rig(on(clock));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
     QVERIFY(rig.station.waitForReady(30000));
     QVERIFY(clock.set(5));
@@ -406,22 +416,15 @@ void tst_Startup::fifteenSeconds()
 
     QVERIFY(clock.set(16));
     rig.keypad.clearStores();
-    rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
-    QCOMPARE(rig.keypad.exitStatus().signal, 0);
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
-    QVERIFY(rig.waitForLog(timedOut));
+    expectTimeOut(rig);
     QCOMPARE(rig.stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
 }
 
 void tst_Startup::badMarksBuyNoTime()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
-    KeypadOptions options;
+    SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
-    clock.wind(options);
-    Rig rig(options);
+    Rig rig(on(clock));
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
     QVERIFY(rig.station.sendRaw("7E000C6002175A02F57E\r\n"));
     QCOMPARE(rig.next(), QString("0005"));
@@ -429,20 +432,14 @@ void tst_Startup::badMarksBuyNoTime()
     QCOMPARE(rig.next(), QString("0005"));
 
     QVERIFY(clock.set(16));
-    rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
-    QVERIFY(rig.waitForLog(timedOut));
+    expectTimeOut(rig);
 }
 
 void tst_Startup::damagedFrameBuysTenMinutes()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
-    KeypadOptions options;
+    SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
-    clock.wind(options);
-    Rig rig(options);
+    Rig rig(on(clock));
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
     QVERIFY(rig.station.sendRaw("7E000C6002175AFFFF7F\r\n"));
     QCOMPARE(rig.next(), QString("0005"));
@@ -450,20 +447,14 @@ void tst_Startup::damagedFrameBuysTenMinutes()
     QVERIFY(clock.set(500));
     QVERIFY(buzzesWithTheKey(rig.keypad));
     QVERIFY(clock.set(602));
-    rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
-    QVERIFY(rig.waitForLog(timedOut));
+    expectTimeOut(rig);
 }
 
 void tst_Startup::tenMinutesCountFromTheLastFrame()
 {
-    if (!ToolClock::whyNot().isEmpty())
-        QSKIP(qPrintable(ToolClock::whyNot()));
-    KeypadOptions options;
+    SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
-    clock.wind(options);
-    Rig rig(options);
+    Rig rig(on(clock));
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
     QVERIFY(rig.station.sendRaw(echoRequest));
     QCOMPARE(rig.next(), QString("6003 5A"));
@@ -483,10 +474,7 @@ void tst_Startup::tenMinutesCountFromTheLastFrame()
 
     QVERIFY(clock.set(1502));
     rig.keypad.clearStores();
-    rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
-    QVERIFY(rig.waitForLog(timedOut));
+    expectTimeOut(rig);
     QCOMPARE(rig.stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
 }
 
