@@ -154,7 +154,7 @@ int runLineCommand(const QStringList &arguments)
     std::signal(SIGINT, interrupt);
     std::signal(SIGTERM, interrupt);
     Console console(stdout, Console::isTerminal(stdout));
-    OperatorDesk desk(STDIN_FILENO, stdout);
+    OperatorDesk desk(STDIN_FILENO, stdout, &interrupted);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     if (!error.isEmpty())
         complain(name, error, LineError);
