@@ -94,7 +94,11 @@ void TestKeypadCommand::wrongOptions_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("reason");
     QTest::newRow("unknown") << QStringList("--colour")
-                             << QByteArray("bench keypad: Unknown option 'colour'.\n");
+                             << QByteArray("bench keypad: Unknown option 'colour'; see bench "
+                                           "keypad --help\n");
+    QTest::newRow("windows") << QStringList("--help-all")
+                             << QByteArray("bench keypad: Unknown option 'help-all'; see bench "
+                                           "keypad --help\n");
     QTest::newRow("port") << QStringList({"--vnc", "high"})
                           << QByteArray("bench keypad: --vnc takes a port\n");
     QTest::newRow("variable") << QStringList({"--env", "A"})
