@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImageWriter>
 #include <QJsonArray>
 #include <QProcessEnvironment>
 #include <QSocketNotifier>
@@ -803,7 +804,9 @@ bool VirtualKeypad::screenshot(const QString &file)
     const QImage image = screen();
     if (image.isNull())
         return d->failed(QStringLiteral("there is no display to look at"));
-    return image.save(file) || d->failed(QStringLiteral("cannot write ") + file);
+    QImageWriter writer(file);
+    return writer.write(image) ||
+           d->failed(QStringLiteral("cannot write %1: %2").arg(file, writer.errorString()));
 }
 
 QRgb VirtualKeypad::pixel(int x, int y)

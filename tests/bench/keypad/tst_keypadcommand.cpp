@@ -175,6 +175,7 @@ void TestKeypadCommand::endOfInputEndsIt()
     bench.closeWriteChannel();
     QVERIFY(bench.waitForFinished());
     QCOMPARE(bench.exitCode(), 0);
+    QVERIFY(bench.readAllStandardOutput().endsWith("--no-input lets it run on\n"));
 }
 
 void TestKeypadCommand::commandsBeforeTheStart()
