@@ -332,6 +332,12 @@ void TestStationCommand::decodes_data()
                            << "wrong:   checksum is 0361, should be 0360\n";
     QTest::newRow("refused content") << QStringList{"7E000E61431F016403617F"} << int(StationRefused)
                                      << "the keypad answers NA\n";
+    QTest::newRow("fields set apart")
+        << QStringList{"7E 000E 6143 1F 0064 0360 7F"} << int(StationOk)
+        << "note:    read without the blanks between; on the line there are none\n";
+    QTest::newRow("bytes set apart")
+        << QStringList{"12:00", "rx", "7E", "00", "0A", "70", "80", "1C", "02", "90", "7F"}
+        << int(StationOk) << "meaning: voltage\n";
     QTest::newRow("two requests") << QStringList{"7E000A60011402797F7E000A60011402797F"}
                                   << int(StationOk) << "takes them for one message";
     QTest::newRow("no frame") << QStringList{"hello"} << int(StationRefused) << "";
