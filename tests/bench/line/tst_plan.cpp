@@ -78,6 +78,7 @@ private slots:
     void schemaHasOnlyKnownKeywords();
     void readsEveryPlanOfTheBench_data();
     void readsEveryPlanOfTheBench();
+    void pageNamesEveryReply();
     void speaksBeforeItAsks();
     void describesLimits_data();
     void describesLimits();
@@ -565,6 +566,23 @@ void TestPlan::readsEveryPlanOfTheBench()
     QFile opened(file);
     QVERIFY(opened.open(QIODevice::ReadOnly));
     QVERIFY(schemaTakes(opened.readAll()));
+}
+
+/// A person who writes a plan has no other list of them.
+void TestPlan::pageNamesEveryReply()
+{
+    QFile page(QStringLiteral(SOURCE_DIR "/docs/line.md"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(page.readAll()).simplified();
+    int replies = 0;
+    for (int type = 0; type <= 0xFFFF; ++type) {
+        if (wire::senderOf(quint16(type)) != wire::Sender::Keypad)
+            continue;
+        ++replies;
+        const QString name = wire::typeName(quint16(type));
+        QVERIFY2(text.contains(QLatin1Char('`') + name + QLatin1Char('`')), qPrintable(name));
+    }
+    QCOMPARE(replies, 16);
 }
 
 /// The tool quits 15 seconds after its start when no frame has come by then, so nobody
