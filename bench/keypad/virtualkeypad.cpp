@@ -531,8 +531,9 @@ bool VirtualKeypad::start()
     const int number = reply.value(QLatin1String("errno")).toInt();
     if (number == 0)
         return true;
+    const QString program = d->options.wrapper.value(0, d->toolPath());
     return d->failed(QStringLiteral("cannot start %1: %2")
-                         .arg(d->toolPath(), QString::fromLocal8Bit(strerror(number))));
+                         .arg(program, QString::fromLocal8Bit(strerror(number))));
 }
 
 void VirtualKeypad::stop()

@@ -101,6 +101,8 @@ void TestKeypadCommand::wrongOptions_data()
                                            "keypad --help\n");
     QTest::newRow("port") << QStringList({"--vnc", "high"})
                           << QByteArray("bench keypad: --vnc takes a port\n");
+    QTest::newRow("speed") << QStringList({"--faketime", "60"})
+                           << QByteArray("bench keypad: --faketime takes a speed such as x60\n");
     QTest::newRow("variable") << QStringList({"--env", "A"})
                               << QByteArray("bench keypad: --env takes name=value\n");
     QTest::newRow("seconds") << QStringList({"--flash-seconds", "long"})
@@ -193,6 +195,9 @@ void TestKeypadCommand::commandsBeforeTheStart()
                            "/sys/class/leds/trouble\n"),
              text.constData());
     QVERIFY2(text.contains("output   good day\n"), text.constData());
+    start(bench, {"--offscreen", "--wrapper", "nosuch", "--tool", "/bin/true"});
+    QVERIFY(bench.waitForFinished());
+    QVERIFY(bench.readAllStandardError().startsWith("bench keypad: cannot start nosuch: "));
     start(bench, {"--offscreen", "--do", "nonsense", "--tool", "/bin/true"});
     QVERIFY(bench.waitForFinished());
     QCOMPARE(bench.exitCode(), 3);
