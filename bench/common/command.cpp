@@ -6,9 +6,16 @@
 
 bool parseCommand(QCommandLineParser &parser, const QStringList &arguments, int *status)
 {
-    const QCommandLineOption help = parser.addHelpOption();
+    // The parser's own help option brings another one, for programs with windows.
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Show this help."));
+    parser.addOption(help);
     if (!parser.parse(arguments)) {
-        *status = complain(arguments.first(), parser.errorText(), BenchExit::Usage);
+        QString reason = parser.errorText();
+        reason.chop(1); // its full stop
+        *status = complain(arguments.first(),
+                           QStringLiteral("%1; see bench %2 --help").arg(reason, arguments.first()),
+                           BenchExit::Usage);
         return false;
     }
     if (!parser.isSet(help))

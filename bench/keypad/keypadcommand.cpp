@@ -6,6 +6,7 @@
 #include "bench/keypad/virtualkeypad.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 namespace
 {
@@ -123,6 +124,10 @@ int runKeypadCommand(const QStringList &arguments)
     options.without = parser.values(choices.without);
     if (!readDisplay(parser, choices, &options.display))
         return complain(name, QStringLiteral("--vnc takes a port"), BenchExit::Usage);
+    static const QRegularExpression speed(QStringLiteral("^x[0-9]*\\.?[0-9]+$"));
+    if (parser.isSet(choices.faketime) && !speed.match(options.faketime).hasMatch())
+        return complain(name, QStringLiteral("--faketime takes a speed such as x60"),
+                        BenchExit::Usage);
     if (!readEnvironment(parser.values(choices.environment), &options.environment))
         return complain(name, QStringLiteral("--env takes name=value"), BenchExit::Usage);
 

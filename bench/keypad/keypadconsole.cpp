@@ -17,6 +17,34 @@ const ErrorName errorNames[] = {
     {"ENOSPC", ENOSPC}, {"EROFS", EROFS},   {"ENOMEM", ENOMEM}, {"ETIMEDOUT", ETIMEDOUT},
 };
 
+/// What can be played, by program; all of them know the words of anyPlay as well.
+const struct {
+    const char *program;
+    const char *plays;
+} programs[] = {
+    {"kobs-ng", "no-image"},
+    {"ubiformat", "no-image attached image-too-large no-device image-truncated"},
+    {"ubiattach", "twice no-ubi"},
+    {"mount", "already no-volume"},
+};
+const char anyPlay[] = "auto good crash hang endless missing";
+
+const int screenWidth = 800;
+const int screenHeight = 480;
+
+/// What a program can play; none for a program that the board does not have.
+QStringList playsOf(const QString &program)
+{
+    for (const auto &row : programs) {
+        if (program == QLatin1String(row.program))
+            return QString(QLatin1String(anyPlay) + QLatin1Char(' ') + QLatin1String(row.plays))
+                .split(QLatin1Char(' '));
+    }
+    return QStringList();
+}
+
+const char noProgram[] = "a program is kobs-ng, ubiformat, ubiattach or mount";
+
 const char voltageFile[] = "/sys/class/power_supply/corlink/voltage_now";
 const char revisionFile[] = "/sys/board_revision/marlow_revision";
 
@@ -65,7 +93,7 @@ const KeypadConsole::Row KeypadConsole::rows[] = {
      &KeypadConsole::remove},
     {"play", "PROGRAM WORD",
      "what kobs-ng, ubiformat, ubiattach or mount does next: auto, good, crash, hang, endless,\n"
-     "missing, or the name of a captured failure (no-image, attached, ...)",
+     "missing, or the name of a captured failure (\"play mount ?\" lists them)",
      2, 2, &KeypadConsole::play},
     {"seconds", "PROGRAM S", "how long a run of it takes", 2, 2, &KeypadConsole::seconds},
     {"unplug", "", "hang up the serial line", 0, 0, &KeypadConsole::unplug},
@@ -79,8 +107,9 @@ QString KeypadConsole::help()
     for (const Row &row : rows) {
         const QString explanation =
             QString::fromLatin1(row.help).replace(QLatin1Char('\n'), QLatin1String("\n      "));
-        text += QStringLiteral("  %1 %2\n      %3\n")
-                    .arg(QLatin1String(row.name), QLatin1String(row.arguments), explanation);
+        const QString usage =
+            QStringLiteral("%1 %2").arg(QLatin1String(row.name), QLatin1String(row.arguments));
+        text += QStringLiteral("  %1\n      %2\n").arg(usage.trimmed(), explanation);
     }
     return text;
 }
@@ -133,8 +162,12 @@ KeypadConsole::Outcome KeypadConsole::card(const QStringList &arguments)
         {"no-folder", VirtualKeypad::NoFolder},
     };
     for (const auto &kind : kinds) {
-        if (word == QLatin1String(kind.name))
-            return result(m_keypad.setCard(kind.kind));
+        if (word != QLatin1String(kind.name))
+            continue;
+        // A test file from before would make room for the next one.
+        if (kind.kind == VirtualKeypad::Full && !m_keypad.setCard(VirtualKeypad::NoFolder))
+            return result(false);
+        return result(m_keypad.setCard(kind.kind));
     }
     switch (choice(word, "in", "out")) {
     case 1:
@@ -175,6 +208,8 @@ KeypadConsole::Outcome KeypadConsole::touch(const QStringList &arguments)
     const int msecs = arguments.size() > 2 ? arguments.at(2).toInt(&numbers[2]) : 100;
     if (!numbers[0] || !numbers[1] || !numbers[2] || msecs < 0)
         return result(false, QStringLiteral("usage: touch X Y [MS]"));
+    if (x < 0 || x >= screenWidth || y < 0 || y >= screenHeight)
+        return result(false, QStringLiteral("the screen ends at 799 479"));
     return result(m_keypad.touch(x, y, msecs));
 }
 
@@ -185,6 +220,8 @@ KeypadConsole::Outcome KeypadConsole::screenshot(const QStringList &arguments)
 
 KeypadConsole::Outcome KeypadConsole::stores(const QStringList &arguments)
 {
+    if (!arguments.isEmpty() && !arguments.first().startsWith(QLatin1String("/sys/")))
+        return result(false, QStringLiteral("stores go to whole paths, beginning with /sys/"));
     const QList<SysfsModel::Store> stores =
         arguments.isEmpty() ? m_keypad.stores() : m_keypad.stores(arguments.first());
     Outcome outcome;
@@ -223,12 +260,20 @@ KeypadConsole::Outcome KeypadConsole::fault(const QStringList &arguments)
         int(QStringList{QStringLiteral("open"), QStringLiteral("read"), QStringLiteral("store")}
                 .indexOf(arguments.at(1)));
     int number = arguments.at(2).toInt();
+    QStringList names;
     for (const ErrorName &error : errorNames) {
+        names.append(QLatin1String(error.name));
         if (arguments.at(2) == QLatin1String(error.name))
             number = error.number;
     }
-    if (operation < 0 || number <= 0)
+    if (operation < 0)
         return result(false, QStringLiteral("usage: fault PATH open|read|store ERROR"));
+    if (number <= 0)
+        return result(false, QStringLiteral("an error is a number or ") +
+                                 names.join(QStringLiteral(", ")));
+    // An attribute that is not there yet may come, as a GPIO's when it is exported.
+    if (!path.startsWith(QLatin1String("/sys/")))
+        return result(false, QStringLiteral("only attributes of /sys can fail"));
     m_keypad.fail(path, SysfsModel::Operation(operation), number);
     return Outcome();
 }
@@ -243,6 +288,13 @@ KeypadConsole::Outcome KeypadConsole::remove(const QStringList &arguments)
 
 KeypadConsole::Outcome KeypadConsole::play(const QStringList &arguments)
 {
+    const QStringList plays = playsOf(arguments.at(0));
+    if (plays.isEmpty())
+        return result(false, QLatin1String(noProgram));
+    if (!plays.contains(arguments.at(1)))
+        return result(
+            false,
+            QStringLiteral("%1 plays %2").arg(arguments.at(0), plays.join(QStringLiteral(", "))));
     return result(m_keypad.setStandin(arguments.at(0), arguments.at(1)));
 }
 
@@ -252,6 +304,8 @@ KeypadConsole::Outcome KeypadConsole::seconds(const QStringList &arguments)
     const double seconds = arguments.at(1).toDouble(&number);
     if (!number || seconds < 0)
         return result(false, QStringLiteral("usage: seconds PROGRAM S"));
+    if (playsOf(arguments.at(0)).isEmpty())
+        return result(false, QLatin1String(noProgram));
     return result(m_keypad.setStandinSeconds(arguments.at(0), seconds));
 }
 

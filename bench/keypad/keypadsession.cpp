@@ -78,6 +78,7 @@ void KeypadSession::readInput()
     const ssize_t count = read(STDIN_FILENO, chunk, sizeof chunk);
     if (count <= 0) {
         m_notifier->setEnabled(false);
+        say(QStringLiteral("end of the commands, end of the keypad; --no-input lets it run on"));
         QCoreApplication::exit(BenchExit::Good);
         return;
     }

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QImageWriter>
 #include <QJsonArray>
 #include <QProcessEnvironment>
 #include <QSocketNotifier>
@@ -530,8 +531,9 @@ bool VirtualKeypad::start()
     const int number = reply.value(QLatin1String("errno")).toInt();
     if (number == 0)
         return true;
+    const QString program = d->options.wrapper.value(0, d->toolPath());
     return d->failed(QStringLiteral("cannot start %1: %2")
-                         .arg(d->toolPath(), QString::fromLocal8Bit(strerror(number))));
+                         .arg(program, QString::fromLocal8Bit(strerror(number))));
 }
 
 void VirtualKeypad::stop()
@@ -803,7 +805,9 @@ bool VirtualKeypad::screenshot(const QString &file)
     const QImage image = screen();
     if (image.isNull())
         return d->failed(QStringLiteral("there is no display to look at"));
-    return image.save(file) || d->failed(QStringLiteral("cannot write ") + file);
+    QImageWriter writer(file);
+    return writer.write(image) ||
+           d->failed(QStringLiteral("cannot write %1: %2").arg(file, writer.errorString()));
 }
 
 QRgb VirtualKeypad::pixel(int x, int y)

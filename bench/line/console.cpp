@@ -161,11 +161,19 @@ void Console::stepEnded(const StepRecord &step)
         detail("reason", step.reason);
 }
 
+void Console::reportIn(const QString &files)
+{
+    if (files.isEmpty())
+        line(QStringLiteral("Report:  none, it could not be written"));
+    else
+        line(QStringLiteral("Report:  %1/report.html").arg(files));
+}
+
 void Console::end(const UnitRecord &unit, const QString &files)
 {
     if (unit.steps.isEmpty()) {
         line(QStringLiteral("%1 before the first step: %2").arg(shown(unit.outcome), unit.reason));
-        line(QStringLiteral("Report:  %1/report.html").arg(files));
+        reportIn(files);
         return;
     }
     QStringList counts;
@@ -185,7 +193,7 @@ void Console::end(const UnitRecord &unit, const QString &files)
                      .arg(step.number)
                      .arg(step.name, outcomeName(step.outcome)));
     }
-    line(QStringLiteral("Report:  %1/report.html").arg(files));
+    reportIn(files);
 }
 
 void Console::summary(const QList<UnitRecord> &units, const QString &files)
@@ -212,5 +220,5 @@ void Console::summary(const QList<UnitRecord> &units, const QString &files)
              .arg(units.size())
              .arg(shownSeconds(total / static_cast<double>(units.size())), shownSeconds(longest),
                   shownSeconds(total)));
-    line(QStringLiteral("Report:  %1/report.html").arg(files));
+    reportIn(files);
 }

@@ -22,7 +22,7 @@ public:
     void stepStarted(const Plan::Step &step, int number) override;
     void progressed(const QString &text) override;
     void stepEnded(const StepRecord &step) override;
-    /// @param files  folder with the unit's record
+    /// @param files  folder with the unit's record; empty when it could not be written
     void end(const UnitRecord &unit, const QString &files);
     /// Of several units: yield and times.
     void summary(const QList<UnitRecord> &units, const QString &files);
@@ -32,6 +32,7 @@ public:
 private:
     void line(const QString &text);
     void detail(const char *title, const QString &text);
+    void reportIn(const QString &files);
     void eraseProgress();
 
     FILE *m_out;

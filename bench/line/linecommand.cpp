@@ -4,6 +4,7 @@
 #include "bench/line/fault.h"
 #include "bench/line/linerun.h"
 #include "bench/line/operatordesk.h"
+#include "bench/station/station.h"
 
 #include <QSysInfo>
 
@@ -102,6 +103,8 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     LineOptions options;
     options.port = parser.value(choices.port);
     options.baudRate = static_cast<int>(number(parser, choices.baud, 1200, error));
+    if (error->isEmpty() && !Station::isBaudRate(options.baudRate))
+        *error = QStringLiteral("--baud: %1 is no standard baud rate").arg(options.baudRate);
     options.units = static_cast<int>(number(parser, choices.units, 1, error));
     options.serialNumber = parser.value(choices.serial);
     options.station = parser.value(choices.station);
@@ -154,7 +157,7 @@ int runLineCommand(const QStringList &arguments)
     std::signal(SIGINT, interrupt);
     std::signal(SIGTERM, interrupt);
     Console console(stdout, Console::isTerminal(stdout));
-    OperatorDesk desk(STDIN_FILENO, stdout);
+    OperatorDesk desk(STDIN_FILENO, stdout, &interrupted);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     if (!error.isEmpty())
         complain(name, error, LineError);

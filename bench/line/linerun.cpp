@@ -133,6 +133,8 @@ bool LineRun::runUnit(int number, QString *error)
     }
     m_records.append(record);
     const bool written = m_folder.write(record, station.transcript(), unit->log(), error);
-    m_console->end(record, dir);
-    return written;
+    if (written)
+        *error = station.transcript().logError();
+    m_console->end(record, written ? dir : QString());
+    return error->isEmpty();
 }

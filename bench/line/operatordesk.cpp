@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace
@@ -24,6 +25,7 @@ void OperatorDesk::tell(const QString &text)
 
 OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
 {
+    forgetTypedAhead();
     std::fprintf(m_prompts, "\n  >> %s  Then press Enter: ", qPrintable(text));
     std::fflush(m_prompts);
     QByteArray line;
@@ -33,6 +35,7 @@ OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
 OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
 {
     const QDeadlineTimer deadline(limitMs);
+    forgetTypedAhead();
     for (;;) {
         std::fprintf(m_prompts, "\n  >> %s [Y/n] ", qPrintable(text));
         std::fflush(m_prompts);
@@ -48,7 +51,28 @@ OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
     }
 }
 
+/// A key that was hit twice must not answer a question that nobody has read. A
+/// program that answers through a pipe means what it says.
+void OperatorDesk::forgetTypedAhead()
+{
+    if (isatty(m_answers) == 0)
+        return;
+    tcflush(m_answers, TCIFLUSH);
+    m_pending.clear();
+}
+
 OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
+{
+    const Reply reply = awaitLine(limitMs, line);
+    if (reply != Yes) { // nobody has ended the prompt's line
+        std::fputc('\n', m_prompts);
+        std::fflush(m_prompts);
+    }
+    return reply;
+}
+
+/// @return Yes for any line
+OperatorDesk::Reply OperatorDesk::awaitLine(int limitMs, QByteArray *line)
 {
     const QDeadlineTimer deadline(limitMs);
     for (;;) {
@@ -58,6 +82,8 @@ OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
             m_pending.remove(0, end + 1);
             return Yes;
         }
+        if (m_interrupted != nullptr && *m_interrupted != 0)
+            return Interrupted;
         if (deadline.hasExpired())
             return TooLate;
         pollfd keyboard = {m_answers, POLLIN, 0};

@@ -10,11 +10,16 @@
 class OperatorDesk
 {
 public:
-    enum Reply { Yes, No, TooLate, Nobody };
+    enum Reply { Yes, No, TooLate, Nobody, Interrupted };
 
-    /// @param answers  descriptor that lines are read from
+    /// @param answers  descriptor that lines are read from; of a terminal only what is
+    ///                 typed after a question answers it
     /// @param prompts  where questions are printed
-    OperatorDesk(int answers, FILE *prompts) : m_answers(answers), m_prompts(prompts) {}
+    /// @param interrupted  not 0 once no answer is to be waited for; may be absent
+    OperatorDesk(int answers, FILE *prompts, const volatile int *interrupted = nullptr)
+        : m_answers(answers), m_prompts(prompts), m_interrupted(interrupted)
+    {
+    }
 
     /// Tells without waiting for an answer.
     void tell(const QString &text);
@@ -24,10 +29,13 @@ public:
     Reply question(const QString &text, int limitMs);
 
 private:
+    void forgetTypedAhead();
     Reply readLine(int limitMs, QByteArray *line);
+    Reply awaitLine(int limitMs, QByteArray *line);
 
     int m_answers;
     FILE *m_prompts;
+    const volatile int *m_interrupted;
     QByteArray m_pending;
 };
 

@@ -60,6 +60,18 @@ const QHash<QString, quint16> &typesByName()
     return types;
 }
 
+/// What a keypad sends, in the order of the types.
+QStringList replyNames()
+{
+    QStringList names;
+    for (int type = 0; type <= 0xFFFF; ++type) {
+        const quint16 candidate = static_cast<quint16>(type);
+        if (wire::senderOf(candidate) == wire::Sender::Keypad)
+            names.append(wire::typeName(candidate));
+    }
+    return names;
+}
+
 QString number(double value)
 {
     return QString::number(value, 'g', 10);
@@ -107,12 +119,18 @@ Plan::Limit limit(PlanReader &reader, const QString &field, const QJsonValue &va
         limit.text = value.toString();
         return limit;
     }
+    if (!value.isObject()) {
+        reader.refuse(QStringLiteral("field \"%1\" must be a number, a text, or an object with "
+                                     "\"min\" or \"max\"")
+                          .arg(field));
+        return limit;
+    }
     PlanReader inner = reader.element(value, QStringLiteral("field \"%1\"").arg(field));
     limit.min = inner.number(QStringLiteral("min"));
     limit.max = inner.number(QStringLiteral("max"));
     limit.unit = inner.text(QStringLiteral("unit"));
-    if (value.isObject() && !limit.min && !limit.max)
-        inner.refuse(QStringLiteral("\"min\" or \"max\" is missing"));
+    if (!limit.min && !limit.max)
+        inner.miss(QStringLiteral("\"min\" or \"max\""));
     if (limit.min && limit.max && *limit.min > *limit.max)
         inner.refuse(QStringLiteral("\"min\" is above \"max\""));
     inner.finish();
@@ -143,9 +161,9 @@ quint16 replyType(PlanReader &reader, const QString &name)
 {
     const std::optional<quint16> type = messageType(name);
     if (!type) {
-        reader.refuse(QStringLiteral("\"%1\" is neither a reply of the keypad nor four "
-                                     "hexadecimal digits")
-                          .arg(name));
+        reader.refuse(QStringLiteral("\"%1\" is neither four hexadecimal digits nor a reply of the "
+                                     "keypad: %2")
+                          .arg(name, replyNames().join(QStringLiteral(", "))));
         return 0;
     }
     if (wire::senderOf(*type) == wire::Sender::Station)
@@ -184,7 +202,7 @@ QList<Plan::Store> stores(PlanReader &reader)
         Plan::Store store;
         store.path = path(inner, QStringLiteral("path"));
         if (!inner.has(QStringLiteral("text")))
-            inner.refuse(QStringLiteral("\"text\" is missing"));
+            inner.miss(QStringLiteral("\"text\""));
         store.text = inner.anyText(QStringLiteral("text")).value_or(QString());
         inner.finish();
         stores.append(store);
@@ -300,6 +318,17 @@ std::optional<Plan::Operation> operation(PlanReader &reader)
     return operation;
 }
 
+/// What to do about a request that nobody knows.
+QString requestHint(const QString &text)
+{
+    static const QRegularExpression numbered(QStringLiteral("^[0-9A-Fa-f]{4} "));
+    if (numbered.match(text).hasMatch())
+        return QStringLiteral("; what a request by number carries stands in \"data\"");
+    const QString name = text.section(QLatin1Char(' '), 0, 0, QString::SectionSkipEmpty);
+    return wire::isRequestName(name) ? QString()
+                                     : QStringLiteral("; \"bench station --help\" lists them all");
+}
+
 /// A request by name ("backlight 100") or by number, with its data apart.
 wire::Frame request(PlanReader &reader)
 {
@@ -318,7 +347,7 @@ wire::Frame request(PlanReader &reader)
     const std::optional<wire::Frame> named =
         wire::parseRequest(text.split(QLatin1Char(' '), Qt::SkipEmptyParts), &why);
     if (!named)
-        reader.refuse(QStringLiteral("\"request\": %1").arg(why));
+        reader.refuse(QStringLiteral("\"request\": %1%2").arg(why, requestHint(text)));
     return named.value_or(frame);
 }
 
@@ -398,8 +427,8 @@ Plan::Step readStep(PlanReader &reader, int defaultLimitMs)
         reader.refuse(QStringLiteral("a \"poll\" needs an \"expect\" that ends it"));
     if (step.expected.isEmpty() && step.checks.isEmpty() && step.look.isEmpty() &&
         step.quietMs == 0)
-        reader.refuse(QStringLiteral("it tests nothing: \"expect\", \"check\", \"look\" or "
-                                     "\"quiet_ms\" is missing"));
+        reader.miss(QStringLiteral("it tests nothing: \"expect\", \"check\", \"look\" or "
+                                   "\"quiet_ms\""));
     reader.finish();
     return step;
 }
@@ -428,6 +457,27 @@ void readSteps(PlanReader &reader, int limitMs, Plan *plan)
 }
 
 /// @}
+
+/// What is wrong with the JSON just there; Qt's own words for it say what its
+/// parser was about, and not what to mend.
+QString jsonComplaint(const QJsonParseError &error)
+{
+    switch (error.error) {
+    case QJsonParseError::UnterminatedObject:
+        return QStringLiteral("a comma or \"}\" is missing, or a key in double quotes");
+    case QJsonParseError::UnterminatedArray:
+    case QJsonParseError::MissingValueSeparator:
+        return QStringLiteral("a comma or \"]\" is missing");
+    case QJsonParseError::MissingObject:
+        return QStringLiteral("nothing follows a comma");
+    case QJsonParseError::MissingNameSeparator:
+        return QStringLiteral("a colon is missing behind a key");
+    case QJsonParseError::IllegalValue:
+        return QStringLiteral("no JSON: it knows neither comments nor single quotes");
+    default:
+        return error.errorString();
+    }
+}
 
 /// "line 3, column 7" of a byte.
 QString lineAndColumn(const QByteArray &json, int offset)
@@ -577,11 +627,13 @@ std::optional<Plan> Plan::fromJson(const QByteArray &json, const QString &file, 
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (document.isNull()) {
         *error = QStringLiteral("%1: %2: %3")
-                     .arg(file, lineAndColumn(json, parseError.offset), parseError.errorString());
+                     .arg(file, lineAndColumn(json, parseError.offset), jsonComplaint(parseError));
         return std::nullopt;
     }
     QString complaint;
     PlanReader reader(document.object(), QString(), &complaint);
+    if (!document.isObject())
+        reader.refuse(QStringLiteral("a plan is an object: { ... }"));
     Plan plan;
     plan.file = file;
     reader.anyText(QStringLiteral("$schema"));

@@ -30,13 +30,19 @@ void PlanReader::refuse(const QString &reason)
     *m_error = all.simplified(); // a name in the plan may hold line ends
 }
 
+void PlanReader::miss(const QString &what)
+{
+    m_misses = m_misses || !failed();
+    refuse(what + QLatin1String(" is missing"));
+}
+
 bool PlanReader::take(const QString &key, Presence presence)
 {
     m_known.insert(key);
     if (m_object.contains(key))
         return true;
     if (presence == Required)
-        refuse(QStringLiteral("%1 is missing").arg(quoted(key)));
+        miss(quoted(key));
     return false;
 }
 
@@ -153,7 +159,13 @@ void PlanReader::finish()
 {
     const QStringList keys = m_object.keys();
     for (const QString &key : keys) {
-        if (!m_known.contains(key))
-            refuse(QStringLiteral("%1 is not known here").arg(quoted(key)));
+        if (m_known.contains(key))
+            continue;
+        const QString unknown = QStringLiteral("%1 is not known here").arg(quoted(key));
+        // What is missing is there most likely, with its key misspelt.
+        if (m_misses)
+            *m_error += QLatin1String("; ") + unknown.simplified();
+        else
+            refuse(unknown);
     }
 }

@@ -24,6 +24,8 @@ public:
     bool has(const QString &key) const { return m_object.contains(key); }
     bool failed() const { return !m_error->isEmpty(); }
     void refuse(const QString &reason);
+    /// Refuses because @p what is missing; finish() then names all unknown keys as well.
+    void miss(const QString &what);
 
     /// Not empty where it is there at all.
     QString text(const QString &key, Presence presence = Optional);
@@ -53,6 +55,7 @@ private:
     QString m_place;
     QString *m_error;
     QSet<QString> m_known;
+    bool m_misses = false; ///< the complaint is that something is missing here
 };
 
 #endif

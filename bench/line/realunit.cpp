@@ -15,6 +15,9 @@ Unit::Done done(OperatorDesk::Reply reply, int limitMs, QString *error)
     case OperatorDesk::TooLate:
         *error = QStringLiteral("the operator did not answer in %1 s").arg(limitMs / 1000.0);
         return Unit::TooLate;
+    case OperatorDesk::Interrupted:
+        *error = QStringLiteral("interrupted");
+        return Unit::Impossible;
     case OperatorDesk::Nobody:
         break;
     }

@@ -8,16 +8,25 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
+#include <cerrno>
+#include <cstring>
+
 namespace
 {
 
 bool save(const QString &path, const QByteArray &bytes, QString *error)
 {
-    // As a whole: who watches the folder never reads half a record.
+    // As a whole: who watches the folder never reads half a record. Of what is still in
+    // its buffer commit() does not say that a full disk did not take it.
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+    errno = 0;
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
+        file.commit())
         return true;
-    *error = QStringLiteral("%1: %2").arg(path, file.errorString());
+    // Of a disk that takes only a part Qt does not know what was wrong with it.
+    const int number = errno;
+    *error = QStringLiteral("%1: %2").arg(
+        path, number != 0 ? QString::fromLocal8Bit(strerror(number)) : file.errorString());
     return false;
 }
 
@@ -32,7 +41,8 @@ bool RecordFolder::create(const QString &dir, int units, QString *error)
         name = QStringLiteral("%1-%2").arg(time).arg(other);
     m_path = dir + QLatin1Char('/') + name;
     if (!QDir().mkpath(m_path)) {
-        *error = QStringLiteral("%1 cannot be made").arg(m_path);
+        *error = QStringLiteral("%1 cannot be made: %2")
+                     .arg(m_path, QString::fromLocal8Bit(strerror(errno)));
         return false;
     }
     const QString latest = dir + QStringLiteral("/latest");

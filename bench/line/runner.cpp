@@ -40,6 +40,7 @@ struct Runner::Attempt {
     QDeadlineTimer deadline;
     qint64 limitMs = 0;
     bool heard = false; ///< anything came
+    bool alone = false; ///< nobody was there to act
     int answers = 0;    ///< to a poll
     int risen = 0;      ///< the rising field's last value
     QByteArray last;    ///< data of the last answer
@@ -163,6 +164,7 @@ StepRecord Runner::runStep(const Plan::Step &step, int number)
     QElapsedTimer clock;
     clock.start();
     bool heard = false;
+    bool alone = false;
     for (int tries = 1; tries <= step.tries; ++tries) {
         record = untried;
         record.tries = tries;
@@ -170,6 +172,7 @@ StepRecord Runner::runStep(const Plan::Step &step, int number)
         attempt.record = &record;
         this->attempt(step, &attempt);
         heard = attempt.heard;
+        alone = attempt.alone;
         if (record.outcome == Outcome::Pass)
             break;
         settle(&attempt);
@@ -182,7 +185,9 @@ StepRecord Runner::runStep(const Plan::Step &step, int number)
     if (record.outcome == Outcome::Error)
         m_over = record.reason;
     else if (record.outcome == Outcome::TimeOut && !heard)
-        m_over = QStringLiteral("the unit gave no sign in step %1").arg(number);
+        m_over = QStringLiteral("the %1 gave no sign in step %2")
+                     .arg(QLatin1String(alone ? "operator" : "unit"))
+                     .arg(number);
     else if (record.outcome != Outcome::Pass && step.required)
         m_over = QStringLiteral("step %1 is required").arg(number);
     m_watcher->stepEnded(record);
@@ -218,6 +223,8 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
 {
     if (!step.operation)
         return true;
+    if (m_station->isHungUp()) // a person need not act for nothing
+        return attempt->fail(Outcome::Error, QStringLiteral("the line hung up"));
     QString error;
     const bool sends = step.request || !step.raw.isEmpty();
     const bool confirm = sends || step.expected.isEmpty();
@@ -226,6 +233,7 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
     attempt->record->notes.append(step.operation->ask);
     if (done == Unit::Performed)
         return true;
+    attempt->alone = true;
     return attempt->fail(done == Unit::TooLate ? Outcome::TimeOut : Outcome::Error, error);
 }
 
@@ -238,7 +246,9 @@ bool Runner::send(const Plan::Step &step, Attempt *attempt)
 
 bool Runner::sent(bool good, Attempt *attempt)
 {
-    return good || attempt->fail(Outcome::Error, m_station->errorString());
+    return good ||
+           attempt->fail(Outcome::Error, m_station->isHungUp() ? QStringLiteral("the line hung up")
+                                                               : m_station->errorString());
 }
 
 /// Why what was expected did not come.

@@ -18,7 +18,7 @@ public:
         Performed, ///< or answered with yes
         Refused,   ///< answered with no
         TooLate,   ///< the operator did not act in time
-        Impossible ///< it cannot be done: no display, nobody at the keyboard
+        Impossible ///< it cannot be done: no display, nobody at the keyboard, an interrupt
     };
 
     enum Finding {

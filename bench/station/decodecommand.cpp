@@ -32,6 +32,8 @@ int explainLine(const QByteArray &line, bool *wrong)
     int requests = 0;
     for (const wire::Report &report : reports) {
         std::fputs(qPrintable(wire::explain(report)), stdout);
+        if (!line.contains(report.raw))
+            std::puts("note:    read without the blanks between; on the line there are none");
         std::fputc('\n', stdout);
         *wrong = *wrong || !report.ok() || !wire::meaningOf(report.frame).complaint.isEmpty();
         requests += report.sender == wire::Sender::Station ? 1 : 0;

@@ -15,6 +15,7 @@ namespace
 
 const int MarkSize = 2;
 const int SmallestFrame = 18;
+const int LengthBias = 8; ///< characters of a frame that its length leaves out
 
 bool isMark(const QByteArray &line, int at, char letter)
 {
@@ -152,6 +153,25 @@ QString fieldsOf(const QVariantMap &fields)
     return text;
 }
 
+/// A frame that lost its end tells by its length field how long it was.
+QString cutOffLine(const Report &report)
+{
+    bool isNumber = false;
+    const int announced = report.raw.mid(MarkSize, 4).toInt(&isNumber, 16) + LengthBias;
+    if (!isNumber || !report.fails(Problem::EndMark) || report.fails(Problem::StartMark) ||
+        announced <= report.raw.size())
+        return QString();
+    return QStringLiteral("wrong:   cut off, most likely: its length field tells of %1 characters, "
+                          "here are %2\n")
+        .arg(announced)
+        .arg(report.raw.size());
+}
+
+QByteArray withoutBlanks(QByteArray line)
+{
+    return line.replace(' ', QByteArray()).replace('\t', QByteArray());
+}
+
 QString typeLine(quint16 type)
 {
     return QStringLiteral("type:    %1 (%2)\n").arg(typeNumber(type), typeName(type));
@@ -164,6 +184,10 @@ QList<Report> framesInLogLine(const QByteArray &line)
     const QList<Report> right = rightFrames(line);
     if (!right.isEmpty())
         return right;
+    // Many a page and log sets the fields or bytes of a frame apart.
+    const QList<Report> setApart = rightFrames(withoutBlanks(line));
+    if (!setApart.isEmpty())
+        return setApart;
     const QByteArray likely = likelyFrame(line);
     if (likely.isEmpty())
         return {};
@@ -191,7 +215,10 @@ QString explain(const Report &report)
         return text + QStringLiteral("checks:  all right\n");
     for (const Problem &problem : report.problems)
         text += QStringLiteral("wrong:   %1\n").arg(problem.text());
-    if (isWhole && !report.fails(Problem::TypeField))
+    text += cutOffLine(report);
+    // What the keypad refuses with right sums is not what was meant.
+    const bool hasRightData = meaningOf(report.frame).complaint.isEmpty();
+    if (isWhole && hasRightData && !report.fails(Problem::TypeField))
         text += QStringLiteral("right:   %1\n")
                     .arg(QString::fromLatin1(
                         escaped(buildFrame(report.sender, report.frame.type, report.frame.data))));

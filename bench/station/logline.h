@@ -12,7 +12,8 @@ namespace wire
 
 /// The frames in @p line, from left to right. Where there is a right frame,
 /// only right ones are returned; otherwise the one stretch that looks most
-/// like a frame, with what is wrong with it. Empty when nothing looks like one.
+/// like a frame, with what is wrong with it. A frame whose fields or bytes blanks set
+/// apart is found too. Empty when nothing looks like one.
 ///
 /// Whose frame it is follows from its type; a type that nobody sends is taken
 /// for the sender whose sums are right, or else for the station's.

@@ -51,7 +51,8 @@ void compare(Station *station, const Transcript::Entry &sent, Entries::const_ite
 
 } // namespace
 
-Replay replay(Station *station, const Transcript &recorded, int marginMs)
+Replay replay(Station *station, const Transcript &recorded, int marginMs,
+              const std::function<void(const Transcript::Entry &)> &announce)
 {
     const auto isSent = [](const Transcript::Entry &entry) {
         return entry.kind == Transcript::Sent;
@@ -63,6 +64,8 @@ Replay replay(Station *station, const Transcript &recorded, int marginMs)
     auto sent = std::find_if(entries.begin(), entries.end(), isSent);
     while (sent != entries.end() && !result.lineFailed) {
         const auto next = std::find_if(sent + 1, entries.end(), isSent);
+        if (announce)
+            announce(*sent);
         if (station->sendRaw(sent->bytes)) {
             ++result.sent;
             compare(station, *sent, sent + 1, next, marginMs, &result);

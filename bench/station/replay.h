@@ -6,6 +6,8 @@
 
 #include <QStringList>
 
+#include <functional>
+
 class Station;
 
 struct Replay {
@@ -21,6 +23,8 @@ struct Replay {
 /// many things as were received then, and compares. What was received before
 /// the first request belongs to the start of a unit and is not looked for.
 /// @param marginMs  how much later than recorded a reply may come
-Replay replay(Station *station, const Transcript &recorded, int marginMs);
+/// @param announce  is told each request before it is sent; may be absent
+Replay replay(Station *station, const Transcript &recorded, int marginMs,
+              const std::function<void(const Transcript::Entry &)> &announce = {});
 
 #endif

@@ -222,7 +222,9 @@ std::optional<Frame> parseRequest(const QStringList &words, QString *error)
         *error = QStringLiteral("unknown request \"%1\"").arg(words.value(0));
         return std::nullopt;
     }
-    const QStringList arguments = words.mid(1);
+    QStringList arguments = words.mid(1);
+    if (command->most < Any) // of a text its blanks count
+        arguments.removeAll(QString());
     if (arguments.size() < command->fewest || arguments.size() > command->most) {
         *error = QStringLiteral("usage: %1").arg(usageOf(*command));
         return std::nullopt;

@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -65,6 +66,20 @@ bool setLine(int descriptor, speed_t speed)
     cfsetispeed(&settings, speed);
     cfsetospeed(&settings, speed);
     return tcsetattr(descriptor, TCSANOW, &settings) == 0;
+}
+
+/// Why a line cannot be opened or set, and what to do about it.
+QString openError(const QString &path)
+{
+    const int number = errno;
+    if (number == ENOTTY)
+        return QStringLiteral("%1 is no serial line").arg(path);
+    if (number == EWOULDBLOCK)
+        return QStringLiteral("%1 is in use by another program").arg(path);
+    const QString error = QStringLiteral("%1: %2").arg(path, systemError());
+    if (number == EACCES)
+        return error + QStringLiteral(" (serial ports are for members of the group dialout)");
+    return error;
 }
 
 bool isHexDigit(char c)
@@ -200,6 +215,12 @@ Station::~Station()
     close();
 }
 
+bool Station::isBaudRate(int rate)
+{
+    return std::any_of(std::begin(Speeds), std::end(Speeds),
+                       [rate](const auto &each) { return each.rate == rate; });
+}
+
 bool Station::open(const QString &path, int baudRate)
 {
     close();
@@ -210,9 +231,10 @@ bool Station::open(const QString &path, int baudRate)
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
-        return fail(QStringLiteral("%1: %2").arg(path, systemError()));
-    if (!setLine(descriptor, row->speed)) {
-        fail(QStringLiteral("%1: %2").arg(path, systemError()));
+        return fail(openError(path));
+    // Two readers of a line would take the answers from each other.
+    if (::flock(descriptor, LOCK_EX | LOCK_NB) < 0 || !setLine(descriptor, row->speed)) {
+        fail(openError(path));
         ::close(descriptor);
         return false;
     }

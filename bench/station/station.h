@@ -87,8 +87,10 @@ public:
     explicit Station(QObject *parent = nullptr);
     ~Station() override;
 
+    static bool isBaudRate(int rate);
+
     /// Opens a terminal raw, 8 data bits, no parity, 1 stop bit, never as
-    /// controlling terminal.
+    /// controlling terminal, and locks it against other stations.
     /// @param baudRate  a standard rate; without effect on a pty
     /// @return false with errorString() when it cannot be opened or set
     bool open(const QString &path, int baudRate = 115200);

@@ -7,6 +7,7 @@
 
 #include <QCommandLineParser>
 #include <QDateTime>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstdio>
@@ -51,8 +52,8 @@ Other commands:
   help                  show this help
 
 Exit status: 0 all was answered, 1 refused (NAK, NA) or a replay differs,
-2 wrong usage, 3 the line failed or a damaged frame came, 4 time-out. Of
-several commands the first that fails decides.
+2 wrong usage, or the transcript cannot be written, 3 the line failed or a
+damaged frame came, 4 time-out. Of several commands the first that fails decides.
 )";
 
 const int ReadyLimitMs = 15000;
@@ -84,6 +85,20 @@ int milliseconds(const QString &text)
     const double seconds = text.toDouble(&isNumber);
     const double most = 24 * 3600;
     return isNumber && seconds >= 0 && seconds <= most ? qRound(seconds * 1000) : -1;
+}
+
+/// What to do about a request that was not understood.
+QString hintFor(const QStringList &words)
+{
+    static const QRegularExpression number(QStringLiteral("^[0-9A-Fa-f]{4}$"));
+    if (number.match(words.first()).hasMatch())
+        return QStringLiteral("; by number it is \"send %1\"").arg(words.first());
+    if (!wire::isRequestName(words.first()))
+        return QStringLiteral("; \"help\" lists them all");
+    const bool hasOption = std::any_of(words.begin() + 1, words.end(), [](const QString &word) {
+        return word.startsWith(QLatin1Char('-'));
+    });
+    return hasOption ? QStringLiteral("; options stand before the command") : QString();
 }
 
 /// One session on an open line.
@@ -183,7 +198,8 @@ int Session::runRequest(const QStringList &words)
     QString error;
     const std::optional<wire::Frame> frame = wire::parseRequest(words, &error);
     if (!frame)
-        return usage(error);
+        return usage(error + hintFor(words));
+    m_station->clear(); // what came before the request is printed before it
     print('>', wire::meaningOf(*frame).text,
           wire::buildFrame(wire::Sender::Station, frame->type, frame->data));
     const Station::Answer answer =
@@ -201,6 +217,7 @@ int Session::runRaw(const QStringList &words)
     const auto bytes = unescaped(words.mid(1).join(QLatin1Char(' ')).toUtf8());
     if (!bytes || bytes->isEmpty())
         return usage(QStringLiteral("usage: raw TEXT"));
+    m_station->clear();
     print('>', QStringLiteral("raw"), *bytes);
     return m_station->sendRaw(*bytes) ? StationOk : failed(StationLineFault);
 }
@@ -210,7 +227,12 @@ int Session::runReady(const QStringList &words)
     const int limit = limitAt(words, 1, ReadyLimitMs);
     if (limit < 0 || words.size() > 2)
         return usage(QStringLiteral("usage: ready [SECONDS]"));
-    return m_station->waitForReady(limit) ? StationOk : failed(StationTimeOut);
+    if (m_station->waitForReady(limit))
+        return StationOk;
+    const int status = failed(StationTimeOut);
+    if (status == StationTimeOut)
+        complain(QStringLiteral("a keypad says ready once, when its tool starts"));
+    return status;
 }
 
 int Session::runWait(const QStringList &words)
@@ -243,7 +265,10 @@ int Session::runReplay(const QStringList &words)
     const std::optional<Transcript> recorded = Transcript::load(words.at(1), &error);
     if (!recorded)
         return usage(error);
-    const Replay result = replay(m_station, *recorded, m_options.limitMs);
+    const auto announce = [this](const Transcript::Entry &sent) {
+        print('>', sent.text, sent.bytes);
+    };
+    const Replay result = replay(m_station, *recorded, m_options.limitMs, announce);
     for (const QString &difference : result.differences)
         std::printf("%s\n", qPrintable(difference));
     std::printf("%d requests, %d replies compared, %d differences\n", result.sent, result.compared,
@@ -331,6 +356,8 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
     for (int part = 0; part < 2; ++part) {
         if (!parser.parse(QStringList{QStringLiteral("station")} + words)) {
             *error = parser.errorText();
+            error->chop(1); // its full stop
+            *error += QStringLiteral("; see bench station --help");
             return {};
         }
         words = parser.positionalArguments();
@@ -342,6 +369,8 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
             *error = QStringLiteral("a limit is a number of seconds");
         if (parser.isSet(baud))
             options->baudRate = parser.value(baud).toInt();
+        if (!Station::isBaudRate(options->baudRate))
+            *error = QStringLiteral("%1 is no standard baud rate").arg(parser.value(baud));
         if (parser.isSet(transcript))
             options->transcript = parser.value(transcript);
         options->ready = options->ready || parser.isSet(ready);
@@ -349,7 +378,7 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
         if (part == 0)
             *pty = words.isEmpty() ? QString() : words.takeFirst();
     }
-    if (pty->isEmpty())
+    if (pty->isEmpty() || wire::isRequestName(*pty))
         *error = QStringLiteral("no PTY given; see bench station --help");
     return words;
 }
@@ -391,5 +420,10 @@ int stationCommand(const QStringList &arguments)
         if (status != StationOk)
             return status;
     }
-    return words.isEmpty() ? session.runInput() : session.run(words);
+    const int status = words.isEmpty() ? session.runInput() : session.run(words);
+    const QString lost = station.transcript().logError();
+    if (lost.isEmpty())
+        return status;
+    complain(QStringLiteral("the transcript is not whole: %1").arg(lost));
+    return status == StationOk ? static_cast<int>(StationUsage) : status;
 }

@@ -135,12 +135,18 @@ void Transcript::add(Kind kind, const QByteArray &bytes, const QString &text)
 
 void Transcript::append(const Entry &entry)
 {
-    if (m_file) {
-        m_file->write(line(entry));
-        m_file->flush();
-    }
+    if (m_file)
+        log(line(entry));
     m_entries.push_back(entry);
     trim();
+}
+
+void Transcript::log(const QByteArray &line)
+{
+    if (m_file->write(line) == line.size() && m_file->flush())
+        return;
+    if (m_logError.isEmpty())
+        m_logError = QStringLiteral("%1: %2").arg(m_file->fileName(), m_file->errorString());
 }
 
 void Transcript::setLimit(qint64 entries)
@@ -162,9 +168,9 @@ bool Transcript::logTo(const QString &path, QString *error)
         *error = QStringLiteral("%1: %2").arg(path, file->errorString());
         return false;
     }
-    file->write(FirstLine);
-    file->flush();
     m_file = file;
+    m_logError.clear();
+    log(FirstLine);
     return true;
 }
 
@@ -179,7 +185,8 @@ QByteArray Transcript::toText() const
 bool Transcript::save(const QString &path, QString *error) const
 {
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly) && file.write(toText()) >= 0 && file.commit())
+    if (file.open(QIODevice::WriteOnly) && file.write(toText()) >= 0 && file.flush() &&
+        file.commit())
         return true;
     *error = QStringLiteral("%1: %2").arg(path, file.errorString());
     return false;

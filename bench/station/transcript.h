@@ -53,6 +53,9 @@ public:
     /// @return false when it cannot be written; @p error says why
     bool logTo(const QString &path, QString *error);
 
+    /// Why the file of logTo() does not hold everything; empty while it does.
+    QString logError() const { return m_logError; }
+
     /// All entries as text.
     QByteArray toText() const;
 
@@ -71,11 +74,13 @@ public:
     static qint64 now();
 
 private:
+    void log(const QByteArray &line);
     void trim();
 
     std::deque<Entry> m_entries;
     qint64 m_limit = -1;
     std::shared_ptr<QFile> m_file;
+    QString m_logError;
 };
 
 #endif

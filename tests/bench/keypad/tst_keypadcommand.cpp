@@ -94,9 +94,15 @@ void TestKeypadCommand::wrongOptions_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QByteArray>("reason");
     QTest::newRow("unknown") << QStringList("--colour")
-                             << QByteArray("bench keypad: Unknown option 'colour'.\n");
+                             << QByteArray("bench keypad: Unknown option 'colour'; see bench "
+                                           "keypad --help\n");
+    QTest::newRow("windows") << QStringList("--help-all")
+                             << QByteArray("bench keypad: Unknown option 'help-all'; see bench "
+                                           "keypad --help\n");
     QTest::newRow("port") << QStringList({"--vnc", "high"})
                           << QByteArray("bench keypad: --vnc takes a port\n");
+    QTest::newRow("speed") << QStringList({"--faketime", "60"})
+                           << QByteArray("bench keypad: --faketime takes a speed such as x60\n");
     QTest::newRow("variable") << QStringList({"--env", "A"})
                               << QByteArray("bench keypad: --env takes name=value\n");
     QTest::newRow("seconds") << QStringList({"--flash-seconds", "long"})
@@ -171,6 +177,7 @@ void TestKeypadCommand::endOfInputEndsIt()
     bench.closeWriteChannel();
     QVERIFY(bench.waitForFinished());
     QCOMPARE(bench.exitCode(), 0);
+    QVERIFY(bench.readAllStandardOutput().endsWith("--no-input lets it run on\n"));
 }
 
 void TestKeypadCommand::commandsBeforeTheStart()
@@ -188,6 +195,9 @@ void TestKeypadCommand::commandsBeforeTheStart()
                            "/sys/class/leds/trouble\n"),
              text.constData());
     QVERIFY2(text.contains("output   good day\n"), text.constData());
+    start(bench, {"--offscreen", "--wrapper", "nosuch", "--tool", "/bin/true"});
+    QVERIFY(bench.waitForFinished());
+    QVERIFY(bench.readAllStandardError().startsWith("bench keypad: cannot start nosuch: "));
     start(bench, {"--offscreen", "--do", "nonsense", "--tool", "/bin/true"});
     QVERIFY(bench.waitForFinished());
     QCOMPARE(bench.exitCode(), 3);

@@ -167,6 +167,7 @@ private slots:
     void aRealUnitIsAskedFor();
     void anOperatorSaysNo();
     void anOperatorIsLate();
+    void aQuestionCanBeInterrupted();
     void anOperatorIsNotThere();
     void aPortIsNotThere();
     void theRunIsInterrupted();
@@ -386,7 +387,10 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     };
     row("no plan", {}, "one plan is wanted; see --help");
     row("two plans", {plan, plan}, "one plan is wanted; see --help");
-    row("no such option", {plan, QStringLiteral("--fast")}, "Unknown option 'fast'.");
+    row("no such option", {plan, QStringLiteral("--fast")},
+        "Unknown option 'fast'; see bench line --help");
+    row("no standard rate", {plan, QStringLiteral("--baud"), QStringLiteral("1234")},
+        "--baud: 1234 is no standard baud rate");
     row("no units", {plan, QStringLiteral("--units"), QStringLiteral("0")},
         "--units takes a number from 1");
     row("units no number", {plan, QStringLiteral("--units"), QStringLiteral("many")},
@@ -496,6 +500,23 @@ void TestLineCommand::anOperatorIsLate()
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QCOMPARE(run.process.exitCode(), 3);
     QVERIFY(run.output().contains(QStringLiteral("the operator did not answer in 0.2 s")));
+}
+
+void TestLineCommand::aQuestionCanBeInterrupted()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
+        {"name":"Light","request":"backlight 100","expect":["ACK"],"look":"Is it bright?"}]})"),
+             QStringLiteral("--port"), keypad.linePath()});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Is it bright? [Y/n]")), 30000);
+    ::kill(static_cast<pid_t>(run.process.processId()), SIGINT);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 4);
+    QCOMPARE(recordIn(run.latest()).value(QStringLiteral("reason")).toString(),
+             QStringLiteral("step 1 \"Light\": interrupted"));
 }
 
 void TestLineCommand::anOperatorIsNotThere()

@@ -6,6 +6,7 @@
 #include <QTimer>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <unistd.h>
 
 namespace
@@ -65,7 +66,9 @@ private slots:
     void confirmsWithEnter();
     void asksUntilItUnderstands_data();
     void asksUntilItUnderstands();
-    void keepsWhatWasTypedAhead();
+    void keepsWhatAProgramSaidAhead();
+    void forgetsWhatAPersonTypedAhead();
+    void stopsWhenInterrupted();
     void isTooLate();
     void noticesThatNobodyIsThere();
     void servesTheLineMeanwhile();
@@ -109,7 +112,7 @@ void TestOperatorDesk::asksUntilItUnderstands()
     QCOMPARE(desk.printed().count("Is it lit? [Y/n]"), questions);
 }
 
-void TestOperatorDesk::keepsWhatWasTypedAhead()
+void TestOperatorDesk::keepsWhatAProgramSaidAhead()
 {
     Desk desk;
     desk.type("\nn\ny");
@@ -117,6 +120,38 @@ void TestOperatorDesk::keepsWhatWasTypedAhead()
     QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::No));
     desk.type("\n");
     QCOMPARE(int(desk.desk.question(QStringLiteral("3"), LongMs)), int(OperatorDesk::Yes));
+}
+
+void TestOperatorDesk::forgetsWhatAPersonTypedAhead()
+{
+    int keyboard = -1;
+    int terminal = -1;
+    QVERIFY(openpty(&keyboard, &terminal, nullptr, nullptr, nullptr) == 0);
+    FILE *prompts = std::tmpfile();
+    OperatorDesk desk(terminal, prompts);
+    // A key that bounces: the second line must not answer what comes next.
+    QCOMPARE(write(keyboard, "\n\n", 2), ssize_t(2));
+    QTimer::singleShot(50, [keyboard] { QCOMPARE(write(keyboard, "\n\n", 2), ssize_t(2)); });
+    QCOMPARE(int(desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QTimer::singleShot(50, [keyboard] { QCOMPARE(write(keyboard, "n\n", 2), ssize_t(2)); });
+    QCOMPARE(int(desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::No));
+    std::fclose(prompts);
+    close(terminal);
+    close(keyboard);
+}
+
+void TestOperatorDesk::stopsWhenInterrupted()
+{
+    Desk desk;
+    int interrupted = 0;
+    OperatorDesk interruptible(desk.ends.at(0), desk.prompts, &interrupted);
+    QTimer::singleShot(50, [&interrupted] { interrupted = 1; });
+    QCOMPARE(int(interruptible.question(QStringLiteral("1"), LongMs)),
+             int(OperatorDesk::Interrupted));
+    QCOMPARE(int(interruptible.confirm(QStringLiteral("2"), LongMs)),
+             int(OperatorDesk::Interrupted));
+    // What is printed next begins a line of its own.
+    QCOMPARE(desk.printed(), QByteArray("\n  >> 1 [Y/n] \n\n  >> 2  Then press Enter: \n"));
 }
 
 void TestOperatorDesk::isTooLate()

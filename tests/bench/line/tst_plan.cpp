@@ -72,10 +72,14 @@ private slots:
     void refusesWrongPlans_data();
     void refusesWrongPlans();
     void tellsWhereTheJsonBreaks();
+    void tellsWhatTheJsonLacks_data();
+    void tellsWhatTheJsonLacks();
     void tellsThatAFileIsMissing();
     void schemaHasOnlyKnownKeywords();
     void readsEveryPlanOfTheBench_data();
     void readsEveryPlanOfTheBench();
+    void pageNamesEveryReply();
+    void speaksBeforeItAsks();
     void describesLimits_data();
     void describesLimits();
 };
@@ -316,7 +320,7 @@ void TestPlan::refusesWrongPlans_data()
         row(name, planWith(text), place.constData(), schemaRefuses);
     };
 
-    row("no object", "[]", "\"plan\" is missing");
+    row("no object", "[]", "a plan is an object: { ... }");
     row("no name", R"({"title":"P","steps":[{"name":"s","expect":["ACK"]}]})",
         "\"plan\" is missing");
     row("no title", R"({"plan":"p","steps":[{"name":"s","expect":["ACK"]}]})",
@@ -336,6 +340,13 @@ void TestPlan::refusesWrongPlans_data()
         "\"limit_ms\" must be a whole number from 1 to 3600000");
     row("step no object", planWith("1"), "step 1: must be an object");
     row("step without a name", planWith(R"({"expect":["ACK"]})"), "step 1: \"name\" is missing");
+    row("name misspelt", planWith(R"({"nmae":"s","expect":["ACK"]})"),
+        "step 1: \"name\" is missing; \"nmae\" is not known here");
+    step("expect misspelt", R"({"name":"s","expct":["ACK"]})",
+         "it tests nothing: \"expect\", \"check\", \"look\" or \"quiet_ms\" is missing; "
+         "\"expct\" is not known here");
+    step("wrong first, then misspelt", R"({"name":"s","expct":["ACK"],"tries":0})",
+         "\"tries\" must be a whole number from 1 to 10");
     row("name twice", planWith(R"({"name":"s","expect":["ACK"]},{"name":"s","expect":["ACK"]})"),
         "step 2 \"s\": an earlier step has the same name", false);
     row("picture twice", planWith(R"({"name":"s","expect":["ACK"],"picture":"a"},
@@ -363,7 +374,12 @@ void TestPlan::refusesWrongPlans_data()
     step("empty look", stepWith(R"("look":"")"), "\"look\" must be a text that is not empty");
 
     step("unknown request", stepWith(R"("request":"backlit 1")"),
-         "\"request\": unknown request \"backlit\"", false);
+         "\"request\": unknown request \"backlit\"; \"bench station --help\" lists them all",
+         false);
+    step("data behind the number", stepWith(R"("request":"6143 0064")"),
+         "\"request\": unknown request \"6143\"; what a request by number carries stands in "
+         "\"data\"",
+         false);
     step("request without its argument", stepWith(R"("request":"backlight")"),
          "\"request\": usage: backlight LEVEL", false);
     step("argument out of range", stepWith(R"("request":"backlight 256")"),
@@ -378,8 +394,13 @@ void TestPlan::refusesWrongPlans_data()
 
     step("empty expect", R"({"name":"s","look":"l","expect":[]})",
          "\"expect\" must be a list that is not empty");
-    step("unknown reply", expecting(R"("okay")"),
-         "expect 1: \"okay\" is neither a reply of the keypad nor four hexadecimal digits", false);
+    step(
+        "unknown reply", expecting(R"("okay")"),
+        "expect 1: \"okay\" is neither four hexadecimal digits nor a reply of the keypad: NA, ACK, "
+        "NAK, echo reply, version reply, SD card read reply, calibration point, calibration "
+        "result, touch, relayed line, flash status, flash result, mount result, buttons reply, "
+        "voltage reply, ready",
+        false);
     step("request as reply", expecting(R"("ACK","voltage request")"),
          "expect 2: \"voltage request\" is a request, which no keypad sends", false);
     step("reply no text", expecting("4"), "expect 1: must be an object");
@@ -402,7 +423,7 @@ void TestPlan::refusesWrongPlans_data()
     step("limit misspelt", expecting(R"({"frame":"touch","fields":{"x":{"min":1,"mx":2}}})"),
          "expect 1: field \"x\": \"mx\" is not known here");
     step("field as list", expecting(R"({"frame":"touch","fields":{"x":[1]}})"),
-         "expect 1: field \"x\": must be an object");
+         "expect 1: field \"x\" must be a number, a text, or an object with \"min\" or \"max\"");
 
     step("no kind of check", checking("{}"),
          "check 1: must have exactly one of \"stores\", \"attribute\", \"pixel\", \"file\", "
@@ -485,6 +506,31 @@ void TestPlan::tellsWhereTheJsonBreaks()
     QVERIFY2(error.startsWith(QStringLiteral("x.json: line 1, column 1: ")), qPrintable(error));
 }
 
+void TestPlan::tellsWhatTheJsonLacks_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("error");
+    const auto row = [](const char *name, const char *json, const char *error) {
+        QTest::newRow(name) << QByteArray(json) << QString::fromLatin1(error);
+    };
+    row("comma", "{\n\"plan\":\"p\"\n\"title\":\"t\"}", "a comma or \"}\" is missing");
+    row("single quotes", "{\n'plan':'p'}", "a key in double quotes");
+    row("comma in a list", "{\"steps\":[1 2]}", "a comma or \"]\" is missing");
+    row("end of a list", "[[1]", "a comma or \"]\" is missing");
+    row("comma too many", "{\"plan\":\"p\",}", "nothing follows a comma");
+    row("colon", "{\"plan\" \"p\"}", "a colon is missing behind a key");
+    row("comment", "// mine\n{}", "no JSON: it knows neither comments nor single quotes");
+}
+
+void TestPlan::tellsWhatTheJsonLacks()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, error);
+    QString found;
+    QVERIFY(!Plan::fromJson(json, QStringLiteral("x.json"), &found));
+    QVERIFY2(found.contains(error), qPrintable(found));
+}
+
 void TestPlan::tellsThatAFileIsMissing()
 {
     QString error;
@@ -520,6 +566,38 @@ void TestPlan::readsEveryPlanOfTheBench()
     QFile opened(file);
     QVERIFY(opened.open(QIODevice::ReadOnly));
     QVERIFY(schemaTakes(opened.readAll()));
+}
+
+/// A person who writes a plan has no other list of them.
+void TestPlan::pageNamesEveryReply()
+{
+    QFile page(QStringLiteral(SOURCE_DIR "/docs/line.md"));
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(page.readAll()).simplified();
+    int replies = 0;
+    for (int type = 0; type <= 0xFFFF; ++type) {
+        if (wire::senderOf(quint16(type)) != wire::Sender::Keypad)
+            continue;
+        ++replies;
+        const QString name = wire::typeName(quint16(type));
+        QVERIFY2(text.contains(QLatin1Char('`') + name + QLatin1Char('`')), qPrintable(name));
+    }
+    QCOMPARE(replies, 16);
+}
+
+/// The tool quits 15 seconds after its start when no frame has come by then, so nobody
+/// may be asked to look before the first one.
+void TestPlan::speaksBeforeItAsks()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::load(QStringLiteral(SOURCE_DIR "/bench/plans/production.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    for (const Plan::Step &step : plan->steps) {
+        QVERIFY2(step.look.isEmpty() || step.request, qPrintable(step.name));
+        if (step.request)
+            break;
+    }
 }
 
 void TestPlan::describesLimits_data()

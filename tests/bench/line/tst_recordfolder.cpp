@@ -8,6 +8,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+
+#include <sys/resource.h>
+
 class TestRecordFolder : public QObject
 {
     Q_OBJECT
@@ -20,6 +24,8 @@ private slots:
     void writesSeveralUnits();
     void leavesOutALogThatIsNotThere();
     void tellsWhenItCannotWrite();
+    void tellsWhenTheDiskIsFull_data();
+    void tellsWhenTheDiskIsFull();
 };
 
 void TestRecordFolder::isNamedAfterTheTime()
@@ -98,6 +104,13 @@ void TestRecordFolder::leavesOutALogThatIsNotThere()
     QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/tool.log")));
 }
 
+void TestRecordFolder::tellsWhenTheDiskIsFull_data()
+{
+    QTest::addColumn<quint64>("room");
+    QTest::newRow("at once") << quint64(0);
+    QTest::newRow("soon") << quint64(100);
+}
+
 void TestRecordFolder::tellsWhenItCannotWrite()
 {
     QTemporaryDir dir;
@@ -107,7 +120,7 @@ void TestRecordFolder::tellsWhenItCannotWrite()
     RecordFolder folder;
     QVERIFY(!folder.create(file.fileName(), 1, &error));
     QVERIFY2(error.startsWith(file.fileName() + QLatin1Char('/')), qPrintable(error));
-    QVERIFY2(error.endsWith(QStringLiteral(" cannot be made")), qPrintable(error));
+    QVERIFY2(error.endsWith(QStringLiteral(" cannot be made: Not a directory")), qPrintable(error));
 
     QVERIFY(folder.create(dir.path(), 1, &error));
     QVERIFY(QDir(folder.path()).removeRecursively());
@@ -115,6 +128,28 @@ void TestRecordFolder::tellsWhenItCannotWrite()
     QVERIFY2(error.contains(QStringLiteral("record.json: ")), qPrintable(error));
     QVERIFY(!folder.writeSummary({sampleRecord()}, &error));
     QVERIFY2(error.contains(QStringLiteral("junit.xml: ")), qPrintable(error));
+}
+
+/// A limit on the size of files refuses what is written as a full disk does: from the
+/// beginning, or after a part of it.
+void TestRecordFolder::tellsWhenTheDiskIsFull()
+{
+    QFETCH(quint64, room);
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    QVERIFY(getrlimit(RLIMIT_FSIZE, &before) == 0);
+    rlimit full = before;
+    full.rlim_cur = room;
+    QVERIFY(setrlimit(RLIMIT_FSIZE, &full) == 0);
+    const bool written = folder.write(sampleRecord(), Transcript(), QByteArray(), &error);
+    setrlimit(RLIMIT_FSIZE, &before);
+    QVERIFY(!written);
+    QCOMPARE(error, folder.path() + QStringLiteral("/record.json: File too large"));
+    QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/record.json")));
 }
 
 QTEST_GUILESS_MAIN(TestRecordFolder)

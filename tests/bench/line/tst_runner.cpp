@@ -59,6 +59,8 @@ public:
     Done look(const QString &question, int, QString *error) override
     {
         asked.append(question);
+        if (hangsUpWhenSeen)
+            keypad->hangUp();
         *error = QStringLiteral("no eye");
         return seen;
     }
@@ -78,6 +80,7 @@ public:
 
     FakeKeypad *keypad;
     bool isReal = false;
+    bool hangsUpWhenSeen = false;
     Done done = Performed;
     Done seen = Performed;
     QList<Finding> findings = {Holds};
@@ -192,6 +195,7 @@ private slots:
     void waitsLongerForAPerson();
     void endsWithoutAHand();
     void timesOutWithoutAPerson();
+    void asksNobodyOnALineThatHungUp();
     void asksWhatAPersonSees();
     void asksNobodyAtAVirtualUnit();
     void endsWhenTheToolEnds();
@@ -708,9 +712,28 @@ void TestRunner::timesOutWithoutAPerson()
     bench.unit.done = Unit::TooLate;
     const UnitRecord record = bench.run(
         R"({"name":"s","operator":{"ask":"Press.","do":[{"home":"press"}]},
-            "request":"buttons","expect":["ACK"]})");
+            "request":"buttons","expect":["ACK"]},)" +
+        Backlight);
     COMPARE_OUTCOME(record, "time-out");
     QCOMPARE(record.reason, QStringLiteral("step 1 \"s\": no hand"));
+    // It is not the unit that was silent.
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+    QCOMPARE(record.steps.at(1).reason, QStringLiteral("the operator gave no sign in step 1"));
+}
+
+void TestRunner::asksNobodyOnALineThatHungUp()
+{
+    Bench bench;
+    bench.unit.isReal = true;
+    bench.unit.hangsUpWhenSeen = true;
+    bench.keypad.answer(AskButtons, Ack);
+    const UnitRecord record = bench.run(
+        R"({"name":"s","request":"buttons","expect":["ACK"],"look":"Is it lit?"},
+           {"name":"t","operator":{"ask":"Press.","do":[{"home":"press"}]},
+            "request":"buttons","expect":["ACK"]})");
+    COMPARE_OUTCOME(record, "error");
+    QCOMPARE(record.reason, QStringLiteral("step 2 \"t\": the line hung up"));
+    QCOMPARE(bench.unit.asked, QStringList(QStringLiteral("Is it lit?")));
 }
 
 void TestRunner::asksWhatAPersonSees()

@@ -183,11 +183,26 @@ void TestLogLine::explains_data()
                    "wrong:   header check is 13, should be 14 (the keypad does not look at it)\n"
                    "right:   7E000A60011402797F\n"
                    "keypad:  takes it all the same\n");
+    QTest::newRow("last character is missing")
+        << QByteArray("7E000E61431F006403607")
+        << QString("frame:   7E000E61431F006403607\n"
+                   "sender:  station\n"
+                   "type:    6143 (backlight or bias power request)\n"
+                   "meaning: send 6143 006\n"
+                   "data:    3 data characters, should be 4: the keypad answers NAK\n"
+                   "wrong:   length field is 000E, should be 000D\n"
+                   "wrong:   checksum is 4036, should be 032C\n"
+                   "wrong:   end mark is \"07\", should be 7F\n"
+                   "wrong:   cut off, most likely: its length field tells of 22 characters, here "
+                   "are 21\n"
+                   "keypad:  answers NAK\n");
     QTest::newRow("fragment") << QByteArray("7E000C603C")
                               << QString("frame:   7E000C603C\n"
                                          "type:    603C (version request)\n"
                                          "wrong:   10 characters, a frame has at least 18\n"
                                          "wrong:   end mark is \"3C\", should be 7F\n"
+                                         "wrong:   cut off, most likely: its length field tells "
+                                         "of 20 characters, here are 10\n"
                                          "keypad:  answers NAK\n");
 }
 

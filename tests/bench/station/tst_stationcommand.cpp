@@ -26,6 +26,8 @@ private slots:
     void waitsForReady();
     void listensAndWaits();
     void recordsAndReplays();
+    void sharesNoLine();
+    void tellsThatATranscriptIsNotWhole();
     void decodes_data();
     void decodes();
     void decodesStandardInput();
@@ -108,8 +110,10 @@ void TestStationCommand::refusesWrongUsage_data()
     QTest::addColumn<QString>("error");
     QTest::newRow("no PTY") << QStringList{"station"}
                             << "bench station: no PTY given; see bench station --help\n";
+    QTest::newRow("command for PTY") << QStringList{"station", "voltage"}
+                                     << "bench station: no PTY given; see bench station --help\n";
     QTest::newRow("option") << QStringList{"station", "--loud", "/dev/null"}
-                            << "bench station: Unknown option 'loud'.\n";
+                            << "bench station: Unknown option 'loud'; see bench station --help\n";
     QTest::newRow("limit") << QStringList{"station", "PTY", "-t", "soon", "voltage"}
                            << "bench station: a limit is a number of seconds\n";
     QTest::newRow("transcript") << QStringList{"station", "PTY", "-o", "/nowhere/x", "voltage"}
@@ -144,6 +148,13 @@ void TestStationCommand::carriesOutOneCommand()
                 .match(lines.at(1))
                 .hasMatch());
 
+    // What was there before the request is no answer to it, and stands before it.
+    m_keypad->say("7E000A99995102B77F\r\n");
+    const QStringList late = station({"backlight", "100"}).out.split('\n');
+    QCOMPARE(late.size(), 4);
+    QVERIFY2(late.at(0).contains(" < ready "), qPrintable(late.at(0)));
+    QVERIFY2(late.at(1).contains(" > backlight 100 "), qPrintable(late.at(1)));
+
     const Run quiet = station({"-q", "send", "7080"});
     QCOMPARE(quiet.out, QString("voltage reading '00012345'\n"));
     QCOMPARE(quiet.status, int(StationOk));
@@ -159,15 +170,22 @@ void TestStationCommand::exitStatusTellsWhy_data()
                              << "bench station: flash-query was refused with NA\n";
     QTest::newRow("usage") << QStringList{"backlight", "256"} << int(StationUsage)
                            << "bench station: backlight: \"256\" is no number from 0 to 255\n";
-    QTest::newRow("unknown") << QStringList{"light"} << int(StationUsage)
-                             << "bench station: unknown request \"light\"\n";
+    QTest::newRow("unknown")
+        << QStringList{"light"} << int(StationUsage)
+        << "bench station: unknown request \"light\"; \"help\" lists them all\n";
+    QTest::newRow("number") << QStringList{"7080"} << int(StationUsage)
+                            << "bench station: unknown request \"7080\"; by number it is \"send "
+                               "7080\"\n";
+    QTest::newRow("option behind") << QStringList{"voltage", "-t", "3"} << int(StationUsage)
+                                   << "bench station: usage: voltage; options stand before the "
+                                      "command\n";
     QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << int(StationTimeOut)
                               << "bench station: nothing came in 0.1 s, waiting for ACK to "
                                  "mount\n";
     QTest::newRow("damaged") << QStringList{"buttons"} << int(StationLineFault)
                              << "bench station: damaged frame: checksum is 0337, should be 0336 "
                                 "(7E000C70713E0003377F\\r\\n)\n";
-    QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << int(StationLineFault)
+    QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << int(StationUsage)
                            << "bench station: 123 is no standard baud rate\n";
 }
 
@@ -184,12 +202,13 @@ void TestStationCommand::exitStatusTellsWhy()
 void TestStationCommand::readsCommandsFromStandardInput()
 {
     const Run result = station({"--quiet"}, "# comment\n\nvoltage\nflash-query\n"
-                                            "light\nbacklight 100");
+                                            "light\nbacklight  100");
     QCOMPARE(result.out, QString("voltage reading '00012345'\nNA\nACK\n"));
     // The first that fails decides, and the rest is carried out all the same.
     QCOMPARE(result.status, int(StationRefused));
-    QCOMPARE(result.err, QString("bench station: flash-query was refused with NA\n"
-                                 "bench station: unknown request \"light\"\n"));
+    QCOMPARE(result.err,
+             QString("bench station: flash-query was refused with NA\n"
+                     "bench station: unknown request \"light\"; \"help\" lists them all\n"));
 }
 
 void TestStationCommand::printsWhatComesUnasked()
@@ -230,6 +249,8 @@ void TestStationCommand::waitsForReady()
     QCOMPARE(result.status, int(StationOk));
     const Run silent = station({"ready", "0.1"});
     QCOMPARE(silent.status, int(StationTimeOut));
+    QVERIFY2(silent.err.endsWith("a keypad says ready once, when its tool starts\n"),
+             qPrintable(silent.err));
 }
 
 void TestStationCommand::listensAndWaits()
@@ -256,6 +277,7 @@ void TestStationCommand::recordsAndReplays()
     QVERIFY2(recorded.has_value(), qPrintable(error));
     QCOMPARE(recorded->entries().size(), size_t(4));
 
+    QVERIFY(station({"replay", path}).out.contains(" > voltage  "));
     const Run same = station({"-q", "replay", path});
     QCOMPARE(same.status, int(StationOk));
     QVERIFY2(same.out.endsWith("2 requests, 2 replies compared, 0 differences\n"),
@@ -267,6 +289,33 @@ void TestStationCommand::recordsAndReplays()
     QVERIFY(other.out.contains("voltage reading '00000000' (7E001270810F0000000004257F\\r\\n) "
                                "instead of voltage reading '00012345'"));
     QCOMPARE(station({"replay", "/nowhere/line.txt"}).status, int(StationUsage));
+}
+
+void TestStationCommand::sharesNoLine()
+{
+    QProcess first;
+    first.start(program(), {"station", m_keypad->path(), "-q"});
+    QVERIFY(first.waitForStarted());
+    first.write("voltage\n");
+    QByteArray out;
+    QTRY_VERIFY_WITH_TIMEOUT((out += first.readAllStandardOutput()).contains("12345"), 30000);
+    const Run second = station({"voltage"});
+    QCOMPARE(second.status, int(StationLineFault));
+    QCOMPARE(second.err,
+             QString("bench station: %1 is in use by another program\n").arg(m_keypad->path()));
+    first.closeWriteChannel();
+    QTRY_COMPARE_WITH_TIMEOUT(first.state(), QProcess::NotRunning, 30000);
+    QCOMPARE(station({"voltage"}).status, int(StationOk));
+    const Run file = run({"station", "/dev/null", "voltage"});
+    QCOMPARE(file.err, QString("bench station: /dev/null is no serial line\n"));
+}
+
+void TestStationCommand::tellsThatATranscriptIsNotWhole()
+{
+    const Run result = station({"-o", "/dev/full", "voltage"});
+    QCOMPARE(result.err, QString("bench station: the transcript is not whole: /dev/full: "
+                                 "No space left on device\n"));
+    QCOMPARE(result.status, int(StationUsage));
 }
 
 void TestStationCommand::decodes_data()
@@ -283,6 +332,12 @@ void TestStationCommand::decodes_data()
                            << "wrong:   checksum is 0361, should be 0360\n";
     QTest::newRow("refused content") << QStringList{"7E000E61431F016403617F"} << int(StationRefused)
                                      << "the keypad answers NA\n";
+    QTest::newRow("fields set apart")
+        << QStringList{"7E 000E 6143 1F 0064 0360 7F"} << int(StationOk)
+        << "note:    read without the blanks between; on the line there are none\n";
+    QTest::newRow("bytes set apart")
+        << QStringList{"12:00", "rx", "7E", "00", "0A", "70", "80", "1C", "02", "90", "7F"}
+        << int(StationOk) << "meaning: voltage\n";
     QTest::newRow("two requests") << QStringList{"7E000A60011402797F7E000A60011402797F"}
                                   << int(StationOk) << "takes them for one message";
     QTest::newRow("no frame") << QStringList{"hello"} << int(StationRefused) << "";
