@@ -456,10 +456,20 @@ void HostServer::inWorker(const QJsonObject &request, const Work &work)
     }
     if (worker > 0)
         return;
+    const QJsonValue id = request.value(QLatin1String("id"));
     QList<int> descriptors;
     QJsonObject reply = work(&descriptors);
-    reply.insert(QStringLiteral("id"), request.value(QLatin1String("id")));
-    m_channel.sendWaiting(reply, descriptors);
+    // Handed over and closed here ahead of the reply: a program that somebody still has
+    // open for writing cannot be run.
+    if (!descriptors.isEmpty()) {
+        m_channel.sendWaiting(QJsonObject{{QStringLiteral("event"), QStringLiteral("descriptors")},
+                                          {QStringLiteral("id"), id}},
+                              descriptors);
+        for (const int fd : qAsConst(descriptors))
+            close(fd);
+    }
+    reply.insert(QStringLiteral("id"), id);
+    m_channel.sendWaiting(reply);
     _exit(0);
 }
 

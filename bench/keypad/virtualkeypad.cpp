@@ -139,6 +139,7 @@ public:
     pid_t host = -1;
     int nextRequest = 1;
     QMap<int, Packet> replies;
+    QMap<int, QList<int>> handedOver; ///< descriptors of replies that are still to come
     int line = -1;
     int events = -1;
     pid_t tool = 0;
@@ -209,6 +210,11 @@ void VirtualKeypad::Private::closeHost()
             close(fd);
     }
     replies.clear();
+    for (const QList<int> &descriptors : qAsConst(handedOver)) {
+        for (const int fd : descriptors)
+            close(fd);
+    }
+    handedOver.clear();
 }
 
 QJsonObject VirtualKeypad::Private::call(QJsonObject request, QList<int> *descriptors, int msecs)
@@ -294,8 +300,12 @@ void VirtualKeypad::Private::take(const Packet &packet)
     const QJsonObject &object = packet.object;
     const QString event = object.value(QLatin1String("event")).toString();
     const qint64 usec = qint64(object.value(QLatin1String("usec")).toDouble());
+    const int id = object.value(QLatin1String("id")).toInt();
     if (event.isEmpty()) {
-        replies.insert(object.value(QLatin1String("id")).toInt(), packet);
+        replies.insert(id, packet);
+        replies[id].descriptors += handedOver.take(id);
+    } else if (event == QLatin1String("descriptors")) {
+        handedOver.insert(id, packet.descriptors);
     } else if (event == QLatin1String("store")) {
         SysfsModel::Store store;
         store.usec = usec;

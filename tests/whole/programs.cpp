@@ -69,11 +69,7 @@ bool Programs::setScript(VirtualKeypad &keypad, const QString &program, const QB
 {
     const QString path = programsDir + program;
     // Not through the link: that is the one file behind all stand-ins.
-    if (!keypad.removeFile(path) || !keypad.writeFile(path, "#!/bin/sh\n" + script, 0755))
-        return false;
-    // The keypad opened the file for the write, and none can be run that is open so;
-    // when it answers again, it has closed it.
-    return keypad.exists(path);
+    return keypad.removeFile(path) && keypad.writeFile(path, "#!/bin/sh\n" + script, 0755);
 }
 
 bool Programs::restore(VirtualKeypad &keypad, const QString &program)

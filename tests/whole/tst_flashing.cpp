@@ -128,7 +128,9 @@ bool tst_Flashing::waitForQuery(const char *data)
         if (answer.line == wanted)
             return true;
         if (deadline.hasExpired()) {
-            qWarning("the last answer is %s", qPrintable(answer.line.join(QLatin1String(", "))));
+            qWarning("the last answer is %s, after this log:\n%s",
+                     qPrintable(answer.line.join(QLatin1String(", "))),
+                     qPrintable(m_rig->wholeLog().join(u'\n')));
             return false;
         }
         QThread::msleep(20);

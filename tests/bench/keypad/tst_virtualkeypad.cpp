@@ -19,6 +19,7 @@ private Q_SLOTS:
     void boardsPlaces();
     void changesStayInTheKeypad();
     void etcFilesCanBeReplaced();
+    void writtenProgramRunsAtOnce();
     void pcIsStillThere();
     void toolInAHiddenPlace();
     void leftOut();
@@ -148,6 +149,18 @@ void TestVirtualKeypad::etcFilesCanBeReplaced()
     QVERIFY(keypad.writeFile("/etc/hostname.new", "keypad\n"));
     QCOMPARE(keypad.run("mv", {"/etc/hostname.new", "/etc/hostname"}).code, 0);
     QCOMPARE(keypad.readFile("/etc/hostname"), QByteArray("keypad\n"));
+}
+
+/// None can be run that anybody still has open for writing.
+void TestVirtualKeypad::writtenProgramRunsAtOnce()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    for (int i = 0; i < 100; ++i) {
+        QVERIFY(
+            keypad.writeFile("/root/program", "#!/bin/sh\nexit " + QByteArray::number(i), 0755));
+        QCOMPARE(keypad.run("/root/program").code, i);
+    }
 }
 
 void TestVirtualKeypad::pcIsStillThere()
