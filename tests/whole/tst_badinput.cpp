@@ -312,6 +312,7 @@ void tst_BadInput::sdPipeTakesOneLinePerOpening()
     QCOMPARE(write(writer, lines.constData(), size_t(lines.size())), ssize_t(lines.size()));
     close(writer);
     QVERIFY(m_rig->keypad.kill(SIGCONT));
+    QVERIFY(m_rig->waitForLog("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=/media/one"));
     QVERIFY(m_rig->keypad.writeSdPipe("!/media/one\n"));
     QVERIFY(
         m_rig->waitForLog("debug: In ATE Mode--->, SD UnMount from m_sdCardMountPath=/media/one"));
