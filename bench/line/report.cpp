@@ -83,6 +83,16 @@ QVariantMap stepValues(const StepRecord &step)
     return values;
 }
 
+/// The number of the step that decided the verdict; empty when none did.
+QString decisiveStep(const UnitRecord &unit)
+{
+    for (const StepRecord &step : unit.steps) {
+        if (step.outcome == unit.outcome && step.outcome != Outcome::Pass)
+            return QString::number(step.number);
+    }
+    return QString();
+}
+
 QVariantList pictures(const UnitRecord &unit, const QString &dir)
 {
     QVariantList values;
@@ -168,6 +178,7 @@ QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
     for (const StepRecord &step : unit.steps)
         steps.append(stepValues(step));
     one.insert({{QStringLiteral("count"), counted(unit)},
+                {QStringLiteral("decisive"), decisiveStep(unit)},
                 {QStringLiteral("steps"), steps},
                 {QStringLiteral("pictures"), pictures(unit, pictureDir)},
                 {QStringLiteral("transcript"), lines(transcript)},

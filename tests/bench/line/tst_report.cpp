@@ -51,7 +51,9 @@ void TestReport::putsTheVerdictFirst()
     QVERIFY(verdict > 0);
     QVERIFY(verdict < page.indexOf("KP-0042"));
     QVERIFY(page.indexOf("KP-0042") < page.indexOf("<h2>Steps</h2>"));
-    QVERIFY(page.contains("step 4 &quot;Died&quot;: the tool crashed"));
+    // It leads to the step that has decided it.
+    QVERIFY(page.contains("<a href=\"#step-4\">step 4 &quot;Died&quot;: the tool crashed</a>"));
+    QVERIFY(page.contains("<tr id=\"step-4\" class=\"bad\">"));
     QVERIFY(page.contains("1 pass, 1 fail, 1 time-out, 1 error, 1 not run"));
     QVERIFY(page.contains("virtual keypad with the fault led-missing"));
 }
