@@ -505,9 +505,10 @@ void TestLineCommand::anOperatorIsLate()
 void TestLineCommand::aQuestionCanBeInterrupted()
 {
     VirtualKeypad keypad;
-    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    // The unit is off: nothing but the question goes on.
     Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
-        {"name":"Light","request":"backlight 100","expect":["ACK"],"look":"Is it bright?"}]})"),
+        {"name":"Light","look":"Is it bright?"}]})"),
              QStringLiteral("--port"), keypad.linePath()});
     run.start();
     QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Is it bright? [Y/n]")), 30000);
