@@ -13,7 +13,7 @@ struct Fault {
     /// Any of these may be null.
     void (*choose)(KeypadOptions *options); ///< before there is a board
     void (*prepare)(VirtualKeypad *keypad); ///< on the board, before the tool starts
-    void (*later)(VirtualKeypad *keypad);   ///< as the third step begins
+    void (*later)(VirtualKeypad *keypad);   ///< as the fourth step begins
     bool homeSticks;                        ///< a pressed home key is never released
     VirtualKeypad::Card card;               ///< what a card put in behaves like
 

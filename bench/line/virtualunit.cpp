@@ -14,7 +14,7 @@
 namespace
 {
 
-const int LaterStep = 3;
+const int LaterStep = 4; // by then the unit has spoken and its screen was looked at
 /// The boot stream is the smaller part of a flash.
 const double BootShare = 0.35;
 
