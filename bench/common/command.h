@@ -15,12 +15,14 @@ struct Command {
     int (*run)(const QStringList &arguments);
 };
 
+/// Exit statuses, the same for every subcommand.
 namespace BenchExit
 {
-const int Good = 0;
-const int Failed = 1; ///< what was asked for did not come out well
-const int Usage = 2;  ///< wrong options or arguments
-const int Unable = 3; ///< it cannot be done here: something the PC lacks
+const int Good = 0;     ///< as wanted
+const int Failed = 1;   ///< tried, and not as wanted: refused, wrong, different, damaged
+const int Usage = 2;    ///< wrong options or arguments, or a plan or transcript that is not one
+const int NoAnswer = 3; ///< nobody answered in time
+const int Unable = 4;   ///< it could not be tried: the line, the disk or the PC did not let it
 } // namespace BenchExit
 
 /// Adds --help to @p parser and parses. True: go on. False: end with *status,

@@ -135,7 +135,7 @@ int runLineCommand(const QStringList &arguments)
                        choices.station, choices.out, choices.display, choices.flash, choices.pace,
                        choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
-    int status = LinePass;
+    int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
         return status;
 
@@ -148,10 +148,10 @@ int runLineCommand(const QStringList &arguments)
     if (error.isEmpty())
         plan = Plan::load(parser.positionalArguments().first(), &error);
     if (!plan)
-        return complain(name, error, LineUsage);
+        return complain(name, error, BenchExit::Usage);
     if (parser.isSet(choices.check)) {
         std::printf("%s: %d steps\n", qPrintable(plan->file), static_cast<int>(plan->steps.size()));
-        return LinePass;
+        return BenchExit::Good;
     }
 
     std::signal(SIGINT, interrupt);
@@ -160,6 +160,6 @@ int runLineCommand(const QStringList &arguments)
     OperatorDesk desk(STDIN_FILENO, stdout, &interrupted);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     if (!error.isEmpty())
-        complain(name, error, LineError);
+        complain(name, error, BenchExit::Unable);
     return exitStatus(outcome);
 }

@@ -1,5 +1,7 @@
 #include "bench/line/record.h"
 
+#include "bench/common/command.h"
+
 #include <QJsonArray>
 
 #include <algorithm>
@@ -202,16 +204,16 @@ int exitStatus(Outcome outcome)
 {
     switch (outcome) {
     case Outcome::Pass:
-        return 0;
+        return BenchExit::Good;
     case Outcome::Fail:
-        return 1;
+        return BenchExit::Failed;
     case Outcome::TimeOut:
-        return 3;
+        return BenchExit::NoAnswer;
     case Outcome::Error:
     case Outcome::NotRun:
         break;
     }
-    return 4;
+    return BenchExit::Unable;
 }
 
 QString shownSeconds(double seconds)

@@ -1,3 +1,4 @@
+#include "bench/common/command.h"
 #include "bench/station/logline.h"
 #include "bench/station/messages.h"
 #include "bench/station/stationcommand.h"
@@ -48,7 +49,7 @@ int explainInput()
 {
     QFile input;
     if (!input.open(stdin, QIODevice::ReadOnly))
-        return StationUsage;
+        return BenchExit::Usage;
     int frames = 0;
     bool wrong = false;
     while (true) {
@@ -59,7 +60,7 @@ int explainInput()
     }
     if (frames == 0)
         std::fputs("bench decode: no frame found\n", stderr);
-    return frames == 0 || wrong ? StationRefused : StationOk;
+    return frames == 0 || wrong ? BenchExit::Failed : BenchExit::Good;
 }
 
 } // namespace
@@ -69,18 +70,18 @@ int decodeCommand(const QStringList &arguments)
     const QStringList args = arguments.mid(1);
     if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
         std::fputs(Help, stdout);
-        return StationOk;
+        return BenchExit::Good;
     }
     if (args.isEmpty() || args == QStringList{QStringLiteral("-")})
         return explainInput();
     if (args.first().startsWith(QLatin1Char('-'))) {
         std::fprintf(stderr, "bench decode: unknown option %s; see bench decode --help\n",
                      qPrintable(args.first()));
-        return StationUsage;
+        return BenchExit::Usage;
     }
     bool wrong = false;
     if (explainLine(args.join(QLatin1Char(' ')).toUtf8(), &wrong) > 0)
-        return wrong ? StationRefused : StationOk;
+        return wrong ? BenchExit::Failed : BenchExit::Good;
     std::fputs("bench decode: no frame found\n", stderr);
-    return StationRefused;
+    return BenchExit::Failed;
 }

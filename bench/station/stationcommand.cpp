@@ -1,5 +1,6 @@
 #include "bench/station/stationcommand.h"
 
+#include "bench/common/command.h"
 #include "bench/station/escape.h"
 #include "bench/station/replay.h"
 #include "bench/station/requests.h"
@@ -51,9 +52,9 @@ Other commands:
   decode FRAME          explain a frame from any log
   help                  show this help
 
-Exit status: 0 all was answered, 1 refused (NAK, NA) or a replay differs,
-2 wrong usage, or the transcript cannot be written, 3 the line failed or a
-damaged frame came, 4 time-out. Of several commands the first that fails decides.
+Exit status: 0 all was answered, 1 refused (NAK, NA), a damaged frame came or a
+replay differs, 2 wrong usage, 3 no answer in time, 4 the line failed, or the
+transcript cannot be written. Of several commands the first that fails decides.
 )";
 
 const int ReadyLimitMs = 15000;
@@ -107,7 +108,7 @@ class Session
 public:
     Session(Station *station, const Options &options) : m_station(station), m_options(options) {}
 
-    /// Carries out one command. @return a StationExit
+    /// Carries out one command. @return exit status
     int run(const QStringList &words);
 
     /// Carries out the commands of standard input while printing what comes.
@@ -173,7 +174,7 @@ int Session::run(const QStringList &words)
 int Session::usage(const QString &what)
 {
     complain(what);
-    return StationUsage;
+    return BenchExit::Usage;
 }
 
 int Session::failed(int status)
@@ -184,8 +185,7 @@ int Session::failed(int status)
 
 int Session::lineOr(int status) const
 {
-    return m_station->isOpen() && !m_station->isHungUp() ? status
-                                                         : static_cast<int>(StationLineFault);
+    return m_station->isOpen() && !m_station->isHungUp() ? status : BenchExit::Unable;
 }
 
 int Session::limitAt(const QStringList &words, int at, int otherwise)
@@ -205,11 +205,16 @@ int Session::runRequest(const QStringList &words)
     const Station::Answer answer =
         m_station->request(frame->type, frame->data, m_options.limitMs, m_options.lateLimitMs);
     if (answer.ok())
-        return StationOk;
+        return BenchExit::Good;
     complain(answer.error);
-    if (answer.refused())
-        return StationRefused;
-    return answer.outcome == Station::Answer::TimedOut ? StationTimeOut : StationLineFault;
+    switch (answer.outcome) {
+    case Station::Answer::TimedOut:
+        return BenchExit::NoAnswer;
+    case Station::Answer::LineFailed:
+        return BenchExit::Unable;
+    default:
+        return BenchExit::Failed;
+    }
 }
 
 int Session::runRaw(const QStringList &words)
@@ -219,7 +224,7 @@ int Session::runRaw(const QStringList &words)
         return usage(QStringLiteral("usage: raw TEXT"));
     m_station->clear();
     print('>', QStringLiteral("raw"), *bytes);
-    return m_station->sendRaw(*bytes) ? StationOk : failed(StationLineFault);
+    return m_station->sendRaw(*bytes) ? BenchExit::Good : failed(BenchExit::Unable);
 }
 
 int Session::runReady(const QStringList &words)
@@ -228,9 +233,9 @@ int Session::runReady(const QStringList &words)
     if (limit < 0 || words.size() > 2)
         return usage(QStringLiteral("usage: ready [SECONDS]"));
     if (m_station->waitForReady(limit))
-        return StationOk;
-    const int status = failed(StationTimeOut);
-    if (status == StationTimeOut)
+        return BenchExit::Good;
+    const int status = failed(BenchExit::NoAnswer);
+    if (status == BenchExit::NoAnswer)
         complain(QStringLiteral("a keypad says ready once, when its tool starts"));
     return status;
 }
@@ -242,8 +247,8 @@ int Session::runWait(const QStringList &words)
     const int limit = limitAt(words, 2, m_options.limitMs);
     if (!isNumber || type > 0xFFFF || limit < 0 || words.size() > 3)
         return usage(QStringLiteral("usage: wait TYPE [SECONDS]"));
-    return m_station->waitFor(static_cast<quint16>(type), limit) ? StationOk
-                                                                 : failed(StationTimeOut);
+    return m_station->waitFor(static_cast<quint16>(type), limit) ? BenchExit::Good
+                                                                 : failed(BenchExit::NoAnswer);
 }
 
 int Session::runListen(const QStringList &words)
@@ -254,7 +259,7 @@ int Session::runListen(const QStringList &words)
     const QDeadlineTimer deadline(limit);
     while (m_station->receive(static_cast<int>(deadline.remainingTime()))) {
     }
-    return lineOr(StationOk);
+    return lineOr(BenchExit::Good);
 }
 
 int Session::runReplay(const QStringList &words)
@@ -273,7 +278,7 @@ int Session::runReplay(const QStringList &words)
         std::printf("%s\n", qPrintable(difference));
     std::printf("%d requests, %d replies compared, %d differences\n", result.sent, result.compared,
                 static_cast<int>(result.differences.size()));
-    return result.same() ? static_cast<int>(StationOk) : lineOr(StationRefused);
+    return result.same() ? BenchExit::Good : lineOr(BenchExit::Failed);
 }
 
 int Session::runDecode(const QStringList &words)
@@ -284,7 +289,7 @@ int Session::runDecode(const QStringList &words)
 int Session::runHelp(const QStringList &)
 {
     showHelp();
-    return StationOk;
+    return BenchExit::Good;
 }
 
 /// Sleeps until standard input can be read, printing what the line brings.
@@ -306,7 +311,7 @@ bool Session::waitForInput()
 
 int Session::runInput()
 {
-    int status = StationOk;
+    int status = BenchExit::Good;
     QByteArray input;
     while (waitForInput()) {
         char bytes[4096];
@@ -321,14 +326,14 @@ int Session::runInput()
             if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
                 continue;
             const int result = run(line.split(QLatin1Char(' ')));
-            status = status == StationOk ? result : status;
+            status = status == BenchExit::Good ? result : status;
             std::fflush(stdout);
         }
         if (count <= 0)
             return status;
     }
     complain(QStringLiteral("the line hung up"));
-    return status == StationOk ? static_cast<int>(StationLineFault) : status;
+    return status == BenchExit::Good ? BenchExit::Unable : status;
 }
 
 QCommandLineOption option(const char *letter, const char *name, const char *value = "")
@@ -390,7 +395,7 @@ int stationCommand(const QStringList &arguments)
     const QStringList args = arguments.mid(1);
     if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
         showHelp();
-        return StationOk;
+        return BenchExit::Good;
     }
     Options options;
     QString pty;
@@ -398,18 +403,18 @@ int stationCommand(const QStringList &arguments)
     const QStringList words = parseArguments(args, &pty, &options, &error);
     if (!error.isEmpty()) {
         complain(error);
-        return StationUsage;
+        return BenchExit::Usage;
     }
     Station station;
     // A person's session may last for days; the file has it all.
     station.transcript().setLimit(0);
     if (!options.transcript.isEmpty() && !station.transcript().logTo(options.transcript, &error)) {
         complain(error);
-        return StationUsage;
+        return BenchExit::Unable;
     }
     if (!station.open(pty, options.baudRate)) {
         complain(station.errorString());
-        return StationLineFault;
+        return BenchExit::Unable;
     }
     Session session(&station, options);
     QObject::connect(&station, &Station::received, [&](const Station::Received &received) {
@@ -417,7 +422,7 @@ int stationCommand(const QStringList &arguments)
     });
     if (options.ready) {
         const int status = session.run({QStringLiteral("ready")});
-        if (status != StationOk)
+        if (status != BenchExit::Good)
             return status;
     }
     const int status = words.isEmpty() ? session.runInput() : session.run(words);
@@ -425,5 +430,5 @@ int stationCommand(const QStringList &arguments)
     if (lost.isEmpty())
         return status;
     complain(QStringLiteral("the transcript is not whole: %1").arg(lost));
-    return status == StationOk ? static_cast<int>(StationUsage) : status;
+    return status == BenchExit::Good ? BenchExit::Unable : status;
 }

@@ -198,9 +198,10 @@ void TestKeypadCommand::commandsBeforeTheStart()
     start(bench, {"--offscreen", "--wrapper", "nosuch", "--tool", "/bin/true"});
     QVERIFY(bench.waitForFinished());
     QVERIFY(bench.readAllStandardError().startsWith("bench keypad: cannot start nosuch: "));
+    QCOMPARE(bench.exitCode(), 4);
     start(bench, {"--offscreen", "--do", "nonsense", "--tool", "/bin/true"});
     QVERIFY(bench.waitForFinished());
-    QCOMPARE(bench.exitCode(), 3);
+    QCOMPARE(bench.exitCode(), 4);
 }
 
 void TestKeypadCommand::nothingRemainsWhenKilled()
@@ -255,7 +256,7 @@ void TestKeypadCommand::ordinaryUser()
                  "echo written"});
     QVERIFY(bench.waitForFinished());
     const QByteArray reason = bench.readAllStandardError().trimmed();
-    if (bench.exitCode() == 3 || bench.exitCode() > 100 || reason.startsWith("unshare: "))
+    if (bench.exitCode() == 4 || bench.exitCode() > 100 || reason.startsWith("unshare: "))
         QSKIP(("not for an ordinary user here: " + reason).constData());
     const QByteArray text = bench.readAllStandardOutput();
     QVERIFY2(text.contains("output   stored\n"), text + reason);
@@ -288,7 +289,7 @@ void TestKeypadCommand::saysWhyItCannotWork()
     const QByteArray errors = bench.readAllStandardError();
     if (errors.startsWith("unshare: ") || errors.startsWith("mount: ") || errors.startsWith("sh: "))
         QSKIP(("cannot be spoilt here: " + errors.trimmed()).constData());
-    QCOMPARE(bench.exitCode(), 3);
+    QCOMPARE(bench.exitCode(), 4);
     QCOMPARE(errors, reason);
 }
 

@@ -94,13 +94,13 @@ TestStationCommand::Run TestStationCommand::station(const QStringList &arguments
 void TestStationCommand::helpSaysItAll()
 {
     const Run help = run({"station", "--help"});
-    QCOMPARE(help.status, int(StationOk));
+    QCOMPARE(help.status, 0);
     for (const char *word : {"--timeout", "--late", "--baud", "--ready", "--transcript", "--quiet",
                              "backlight LEVEL", "send TYPE [DATA]", "raw TEXT", "wait TYPE",
                              "listen", "replay FILE", "decode FRAME", "Exit status"})
         QVERIFY2(help.out.contains(QLatin1String(word)), word);
     const Run decode = run({"decode", "--help"});
-    QCOMPARE(decode.status, int(StationOk));
+    QCOMPARE(decode.status, 0);
     QVERIFY(decode.out.startsWith("Usage: bench decode"));
 }
 
@@ -116,8 +116,6 @@ void TestStationCommand::refusesWrongUsage_data()
                             << "bench station: Unknown option 'loud'; see bench station --help\n";
     QTest::newRow("limit") << QStringList{"station", "PTY", "-t", "soon", "voltage"}
                            << "bench station: a limit is a number of seconds\n";
-    QTest::newRow("transcript") << QStringList{"station", "PTY", "-o", "/nowhere/x", "voltage"}
-                                << "bench station: /nowhere/x: No such file or directory\n";
     QTest::newRow("decode option") << QStringList{"decode", "--loud"}
                                    << "bench decode: unknown option --loud; "
                                       "see bench decode --help\n";
@@ -129,14 +127,14 @@ void TestStationCommand::refusesWrongUsage()
     QFETCH(QString, error);
     const Run result = run(arguments);
     QCOMPARE(result.err, error);
-    QCOMPARE(result.status, int(StationUsage));
+    QCOMPARE(result.status, 2);
 }
 
 void TestStationCommand::carriesOutOneCommand()
 {
     const Run loud = station({"backlight", "100"});
     QCOMPARE(loud.err, QString());
-    QCOMPARE(loud.status, int(StationOk));
+    QCOMPARE(loud.status, 0);
     const QStringList lines = loud.out.split('\n');
     QCOMPARE(lines.size(), 3);
     QVERIFY(QRegularExpression("^\\d\\d:\\d\\d:\\d\\d\\.\\d{3} > backlight 100 +"
@@ -157,7 +155,7 @@ void TestStationCommand::carriesOutOneCommand()
 
     const Run quiet = station({"-q", "send", "7080"});
     QCOMPARE(quiet.out, QString("voltage reading '00012345'\n"));
-    QCOMPARE(quiet.status, int(StationOk));
+    QCOMPARE(quiet.status, 0);
 }
 
 void TestStationCommand::exitStatusTellsWhy_data()
@@ -165,27 +163,27 @@ void TestStationCommand::exitStatusTellsWhy_data()
     QTest::addColumn<QStringList>("command");
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("error");
-    QTest::newRow("accepted") << QStringList{"voltage"} << int(StationOk) << "";
-    QTest::newRow("refused") << QStringList{"flash-query"} << int(StationRefused)
+    QTest::newRow("accepted") << QStringList{"voltage"} << 0 << "";
+    QTest::newRow("refused") << QStringList{"flash-query"} << 1
                              << "bench station: flash-query was refused with NA\n";
-    QTest::newRow("usage") << QStringList{"backlight", "256"} << int(StationUsage)
+    QTest::newRow("usage") << QStringList{"backlight", "256"} << 2
                            << "bench station: backlight: \"256\" is no number from 0 to 255\n";
     QTest::newRow("unknown")
-        << QStringList{"light"} << int(StationUsage)
+        << QStringList{"light"} << 2
         << "bench station: unknown request \"light\"; \"help\" lists them all\n";
-    QTest::newRow("number") << QStringList{"7080"} << int(StationUsage)
+    QTest::newRow("number") << QStringList{"7080"} << 2
                             << "bench station: unknown request \"7080\"; by number it is \"send "
                                "7080\"\n";
-    QTest::newRow("option behind") << QStringList{"voltage", "-t", "3"} << int(StationUsage)
+    QTest::newRow("option behind") << QStringList{"voltage", "-t", "3"} << 2
                                    << "bench station: usage: voltage; options stand before the "
                                       "command\n";
-    QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << int(StationTimeOut)
+    QTest::newRow("time-out") << QStringList{"-t", "0.1", "mount"} << 3
                               << "bench station: nothing came in 0.1 s, waiting for ACK to "
                                  "mount\n";
-    QTest::newRow("damaged") << QStringList{"buttons"} << int(StationLineFault)
+    QTest::newRow("damaged") << QStringList{"buttons"} << 1
                              << "bench station: damaged frame: checksum is 0337, should be 0336 "
                                 "(7E000C70713E0003377F\\r\\n)\n";
-    QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << int(StationUsage)
+    QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << 2
                            << "bench station: 123 is no standard baud rate\n";
 }
 
@@ -205,7 +203,7 @@ void TestStationCommand::readsCommandsFromStandardInput()
                                             "light\nbacklight  100");
     QCOMPARE(result.out, QString("voltage reading '00012345'\nNA\nACK\n"));
     // The first that fails decides, and the rest is carried out all the same.
-    QCOMPARE(result.status, int(StationRefused));
+    QCOMPARE(result.status, 1);
     QCOMPARE(result.err,
              QString("bench station: flash-query was refused with NA\n"
                      "bench station: unknown request \"light\"; \"help\" lists them all\n"));
@@ -224,7 +222,7 @@ void TestStationCommand::printsWhatComesUnasked()
                              30000);
     process.closeWriteChannel();
     QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
-    QCOMPARE(process.exitCode(), int(StationOk));
+    QCOMPARE(process.exitCode(), 0);
 }
 
 void TestStationCommand::endsWhenTheLineHangsUp()
@@ -237,7 +235,7 @@ void TestStationCommand::endsWhenTheLineHangsUp()
     QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("12345"), 30000);
     m_keypad->hangUp();
     QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
-    QCOMPARE(process.exitCode(), int(StationLineFault));
+    QCOMPARE(process.exitCode(), 4);
     QCOMPARE(process.readAllStandardError(), QByteArray("bench station: the line hung up\n"));
 }
 
@@ -246,9 +244,9 @@ void TestStationCommand::waitsForReady()
     m_keypad->say("7E000A00043102957F\r\n7E000A99995102B77F\r\n");
     const Run result = station({"--ready", "-q", "voltage"});
     QCOMPARE(result.out, QString("ACK\nready\nvoltage reading '00012345'\n"));
-    QCOMPARE(result.status, int(StationOk));
+    QCOMPARE(result.status, 0);
     const Run silent = station({"ready", "0.1"});
-    QCOMPARE(silent.status, int(StationTimeOut));
+    QCOMPARE(silent.status, 3);
     QVERIFY2(silent.err.endsWith("a keypad says ready once, when its tool starts\n"),
              qPrintable(silent.err));
 }
@@ -258,20 +256,20 @@ void TestStationCommand::listensAndWaits()
     m_keypad->say("7E000A99995102B77F\r\nmodule\r\n");
     const Run listened = station({"-q", "listen", "0.2"});
     QCOMPARE(listened.out, QString("ready\nunframed line \"module\"\n"));
-    QCOMPARE(listened.status, int(StationOk));
+    QCOMPARE(listened.status, 0);
     m_keypad->say("7E0010703108120045039C7F\r\n");
     const Run waited = station({"-q", "wait", "7031", "30"});
     QCOMPARE(waited.out, QString("touch at 120,45\n"));
-    QCOMPARE(waited.status, int(StationOk));
-    QCOMPARE(station({"wait", "7031", "0.1"}).status, int(StationTimeOut));
-    QCOMPARE(station({"wait", "touch"}).status, int(StationUsage));
+    QCOMPARE(waited.status, 0);
+    QCOMPARE(station({"wait", "7031", "0.1"}).status, 3);
+    QCOMPARE(station({"wait", "touch"}).status, 2);
 }
 
 void TestStationCommand::recordsAndReplays()
 {
     QTemporaryDir folder;
     const QString path = folder.filePath("line.txt");
-    QCOMPARE(station({"-o", path}, "backlight 100\nvoltage\n").status, int(StationOk));
+    QCOMPARE(station({"-o", path}, "backlight 100\nvoltage\n").status, 0);
     QString error;
     const std::optional<Transcript> recorded = Transcript::load(path, &error);
     QVERIFY2(recorded.has_value(), qPrintable(error));
@@ -279,16 +277,16 @@ void TestStationCommand::recordsAndReplays()
 
     QVERIFY(station({"replay", path}).out.contains(" > voltage  "));
     const Run same = station({"-q", "replay", path});
-    QCOMPARE(same.status, int(StationOk));
+    QCOMPARE(same.status, 0);
     QVERIFY2(same.out.endsWith("2 requests, 2 replies compared, 0 differences\n"),
              qPrintable(same.out));
 
     m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0000000004257F\r\n"));
     const Run other = station({"-q", "replay", path});
-    QCOMPARE(other.status, int(StationRefused));
+    QCOMPARE(other.status, 1);
     QVERIFY(other.out.contains("voltage reading '00000000' (7E001270810F0000000004257F\\r\\n) "
                                "instead of voltage reading '00012345'"));
-    QCOMPARE(station({"replay", "/nowhere/line.txt"}).status, int(StationUsage));
+    QCOMPARE(station({"replay", "/nowhere/line.txt"}).status, 2);
 }
 
 void TestStationCommand::sharesNoLine()
@@ -300,12 +298,12 @@ void TestStationCommand::sharesNoLine()
     QByteArray out;
     QTRY_VERIFY_WITH_TIMEOUT((out += first.readAllStandardOutput()).contains("12345"), 30000);
     const Run second = station({"voltage"});
-    QCOMPARE(second.status, int(StationLineFault));
+    QCOMPARE(second.status, 4);
     QCOMPARE(second.err,
              QString("bench station: %1 is in use by another program\n").arg(m_keypad->path()));
     first.closeWriteChannel();
     QTRY_COMPARE_WITH_TIMEOUT(first.state(), QProcess::NotRunning, 30000);
-    QCOMPARE(station({"voltage"}).status, int(StationOk));
+    QCOMPARE(station({"voltage"}).status, 0);
     const Run file = run({"station", "/dev/null", "voltage"});
     QCOMPARE(file.err, QString("bench station: /dev/null is no serial line\n"));
 }
@@ -315,7 +313,11 @@ void TestStationCommand::tellsThatATranscriptIsNotWhole()
     const Run result = station({"-o", "/dev/full", "voltage"});
     QCOMPARE(result.err, QString("bench station: the transcript is not whole: /dev/full: "
                                  "No space left on device\n"));
-    QCOMPARE(result.status, int(StationUsage));
+    QCOMPARE(result.status, 4);
+    const Run unwritable = station({"-o", "/nowhere/line.txt", "voltage"});
+    QCOMPARE(unwritable.err,
+             QString("bench station: /nowhere/line.txt: No such file or directory\n"));
+    QCOMPARE(unwritable.status, 4);
 }
 
 void TestStationCommand::decodes_data()
@@ -323,24 +325,24 @@ void TestStationCommand::decodes_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("contains");
-    QTest::newRow("right") << QStringList{"7E000E61431F006403607F"} << int(StationOk)
+    QTest::newRow("right") << QStringList{"7E000E61431F006403607F"} << 0
                            << "meaning: backlight 100\n";
     QTest::newRow("words of a log")
-        << QStringList{"12:00:01", "Got_newsocket:", "7E000E61431F006403607F"} << int(StationOk)
+        << QStringList{"12:00:01", "Got_newsocket:", "7E000E61431F006403607F"} << 0
         << "meaning: backlight 100\n";
-    QTest::newRow("wrong") << QStringList{"7E000E61431F006403617F"} << int(StationRefused)
+    QTest::newRow("wrong") << QStringList{"7E000E61431F006403617F"} << 1
                            << "wrong:   checksum is 0361, should be 0360\n";
-    QTest::newRow("refused content") << QStringList{"7E000E61431F016403617F"} << int(StationRefused)
-                                     << "the keypad answers NA\n";
+    QTest::newRow("refused content")
+        << QStringList{"7E000E61431F016403617F"} << 1 << "the keypad answers NA\n";
     QTest::newRow("fields set apart")
-        << QStringList{"7E 000E 6143 1F 0064 0360 7F"} << int(StationOk)
+        << QStringList{"7E 000E 6143 1F 0064 0360 7F"} << 0
         << "note:    read without the blanks between; on the line there are none\n";
     QTest::newRow("bytes set apart")
-        << QStringList{"12:00", "rx", "7E", "00", "0A", "70", "80", "1C", "02", "90", "7F"}
-        << int(StationOk) << "meaning: voltage\n";
-    QTest::newRow("two requests") << QStringList{"7E000A60011402797F7E000A60011402797F"}
-                                  << int(StationOk) << "takes them for one message";
-    QTest::newRow("no frame") << QStringList{"hello"} << int(StationRefused) << "";
+        << QStringList{"12:00", "rx", "7E", "00", "0A", "70", "80", "1C", "02", "90", "7F"} << 0
+        << "meaning: voltage\n";
+    QTest::newRow("two requests") << QStringList{"7E000A60011402797F7E000A60011402797F"} << 0
+                                  << "takes them for one message";
+    QTest::newRow("no frame") << QStringList{"hello"} << 1 << "";
 }
 
 void TestStationCommand::decodes()
@@ -360,12 +362,12 @@ void TestStationCommand::decodesStandardInput()
 {
     const Run right = run({"decode"}, "In ATE Mode\nGot_newsocket: 7E000E61431F006403607F\n"
                                       "7E000A00043102957F\r\n");
-    QCOMPARE(right.status, int(StationOk));
+    QCOMPARE(right.status, 0);
     QVERIFY(right.out.contains("meaning: backlight 100\n"));
     QVERIFY(right.out.contains("meaning: ACK\n"));
-    QCOMPARE(run({"decode", "-"}, "7E000A00043102967F\n").status, int(StationRefused));
+    QCOMPARE(run({"decode", "-"}, "7E000A00043102967F\n").status, 1);
     const Run none = run({"decode"}, "no frame here\n");
-    QCOMPARE(none.status, int(StationRefused));
+    QCOMPARE(none.status, 1);
     QCOMPARE(none.err, QString("bench decode: no frame found\n"));
 }
 
