@@ -101,39 +101,56 @@ class Findings
 public:
     explicit Findings(Report *report) : m_report(report) {}
 
-    void add(Problem::Check check, const QByteArray &expected, const QByteArray &found,
-             bool wrongCase = false)
+    Problem &add(Problem::Check check, const QByteArray &expected, const QByteArray &found)
     {
         Problem problem;
         problem.check = check;
         problem.sender = m_report->sender;
         problem.expected = expected;
         problem.found = found;
-        problem.wrongCase = wrongCase;
         m_report->problems.append(problem);
+        return m_report->problems.last();
     }
 
 private:
     Report *m_report;
 };
 
-void checkSums(const QByteArray &characters, Report *report)
+QByteArray checkOf(const QByteArray &characters)
+{
+    return characters.mid(HeaderSize, DataStart - HeaderSize);
+}
+
+QByteArray dataOf(const QByteArray &characters)
+{
+    return characters.mid(DataStart, characters.size() - SmallestFrame);
+}
+
+QByteArray sumOf(const QByteArray &characters)
+{
+    return characters.mid(characters.size() - TrailerSize, 4);
+}
+
+/// @param right  the frame that was meant; empty when that is not known
+void checkSums(const QByteArray &characters, const QByteArray &right, Report *report)
 {
     Findings findings(report);
     const QByteArray header = characters.left(HeaderSize);
-    const QByteArray check = characters.mid(HeaderSize, DataStart - HeaderSize);
-    const QByteArray found = characters.mid(characters.size() - TrailerSize, 4);
-
-    const QByteArray rightCheck = headerCheck(report->sender, header);
-    if (check.toUpper() != rightCheck)
-        findings.add(Problem::HeaderCheck, rightCheck, check,
-                     isHeaderCheckOfOtherCase(header, check.toUpper()));
+    const QByteArray check = checkOf(characters);
+    const QByteArray found = sumOf(characters).toUpper();
 
     // With the header check that stands there, right or wrong: it is part of the sum.
-    const QByteArray rightSum = checksum(report->sender, header, check, report->frame.data);
-    if (found.toUpper() != rightSum)
-        findings.add(Problem::Checksum, rightSum, found,
-                     isChecksumOfOtherCase(header, check, report->frame.data, found.toUpper()));
+    const bool sumFits = found == checksum(report->sender, header, check, report->frame.data);
+    const bool checkFits = check.toUpper() == headerCheck(report->sender, header);
+    if (!checkFits && check.toUpper() != checkOf(right).toUpper()) {
+        Problem &problem = findings.add(Problem::HeaderCheck, checkOf(right), check);
+        problem.wrongCase = isHeaderCheckOfOtherCase(header, check.toUpper());
+        problem.harmless = sumFits && report->sender == Sender::Station;
+    }
+    if (!sumFits && found != sumOf(right).toUpper()) {
+        Problem &problem = findings.add(Problem::Checksum, sumOf(right), sumOf(characters));
+        problem.wrongCase = isChecksumOfOtherCase(header, check, report->frame.data, found);
+    }
 }
 
 void checkMark(Problem::Check check, const QByteArray &found, Report *report)
@@ -164,15 +181,28 @@ QByteArray withUpperFields(const QByteArray &characters)
            characters.right(TrailerSize).toUpper();
 }
 
+QByteArray lengthOf(const QByteArray &characters)
+{
+    return hex(static_cast<uint>(characters.size() - LengthBias) & 0xFFFF, 4);
+}
+
+/// A field that stays as it is when it is right in either case.
+QByteArray corrected(const QByteArray &field, const QByteArray &right, bool isLower)
+{
+    if (field.toUpper() == right)
+        return field;
+    return isLower ? right.toLower() : right;
+}
+
 void checkWhole(Report *report)
 {
     Findings findings(report);
     const QByteArray &characters = report->raw;
+    const QByteArray right = rightFrame(report->sender, characters);
     checkMark(Problem::StartMark, characters.left(MarkSize), report);
 
     const QByteArray length = characters.mid(MarkSize, 4);
-    const QByteArray rightLength =
-        hex(static_cast<uint>(characters.size() - LengthBias) & 0xFFFF, 4);
+    const QByteArray rightLength = lengthOf(characters);
     if (length.toUpper() != rightLength)
         findings.add(Problem::LengthField, rightLength, length);
 
@@ -182,12 +212,11 @@ void checkWhole(Report *report)
     else
         findings.add(Problem::TypeField, "four hexadecimal digits", type);
 
-    report->frame.data = characters.mid(DataStart, characters.size() - SmallestFrame);
-    checkSums(characters, report);
+    report->frame.data = dataOf(characters);
+    checkSums(characters, right, report);
     checkMark(Problem::EndMark, characters.right(MarkSize), report);
-    const QByteArray upper = withUpperFields(characters);
-    if (report->sender == Sender::Keypad && upper != characters)
-        findings.add(Problem::UpperCase, upper, characters);
+    if (report->sender == Sender::Keypad && withUpperFields(characters) != characters)
+        findings.add(Problem::UpperCase, right, characters);
 }
 
 QString sumsExplained(Sender sender)
@@ -214,38 +243,81 @@ QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data)
     return header + check + data + checksum(sender, header, check, data) + "7F";
 }
 
+QByteArray rightFrame(Sender sender, const QByteArray &characters)
+{
+    const QByteArray type = characters.mid(MarkSize + 4, 4);
+    if (characters.size() < SmallestFrame || !isHex(type))
+        return QByteArray();
+    const QByteArray data = dataOf(characters);
+    if (sender == Sender::Keypad)
+        return buildFrame(sender, static_cast<quint16>(type.toUInt(nullptr, 16)), data);
+    // A station's sums are those of its digits in the case in which it sends them.
+    const bool isLower = withUpperFields(characters) != characters;
+    const QByteArray header =
+        corrected(characters.left(MarkSize), "7E", isLower) +
+        corrected(characters.mid(MarkSize, 4), lengthOf(characters), isLower) + type;
+    const QByteArray check = corrected(checkOf(characters), headerCheck(sender, header), isLower);
+    const QByteArray sum =
+        corrected(sumOf(characters), checksum(sender, header, check, data), isLower);
+    return header + check + data + sum + corrected(characters.right(MarkSize), "7F", isLower);
+}
+
 QString Problem::text() const
 {
-    const QString is = shown(found);
-    const QString shouldBe = shown(expected);
+    const QString wanted = shown(expected);
     switch (check) {
     case Size:
-        return QStringLiteral("%1 characters, a frame has at least %2").arg(is, shouldBe);
-    case StartMark:
-        return QStringLiteral("start mark is \"%1\", should be %2").arg(is, shouldBe);
-    case EndMark:
-        return QStringLiteral("end mark is \"%1\", should be %2").arg(is, shouldBe);
-    case LengthField:
-        return QStringLiteral("length field is %1, should be %2").arg(is, shouldBe);
-    case TypeField:
-        return QStringLiteral("type field is \"%1\", should be %2").arg(is, shouldBe);
-    case UpperCase:
-        return QStringLiteral("lower-case digits, should be %1").arg(shouldBe);
+        return QStringLiteral("%1, a frame has at least %2").arg(place(), wanted);
     case LineEnd:
-        return QStringLiteral("line end is \"%1\", should be \"%2\"").arg(is, shouldBe);
-    case HeaderCheck:
-    case Checksum:
+        return QStringLiteral("%1, should be \"%2\"").arg(place(), wanted);
+    default:
         break;
     }
-    QString text =
-        QStringLiteral("%1 is %2, should be %3")
-            .arg(check == HeaderCheck ? QStringLiteral("header check") : QStringLiteral("checksum"),
-                 is, shouldBe);
+    if (expected.isEmpty())
+        return finding();
+    return QStringLiteral("%1, should be %2%3").arg(place(), wanted, hint());
+}
+
+QString Problem::finding() const
+{
+    return place() + hint();
+}
+
+/// What stands where.
+QString Problem::place() const
+{
+    const QString is = shown(found);
+    switch (check) {
+    case Size:
+        return QStringLiteral("%1 characters").arg(is);
+    case StartMark:
+        return QStringLiteral("start mark is \"%1\"").arg(is);
+    case EndMark:
+        return QStringLiteral("end mark is \"%1\"").arg(is);
+    case LengthField:
+        return QStringLiteral("length field is %1").arg(is);
+    case TypeField:
+        return QStringLiteral("type field is \"%1\"").arg(is);
+    case HeaderCheck:
+        return QStringLiteral("header check is %1").arg(is);
+    case Checksum:
+        return QStringLiteral("checksum is %1").arg(is);
+    case UpperCase:
+        return QStringLiteral("lower-case digits");
+    case LineEnd:
+        return QStringLiteral("line end is \"%1\"").arg(is);
+    }
+    return QString();
+}
+
+/// How a sum came to be wrong, or that it does not matter.
+QString Problem::hint() const
+{
     if (wrongCase)
-        text += QStringLiteral(" (%1)").arg(sumsExplained(sender));
-    else if (check == HeaderCheck && sender == Sender::Station)
-        text += QStringLiteral(" (the keypad does not look at it)");
-    return text;
+        return QStringLiteral(" (%1)").arg(sumsExplained(sender));
+    if (harmless)
+        return QStringLiteral(" (the keypad does not look at it)");
+    return QString();
 }
 
 bool Report::fails(Problem::Check check) const

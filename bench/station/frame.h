@@ -35,6 +35,10 @@ struct Frame {
 /// @param data  stands in the frame unchanged; at most 65525 bytes
 QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data = QByteArray());
 
+/// The right frame that @p characters come closest to: their type, their data and, of a
+/// station, the case of their digits. Empty when they are too few or have no type.
+QByteArray rightFrame(Sender sender, const QByteArray &characters);
+
 /// One check that a frame fails.
 struct Problem {
     enum Check {
@@ -44,23 +48,33 @@ struct Problem {
         LengthField, ///< 10 + number of data characters
         TypeField,   ///< four hexadecimal digits
         HeaderCheck, ///< low 8 bits of the sum of the ten characters before it
-        Checksum,    ///< sum of all characters before it
+        Checksum,    ///< sum of all characters before it, the header check as it stands
         UpperCase,   ///< the keypad writes every field of its own in upper case
         LineEnd      ///< the keypad ends a frame with CR LF
     };
 
     Check check = Size;
     Sender sender = Sender::Keypad; ///< whose rules apply
-    QByteArray expected;            ///< what would be right, as characters of the line
+    QByteArray expected;            ///< what stands there in rightFrame(); of a sum empty without
     QByteArray found;               ///< what stands there
     bool wrongCase = false;         ///< HeaderCheck, Checksum: right if the other case is summed
+    bool harmless = false;          ///< HeaderCheck: the receiver looks at the checksum, which fits
 
     /// One sentence for a person, without a full stop.
     QString text() const;
+    /// The same without what should be there.
+    QString finding() const;
+
+private:
+    QString place() const;
+    QString hint() const;
 };
 
 /// What a check of a frame found. With problems, @ref frame holds what could
 /// still be read (an unreadable field is 0, unreachable data are empty).
+///
+/// All that a problem expects is taken from one right frame. A sum that is that frame's,
+/// or fits what stands before it, is not what is wrong.
 struct Report {
     Sender sender = Sender::Keypad;
     QByteArray raw; ///< the characters that were checked

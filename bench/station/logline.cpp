@@ -15,7 +15,8 @@ namespace
 
 const int MarkSize = 2;
 const int SmallestFrame = 18;
-const int LengthBias = 8; ///< characters of a frame that its length leaves out
+const int TrailerSize = 6; ///< checksum and end mark
+const int LengthBias = 8;  ///< characters of a frame that its length leaves out
 
 bool isMark(const QByteArray &line, int at, char letter)
 {
@@ -138,9 +139,23 @@ QString verdictOf(const Report &report)
 {
     if (report.sender == Sender::Keypad)
         return QString();
-    const bool onlyHeaderCheck = report.problems.size() == 1 && report.fails(Problem::HeaderCheck);
-    return onlyHeaderCheck ? QStringLiteral("keypad:  takes it all the same\n")
-                           : QStringLiteral("keypad:  answers NAK\n");
+    const bool isHarmless = report.problems.size() == 1 && report.problems.first().harmless;
+    return isHarmless ? QStringLiteral("keypad:  takes it all the same\n")
+                      : QStringLiteral("keypad:  answers NAK\n");
+}
+
+/// The side that sends the type; of a type that nobody sends, the side whose sums are right.
+QString senderText(const Report &report)
+{
+    const QString side =
+        report.sender == Sender::Station ? QStringLiteral("station") : QStringLiteral("keypad");
+    if (senderOf(report.frame.type))
+        return side;
+    const bool asStation = checkFrame(Sender::Station, report.raw).ok();
+    const bool asKeypad = checkFrame(Sender::Keypad, report.raw).ok();
+    if (asStation != asKeypad)
+        return side + QStringLiteral(", by its sums");
+    return QStringLiteral("unknown; checked as the %1's").arg(side);
 }
 
 QString fieldsOf(const QVariantMap &fields)
@@ -153,18 +168,14 @@ QString fieldsOf(const QVariantMap &fields)
     return text;
 }
 
-/// A frame that lost its end tells by its length field how long it was.
-QString cutOffLine(const Report &report)
+/// The size of a frame that lost its end, by its length field; 0 when its end is there.
+int sizeBeforeTheCut(const Report &report)
 {
     bool isNumber = false;
     const int announced = report.raw.mid(MarkSize, 4).toInt(&isNumber, 16) + LengthBias;
-    if (!isNumber || !report.fails(Problem::EndMark) || report.fails(Problem::StartMark) ||
-        announced <= report.raw.size())
-        return QString();
-    return QStringLiteral("wrong:   cut off, most likely: its length field tells of %1 characters, "
-                          "here are %2\n")
-        .arg(announced)
-        .arg(report.raw.size());
+    const bool isCut = isNumber && report.fails(Problem::EndMark) &&
+                       !report.fails(Problem::StartMark) && announced > report.raw.size();
+    return isCut ? announced : 0;
 }
 
 QByteArray withoutBlanks(QByteArray line)
@@ -175,6 +186,65 @@ QByteArray withoutBlanks(QByteArray line)
 QString typeLine(quint16 type)
 {
     return QStringLiteral("type:    %1 (%2)\n").arg(typeNumber(type), typeName(type));
+}
+
+QString contentOf(const Report &report)
+{
+    const Meaning meaning = meaningOf(report.frame);
+    QString text = QStringLiteral("sender:  %1\n").arg(senderText(report)) +
+                   typeLine(report.frame.type) + QStringLiteral("meaning: %1\n").arg(meaning.text) +
+                   fieldsOf(meaning.fields);
+    if (!meaning.complaint.isEmpty())
+        text += QStringLiteral("data:    %1\n").arg(meaning.complaint);
+    return text;
+}
+
+/// The right frame for @p report; empty where what was meant is not known: what the keypad
+/// refuses with right sums was not.
+QByteArray rightFrameOf(const Report &report)
+{
+    if (!meaningOf(report.frame).complaint.isEmpty())
+        return QByteArray();
+    return rightFrame(report.sender, report.raw);
+}
+
+/// Without a right frame to agree with, only the marks are told as they should be.
+QString problemLine(const Problem &problem, bool hasRight)
+{
+    const bool isSure =
+        hasRight ||
+        (problem.check != Problem::LengthField && problem.check != Problem::HeaderCheck &&
+         problem.check != Problem::Checksum && problem.check != Problem::UpperCase);
+    return QStringLiteral("wrong:   %1\n").arg(isSure ? problem.text() : problem.finding());
+}
+
+QString rightLine(const QByteArray &right)
+{
+    if (right.isEmpty())
+        return QString();
+    return QStringLiteral("right:   %1\n").arg(QString::fromLatin1(escaped(right)));
+}
+
+/// A frame that lost its end. What its length field tells of may be there up to the checksum.
+QString explainCutOff(const Report &report, int wholeSize)
+{
+    const int missing = wholeSize - static_cast<int>(report.raw.size());
+    const bool hasData = missing <= TrailerSize;
+    const QString cut = QStringLiteral("wrong:   cut off, most likely: its length field tells of "
+                                       "%1 characters, here are %2\n")
+                            .arg(wholeSize)
+                            .arg(report.raw.size());
+    if (!hasData)
+        return (report.frame.type != 0 ? typeLine(report.frame.type) : QString()) + cut;
+    const QByteArray whole = report.raw.left(wholeSize - TrailerSize) + "00007F";
+    const Report meant = checkAnySender(whole);
+    const QByteArray right = rightFrameOf(meant);
+    QString text = contentOf(meant) + cut;
+    for (const Problem &problem : meant.problems) {
+        if (problem.check != Problem::Checksum)
+            text += problemLine(problem, !right.isEmpty());
+    }
+    return text + rightLine(right);
 }
 
 } // namespace
@@ -197,32 +267,19 @@ QList<Report> framesInLogLine(const QByteArray &line)
 QString explain(const Report &report)
 {
     QString text = QStringLiteral("frame:   %1\n").arg(QString::fromLatin1(escaped(report.raw)));
-    const bool isWhole = report.raw.size() >= SmallestFrame;
-    if (!isWhole && report.frame.type != 0)
+    const int wholeSize = sizeBeforeTheCut(report);
+    if (wholeSize > 0)
+        return text + explainCutOff(report, wholeSize) + verdictOf(report);
+    if (report.raw.size() >= SmallestFrame && !report.fails(Problem::TypeField))
+        text += contentOf(report);
+    else if (report.frame.type != 0)
         text += typeLine(report.frame.type);
-    if (isWhole) {
-        const Meaning meaning = meaningOf(report.frame);
-        text += QStringLiteral("sender:  %1\n")
-                    .arg(report.sender == Sender::Station ? QStringLiteral("station")
-                                                          : QStringLiteral("keypad"));
-        text += typeLine(report.frame.type);
-        text += QStringLiteral("meaning: %1\n").arg(meaning.text);
-        text += fieldsOf(meaning.fields);
-        if (!meaning.complaint.isEmpty())
-            text += QStringLiteral("data:    %1\n").arg(meaning.complaint);
-    }
     if (report.ok())
         return text + QStringLiteral("checks:  all right\n");
+    const QByteArray right = rightFrameOf(report);
     for (const Problem &problem : report.problems)
-        text += QStringLiteral("wrong:   %1\n").arg(problem.text());
-    text += cutOffLine(report);
-    // What the keypad refuses with right sums is not what was meant.
-    const bool hasRightData = meaningOf(report.frame).complaint.isEmpty();
-    if (isWhole && hasRightData && !report.fails(Problem::TypeField))
-        text += QStringLiteral("right:   %1\n")
-                    .arg(QString::fromLatin1(
-                        escaped(buildFrame(report.sender, report.frame.type, report.frame.data))));
-    return text + verdictOf(report);
+        text += problemLine(problem, !right.isEmpty());
+    return text + rightLine(right) + verdictOf(report);
 }
 
 } // namespace wire

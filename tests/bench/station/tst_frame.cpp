@@ -166,8 +166,16 @@ void TestFrame::namesTheFailingCheck_data()
         {"no length", false, "7E00XA60013C02B27F", "length field is 00XA, should be 000A"},
         {"type", true, "7E000A00G46802D67F\r\n",
          "type field is \"00G4\", should be four hexadecimal digits"},
-        {"header check and with it the sum", true, "7E000A00043202957F\r\n",
-         "header check is 32, should be 31; checksum is 0295, should be 0296"},
+        // The sum is the right frame's: it is the header check that was damaged.
+        {"header check under a right sum", true, "7E000A00043202957F\r\n",
+         "header check is 32, should be 31"},
+        {"request's header check under a right sum", false, "7E000E61431E006403607F",
+         "header check is 1E, should be 1F"},
+        {"length under right sums", true, "7E000B00043102957F\r\n",
+         "length field is 000B, should be 000A"},
+        {"header check and sum", false, "7E000A70900000007F",
+         "header check is 00, should be 1D; checksum is 0000, should be 0292"},
+        {"lower-case request", false, "7e000e61435f006403c57f", "checksum is 03c5, should be 03c4"},
         {"header check alone", false, "7E000A60011302787F",
          "header check is 13, should be 14 (the keypad does not look at it)"},
         {"data", true, "7E000C70713E0203397F\r\n", "checksum is 0339, should be 0338"},
@@ -184,7 +192,7 @@ void TestFrame::namesTheFailingCheck_data()
         {"line feeds turned into two", true, "7E000A00043102957F\r\r\n",
          "line end is \"\\r\\r\\n\", should be \"\\r\\n\""},
         {"two requests in one", false, "7E000A60011402797F7E000A60011402797F",
-         "length field is 000A, should be 001C; checksum is 0279, should be 0641"},
+         "length field is 000A, should be 001C; checksum is 0279, should be 0647"},
     };
     for (const auto &row : rows)
         QTest::newRow(row.name) << row.fromKeypad << QByteArray(row.line) << QString(row.text);

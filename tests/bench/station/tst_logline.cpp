@@ -16,6 +16,8 @@ private slots:
     void findsNothing();
     void explains_data();
     void explains();
+    void hintsAgreeWithTheRightFrame_data();
+    void hintsAgreeWithTheRightFrame();
 };
 
 void TestLogLine::findsAFrameInAnyLog_data()
@@ -150,7 +152,7 @@ void TestLogLine::explains_data()
                    "wrong:   header check is 11, should be 31 (wrong case summed: the keypad sums "
                    "length, type and header check with lower-case digits, though it sends them in "
                    "upper case)\n"
-                   "wrong:   checksum is 0273, should be 0293 (wrong case summed: the keypad sums "
+                   "wrong:   checksum is 0273, should be 0295 (wrong case summed: the keypad sums "
                    "length, type and header check with lower-case digits, though it sends them in "
                    "upper case)\n"
                    "right:   7E000A00043102957F\n");
@@ -162,7 +164,7 @@ void TestLogLine::explains_data()
                    "meaning: version\n"
                    "wrong:   header check is 6B, should be 2B (wrong case summed: a station sums "
                    "the characters exactly as it sends them)\n"
-                   "wrong:   checksum is 0364, should be 0304 (wrong case summed: a station sums "
+                   "wrong:   checksum is 0364, should be 0300 (wrong case summed: a station sums "
                    "the characters exactly as it sends them)\n"
                    "right:   7E000C603C2B0103007F\n"
                    "keypad:  answers NAK\n");
@@ -188,19 +190,62 @@ void TestLogLine::explains_data()
         << QString("frame:   7E000E61431F006403607\n"
                    "sender:  station\n"
                    "type:    6143 (backlight or bias power request)\n"
-                   "meaning: send 6143 006\n"
-                   "data:    3 data characters, should be 4: the keypad answers NAK\n"
-                   "wrong:   length field is 000E, should be 000D\n"
-                   "wrong:   checksum is 4036, should be 032C\n"
-                   "wrong:   end mark is \"07\", should be 7F\n"
+                   "meaning: backlight 100\n"
+                   "field:   level = 100\n"
                    "wrong:   cut off, most likely: its length field tells of 22 characters, here "
                    "are 21\n"
+                   "right:   7E000E61431F006403607F\n"
+                   "keypad:  answers NAK\n");
+    QTest::newRow("cut off within the checksum, and the header check is wrong")
+        << QByteArray("7E000E61431E006403")
+        << QString("frame:   7E000E61431E006403\n"
+                   "sender:  station\n"
+                   "type:    6143 (backlight or bias power request)\n"
+                   "meaning: backlight 100\n"
+                   "field:   level = 100\n"
+                   "wrong:   cut off, most likely: its length field tells of 22 characters, here "
+                   "are 18\n"
+                   "wrong:   header check is 1E, should be 1F\n"
+                   "right:   7E000E61431F006403607F\n"
+                   "keypad:  answers NAK\n");
+    QTest::newRow("too many data characters")
+        << QByteArray("7E000E6143000064000007F")
+        << QString("frame:   7E000E6143000064000007F\n"
+                   "sender:  station\n"
+                   "type:    6143 (backlight or bias power request)\n"
+                   "meaning: send 6143 00640\n"
+                   "data:    5 data characters, should be 4: the keypad answers NAK\n"
+                   "wrong:   length field is 000E\n"
+                   "wrong:   header check is 00\n"
+                   "wrong:   checksum is 0000\n"
+                   "keypad:  answers NAK\n");
+    QTest::newRow("type that nobody sends")
+        << QByteArray("7E000A70900000007F")
+        << QString("frame:   7E000A70900000007F\n"
+                   "sender:  unknown; checked as the station's\n"
+                   "type:    7090 (unknown type 7090)\n"
+                   "meaning: unknown type 7090, data \"\"\n"
+                   "wrong:   header check is 00, should be 1D\n"
+                   "wrong:   checksum is 0000, should be 0292\n"
+                   "right:   7E000A70901D02927F\n"
+                   "keypad:  answers NAK\n");
+    QTest::newRow("type that nobody sends, with the sums of a keypad")
+        << QByteArray("7E000A70903D02D47F")
+        << QString("frame:   7E000A70903D02D47F\n"
+                   "sender:  keypad, by its sums\n"
+                   "type:    7090 (unknown type 7090)\n"
+                   "meaning: unknown type 7090, data \"\"\n"
+                   "checks:  all right\n");
+    QTest::newRow("type that cannot be read")
+        << QByteArray("7E000EG1431F006403607F")
+        << QString("frame:   7E000EG1431F006403607F\n"
+                   "wrong:   type field is \"G143\", should be four hexadecimal digits\n"
+                   "wrong:   header check is 1F\n"
+                   "wrong:   checksum is 0360\n"
                    "keypad:  answers NAK\n");
     QTest::newRow("fragment") << QByteArray("7E000C603C")
                               << QString("frame:   7E000C603C\n"
                                          "type:    603C (version request)\n"
-                                         "wrong:   10 characters, a frame has at least 18\n"
-                                         "wrong:   end mark is \"3C\", should be 7F\n"
                                          "wrong:   cut off, most likely: its length field tells "
                                          "of 20 characters, here are 10\n"
                                          "keypad:  answers NAK\n");
@@ -214,6 +259,58 @@ void TestLogLine::explains()
     const QList<wire::Report> reports = wire::framesInLogLine(line);
     QCOMPARE(reports.size(), 1);
     QCOMPARE(wire::explain(reports.first()), text);
+}
+
+void TestLogLine::hintsAgreeWithTheRightFrame_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::newRow("request") << QByteArray("7E000E61431F006403607F");
+    QTest::newRow("request in lower case") << QByteArray("7e000e61435f006403c47f");
+    QTest::newRow("request of any length") << QByteArray("7E00116002067E7F12303FB7F");
+    QTest::newRow("reply") << QByteArray("7E001270810F0001234504347F");
+    QTest::newRow("type that nobody sends") << QByteArray("7E000A123417027F7F");
+}
+
+/// Whatever one character is damaged: all that is said to be wrong is, as it should be, in the
+/// one frame that is offered.
+void TestLogLine::hintsAgreeWithTheRightFrame()
+{
+    QFETCH(QByteArray, frame);
+    static const QRegularExpression hint(
+        "^wrong:   (start mark|length field|header check|checksum|end mark|lower-case digits)"
+        "[^,]*, should be ([0-9A-Za-z]+)",
+        QRegularExpression::MultilineOption);
+    static const QRegularExpression offer("^right:   (.*)$", QRegularExpression::MultilineOption);
+    int offers = 0;
+    for (int at = 0; at < frame.size(); ++at) {
+        for (char wrong : QByteArray("0259DFX")) {
+            QByteArray damaged = frame;
+            damaged[at] = wrong;
+            const QList<wire::Report> reports = wire::framesInLogLine(damaged);
+            if (reports.isEmpty() || reports.first().ok())
+                continue;
+            const QString text = wire::explain(reports.first());
+            QCOMPARE(text.count("\nright: "), text.count(offer));
+            QVERIFY(text.count(offer) <= 1);
+            const QString right = offer.match(text).captured(1);
+            if (right.isEmpty())
+                continue;
+            ++offers;
+            QVERIFY2(wire::framesInLogLine(right.toLatin1()).first().ok(), qPrintable(text));
+            const QMap<QString, QString> fields = {
+                {"start mark", right.left(2)},      {"length field", right.mid(2, 4)},
+                {"header check", right.mid(10, 2)}, {"checksum", right.right(6).left(4)},
+                {"end mark", right.right(2)},       {"lower-case digits", right},
+            };
+            auto matches = hint.globalMatch(text);
+            while (matches.hasNext()) {
+                const QRegularExpressionMatch match = matches.next();
+                QVERIFY2(match.captured(2).toUpper() == fields.value(match.captured(1)).toUpper(),
+                         qPrintable(text));
+            }
+        }
+    }
+    QVERIFY(offers > 20);
 }
 
 QTEST_GUILESS_MAIN(TestLogLine)
