@@ -5,7 +5,6 @@
 #include "bench/station/requests.h"
 
 #include <QFile>
-#include <QHash>
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSet>
@@ -22,52 +21,13 @@ const int ScreenWidth = 800;
 const int ScreenHeight = 480;
 const int DefaultTolerance = 8;
 
-/// The fields that the data of a frame can have; a limit on any other would
-/// never be looked at.
-QStringList fieldsOf(quint16 type)
-{
-    static const QHash<int, QStringList> fields = {
-        {wire::EchoReply, {QStringLiteral("text")}},
-        {wire::VersionReply,
-         {QStringLiteral("major"), QStringLiteral("minor"), QStringLiteral("version")}},
-        {wire::SdReadReply,
-         {QStringLiteral("timeout"), QStringLiteral("port"), QStringLiteral("status"),
-          QStringLiteral("values")}},
-        {wire::CalibratePoint, {QStringLiteral("index"), QStringLiteral("x"), QStringLiteral("y")}},
-        {wire::CalibrateFinished, {QStringLiteral("success")}},
-        {wire::TouchReply, {QStringLiteral("x"), QStringLiteral("y")}},
-        {wire::RelayReply, {QStringLiteral("text")}},
-        {wire::FlashStatus, {QStringLiteral("stage"), QStringLiteral("percent")}},
-        {wire::FlashComplete, {QStringLiteral("success")}},
-        {wire::MountReply, {QStringLiteral("success")}},
-        {wire::ButtonsReply,
-         {QStringLiteral("mask"), QStringLiteral("home"), QStringLiteral("tamper")}},
-        {wire::VoltageReply, {QStringLiteral("text"), QStringLiteral("voltage")}}};
-    return fields.value(type);
-}
-
-/// Every known type by its name in lower case.
-const QHash<QString, quint16> &typesByName()
-{
-    static QHash<QString, quint16> types;
-    if (!types.isEmpty())
-        return types;
-    for (int type = 0; type <= 0xFFFF; ++type) {
-        const quint16 candidate = static_cast<quint16>(type);
-        if (wire::senderOf(candidate))
-            types.insert(wire::typeName(candidate).toLower(), candidate);
-    }
-    return types;
-}
-
 /// What a keypad sends, in the order of the types.
 QStringList replyNames()
 {
     QStringList names;
-    for (int type = 0; type <= 0xFFFF; ++type) {
-        const quint16 candidate = static_cast<quint16>(type);
-        if (wire::senderOf(candidate) == wire::Sender::Keypad)
-            names.append(wire::typeName(candidate));
+    for (const wire::Message &message : wire::messages()) {
+        if (message.sender == wire::Sender::Keypad)
+            names.append(QString::fromLatin1(message.name));
     }
     return names;
 }
@@ -141,7 +101,7 @@ QList<Plan::Limit> limits(PlanReader &reader, quint16 type)
 {
     QList<Plan::Limit> limits;
     const QJsonObject fields = reader.object(QStringLiteral("fields"));
-    const QStringList known = fieldsOf(type);
+    const QStringList known = wire::fieldNames(type);
     for (auto field = fields.begin(); field != fields.end(); ++field) {
         if (!known.contains(field.key())) {
             reader.refuse(QStringLiteral("a frame of type \"%1\" has no field \"%2\"; %3")
@@ -368,7 +328,7 @@ std::optional<Plan::Poll> poll(PlanReader &reader)
     poll.stallMs = inner.integer(QStringLiteral("stall_ms"), 1, LongestMs, 0);
     poll.fields = limits(inner, answer);
     poll.rising = inner.text(QStringLiteral("rising"));
-    if (!poll.rising.isEmpty() && !fieldsOf(answer).contains(poll.rising))
+    if (!poll.rising.isEmpty() && !wire::fieldNames(answer).contains(poll.rising))
         inner.refuse(QStringLiteral("the answer has no field \"%1\"").arg(poll.rising));
     inner.finish();
     return poll;
@@ -523,10 +483,7 @@ std::optional<quint16> messageType(const QString &nameOrNumber)
     static const QRegularExpression form(QStringLiteral("^[0-9A-Fa-f]{4}$"));
     if (form.match(nameOrNumber).hasMatch())
         return static_cast<quint16>(nameOrNumber.toUInt(nullptr, 16));
-    const auto found = typesByName().constFind(nameOrNumber.toLower());
-    if (found == typesByName().constEnd())
-        return std::nullopt;
-    return *found;
+    return wire::typeNamed(nameOrNumber);
 }
 
 QString Plan::Limit::describe() const

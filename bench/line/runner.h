@@ -5,6 +5,7 @@
 #include "bench/line/plan.h"
 #include "bench/line/record.h"
 #include "bench/line/unit.h"
+#include "bench/station/meaning.h"
 #include "bench/station/station.h"
 
 #include <QDeadlineTimer>

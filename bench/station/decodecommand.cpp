@@ -1,6 +1,6 @@
 #include "bench/common/command.h"
 #include "bench/station/logline.h"
-#include "bench/station/messages.h"
+#include "bench/station/meaning.h"
 #include "bench/station/stationcommand.h"
 
 #include <QFile>

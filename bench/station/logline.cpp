@@ -1,6 +1,7 @@
 #include "bench/station/logline.h"
 
 #include "bench/station/escape.h"
+#include "bench/station/meaning.h"
 #include "bench/station/messages.h"
 
 #include <QVector>

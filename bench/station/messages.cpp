@@ -1,9 +1,7 @@
 #include "bench/station/messages.h"
 
-#include "bench/station/escape.h"
-
 #include <algorithm>
-#include <iterator>
+#include <cstring>
 
 namespace wire
 {
@@ -14,541 +12,228 @@ namespace
 const int FlashLimitMs = 15 * 60 * 1000;
 const int MountLimitMs = 60 * 1000;
 
-QString latin(const QByteArray &bytes)
+const Answers None = {};
+const Answers Acked = {true};
+
+Answers repliedWith(quint16 type)
 {
-    return QString::fromLatin1(bytes);
+    return {false, type};
 }
 
-QString shown(const QByteArray &bytes)
+Answers ackedThenRepliedWith(quint16 type, int limitMs)
 {
-    return latin(escaped(bytes));
+    return {true, type, limitMs};
 }
 
-/// @name Reading fields
-/// @{
+/// The one switch whose wrong length is answered with NA.
+const Answers AckedOrNotApplicable = {true, 0, 0, NotApplicable};
 
-/// Hexadecimal digits; -1 when there are none or one is no digit.
-int hexField(const QByteArray &field)
+const Values SdStatus = {"status",
+                         {"all ten bytes match", "no card mounted", "cannot write to the card",
+                          "cannot read back, bytes differ, or old file cannot be deleted"}};
+const Values Targets = {"target",
+                        {"top left", "bottom left", "bottom right", "top right", "centre"}};
+const Values Stages = {"stage", {"boot stream", "scanning", "flashing", "formatting"}};
+const Values Calibrated = {nullptr, {"calibration rejected", "calibration accepted"}};
+const Values Flashed = {nullptr, {"flash failed", "flash complete"}};
+const Values Mounted = {nullptr, {"mount failed", "mounted"}};
+const Values Home = {nullptr, {"up", "down"}};
+const Values Tamper = {nullptr, {"inactive", "active"}};
+
+/// A command without fields.
+Layout plain(const char *command, const char *help, const char *alias = nullptr)
 {
-    const bool plain = std::all_of(field.begin(), field.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-    });
-    bool isNumber = false;
-    const int value = field.toInt(&isNumber, 16);
-    return plain && isNumber ? value : -1;
+    return {0, "", {}, command, "", help, nullptr, alias};
 }
 
-/// A decimal number, which may be negative (a raw touch may be).
-std::optional<int> decimalField(const QByteArray &field)
+Layout onOff(const char *command, const char *help, const char *alias = nullptr)
 {
-    const QByteArray digits = field.startsWith('-') ? field.mid(1) : field;
-    const bool plain =
-        std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
-    bool isNumber = false;
-    const int value = field.toInt(&isNumber, 10);
-    if (!plain || !isNumber)
-        return std::nullopt;
-    return value;
+    return {2, "", {{"on", 0, 2, Form::Switch}}, command, "on|off", help, nullptr, alias};
 }
 
-bool isUpperHex(const QByteArray &data)
+Layout anyText(const char *field, const char *command, const char *wanted, const char *help,
+               const char *alias = nullptr)
 {
-    return std::all_of(data.begin(), data.end(),
-                       [](char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'); });
+    return {AnySize, "", {{field, 0, ToEnd, Form::Text}}, command, wanted, help, nullptr, alias};
 }
 
-/// Data that mean nothing; meaningOf() then shows them as they are.
-Meaning complaint(const QString &why)
+Layout asked(int size, const char *start, const std::vector<Field> &fields, const char *command,
+             const char *wanted, const char *help, const char *meaning = nullptr,
+             const char *alias = nullptr)
 {
-    Meaning meaning;
-    meaning.complaint = why;
-    return meaning;
+    return {size, start, fields, command, wanted, help, meaning, alias};
 }
 
-Meaning wrongLength(const QByteArray &data, int wanted, const char *answer)
+Message request(quint16 type, const char *name, const Answers &answers,
+                const std::vector<Layout> &layouts)
 {
-    return complaint(QStringLiteral("%1 data characters, should be %2: the keypad answers %3")
-                         .arg(data.size())
-                         .arg(wanted)
-                         .arg(latin(answer)));
+    return {type, Sender::Station, name, answers, layouts};
 }
 
-Meaning refused(const QString &why)
+Message reply(quint16 type, const char *name, int size, const char *start,
+              const std::vector<Field> &fields, const char *text, const char *wanted = "")
 {
-    return complaint(QStringLiteral("%1: the keypad answers NA").arg(why));
+    return {type, Sender::Keypad, name, None, {{size, start, fields, text, wanted}}};
 }
 
-Meaning needsDigits(int count)
+Message bareReply(quint16 type, const char *name)
 {
-    return complaint(QStringLiteral("should be %1 upper-case hexadecimal digits").arg(count));
+    return reply(type, name, 0, "", {}, name);
 }
 
-/// @}
-/// @name Requests
-/// @{
-
-Meaning empty(const QByteArray &data, const QString &command)
+Message outcome(quint16 type, const char *name, const Values &values)
 {
-    if (!data.isEmpty())
-        return wrongLength(data, 0, "NAK");
-    Meaning meaning;
-    meaning.text = command;
-    return meaning;
-}
-
-Meaning exitMeaning(const QByteArray &data)
-{
-    return empty(data, QStringLiteral("exit"));
-}
-
-Meaning flashQueryMeaning(const QByteArray &data)
-{
-    return empty(data, QStringLiteral("flash-query"));
-}
-
-Meaning mountMeaning(const QByteArray &data)
-{
-    return empty(data, QStringLiteral("mount"));
-}
-
-Meaning buttonsMeaning(const QByteArray &data)
-{
-    return empty(data, QStringLiteral("buttons"));
-}
-
-Meaning voltageMeaning(const QByteArray &data)
-{
-    return empty(data, QStringLiteral("voltage"));
-}
-
-Meaning versionMeaning(const QByteArray &data)
-{
-    if (data.size() != 2)
-        return wrongLength(data, 2, "NAK");
-    if (data != "01")
-        return refused(QStringLiteral("should be 01"));
-    Meaning meaning;
-    meaning.text = QStringLiteral("version");
-    return meaning;
-}
-
-/// @p value of a digit pair that the keypad reads; it takes an invalid pair for 0.
-Meaning level(const QByteArray &digits, const QString &command, const QString &field, int base)
-{
-    const int value = std::max(hexField(digits), 0);
-    Meaning meaning;
-    meaning.fields[field] = value;
-    meaning.text =
-        command + QLatin1Char(' ') +
-        (base == 16 ? QString::number(value, 16).rightJustified(2, QLatin1Char('0')).toUpper()
-                    : QString::number(value));
-    if (hexField(digits) < 0)
-        meaning.complaint =
-            QStringLiteral("\"%1\" is no hexadecimal number: the keypad takes it for 0")
-                .arg(shown(digits));
-    return meaning;
-}
-
-Meaning lightMeaning(const QByteArray &data)
-{
-    if (data.size() != 4)
-        return wrongLength(data, 4, "NAK");
-    if (data.startsWith("00"))
-        return level(data.mid(2), QStringLiteral("backlight"), QStringLiteral("level"), 10);
-    if (!data.startsWith("01"))
-        return refused(QStringLiteral("should begin with 00 (backlight) or 01 (bias power)"));
-    if (hexField(data.mid(2)) > 1)
-        return refused(QStringLiteral("bias power is 00 or 01"));
-    return level(data.mid(2), QStringLiteral("bias"), QStringLiteral("bias"), 10);
-}
-
-Meaning ledsMeaning(const QByteArray &data)
-{
-    if (data.size() != 14)
-        return wrongLength(data, 14, "NAK");
-    if (!data.startsWith("00"))
-        return refused(QStringLiteral("should begin with 00"));
-    return level(data.mid(2, 2), QStringLiteral("leds"), QStringLiteral("mask"), 16);
-}
-
-Meaning buzzerMeaning(const QByteArray &data)
-{
-    if (data.size() != 4)
-        return wrongLength(data, 4, "NAK");
-    if (data.startsWith("80"))
-        return level(data.mid(2), QStringLiteral("buzzer"), QStringLiteral("level"), 10);
-    if (!data.startsWith("00"))
-        return refused(QStringLiteral("should begin with 00 (off) or 80 (on)"));
-    Meaning meaning;
-    meaning.text = QStringLiteral("buzzer off");
-    meaning.fields[QStringLiteral("level")] = 0;
-    return meaning;
-}
-
-Meaning homeLedMeaning(const QByteArray &data)
-{
-    if (data.size() != 2)
-        return wrongLength(data, 2, "NAK");
-    return level(data, QStringLiteral("home-led"), QStringLiteral("percent"), 10);
-}
-
-Meaning sdReadMeaning(const QByteArray &data)
-{
-    if (data.size() != 6)
-        return wrongLength(data, 6, "NAK");
-    if (!data.startsWith("01"))
-        return refused(QStringLiteral("should begin with 01"));
-    Meaning meaning =
-        level(data.mid(2, 2), QStringLiteral("sdread"), QStringLiteral("timeout"), 10);
-    const Meaning port = level(data.mid(4, 2), QString(), QStringLiteral("port"), 10);
-    meaning.text += port.text;
-    meaning.fields.insert(QStringLiteral("port"), port.fields.value(QStringLiteral("port")));
-    if (meaning.complaint.isEmpty())
-        meaning.complaint = port.complaint;
-    return meaning;
-}
-
-Meaning onOff(const QByteArray &data, const QString &command, const char *refusal)
-{
-    if (data.size() != 2)
-        return wrongLength(data, 2, refusal);
-    const bool on = data != "00";
-    Meaning meaning;
-    meaning.text = command + (on ? QStringLiteral(" on") : QStringLiteral(" off"));
-    meaning.fields[QStringLiteral("on")] = on ? 1 : 0;
-    if (on && data != "01")
-        meaning.complaint = QStringLiteral("should be 00 or 01; the keypad takes it for on");
-    return meaning;
-}
-
-Meaning calibrateMeaning(const QByteArray &data)
-{
-    // The one switch whose wrong length is answered with NA.
-    return onOff(data, QStringLiteral("calibrate"), "NA");
-}
-
-Meaning touchTestMeaning(const QByteArray &data)
-{
-    return onOff(data, QStringLiteral("touch-test"), "NAK");
-}
-
-Meaning passthroughMeaning(const QByteArray &data)
-{
-    return onOff(data, QStringLiteral("passthrough"), "NAK");
-}
-
-Meaning textMeaning(const QByteArray &data, const QString &command, const QString &field)
-{
-    Meaning meaning;
-    meaning.text = data.isEmpty() ? command : command + QLatin1Char(' ') + shown(data);
-    meaning.fields[field] = latin(data);
-    return meaning;
-}
-
-Meaning echoMeaning(const QByteArray &data)
-{
-    return textMeaning(data, QStringLiteral("echo"), QStringLiteral("text"));
-}
-
-Meaning patternMeaning(const QByteArray &data)
-{
-    return textMeaning(data,
-                       data.isEmpty() ? QStringLiteral("pattern-clear") : QStringLiteral("pattern"),
-                       QStringLiteral("name"));
-}
-
-Meaning relayMeaning(const QByteArray &data)
-{
-    return textMeaning(data, QStringLiteral("relay"), QStringLiteral("text"));
-}
-
-Meaning flashMeaning(const QByteArray &data)
-{
-    return textMeaning(data, QStringLiteral("flash"), QStringLiteral("dir"));
-}
-
-/// @}
-/// @name Replies
-/// @{
-
-Meaning bare(const QByteArray &data, const QString &name)
-{
-    if (!data.isEmpty())
-        return complaint(QStringLiteral("%1 carries no data").arg(name));
-    Meaning meaning;
-    meaning.text = name;
-    return meaning;
-}
-
-Meaning ackMeaning(const QByteArray &data)
-{
-    return bare(data, QStringLiteral("ACK"));
-}
-
-Meaning nakMeaning(const QByteArray &data)
-{
-    return bare(data, QStringLiteral("NAK"));
-}
-
-Meaning naMeaning(const QByteArray &data)
-{
-    return bare(data, QStringLiteral("NA"));
-}
-
-Meaning readyMeaning(const QByteArray &data)
-{
-    return bare(data, QStringLiteral("ready"));
-}
-
-Meaning echoReplyMeaning(const QByteArray &data)
-{
-    Meaning meaning;
-    meaning.text = QStringLiteral("echo \"%1\"").arg(shown(data));
-    meaning.fields[QStringLiteral("text")] = latin(data);
-    return meaning;
-}
-
-Meaning versionReplyMeaning(const QByteArray &data)
-{
-    const int wanted = 34;
-    const int major = hexField(data.left(2));
-    const int minor = hexField(data.mid(2, 2));
-    if (data.size() != wanted || major < 0 || minor < 0 || !isUpperHex(data.left(4)))
-        return complaint(QStringLiteral("should be 34 characters: major and minor version as "
-                                        "two hexadecimal digits each, 14 of text, 16 zeros"));
-    if (!data.endsWith("0000000000000000"))
-        return complaint(QStringLiteral("should end with 16 zeros"));
-    Meaning meaning;
-    const QString text = latin(data.mid(4, 14)).trimmed();
-    meaning.text = QStringLiteral("version %1.%2 '%3'").arg(major).arg(minor).arg(text);
-    meaning.fields[QStringLiteral("major")] = major;
-    meaning.fields[QStringLiteral("minor")] = minor;
-    meaning.fields[QStringLiteral("version")] = text;
-    return meaning;
-}
-
-const char *const SdStatus[] = {"all ten bytes match", "no card mounted",
-                                "cannot write to the card",
-                                "cannot read back, bytes differ, or old file cannot be deleted"};
-
-Meaning sdReplyMeaning(const QByteArray &data)
-{
-    const int wanted = 28;
-    if (data.size() != wanted || !isUpperHex(data) || !data.startsWith("01"))
-        return complaint(QStringLiteral("should be 28 upper-case hexadecimal digits: 01, "
-                                        "timeout, port, status, ten bytes"));
-    const int status = hexField(data.mid(6, 2));
-    if (status >= static_cast<int>(std::size(SdStatus)))
-        return complaint(QStringLiteral("status %1, should be 0 to 3").arg(status));
-    Meaning meaning;
-    const int timeout = hexField(data.mid(2, 2));
-    const int port = hexField(data.mid(4, 2));
-    meaning.text = QStringLiteral("SD card: status %1 (%2), timeout %3, port %4, bytes %5")
-                       .arg(status)
-                       .arg(latin(SdStatus[status]))
-                       .arg(timeout)
-                       .arg(port)
-                       .arg(latin(data.mid(8)));
-    meaning.fields[QStringLiteral("timeout")] = timeout;
-    meaning.fields[QStringLiteral("port")] = port;
-    meaning.fields[QStringLiteral("status")] = status;
-    meaning.fields[QStringLiteral("values")] = latin(data.mid(8));
-    return meaning;
-}
-
-const char *const Targets[] = {"top left", "bottom left", "bottom right", "top right", "centre"};
-
-Meaning calibratePointMeaning(const QByteArray &data)
-{
-    const int index = hexField(data.left(2));
-    const std::optional<int> x = decimalField(data.mid(2, 5));
-    const std::optional<int> y = decimalField(data.mid(7, 5));
-    if (data.size() != 12 || index < 0 || !x || !y)
-        return complaint(QStringLiteral("should be 12 characters: target as two hexadecimal "
-                                        "digits, x and y as five decimal ones"));
-    if (index >= static_cast<int>(std::size(Targets)))
-        return complaint(QStringLiteral("target %1, should be 0 to 4").arg(index));
-    Meaning meaning;
-    meaning.text = QStringLiteral("calibration point %1 (%2) at %3,%4")
-                       .arg(index)
-                       .arg(latin(Targets[index]))
-                       .arg(*x)
-                       .arg(*y);
-    meaning.fields[QStringLiteral("index")] = index;
-    meaning.fields[QStringLiteral("x")] = *x;
-    meaning.fields[QStringLiteral("y")] = *y;
-    return meaning;
-}
-
-Meaning outcome(const QByteArray &data, const QString &good, const QString &bad)
-{
-    if (data != "00" && data != "01")
-        return complaint(QStringLiteral("should be 00 or 01"));
-    Meaning meaning;
-    meaning.text = data == "01" ? good : bad;
-    meaning.fields[QStringLiteral("success")] = data == "01" ? 1 : 0;
-    return meaning;
-}
-
-Meaning calibrateFinishedMeaning(const QByteArray &data)
-{
-    return outcome(data, QStringLiteral("calibration accepted"),
-                   QStringLiteral("calibration rejected"));
-}
-
-Meaning flashCompleteMeaning(const QByteArray &data)
-{
-    return outcome(data, QStringLiteral("flash complete"), QStringLiteral("flash failed"));
-}
-
-Meaning mountReplyMeaning(const QByteArray &data)
-{
-    return outcome(data, QStringLiteral("mounted"), QStringLiteral("mount failed"));
-}
-
-Meaning touchMeaning(const QByteArray &data)
-{
-    const std::optional<int> x = decimalField(data.left(3));
-    const std::optional<int> y = decimalField(data.mid(3));
-    if (data.size() != 6 || !x || !y)
-        return complaint(QStringLiteral("should be x and y as three decimal digits each"));
-    Meaning meaning;
-    meaning.text = QStringLiteral("touch at %1,%2").arg(*x).arg(*y);
-    meaning.fields[QStringLiteral("x")] = *x;
-    meaning.fields[QStringLiteral("y")] = *y;
-    return meaning;
-}
-
-Meaning relayReplyMeaning(const QByteArray &data)
-{
-    Meaning meaning;
-    meaning.text = QStringLiteral("QB740 line \"%1\"").arg(shown(data));
-    meaning.fields[QStringLiteral("text")] = latin(data);
-    return meaning;
-}
-
-const char *const Stages[] = {"boot stream", "scanning", "flashing", "formatting"};
-
-Meaning flashStatusMeaning(const QByteArray &data)
-{
-    const int stage = hexField(data.left(2));
-    if (data.size() != 4 || !isUpperHex(data))
-        return needsDigits(4);
-    if (stage >= static_cast<int>(std::size(Stages)))
-        return complaint(QStringLiteral("stage %1, should be 0 to 3").arg(stage));
-    Meaning meaning;
-    const int percent = hexField(data.mid(2));
-    meaning.text = QStringLiteral("flash stage %1 (%2) %3 %")
-                       .arg(stage)
-                       .arg(latin(Stages[stage]))
-                       .arg(percent);
-    meaning.fields[QStringLiteral("stage")] = stage;
-    meaning.fields[QStringLiteral("percent")] = percent;
-    return meaning;
-}
-
-Meaning buttonsReplyMeaning(const QByteArray &data)
-{
-    const int mask = hexField(data);
-    if (data.size() != 2 || !isUpperHex(data))
-        return needsDigits(2);
-    const bool home = (mask & 1) != 0;
-    const bool tamper = (mask & 2) != 0;
-    Meaning meaning;
-    meaning.text = QStringLiteral("buttons: home %1, tamper %2")
-                       .arg(home ? QStringLiteral("down") : QStringLiteral("up"),
-                            tamper ? QStringLiteral("active") : QStringLiteral("inactive"));
-    meaning.fields[QStringLiteral("mask")] = mask;
-    meaning.fields[QStringLiteral("home")] = home ? 1 : 0;
-    meaning.fields[QStringLiteral("tamper")] = tamper ? 1 : 0;
-    if ((mask & ~3) != 0)
-        meaning.complaint = QStringLiteral("only the lowest two bits have a meaning");
-    return meaning;
-}
-
-Meaning voltageReplyMeaning(const QByteArray &data)
-{
-    if (data.size() != 8)
-        return complaint(QStringLiteral("should be 8 characters"));
-    Meaning meaning;
-    meaning.text = QStringLiteral("voltage reading '%1'").arg(shown(data));
-    meaning.fields[QStringLiteral("text")] = latin(data);
-    if (const std::optional<int> value = decimalField(data))
-        meaning.fields[QStringLiteral("voltage")] = *value;
-    return meaning;
-}
-
-/// @}
-
-struct Message {
-    quint16 type;
-    Sender sender;
-    const char *name;
-    bool ack;      ///< of a request: an ACK comes
-    quint16 reply; ///< of a request: a reply of this type comes
-    int lateLimitMs;
-    Meaning (*meaning)(const QByteArray &data);
-};
-
-const Sender S = Sender::Station;
-const Sender K = Sender::Keypad;
-
-const Message Messages[] = {
-    {NotApplicable, K, "NA", false, 0, 0, naMeaning},
-    {Ack, K, "ACK", false, 0, 0, ackMeaning},
-    {Nak, K, "NAK", false, 0, 0, nakMeaning},
-    {ExitRequest, S, "exit request", true, 0, 0, exitMeaning},
-    {EchoRequest, S, "echo request", false, EchoReply, 0, echoMeaning},
-    {EchoReply, K, "echo reply", false, 0, 0, echoReplyMeaning},
-    {VersionRequest, S, "version request", false, VersionReply, 0, versionMeaning},
-    {VersionReply, K, "version reply", false, 0, 0, versionReplyMeaning},
-    {LightRequest, S, "backlight or bias power request", true, 0, 0, lightMeaning},
-    {LedsRequest, S, "LEDs request", true, 0, 0, ledsMeaning},
-    {BuzzerRequest, S, "buzzer request", true, 0, 0, buzzerMeaning},
-    {SdReadRequest, S, "SD card read request", false, SdReadReply, 0, sdReadMeaning},
-    {SdReadReply, K, "SD card read reply", false, 0, 0, sdReplyMeaning},
-    {PatternRequest, S, "test image request", true, 0, 0, patternMeaning},
-    {HomeLedRequest, S, "home LED request", true, 0, 0, homeLedMeaning},
-    {CalibrateRequest, S, "calibration request", true, 0, 0, calibrateMeaning},
-    {CalibratePoint, K, "calibration point", false, 0, 0, calibratePointMeaning},
-    {CalibrateFinished, K, "calibration result", false, 0, 0, calibrateFinishedMeaning},
-    {TouchTestRequest, S, "touch test request", true, 0, 0, touchTestMeaning},
-    {TouchReply, K, "touch", false, 0, 0, touchMeaning},
-    {PassthroughRequest, S, "passthrough request", true, 0, 0, passthroughMeaning},
-    {RelayRequest, S, "relay request", true, 0, 0, relayMeaning},
-    {RelayReply, K, "relayed line", false, 0, 0, relayReplyMeaning},
-    {FlashRequest, S, "flash request", true, FlashComplete, FlashLimitMs, flashMeaning},
-    {FlashStatus, K, "flash status", false, 0, 0, flashStatusMeaning},
-    {FlashComplete, K, "flash result", false, 0, 0, flashCompleteMeaning},
-    {FlashQueryRequest, S, "flash query", false, FlashStatus, 0, flashQueryMeaning},
-    {MountRequest, S, "mount request", true, MountReply, MountLimitMs, mountMeaning},
-    {MountReply, K, "mount result", false, 0, 0, mountReplyMeaning},
-    {ButtonsRequest, S, "buttons request", false, ButtonsReply, 0, buttonsMeaning},
-    {ButtonsReply, K, "buttons reply", false, 0, 0, buttonsReplyMeaning},
-    {VoltageRequest, S, "voltage request", false, VoltageReply, 0, voltageMeaning},
-    {VoltageReply, K, "voltage reply", false, 0, 0, voltageReplyMeaning},
-    {Ready, K, "ready", false, 0, 0, readyMeaning},
-};
-
-const Message *messageOf(quint16 type)
-{
-    const auto row = std::find_if(std::begin(Messages), std::end(Messages),
-                                  [type](const Message &each) { return each.type == type; });
-    return row == std::end(Messages) ? nullptr : row;
+    return reply(type, name, 2, "", {{"success", 0, 2, Form::Hex, &values}}, "{success.name}",
+                 "00 or 01");
 }
 
 } // namespace
+
+const std::vector<Message> &messages()
+{
+    static const std::vector<Message> rows = {
+        bareReply(0x0003, "NA"),
+        bareReply(0x0004, "ACK"),
+        bareReply(0x0005, "NAK"),
+
+        request(0x6001, "exit request", Acked,
+                {plain("exit", "end the test and the tool", "quit")}),
+
+        request(0x6002, "echo request", repliedWith(0x6003),
+                {anyText("text", "echo", "[TEXT]", "have TEXT sent back")}),
+        reply(0x6003, "echo reply", AnySize, "", {{"text", 0, ToEnd, Form::Text}},
+              "echo \"{text}\""),
+
+        request(0x603C, "version request", repliedWith(0x603D),
+                {asked(2, "01", {}, "version", "", "firmware version")}),
+        reply(0x603D, "version reply", 34, "",
+              {{"major", 0, 2, Form::Hex},
+               {"minor", 2, 2, Form::Hex},
+               {"version", 4, 14, Form::Padded},
+               {nullptr, 18, 16, Form::Zeros}},
+              "version {major}.{minor} '{version}'",
+              "34 characters: major and minor version as two hexadecimal digits each, 14 of text, "
+              "16 zeros"),
+
+        request(0x6143, "backlight or bias power request", Acked,
+                {asked(4, "00", {{"level", 2, 2, Form::Level}}, "backlight", "LEVEL",
+                       "LCD backlight, 0 to 255"),
+                 asked(4, "01", {{"bias", 2, 2, Form::Bit}}, "bias", "on|off", "LCD bias power",
+                       "bias power")}),
+
+        request(
+            0x6144, "LEDs request", Acked,
+            {asked(14, "00", {{"mask", 2, 2, Form::Mask}}, "leds", "MASK",
+                   "status LEDs, hexadecimal: 1 ready, 2 armed, 4 trouble, 8 ac", nullptr, "led")}),
+
+        request(0x6147, "buzzer request", Acked,
+                {asked(4, "00", {{"level", 0, 2, Form::Level}}, "buzzer off", "", nullptr, "off"),
+                 asked(4, "80", {{"level", 2, 2, Form::Level}}, "buzzer", "LEVEL|off",
+                       "buzzer, 0 to 255", "on")}),
+
+        request(0x6161, "SD card read request", repliedWith(0x6162),
+                {asked(6, "01", {{"timeout", 2, 2, Form::Level}, {"port", 4, 2, Form::Level}},
+                       "sdread", "TIMEOUT PORT",
+                       "write to the SD card and read back; both numbers come back unused", nullptr,
+                       "sd-read")}),
+        reply(0x6162, "SD card read reply", 28, "01",
+              {{"timeout", 2, 2, Form::Hex},
+               {"port", 4, 2, Form::Hex},
+               {"status", 6, 2, Form::Hex, &SdStatus},
+               {"values", 8, 20, Form::Digits}},
+              "SD card: status {status} ({status.name}), timeout {timeout}, port {port}, bytes "
+              "{values}",
+              "28 upper-case hexadecimal digits: 01, timeout, port, status, ten bytes"),
+
+        request(0x7000, "test image request", Acked,
+                {asked(0, "", {{"name", 0, ToEnd, Form::Text}}, "pattern-clear", "",
+                       "remove the test image", nullptr, "clear"),
+                 anyText("name", "pattern", "NAME", "full-screen test image", "image")}),
+
+        request(0x7010, "home LED request", Acked,
+                {asked(2, "", {{"percent", 0, 2, Form::Level}}, "home-led", "PERCENT",
+                       "LED of the home button", nullptr, "homeled")}),
+
+        request(0x7020, "calibration request", AckedOrNotApplicable,
+                {onOff("calibrate", "open the touchscreen calibration; close and store it")}),
+        reply(0x7021, "calibration point", 12, "",
+              {{"index", 0, 2, Form::Hex, &Targets},
+               {"x", 2, 5, Form::Decimal},
+               {"y", 7, 5, Form::Decimal}},
+              "calibration point {index} ({index.name}) at {x},{y}",
+              "12 characters: target as two hexadecimal digits, x and y as five decimal ones"),
+        outcome(0x7022, "calibration result", Calibrated),
+
+        request(0x7030, "touch test request", Acked,
+                {onOff("touch-test", "report touches", "touchtest")}),
+        reply(0x7031, "touch", 6, "", {{"x", 0, 3, Form::Decimal}, {"y", 3, 3, Form::Decimal}},
+              "touch at {x},{y}", "x and y as three decimal digits each"),
+
+        request(0x7040, "passthrough request", Acked,
+                {onOff("passthrough", "relay to the QB740 module")}),
+        request(0x7041, "relay request", Acked,
+                {anyText("text", "relay", "[TEXT]", "send a line to the QB740 module")}),
+        reply(0x7042, "relayed line", AnySize, "", {{"text", 0, ToEnd, Form::Text}},
+              "QB740 line \"{text}\""),
+
+        request(0x7050, "flash request", ackedThenRepliedWith(0x7052, FlashLimitMs),
+                {anyText("dir", "flash", "[DIR]",
+                         "program the NAND from DIR, or from the newest directory")}),
+        reply(0x7051, "flash status", 4, "",
+              {{"stage", 0, 2, Form::Hex, &Stages}, {"percent", 2, 2, Form::Hex}},
+              "flash stage {stage} ({stage.name}) {percent} %", "4 upper-case hexadecimal digits"),
+        outcome(0x7052, "flash result", Flashed),
+        request(0x7053, "flash query", repliedWith(0x7051),
+                {plain("flash-query", "stage and percentage of the flash", "flashquery")}),
+
+        request(0x7060, "mount request", ackedThenRepliedWith(0x7061, MountLimitMs),
+                {plain("mount", "mount the programmed file system")}),
+        outcome(0x7061, "mount result", Mounted),
+
+        request(0x7070, "buttons request", repliedWith(0x7071),
+                {plain("buttons", "home button and tamper switch")}),
+        reply(0x7071, "buttons reply", 2, "",
+              {{"mask", 0, 2, Form::LowBits},
+               {"home", 0, 2, Form::FirstBit, &Home},
+               {"tamper", 0, 2, Form::SecondBit, &Tamper}},
+              "buttons: home {home.name}, tamper {tamper.name}", "2 upper-case hexadecimal digits"),
+
+        request(0x7080, "voltage request", repliedWith(0x7081),
+                {plain("voltage", "alarm bus supply voltage")}),
+        reply(0x7081, "voltage reply", 8, "",
+              {{"text", 0, 8, Form::Text}, {"voltage", 0, 8, Form::MaybeDecimal}},
+              "voltage reading '{text}'", "8 characters"),
+
+        bareReply(0x9999, "ready"),
+    };
+    return rows;
+}
+
+std::vector<Field> Layout::typedFields() const
+{
+    std::vector<Field> typed;
+    const auto settled = static_cast<int>(std::strlen(start));
+    for (const Field &field : fields) {
+        if (field.place >= settled && (size == AnySize || field.place < size))
+            typed.push_back(field);
+    }
+    return typed;
+}
+
+const Message *messageOf(quint16 type)
+{
+    const std::vector<Message> &all = messages();
+    const auto row = std::find_if(all.begin(), all.end(),
+                                  [type](const Message &each) { return each.type == type; });
+    return row == all.end() ? nullptr : &*row;
+}
 
 std::optional<Answers> answersTo(quint16 type)
 {
     const Message *message = messageOf(type);
     if (!message || message->sender != Sender::Station)
         return std::nullopt;
-    Answers answers;
-    answers.ack = message->ack;
-    answers.reply = message->reply;
-    answers.lateLimitMs = message->lateLimitMs;
-    return answers;
+    return message->answers;
 }
 
 std::optional<Sender> senderOf(quint16 type)
@@ -567,23 +252,32 @@ QString typeNumber(quint16 type)
 QString typeName(quint16 type)
 {
     if (const Message *message = messageOf(type))
-        return latin(message->name);
+        return QString::fromLatin1(message->name);
     return QStringLiteral("unknown type %1").arg(typeNumber(type));
 }
 
-Meaning meaningOf(const Frame &frame)
+std::optional<quint16> typeNamed(const QString &name)
 {
-    const Message *message = messageOf(frame.type);
-    Meaning meaning = message ? message->meaning(frame.data) : Meaning();
-    if (!meaning.text.isEmpty())
-        return meaning;
-    if (message && message->sender == Sender::Station)
-        meaning.text =
-            QStringLiteral("send %1 %2").arg(typeNumber(frame.type), shown(frame.data)).trimmed();
-    else
-        meaning.text =
-            QStringLiteral("%1, data \"%2\"").arg(typeName(frame.type), shown(frame.data));
-    return meaning;
+    for (const Message &message : messages()) {
+        if (name.compare(QLatin1String(message.name), Qt::CaseInsensitive) == 0)
+            return message.type;
+    }
+    return std::nullopt;
+}
+
+QStringList fieldNames(quint16 type)
+{
+    QStringList names;
+    const Message *message = messageOf(type);
+    if (!message)
+        return names;
+    for (const Layout &layout : message->layouts) {
+        for (const Field &field : layout.fields) {
+            if (field.name && !names.contains(QLatin1String(field.name)))
+                names.append(QLatin1String(field.name));
+        }
+    }
+    return names;
 }
 
 } // namespace wire

@@ -4,7 +4,6 @@
 #include "bench/station/messages.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace wire
 {
@@ -12,32 +11,60 @@ namespace wire
 namespace
 {
 
-QString latin(const char *text)
-{
-    return QString::fromLatin1(text);
-}
-
-struct Command;
-using Words = QStringList;
-using Build = std::optional<Frame> (*)(const Command &command, const Words &arguments,
-                                       QString *error);
-
+/// A command of the table.
 struct Command {
-    const char *name;
-    quint16 type;
-    int fewest; ///< arguments
-    int most;
-    Build build;
-    const char *arguments;
-    const char *help;
+    const Message *message = nullptr;
+    const Layout *layout = nullptr;
+
+    /// "buzzer off" is a command of two words.
+    QStringList words() const { return QString::fromLatin1(layout->text).split(QLatin1Char(' ')); }
+    bool isCalled(const QString &word) const
+    {
+        const QString name = word.toLower();
+        return name == words().first() || (layout->alias && name == QLatin1String(layout->alias));
+    }
 };
 
-Frame frameOf(quint16 type, const QByteArray &data)
+std::vector<Command> commands()
 {
-    Frame frame;
-    frame.type = type;
-    frame.data = data;
-    return frame;
+    std::vector<Command> all;
+    for (const Message &message : messages()) {
+        for (const Layout &layout : message.layouts) {
+            if (message.sender == Sender::Station)
+                all.push_back({&message, &layout});
+        }
+    }
+    return all;
+}
+
+std::optional<Command> commandOf(const QStringList &words)
+{
+    for (const Command &command : commands()) {
+        const QStringList further = command.words().mid(1);
+        if (command.isCalled(words.value(0)) && words.mid(1, further.size()) == further)
+            return command;
+    }
+    return std::nullopt;
+}
+
+QString usageOf(const Layout &layout)
+{
+    return QStringLiteral("%1 %2")
+        .arg(QLatin1String(layout.text), QLatin1String(layout.wanted))
+        .trimmed();
+}
+
+bool takesText(const Layout &layout)
+{
+    const std::vector<Field> fields = layout.typedFields();
+    return !fields.empty() && fields.front().form == Form::Text;
+}
+
+bool hasRightCount(const Layout &layout, const QStringList &arguments)
+{
+    if (takesText(layout))
+        return layout.wanted[0] == '[' || !arguments.isEmpty();
+    return static_cast<size_t>(arguments.size()) == layout.typedFields().size();
 }
 
 QByteArray hexByte(int value)
@@ -67,7 +94,7 @@ std::optional<QByteArray> switchOf(const QString &word, QString *error)
     return std::nullopt;
 }
 
-std::optional<QByteArray> textOf(const Words &words, QString *error)
+std::optional<QByteArray> textOf(const QStringList &words, QString *error)
 {
     const std::optional<QByteArray> text = unescaped(words.join(QLatin1Char(' ')).toUtf8());
     if (!text)
@@ -75,71 +102,41 @@ std::optional<QByteArray> textOf(const Words &words, QString *error)
     return text;
 }
 
-std::optional<Frame> framed(quint16 type, const QByteArray &before,
-                            const std::optional<QByteArray> &data,
-                            const QByteArray &after = QByteArray())
+/// The characters of a field for what a person typed.
+std::optional<QByteArray> charactersOf(const Field &field, const QString &word, QString *error)
 {
-    if (!data)
-        return std::nullopt;
-    return frameOf(type, before + *data + after);
+    if (field.form == Form::Switch || field.form == Form::Bit)
+        return switchOf(word, error);
+    return byteOf(word, field.form == Form::Mask ? 16 : 10, error);
 }
 
-std::optional<Frame> buildFixed(const Command &command, const Words &, QString *)
+std::optional<QByteArray> dataOf(const Layout &layout, const QStringList &arguments, QString *error)
 {
-    return frameOf(command.type, QByteArray());
+    if (takesText(layout))
+        return textOf(arguments, error);
+    const std::vector<Field> fields = layout.typedFields();
+    // What no field fills is zeros.
+    QByteArray data = QByteArray(layout.start).leftJustified(layout.size, '0');
+    for (size_t i = 0; i < fields.size(); ++i) {
+        const std::optional<QByteArray> characters =
+            charactersOf(fields[i], arguments.at(static_cast<int>(i)), error);
+        if (!characters)
+            return std::nullopt;
+        data.replace(fields[i].place, fields[i].width, *characters);
+    }
+    return data;
 }
 
-std::optional<Frame> buildVersion(const Command &command, const Words &, QString *)
+Frame frameOf(quint16 type, const QByteArray &data)
 {
-    return frameOf(command.type, "01");
+    Frame frame;
+    frame.type = type;
+    frame.data = data;
+    return frame;
 }
 
-std::optional<Frame> buildBacklight(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, "00", byteOf(arguments.at(0), 10, error));
-}
-
-std::optional<Frame> buildBias(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, "01", switchOf(arguments.at(0), error));
-}
-
-std::optional<Frame> buildLeds(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, "00", byteOf(arguments.at(0), 16, error), "0000000000");
-}
-
-std::optional<Frame> buildBuzzer(const Command &command, const Words &arguments, QString *error)
-{
-    if (arguments.at(0) == QLatin1String("off"))
-        return frameOf(command.type, "0000");
-    return framed(command.type, "80", byteOf(arguments.at(0), 10, error));
-}
-
-std::optional<Frame> buildByte(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, QByteArray(), byteOf(arguments.at(0), 10, error));
-}
-
-std::optional<Frame> buildSdRead(const Command &command, const Words &arguments, QString *error)
-{
-    const std::optional<QByteArray> timeout = byteOf(arguments.at(0), 10, error);
-    if (!timeout)
-        return std::nullopt;
-    return framed(command.type, "01" + *timeout, byteOf(arguments.at(1), 10, error));
-}
-
-std::optional<Frame> buildSwitch(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, QByteArray(), switchOf(arguments.at(0), error));
-}
-
-std::optional<Frame> buildText(const Command &command, const Words &arguments, QString *error)
-{
-    return framed(command.type, QByteArray(), textOf(arguments, error));
-}
-
-std::optional<Frame> buildSend(const Command &, const Words &arguments, QString *error)
+/// "send", for what the table does not know.
+std::optional<Frame> parseSend(const QStringList &arguments, QString *error)
 {
     bool isNumber = false;
     const uint type = arguments.at(0).toUInt(&isNumber, 16);
@@ -148,108 +145,77 @@ std::optional<Frame> buildSend(const Command &, const Words &arguments, QString 
                      .arg(arguments.at(0));
         return std::nullopt;
     }
-    return framed(static_cast<quint16>(type), QByteArray(), textOf(arguments.mid(1), error));
+    const std::optional<QByteArray> data = textOf(arguments.mid(1), error);
+    if (!data)
+        return std::nullopt;
+    return frameOf(static_cast<quint16>(type), *data);
 }
 
-const int Any = 1000;
+const Layout SendLayout = {AnySize,
+                           "",
+                           {{"type", 0, ToEnd, Form::Text}},
+                           "send",
+                           "TYPE [DATA]",
+                           "any type, in hexadecimal, with any data"};
 
-const Command Commands[] = {
-    {"exit", ExitRequest, 0, 0, buildFixed, "", "end the test and the tool"},
-    {"echo", EchoRequest, 0, Any, buildText, "[TEXT]", "have TEXT sent back"},
-    {"version", VersionRequest, 0, 0, buildVersion, "", "firmware version"},
-    {"backlight", LightRequest, 1, 1, buildBacklight, "LEVEL", "LCD backlight, 0 to 255"},
-    {"bias", LightRequest, 1, 1, buildBias, "on|off", "LCD bias power"},
-    {"leds", LedsRequest, 1, 1, buildLeds, "MASK",
-     "status LEDs, hexadecimal: 1 ready, 2 armed, 4 trouble, 8 ac"},
-    {"buzzer", BuzzerRequest, 1, 1, buildBuzzer, "LEVEL|off", "buzzer, 0 to 255"},
-    {"sdread", SdReadRequest, 2, 2, buildSdRead, "TIMEOUT PORT",
-     "write to the SD card and read back; both numbers come back unused"},
-    {"pattern", PatternRequest, 1, Any, buildText, "NAME", "full-screen test image"},
-    {"pattern-clear", PatternRequest, 0, 0, buildFixed, "", "remove the test image"},
-    {"home-led", HomeLedRequest, 1, 1, buildByte, "PERCENT", "LED of the home button"},
-    {"calibrate", CalibrateRequest, 1, 1, buildSwitch, "on|off",
-     "open the touchscreen calibration; close and store it"},
-    {"touch-test", TouchTestRequest, 1, 1, buildSwitch, "on|off", "report touches"},
-    {"passthrough", PassthroughRequest, 1, 1, buildSwitch, "on|off", "relay to the QB740 module"},
-    {"relay", RelayRequest, 0, Any, buildText, "[TEXT]", "send a line to the QB740 module"},
-    {"flash", FlashRequest, 0, Any, buildText, "[DIR]",
-     "program the NAND from DIR, or from the newest directory"},
-    {"flash-query", FlashQueryRequest, 0, 0, buildFixed, "", "stage and percentage of the flash"},
-    {"mount", MountRequest, 0, 0, buildFixed, "", "mount the programmed file system"},
-    {"buttons", ButtonsRequest, 0, 0, buildFixed, "", "home button and tamper switch"},
-    {"voltage", VoltageRequest, 0, 0, buildFixed, "", "alarm bus supply voltage"},
-    {"send", 0, 1, Any, buildSend, "TYPE [DATA]", "any type, in hexadecimal, with any data"},
-};
-
-/// Other names a person may try.
-const struct {
-    const char *alias;
-    const char *name;
-} Aliases[] = {
-    {"led", "leds"},
-    {"homeled", "home-led"},
-    {"sd-read", "sdread"},
-    {"image", "pattern"},
-    {"clear", "pattern-clear"},
-    {"touchtest", "touch-test"},
-    {"flashquery", "flash-query"},
-    {"quit", "exit"},
-};
-
-const Command *commandOf(QString word)
+QString helpLine(const Layout &layout, const QString &number)
 {
-    word = word.toLower();
-    for (const auto &row : Aliases) {
-        if (word == QLatin1String(row.alias))
-            word = QLatin1String(row.name);
-    }
-    const auto row = std::find_if(std::begin(Commands), std::end(Commands),
-                                  [&](const Command &c) { return word == QLatin1String(c.name); });
-    return row == std::end(Commands) ? nullptr : row;
+    return QStringLiteral("  %1 %2  %3\n")
+        .arg(usageOf(layout).leftJustified(21), number.leftJustified(4),
+             QLatin1String(layout.help));
 }
 
-QString usageOf(const Command &command)
+bool isSend(const QString &word)
 {
-    return QStringLiteral("%1 %2").arg(latin(command.name), latin(command.arguments)).trimmed();
+    return word.toLower() == QLatin1String(SendLayout.text);
 }
 
 } // namespace
 
 std::optional<Frame> parseRequest(const QStringList &words, QString *error)
 {
-    const Command *command = words.isEmpty() ? nullptr : commandOf(words.first());
-    if (!command) {
+    QStringList filled = words;
+    filled.removeAll(QString());
+    const bool send = isSend(words.value(0));
+    const std::optional<Command> command = commandOf(filled);
+    if (words.value(0).isEmpty() || (!command && !send)) {
         *error = QStringLiteral("unknown request \"%1\"").arg(words.value(0));
         return std::nullopt;
     }
-    QStringList arguments = words.mid(1);
-    if (command->most < Any) // of a text its blanks count
-        arguments.removeAll(QString());
-    if (arguments.size() < command->fewest || arguments.size() > command->most) {
-        *error = QStringLiteral("usage: %1").arg(usageOf(*command));
+    const Layout &layout = send ? SendLayout : *command->layout;
+    // Of a text its blanks count.
+    const QStringList arguments =
+        takesText(layout) ? words.mid(1) : filled.mid(command->words().size());
+    if (!hasRightCount(layout, arguments)) {
+        *error = QStringLiteral("usage: %1").arg(usageOf(layout));
         return std::nullopt;
     }
-    const std::optional<Frame> frame = command->build(*command, arguments, error);
+    std::optional<Frame> frame;
+    if (send)
+        frame = parseSend(arguments, error);
+    else if (const std::optional<QByteArray> data = dataOf(layout, arguments, error))
+        frame = frameOf(command->message->type, *data);
     if (!frame)
-        *error = QStringLiteral("%1: %2").arg(latin(command->name), *error);
+        *error = QStringLiteral("%1: %2").arg(QLatin1String(layout.text), *error);
     return frame;
 }
 
 bool isRequestName(const QString &word)
 {
-    return commandOf(word) != nullptr;
+    const std::vector<Command> all = commands();
+    return isSend(word) || std::any_of(all.begin(), all.end(), [&word](const Command &command) {
+               return command.isCalled(word);
+           });
 }
 
 QString requestHelp()
 {
     QString help;
-    for (const Command &command : Commands) {
-        const QString number = command.type == 0 ? QString() : typeNumber(command.type);
-        help += QStringLiteral("  %1 %2  %3\n")
-                    .arg(usageOf(command).leftJustified(21), number.leftJustified(4),
-                         latin(command.help));
+    for (const Command &command : commands()) {
+        if (command.layout->help)
+            help += helpLine(*command.layout, typeNumber(command.message->type));
     }
-    return help;
+    return help + helpLine(SendLayout, QString());
 }
 
 } // namespace wire

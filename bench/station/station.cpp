@@ -1,6 +1,7 @@
 #include "bench/station/station.h"
 
 #include "bench/station/escape.h"
+#include "bench/station/meaning.h"
 #include "bench/station/requests.h"
 
 #include <QAbstractEventDispatcher>

@@ -2,6 +2,7 @@
 
 #include "bench/common/command.h"
 #include "bench/station/escape.h"
+#include "bench/station/meaning.h"
 #include "bench/station/replay.h"
 #include "bench/station/requests.h"
 #include "bench/station/station.h"

@@ -1,4 +1,5 @@
 #include "bench/station/frame.h"
+#include "bench/station/meaning.h"
 #include "bench/station/messages.h"
 #include "bench/station/requests.h"
 
@@ -13,9 +14,13 @@ private slots:
     void initTestCase();
     void everyFrameIsRight();
     void everyMessageIsShown();
+    void answersAreThoseOfTheTable();
+    void lengthsAreThoseOfTheTable();
     void everyCommandSendsItsFrame();
 
 private:
+    QList<QStringList> rows(int columns) const;
+
     QString m_page;
 };
 
@@ -61,38 +66,94 @@ void TestProtocolPage::everyFrameIsRight()
     QCOMPARE(wrong, 2);
 }
 
+/// Every row of the two tables, of requests with seven columns and of replies with four.
+QList<QStringList> TestProtocolPage::rows(int columns) const
+{
+    QList<QStringList> found;
+    const QStringList lines = m_page.split('\n');
+    for (const QString &line : lines) {
+        static const QRegularExpression type(QStringLiteral("^\\| [0-9A-F]{4} \\|"));
+        const QStringList cells = line.mid(2).split(QStringLiteral(" |"));
+        if (type.match(line).hasMatch() && cells.size() == columns + 1)
+            found.append(cells);
+    }
+    return found;
+}
+
 void TestProtocolPage::everyMessageIsShown()
 {
-    for (int type = 0; type <= 0xFFFF; ++type) {
-        const auto number = static_cast<quint16>(type);
-        if (!wire::senderOf(number))
-            continue;
-        const QString length = QStringLiteral("7E[0-9A-F]{4}") + wire::typeNumber(number);
-        QVERIFY2(m_page.contains(QRegularExpression(length)), qPrintable(wire::typeNumber(number)));
+    QSet<QString> shown;
+    for (const QStringList &row : rows(7) + rows(4))
+        shown.insert(row.first());
+    for (const wire::Message &message : wire::messages()) {
+        const QString number = wire::typeNumber(message.type);
+        // The generic replies have a table of their own.
+        if (message.sender == wire::Sender::Keypad && message.type < 0x1000)
+            QVERIFY2(m_page.contains(QStringLiteral("| %1 | `7E").arg(number)), message.name);
+        else
+            QVERIFY2(shown.remove(number), message.name);
+    }
+    QVERIFY2(shown.isEmpty(), "the page has a type that the table of messages lacks");
+}
+
+void TestProtocolPage::answersAreThoseOfTheTable()
+{
+    static const QRegularExpression number(QStringLiteral("\\b[0-9A-F]{4}\\b"));
+    static const QRegularExpression length(QStringLiteral("(?:length|^ *data): \\**(NAK|NA)\\b"));
+    for (const QStringList &row : rows(7)) {
+        const QString command = row.at(6);
+        const auto answers = wire::answersTo(quint16(row.at(0).toUInt(nullptr, 16)));
+        QVERIFY2(answers, qPrintable(command));
+        QVERIFY2(row.at(3).contains("ACK") == answers->ack, qPrintable(command));
+        const auto reply = number.match(row.at(3));
+        QCOMPARE(reply.captured().toUInt(nullptr, 16), uint(answers->reply));
+        const auto refusal = length.match(row.at(4));
+        if (refusal.hasMatch())
+            QCOMPARE(refusal.captured(1), wire::typeName(answers->wrongLength));
+    }
+}
+
+/// A length that is refused is one that the table of messages fixes.
+void TestProtocolPage::lengthsAreThoseOfTheTable()
+{
+    for (const QStringList &row : rows(7)) {
+        const wire::Message *message = wire::messageOf(quint16(row.at(0).toUInt(nullptr, 16)));
+        QVERIFY2(message, qPrintable(row.at(6)));
+        const bool isText = message->layouts.back().size == wire::AnySize;
+        const bool saysLength = row.at(4).contains("length: ") || row.at(4).contains("data: ");
+        QVERIFY2(saysLength != isText, qPrintable(row.at(6)));
     }
 }
 
 void TestProtocolPage::everyCommandSendsItsFrame()
 {
-    // | type | ... | `frame` | `command` |
-    const QRegularExpression row(
-        QStringLiteral("^\\| ([0-9A-F]{4}) \\|.*\\| `([^`]+)` \\| `([^`]+)` \\|$"),
-        QRegularExpression::MultilineOption);
-    int rows = 0;
-    auto matches = row.globalMatch(m_page);
-    while (matches.hasNext()) {
-        const auto match = matches.next();
+    QStringList commands;
+    for (const QStringList &row : rows(7)) {
+        const QString command = row.at(6).mid(1).remove('`').trimmed();
         QString error;
-        const std::optional<wire::Frame> frame =
-            wire::parseRequest(match.captured(3).split(' '), &error);
+        const std::optional<wire::Frame> frame = wire::parseRequest(command.split(' '), &error);
         QVERIFY2(frame.has_value(), qPrintable(error));
-        QCOMPARE(wire::typeNumber(frame->type), match.captured(1));
+        QCOMPARE(wire::typeNumber(frame->type), row.at(0));
         QCOMPARE(
             QString::fromLatin1(wire::buildFrame(wire::Sender::Station, frame->type, frame->data)),
-            match.captured(2));
-        ++rows;
+            row.at(5).mid(1).remove('`').trimmed());
+        commands.append(command);
     }
-    QCOMPARE(rows, 21);
+    // Every command of the table of messages has its row.
+    for (const wire::Message &message : wire::messages()) {
+        if (message.sender != wire::Sender::Station)
+            continue;
+        for (const wire::Layout &layout : message.layouts) {
+            const auto rowOf =
+                std::find_if(commands.begin(), commands.end(), [&layout](const QString &command) {
+                    return command == layout.text ||
+                           command.startsWith(QLatin1String(layout.text) + QLatin1Char(' '));
+                });
+            QVERIFY2(rowOf != commands.end(), layout.text);
+            commands.erase(rowOf);
+        }
+    }
+    QCOMPARE(commands, QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestProtocolPage)
