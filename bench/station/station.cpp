@@ -531,6 +531,18 @@ bool Station::expectSilence(int forMs)
     return isOpen() && !m_hungUp;
 }
 
+bool Station::idle(int forMs)
+{
+    const QDeadlineTimer deadline(forMs);
+    while (isOpen() && !m_hungUp && !deadline.hasExpired()) {
+        pause(deadline);
+        readAvailable();
+    }
+    if (isOpen() && !m_hungUp)
+        return true;
+    return fail(QStringLiteral("the line hung up"));
+}
+
 Station::Answer Station::request(quint16 type, const QByteArray &data, int limitMs, int lateLimitMs)
 {
     clear();

@@ -145,6 +145,10 @@ public:
     /// Whether nothing at all comes for so long.
     bool expectSilence(int forMs);
 
+    /// Lets so long pass; what comes meanwhile is queued. False when the line is not open or
+    /// hangs up, which ends it.
+    bool idle(int forMs);
+
     /// @}
 
     /// Sends a request and waits for its immediate and its late reply, in any

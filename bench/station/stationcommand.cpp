@@ -49,7 +49,8 @@ Other commands:
   ready [SECONDS]       wait for the ready frame (15)
   wait TYPE [SECONDS]   wait for a frame of this type, in hexadecimal
   listen [SECONDS]      print what comes for so long (10)
-  replay FILE           play a transcript again and show what differs
+  replay FILE [fast]    play a transcript again, at its pace or without a
+                        pause between requests, and show what differs
   decode FRAME          explain a frame from any log
   help                  show this help
 
@@ -265,8 +266,9 @@ int Session::runListen(const QStringList &words)
 
 int Session::runReplay(const QStringList &words)
 {
-    QString error = QStringLiteral("usage: replay FILE");
-    if (words.size() != 2)
+    QString error = QStringLiteral("usage: replay FILE [fast]");
+    const bool isFast = words.value(2) == QLatin1String("fast");
+    if (words.size() != (isFast ? 3 : 2))
         return usage(error);
     const std::optional<Transcript> recorded = Transcript::load(words.at(1), &error);
     if (!recorded)
@@ -274,7 +276,8 @@ int Session::runReplay(const QStringList &words)
     const auto announce = [this](const Transcript::Entry &sent) {
         print('>', sent.text, sent.bytes);
     };
-    const Replay result = replay(m_station, *recorded, m_options.limitMs, announce);
+    const Replay result = replay(m_station, *recorded, m_options.limitMs,
+                                 isFast ? ReplayPace::Fast : ReplayPace::Recorded, announce);
     for (const QString &difference : result.differences)
         std::printf("%s\n", qPrintable(difference));
     std::printf("%d requests, %d replies compared, %d differences\n", result.sent, result.compared,
