@@ -1,13 +1,16 @@
 #include "bench/line/report.h"
 
-#include "bench/line/htmltemplate.h"
 #include "bench/station/escape.h"
 
 #include <QDateTime>
 #include <QFile>
-#include <QVariantMap>
+
+#include <kainjow/mustache.hpp>
 
 #include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <utility>
 
 /// The template's resource lies in a static library, which nothing else would
 /// pull in. Outside any namespace, as the resource compiler's function is.
@@ -19,6 +22,44 @@ static void initialiseResource()
 namespace
 {
 
+using kainjow::mustache::data;
+
+/// A name that the template uses and nobody gave would leave a hole in the page that
+/// no one notices.
+class StrictContext : public kainjow::mustache::context<std::string>
+{
+public:
+    using kainjow::mustache::context<std::string>::context;
+
+    const data *get(const std::string &name) const override
+    {
+        const data *found = context<std::string>::get(name);
+        if (found == nullptr)
+            qFatal("the report's template wants \"%s\", which nothing is called", name.c_str());
+        return found;
+    }
+};
+
+/// A text that is empty counts as absent, so that the template can leave out what
+/// stands around it.
+data text(const QString &value)
+{
+    return value.isEmpty() ? data(false) : data(value.toStdString());
+}
+
+data number(int value)
+{
+    return data(std::to_string(value));
+}
+
+data object(std::initializer_list<std::pair<const char *, data>> members)
+{
+    data values(data::type::object);
+    for (const auto &member : members)
+        values.set(member.first, member.second);
+    return values;
+}
+
 QString classOf(Outcome outcome)
 {
     return outcomeName(outcome).remove(QLatin1Char('-')).remove(QLatin1Char(' '));
@@ -29,58 +70,57 @@ QString shownTime(const QDateTime &time)
     return time.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
 }
 
-/// A list of texts, each under @p name.
-QVariantList texts(const QStringList &list, const QString &name)
+/// What the unit is called: its serial number, else its number in the batch.
+QString nameOf(const UnitRecord &unit)
 {
-    QVariantList values;
-    for (const QString &text : list)
-        values.append(QVariantMap{{name, text}});
-    return values;
+    return unit.serialNumber.isEmpty() ? QStringLiteral("Unit %1").arg(unit.number)
+                                       : unit.serialNumber;
 }
 
-QVariantMap verdict(Outcome outcome)
-{
-    return {{QStringLiteral("outcome"), outcomeName(outcome)},
-            {QStringLiteral("class"), classOf(outcome)}};
-}
-
-QVariantList checks(const StepRecord &step)
+data checks(const StepRecord &step)
 {
     static const char *const classes[] = {"pass", "fail", "notrun"};
-    static const char *const results[] = {
-        "board: ", "not on the board: ", "skipped, board out of sight: "};
-    QVariantList values;
+    static const char *const results[] = {"held", "broken", "skipped"};
+    data values(data::type::list);
     for (const CheckRecord &check : step.checks) {
-        values.append(
-            QVariantMap{{QStringLiteral("check"), check.what},
-                        {QStringLiteral("result"), QLatin1String(results[check.result])},
-                        {QStringLiteral("checkClass"), QLatin1String(classes[check.result])},
-                        {QStringLiteral("found"), check.found}});
+        values << object({{"check", text(check.what)},
+                          {"result", data(results[check.result])},
+                          {"checkClass", data(classes[check.result])},
+                          {"found", text(check.found)}});
     }
     return values;
 }
 
-QVariantMap stepValues(const StepRecord &step)
+data notes(const StepRecord &step)
 {
-    QVariantMap values = verdict(step.outcome);
+    data values(data::type::list);
+    for (const QString &note : step.notes)
+        values << object({{"note", text(note)}});
+    return values;
+}
+
+data stepValues(const StepRecord &step)
+{
     const bool passed = step.outcome == Outcome::Pass;
     const bool ran = step.outcome != Outcome::NotRun;
-    values.insert(
-        {{QStringLiteral("number"), step.number},
-         {QStringLiteral("name"), step.name},
-         {QStringLiteral("group"), step.group},
-         {QStringLiteral("sent"), step.sent},
-         {QStringLiteral("value"), step.value()},
-         {QStringLiteral("limits"), step.limits()},
-         {QStringLiteral("time"), ran ? shownSeconds(step.seconds) : QString()},
-         {QStringLiteral("tries"), step.tries > 1 ? QString::number(step.tries) : QString()},
-         {QStringLiteral("notes"), texts(step.notes, QStringLiteral("note"))},
-         {QStringLiteral("checks"), checks(step)},
-         {QStringLiteral("reason"), passed ? QString() : step.reason},
-         {QStringLiteral("expected"), step.expected},
-         {QStringLiteral("came"), step.came},
-         {QStringLiteral("raw"), QString::fromLatin1(step.raw)}});
-    return values;
+    return object({{"outcome", text(outcomeName(step.outcome))},
+                   {"class", text(classOf(step.outcome))},
+                   {"number", number(step.number)},
+                   {"name", text(step.name)},
+                   {"sent", text(step.sent)},
+                   {"value", text(step.value().isEmpty() ? step.shownByBoard() : step.value())},
+                   {"limits", text(step.limits())},
+                   {"time", text(ran ? shownSeconds(step.seconds) : QString())},
+                   {"tries", text(step.tries > 1 ? QString::number(step.tries) : QString())},
+                   {"notes", notes(step)},
+                   {"checks", checks(step)},
+                   {"passed", data(passed)},
+                   // One that was not run is not at fault: its reason is another step's.
+                   {"bad", data(ran && !passed)},
+                   {"reason", text(passed ? QString() : step.reason)},
+                   {"expected", text(step.expected)},
+                   {"came", text(step.came)},
+                   {"raw", text(QString::fromLatin1(step.raw))}});
 }
 
 /// The number of the step that decided the verdict; empty when none did.
@@ -93,57 +133,38 @@ QString decisiveStep(const UnitRecord &unit)
     return QString();
 }
 
-QVariantList pictures(const UnitRecord &unit, const QString &dir)
+data pictures(const UnitRecord &unit, const QString &dir)
 {
-    QVariantList values;
+    data values(data::type::list);
     for (const StepRecord &step : unit.steps) {
         QFile file(dir + QLatin1Char('/') + step.picture);
         if (step.picture.isEmpty() || !file.open(QIODevice::ReadOnly))
             continue;
-        values.append(QVariantMap{
-            {QStringLiteral("caption"), QStringLiteral("%1. %2").arg(step.number).arg(step.name)},
-            {QStringLiteral("data"), QString::fromLatin1(file.readAll().toBase64())}});
+        values << object(
+            {{"caption", text(QStringLiteral("%1. %2").arg(step.number).arg(step.name))},
+             {"png", data(file.readAll().toBase64().toStdString())}});
     }
     return values;
 }
 
-QVariantList lines(const Transcript &transcript)
+data lines(const Transcript &transcript)
 {
     static const char *const directions[] = {"station \342\206\222", "\342\206\220 keypad", ""};
     static const char *const classes[] = {"sent", "received", "note"};
-    QVariantList values;
+    data values(data::type::list);
     for (const Transcript::Entry &entry : transcript.entries()) {
         const QDateTime time = QDateTime::fromMSecsSinceEpoch(entry.time / 1000);
-        values.append(
-            QVariantMap{{QStringLiteral("at"), time.toString(QStringLiteral("HH:mm:ss.zzz"))},
-                        {QStringLiteral("direction"), QString::fromUtf8(directions[entry.kind])},
-                        {QStringLiteral("lineClass"), QLatin1String(classes[entry.kind])},
-                        {QStringLiteral("bytes"), QString::fromLatin1(escaped(entry.bytes))},
-                        {QStringLiteral("meaning"), entry.text}});
+        values << object({{"at", text(time.toString(QStringLiteral("HH:mm:ss.zzz")))},
+                          {"direction", data(directions[entry.kind])},
+                          {"lineClass", data(classes[entry.kind])},
+                          {"bytes", text(QString::fromLatin1(escaped(entry.bytes)))},
+                          {"meaning", text(entry.text)}});
     }
-    return values;
-}
-
-QVariantMap unitValues(const UnitRecord &unit)
-{
-    QVariantMap values = verdict(unit.outcome);
-    values.insert({{QStringLiteral("title"), unit.planTitle},
-                   {QStringLiteral("plan"), unit.planFile},
-                   {QStringLiteral("serial"), unit.serialNumber},
-                   {QStringLiteral("station"), unit.station},
-                   {QStringLiteral("unit"), unit.unit},
-                   {QStringLiteral("unitNumber"), unit.number},
-                   {QStringLiteral("faults"), unit.faults.join(QStringLiteral(", "))},
-                   {QStringLiteral("tool"), unit.toolVersion},
-                   {QStringLiteral("start"), shownTime(unit.start)},
-                   {QStringLiteral("end"), shownTime(unit.end)},
-                   {QStringLiteral("duration"), shownSeconds(unit.seconds())},
-                   {QStringLiteral("reason"), unit.reason}});
     return values;
 }
 
 /// How many steps had each outcome, without those that none had.
-QString counted(const UnitRecord &unit)
+QString countedSteps(const UnitRecord &unit)
 {
     QStringList counts;
     for (const Outcome outcome :
@@ -155,17 +176,54 @@ QString counted(const UnitRecord &unit)
     return counts.join(QStringLiteral(", "));
 }
 
-QByteArray fill(const QVariantMap &values)
+/// How many looks at the board there were, by their results; empty for none.
+QString countedChecks(const UnitRecord &unit)
+{
+    int counts[3] = {0, 0, 0};
+    for (const StepRecord &step : unit.steps) {
+        for (const CheckRecord &check : step.checks)
+            ++counts[check.result];
+    }
+    QStringList all;
+    if (counts[CheckRecord::Held] > 0)
+        all.append(QStringLiteral("%1 held").arg(counts[CheckRecord::Held]));
+    if (counts[CheckRecord::Broken] > 0)
+        all.append(QStringLiteral("%1 broken").arg(counts[CheckRecord::Broken]));
+    if (counts[CheckRecord::Skipped] > 0)
+        all.append(QStringLiteral("%1 skipped, the board was out of sight")
+                       .arg(counts[CheckRecord::Skipped]));
+    return all.join(QStringLiteral(", "));
+}
+
+data unitValues(const UnitRecord &unit)
+{
+    return object({{"outcome", text(outcomeName(unit.outcome))},
+                   {"class", text(classOf(unit.outcome))},
+                   {"name", text(nameOf(unit))},
+                   {"plan", text(unit.planFile)},
+                   {"station", text(unit.station)},
+                   {"unit", text(unit.unit)},
+                   {"unitNumber", number(unit.number)},
+                   {"faults", text(unit.faults.join(QStringLiteral(", ")))},
+                   {"tool", text(unit.toolVersion)},
+                   {"start", text(shownTime(unit.start))},
+                   {"end", text(shownTime(unit.end))},
+                   {"duration", text(shownSeconds(unit.seconds()))},
+                   {"reason", text(unit.reason)}});
+}
+
+QByteArray fill(const data &values)
 {
     initialiseResource();
     QFile file(QStringLiteral(":/line/report.html"));
     if (!file.open(QIODevice::ReadOnly))
         qFatal("the report's template is missing");
-    QString error;
-    const QString page = fillTemplate(QString::fromUtf8(file.readAll()), values, &error);
-    if (!error.isEmpty())
-        qFatal("the report's template is wrong: %s", qPrintable(error));
-    return page.toUtf8();
+    kainjow::mustache::mustache page(file.readAll().toStdString());
+    StrictContext context(&values);
+    const std::string filled = page.render(context);
+    if (!page.is_valid())
+        qFatal("the report's template is wrong: %s", page.error_message().c_str());
+    return QByteArray::fromStdString(filled);
 }
 
 } // namespace
@@ -173,49 +231,64 @@ QByteArray fill(const QVariantMap &values)
 QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
                       const Transcript &transcript, const QByteArray &log)
 {
-    QVariantMap one = unitValues(unit);
-    QVariantList steps;
+    data steps(data::type::list);
     for (const StepRecord &step : unit.steps)
-        steps.append(stepValues(step));
-    one.insert({{QStringLiteral("count"), counted(unit)},
-                {QStringLiteral("decisive"), decisiveStep(unit)},
-                {QStringLiteral("steps"), steps},
-                {QStringLiteral("pictures"), pictures(unit, pictureDir)},
-                {QStringLiteral("transcript"), lines(transcript)},
-                {QStringLiteral("log"), QString::fromUtf8(log)}});
-    return fill({{QStringLiteral("heading"), unit.planTitle},
-                 {QStringLiteral("one"), QVariantList{one}},
-                 {QStringLiteral("several"), QVariantList()}});
+        steps << stepValues(step);
+    data one = unitValues(unit);
+    one.set("stepCount", text(countedSteps(unit)));
+    one.set("checkCount", text(countedChecks(unit)));
+    one.set("decisive", text(decisiveStep(unit)));
+    one.set("steps", steps);
+    one.set("pictures", pictures(unit, pictureDir));
+    one.set("transcript", lines(transcript));
+    one.set("lineCount", number(static_cast<int>(transcript.entries().size())));
+    one.set("log", text(QString::fromUtf8(log)));
+    return fill(object(
+        {{"title", text(unit.planTitle)},
+         {"heading", text(QStringLiteral("%1 %2, %3")
+                              .arg(nameOf(unit), outcomeName(unit.outcome), unit.planTitle))},
+         {"one", one},
+         {"several", data(false)}}));
 }
 
 QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders)
 {
-    QVariantList rows;
+    data rows(data::type::list);
     double longest = 0;
     double total = 0;
     int good = 0;
     Outcome worst = Outcome::NotRun;
     for (int i = 0; i < units.size(); ++i) {
         const UnitRecord &unit = units.at(i);
-        QVariantMap row = unitValues(unit);
-        row.insert(QStringLiteral("folder"), folders.value(i));
-        rows.append(row);
+        data row = unitValues(unit);
+        row.set("folder", text(folders.value(i)));
+        rows << row;
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
         good += unit.outcome == Outcome::Pass ? 1 : 0;
         worst = std::max(worst, unit.outcome);
     }
-    const double count = static_cast<double>(std::max(1, static_cast<int>(units.size())));
-    QVariantMap several = verdict(worst);
-    several.insert({{QStringLiteral("yield"), QString::number(100.0 * good / count, 'f', 1)},
-                    {QStringLiteral("good"), good},
-                    {QStringLiteral("units"), static_cast<int>(units.size())},
-                    {QStringLiteral("average"), shownSeconds(total / count)},
-                    {QStringLiteral("longest"), shownSeconds(longest)},
-                    {QStringLiteral("total"), shownSeconds(total)},
-                    {QStringLiteral("rows"), rows}});
-    const QString title = units.isEmpty() ? QString() : units.first().planTitle;
-    return fill({{QStringLiteral("heading"), title},
-                 {QStringLiteral("one"), QVariantList()},
-                 {QStringLiteral("several"), QVariantList{several}}});
+    const int count = static_cast<int>(units.size());
+    const double divisor = std::max(1, count);
+    const UnitRecord first = units.value(0);
+    const UnitRecord last = units.isEmpty() ? first : units.last();
+    const data several = object({{"class", text(classOf(worst))},
+                                 {"yield", text(QString::number(100.0 * good / divisor, 'f', 1))},
+                                 {"good", number(good)},
+                                 {"units", number(count)},
+                                 {"plan", text(first.planFile)},
+                                 {"station", text(first.station)},
+                                 {"unit", text(first.unit)},
+                                 {"start", text(shownTime(first.start))},
+                                 {"end", text(shownTime(last.end))},
+                                 {"average", text(shownSeconds(total / divisor))},
+                                 {"longest", text(shownSeconds(longest))},
+                                 {"total", text(shownSeconds(total))},
+                                 {"rows", rows}});
+    return fill(object(
+        {{"title", text(first.planTitle)},
+         {"heading",
+          text(QStringLiteral("%1 of %2 passed, %3").arg(good).arg(count).arg(first.planTitle))},
+         {"one", data(false)},
+         {"several", several}}));
 }

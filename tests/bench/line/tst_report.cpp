@@ -39,6 +39,8 @@ private slots:
     void showsTheTranscriptAndTheLog();
     void escapesWhatItIsGiven();
     void summarisesUnits();
+    void namesAUnitWithoutASerialNumber();
+    void showsTheBoardWhereNothingCame();
     void standsAlone();
 };
 
@@ -49,26 +51,32 @@ void TestReport::putsTheVerdictFirst()
     const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
     const auto verdict = page.indexOf("<span class=\"word\">error</span>");
     QVERIFY(verdict > 0);
-    QVERIFY(verdict < page.indexOf("KP-0042"));
-    QVERIFY(page.indexOf("KP-0042") < page.indexOf("<h2>Steps</h2>"));
+    QVERIFY(page.contains("<title>KP-0042 error, Test of &lt;units&gt;</title>"));
+    const auto name = page.indexOf("<h1>KP-0042</h1>");
+    QVERIFY(verdict < name);
+    QVERIFY(name < page.indexOf("<h2>Steps</h2>"));
     // It leads to the step that has decided it.
     QVERIFY(page.contains("<a href=\"#step-4\">step 4 &quot;Died&quot;: the tool crashed</a>"));
-    QVERIFY(page.contains("<tr id=\"step-4\" class=\"bad\">"));
+    QVERIFY(page.contains("<tr id=\"step-4\" class=\"error bad\">"));
     QVERIFY(page.contains("1 pass, 1 fail, 1 time-out, 1 error, 1 not run"));
+    QVERIFY(page.contains("1 held, 1 broken, 1 skipped, the board was out of sight"));
     QVERIFY(page.contains("virtual keypad with the fault led-missing"));
 }
 
 void TestReport::showsEveryStep()
 {
     const QByteArray page = unitReport(sampleRecord(), QString(), Transcript(), QByteArray());
-    QCOMPARE(page.count("<td class=\"mark "), 5);
-    QVERIFY(page.contains("<td class=\"mark timeout\">time-out</td>"));
-    QVERIFY(page.contains("<td class=\"mark notrun\">not run</td>"));
+    QCOMPARE(page.count("<td class=\"mark\">"), 5);
+    QVERIFY(page.contains("<td class=\"mark\">time-out</td>"));
+    QVERIFY(page.contains("<td class=\"mark\">not run</td>"));
     QVERIFY(page.contains("<td class=\"value\">voltage 12345 mV</td>"));
-    QVERIFY(page.contains("<td class=\"value\">11000 to 14500 mV</td>"));
-    QVERIFY(page.contains("<td class=\"number\">52 ms</td>"));
-    QVERIFY(page.contains("<span>expected</span><span>ACK</span><span>came</span><span>NAK"
-                          "</span><span>raw</span><span><code>7E000A00053202977F\\r\\n</code>"));
+    QVERIFY(page.contains("<td class=\"limits\">11000 to 14500 mV</td>"));
+    QVERIFY(page.contains("<td class=\"took number\">52 ms</td>"));
+    QVERIFY(page.contains("<dt>expected</dt><dd>ACK</dd><dt>came</dt><dd>NAK</dd><dt>raw</dt>"
+                          "<dd><code>7E000A00053202977F\\r\\n</code></dd>"));
+    QVERIFY(page.contains("<dt>reason</dt><dd>the tool crashed</dd>"));
+    // A step that was not run is not to blame.
+    QCOMPARE(page.count("<dt>reason</dt>"), 1);
     QVERIFY(page.contains("store 1 to /sys/a; found no store"));
     QVERIFY(page.contains("tries: 2"));
 }
@@ -97,7 +105,9 @@ void TestReport::showsTheTranscriptAndTheLog()
 {
     const QByteArray page =
         unitReport(sampleRecord(), QString(), sampleTranscript(), "12:00 debug \"said\"\n");
-    QVERIFY(page.contains("<td class=\"bytes\">7E000A70801C02907F\\r\\n</td><td>voltage</td>"));
+    QVERIFY(page.contains(
+        "<td class=\"bytes\">7E000A70801C02907F\\r\\n</td><td class=\"meaning\">voltage"
+        "</td>"));
     QVERIFY(page.contains("<tr class=\"note\">"));
     QVERIFY(page.contains("12:00 debug &quot;said&quot;"));
     QVERIFY(!unitReport(sampleRecord(), QString(), Transcript(), QByteArray())
@@ -125,11 +135,35 @@ void TestReport::summarisesUnits()
     const QByteArray page =
         lineReport({good, bad}, {QStringLiteral("unit-01"), QStringLiteral("unit-02")});
     QVERIFY(page.contains("<span class=\"word\">50.0 %</span>"));
-    QVERIFY(page.contains("1 of 2 units good; 7.67 s a unit on average, 12.3 s the longest, "
-                          "15.3 s in all."));
-    QVERIFY(page.contains("<a href=\"unit-02/report.html\">"));
+    QVERIFY(page.contains("<h1>1 of 2 units passed</h1>"));
+    QVERIFY(page.contains("<title>1 of 2 passed, Test of &lt;units&gt;</title>"));
+    QVERIFY(page.contains("7.67 s a unit on average, 12.3 s the longest, 15.3 s in all"));
+    QVERIFY(page.contains("<dt>Plan</dt><dd>plans/production.json</dd>"));
+    QVERIFY(page.contains("<dt>Station</dt><dd>desk 3</dd>"));
+    QVERIFY(page.contains("<a href=\"unit-02/report.html\">KP-0042</a>"));
     QVERIFY(page.contains("step 4 &quot;Died&quot;"));
     QVERIFY(!page.contains("Transcript of the line"));
+}
+
+void TestReport::namesAUnitWithoutASerialNumber()
+{
+    UnitRecord unit = sampleRecord();
+    unit.serialNumber.clear();
+    QVERIFY(unitReport(unit, QString(), Transcript(), QByteArray()).contains("<h1>Unit 3</h1>"));
+    QVERIFY(lineReport({unit}, {QStringLiteral("u")}).contains("report.html\">Unit 3</a>"));
+}
+
+void TestReport::showsTheBoardWhereNothingCame()
+{
+    UnitRecord unit = sampleRecord();
+    unit.steps[0].measured.clear();
+    unit.steps[0].received.clear();
+    CheckRecord check;
+    check.brief = QStringLiteral("pixel #102038");
+    check.result = CheckRecord::Held;
+    unit.steps[0].checks.append(check);
+    QVERIFY(unitReport(unit, QString(), Transcript(), QByteArray())
+                .contains("<td class=\"value\">pixel #102038</td>"));
 }
 
 void TestReport::standsAlone()
