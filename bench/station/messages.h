@@ -33,6 +33,7 @@ enum Type : quint16 {
     PassthroughRequest = 0x7040,
     RelayRequest = 0x7041,
     FlashRequest = 0x7050,
+    FlashStatus = 0x7051,
     FlashComplete = 0x7052,
     FlashQueryRequest = 0x7053,
     MountRequest = 0x7060,
