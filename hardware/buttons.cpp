@@ -4,6 +4,7 @@
 #include <QSocketNotifier>
 #include <QtDebug>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -16,9 +17,11 @@ namespace
 
 const int recordsPerRead = 16;
 
-/// An unplugged device hangs up, and a read notifier would fire for ever.
+/// Whether the failure that errno names is for good: an unplugged device hangs up.
 bool deviceHungUp(int fd)
 {
+    if (errno == ENODEV)
+        return true;
     pollfd device = {fd, 0, 0};
     return poll(&device, 1, 0) > 0 && (device.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
@@ -49,8 +52,10 @@ void Buttons::read()
 
     char records[recordsPerRead * inputEventSize];
     const ssize_t length = ::read(m_fd, records, sizeof records);
-    if (length == 0 || (length < 0 && deviceHungUp(m_fd)))
-        findChild<QSocketNotifier *>()->setEnabled(false);
+    if (length == 0 || (length < 0 && deviceHungUp(m_fd))) {
+        deviceGone();
+        return;
+    }
     for (ssize_t at = 0; at + inputEventSize <= length; at += inputEventSize) {
         const InputEvent event = decodeInputEvent(records + at);
         if (!isHomeKey(event))
@@ -58,4 +63,14 @@ void Buttons::read()
         m_homeDown = event.value != 0;
         emit home(m_homeDown);
     }
+}
+
+/// Its notifier would fire for ever; and nobody will tell that the key is let go.
+void Buttons::deviceGone()
+{
+    findChild<QSocketNotifier *>()->setEnabled(false);
+    if (!m_homeDown)
+        return;
+    m_homeDown = false;
+    emit home(false);
 }

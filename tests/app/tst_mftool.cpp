@@ -772,6 +772,14 @@ void TestMftool::touchTestReportsPresses()
     QTest::mouseRelease(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(60, 60));
     QCOMPARE(m_line->received(), QByteArray("7E0010703108007042039D7F\r\n"));
 
+    // Reported, and that is the end of it: QWidget would refuse a press nobody wants.
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(7, 42),
+                      m_widget->mapToGlobal(QPoint(7, 42)), Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    press.accept();
+    QCoreApplication::sendEvent(m_widget.get(), &press);
+    QVERIFY(press.isAccepted());
+
     // On a check box: reported, not toggled.
     m_line->clear();
     QTest::mouseClick(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(30, 30));

@@ -56,6 +56,7 @@ private slots:
     void movesAreAveraged();
     void secondRequestStartsAnew();
     void shortTouch();
+    void touchFromBeforeItOpened();
     void closedInTheMiddle();
     void closedWithoutBeingOpen();
     void testImageEndsIt();
@@ -253,6 +254,18 @@ void tst_Calibration::shortTouch()
     // Wherever it is touched: it counts for the target before.
     hold(QPoint(776, 456), "7021 010077600456");
     QVERIFY(waitForTarget(2));
+}
+
+/// Its release is the first point, half way from 0,0: the dialog saw no press.
+void tst_Calibration::touchFromBeforeItOpened()
+{
+    QVERIFY(m_rig->keypad.press(200, 100));
+    QCOMPARE(m_rig->settle().line, QStringList());
+    open();
+    QVERIFY(m_rig->keypad.release());
+    QCOMPARE(m_rig->next(), QString("7021 000010000050"));
+    QVERIFY(waitForTarget(1));
+    hold(targets[1], "7021 010002400456");
 }
 
 void tst_Calibration::closedInTheMiddle()

@@ -1,5 +1,6 @@
 /// How the tool starts, with everything and with something missing, and how it
 /// ends.
+#include "bench/keypad/keypadlog.h"
 #include "tests/whole/rig.h"
 
 #include <fcntl.h>
@@ -81,6 +82,7 @@ class tst_Startup : public QObject
 private slots:
     void initTestCase();
     void healthyBoard();
+    void identity();
     void commandLine_data();
     void commandLine();
     void checksOff();
@@ -145,6 +147,17 @@ void tst_Startup::healthyBoard()
              tcflag_t(CS8 | CREAD | CLOCAL));
     QCOMPARE(settings.c_cc[VMIN], cc_t(1));
     QCOMPARE(settings.c_cc[VTIME], cc_t(0));
+}
+
+/// The tool knows its name before it builds anything: Qt can put it before each line.
+void tst_Startup::identity()
+{
+    KeypadOptions options;
+    options.environment.insert(
+        "QT_MESSAGE_PATTERN", KeypadLog::pattern().replace("%{message}", "%{appname}: %{message}"));
+    Rig rig(options);
+    QVERIFY2(rig.start(), qPrintable(rig.why()));
+    QVERIFY(rig.waitForLog("debug: ZRV8810-MF: Input event opened"));
 }
 
 void tst_Startup::commandLine_data()
