@@ -20,6 +20,12 @@ const int largestCoordinate = 1 << 24;
 /// have. A panel whose second axis is dead gives a line one or two counts wide.
 const double thinnest = 0.01 * 0.01;
 
+/// Counts of the widest touch panel, which has 16 bits.
+const int widestPanel = 65535;
+
+/// What rounding a map for the library may cost, in pixels: less than a fingertip.
+const int roundingError = 4;
+
 /// The targets lie inside the panel; touches reach further out by this factor.
 const double reach = 1.25;
 
@@ -38,6 +44,12 @@ bool isCountable(const QPoint &point)
 {
     return point.x() >= -largestCoordinate && point.x() <= largestCoordinate &&
            point.y() >= -largestCoordinate && point.y() <= largestCoordinate;
+}
+
+/// A panel may end before the screen does, but not by its own width.
+bool isOnAPanel(const QPoint &point)
+{
+    return qAbs(point.x()) <= 2 * widestPanel && qAbs(point.y()) <= 2 * widestPanel;
 }
 
 Moments momentsOf(const QPoint *points)
@@ -60,6 +72,11 @@ Moments momentsOf(const QPoint *points)
 double determinant(const Moments &m)
 {
     return double(m.xx) * double(m.yy) - double(m.xy) * double(m.xy);
+}
+
+double determinant(const AffineMap &map)
+{
+    return double(map.a) * map.e - double(map.b) * map.d;
 }
 
 /// For a thin cloud determinant / trace^2 is the square of width / length.
@@ -98,6 +115,14 @@ bool holds(const Row &row, double scale, double farX, double farY)
     return largest < double(std::numeric_limits<qint32>::max());
 }
 
+/// The largest of the library's sums, in whatever order it adds, on @p counts.
+qint64 largestSum(const AffineMap &map, qint64 counts)
+{
+    const qint64 ofX = (qAbs(qint64(map.a)) + qAbs(qint64(map.b))) * counts + qAbs(qint64(map.c));
+    const qint64 ofY = (qAbs(qint64(map.d)) + qAbs(qint64(map.e))) * counts + qAbs(qint64(map.f));
+    return qMax(ofX, ofY);
+}
+
 qint32 scaled(double value, qint32 scale)
 {
     return static_cast<qint32>(std::floor(value * scale + 0.5));
@@ -107,7 +132,8 @@ qint32 scaled(double value, qint32 scale)
 int nearestCount(double value)
 {
     const double largest = largestCoordinate;
-    return qRound(qBound(-largest, value, largest));
+    // Not qRound(), whose numbers Qt 4 has in single precision on an ARM.
+    return static_cast<int>(std::floor(qBound(-largest, value, largest) + 0.5));
 }
 
 int truncated(qint64 sum, qint32 scale)
@@ -169,12 +195,52 @@ bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map)
     return true;
 }
 
-int largestError(const AffineMap &map, const QWSPointerCalibrationData &data)
+bool mapForLibrary(const AffineMap &map, const QSize &screenSize, AffineMap *given)
 {
-    int largest = 0;
+    if (map.s == 0 || determinant(map) == 0)
+        return false;
+
+    const QWSPointerCalibrationData points = pointsOf(map, screenSize);
+    for (int i = 0; i < pointCount; ++i) {
+        if (!isOnAPanel(points.devPoints[i]))
+            return false;
+    }
+
+    const double scaleBefore = map.s;
+    double scale = std::fabs(scaleBefore);
+    const qint64 sum = largestSum(map, widestPanel);
+    const qint64 largest = std::numeric_limits<qint32>::max();
+    // Each of the three numbers of a sum may be rounded up by half.
+    if (sum > largest)
+        scale = std::floor(scale * double(largest - 2 * widestPanel) / double(sum));
+    if (scale < 1)
+        return false;
+
+    const qint32 s = static_cast<qint32>(scale);
+    const AffineMap rounded = {scaled(map.a / scaleBefore, s),
+                               scaled(map.b / scaleBefore, s),
+                               scaled(map.c / scaleBefore, s),
+                               scaled(map.d / scaleBefore, s),
+                               scaled(map.e / scaleBefore, s),
+                               scaled(map.f / scaleBefore, s),
+                               s};
+    if (largestError(rounded, points) > largestError(map, points) + roundingError)
+        return false;
+    *given = rounded;
+    return true;
+}
+
+int largestError(const AffineMap &map, const QWSPointerCalibrationData &data, int *worst)
+{
+    int largest = -1;
     for (int i = 0; i < pointCount; ++i) {
         const QPoint off = mapped(map, data.devPoints[i]) - data.screenPoints[i];
-        largest = qMax(largest, qMax(qAbs(off.x()), qAbs(off.y())));
+        const int error = qMax(qAbs(off.x()), qAbs(off.y()));
+        if (error <= largest)
+            continue;
+        largest = error;
+        if (worst)
+            *worst = i;
     }
     return largest;
 }
@@ -190,7 +256,7 @@ QWSPointerCalibrationData pointsOf(const AffineMap &map, const QSize &screenSize
     data.screenPoints[QWSPointerCalibrationData::TopRight] = QPoint(right, 0);
     data.screenPoints[QWSPointerCalibrationData::Center] = QPoint(right / 2, bottom / 2);
 
-    const double det = double(map.a) * map.e - double(map.b) * map.d;
+    const double det = determinant(map);
     if (det == 0)
         return data;
     for (int i = 0; i < pointCount; ++i) {

@@ -32,9 +32,20 @@ QPoint mapped(const AffineMap &map, const QPoint &device);
 /// the library cannot calculate with.
 bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map);
 
+/// @p map as the touchscreen library can calculate with it, in 32 bits: with a
+/// scale of 1 or more, and as small a one as keeps its sums in range on every point
+/// of a panel of up to 16 bits. Beyond that a sum may wrap, which makes a wrong
+/// touch; with such a scale no division ends the process.
+/// @return false, with @p given untouched, when @p map leads nowhere (a scale of 0, the
+/// whole panel on a line, or a screen of @p screenSize where no panel counts), or needs
+/// numbers so large that rounding them moves a corner of that screen by more than 4
+/// pixels.
+bool mapForLibrary(const AffineMap &map, const QSize &screenSize, AffineMap *given);
+
 /// The largest distance in pixels, in x or in y, between a screen point of
 /// @p data and where @p map puts its device point.
-int largestError(const AffineMap &map, const QWSPointerCalibrationData &data);
+/// @param worst  gets the location of that point, 0 to 4; may be null
+int largestError(const AffineMap &map, const QWSPointerCalibrationData &data, int *worst = nullptr);
 
 /// Five points that stand for @p map: the corners and the centre of a screen
 /// of @p screenSize, and the device points that @p map takes there, within

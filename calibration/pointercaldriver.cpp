@@ -2,6 +2,7 @@
 
 #include "calibration/affinefit.h"
 #include "calibration/pointercalfile.h"
+#include "calibration/residual.h"
 #include "calibration/touchpointer.h"
 #include "calibration/touchscreen.h"
 #include "compat/screen.h"
@@ -85,7 +86,7 @@ bool PointercalDriver::computed(const QWSPointerCalibrationData &data, Calibrati
         return false;
     result->points = data;
     result->content = PointercalFile::format(map);
-    qDebug("The calibration fits its points to %d pixels", largestError(map, data));
+    logResidual(map, data);
     return true;
 }
 

@@ -19,10 +19,28 @@ namespace
 const char defaultPath[] = "/etc/pointercal";
 const mode_t defaultMode = 0644;
 const int numberCount = 7;
+const int screenNumberCount = 3;
+const int largestScreenNumber = 0x7FFF;
 
 QString named(const char *variable)
 {
     return QFile::decodeName(qgetenv(variable));
+}
+
+/// Screen size and rotation behind the seven integers, as text to append.
+QByteArray screenOf(const QByteArray &content)
+{
+    const QList<QByteArray> words = content.simplified().split(' ');
+    QByteArray text;
+    for (int i = 0; i < screenNumberCount; ++i) {
+        bool isNumber = false;
+        const int number =
+            numberCount + i < words.size() ? words.at(numberCount + i).toInt(&isNumber) : 0;
+        if (!isNumber || number < 0 || number > largestScreenNumber)
+            return QByteArray();
+        text += ' ' + QByteArray::number(number);
+    }
+    return text;
 }
 
 QString behindLinks(const QString &path)
@@ -150,10 +168,13 @@ void discardFrom(QList<Replacement> &files, int first)
 QString PointercalFile::toRead()
 {
     const QString ofLibrary = named("TSLIB_CALIBFILE");
-    if (!ofLibrary.isEmpty())
-        return ofLibrary;
-    const QString ofQt = named("POINTERCAL_FILE");
-    return ofQt.isEmpty() ? QString::fromLatin1(defaultPath) : ofQt;
+    return ofLibrary.isEmpty() ? ofQt() : ofLibrary;
+}
+
+QString PointercalFile::ofQt()
+{
+    const QString path = named("POINTERCAL_FILE");
+    return path.isEmpty() ? QString::fromLatin1(defaultPath) : path;
 }
 
 QStringList PointercalFile::toWrite()
@@ -200,15 +221,30 @@ QByteArray PointercalFile::format(const AffineMap &map)
     return line;
 }
 
+QByteArray PointercalFile::forLibrary(const QByteArray &content, const QSize &screenSize)
+{
+    AffineMap map;
+    AffineMap given;
+    if (!parse(content, &map) || !mapForLibrary(map, screenSize, &given))
+        return QByteArray();
+    return format(given).trimmed() + screenOf(content) + '\n';
+}
+
 QByteArray PointercalFile::read(const QString &path)
 {
     // Opening a pipe would wait, and a device may have no end.
-    if (!QFileInfo(path).isFile())
+    const int fd =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
         return QByteArray();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
+    QByteArray content;
+    struct stat status;
+    QFile file;
+    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && file.open(fd, QIODevice::ReadOnly))
+        content = file.readAll();
+    file.close();
+    ::close(fd);
+    return content;
 }
 
 bool PointercalFile::store(const QStringList &paths, const QByteArray &content, QString *error)

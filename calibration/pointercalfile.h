@@ -6,6 +6,7 @@
 #include "calibration/affinefit.h"
 
 #include <QByteArray>
+#include <QSize>
 #include <QString>
 #include <QStringList>
 
@@ -16,6 +17,10 @@ namespace PointercalFile
 /// names, else the one of POINTERCAL_FILE, else /etc/pointercal. Asked each
 /// time: the environment changes when the NAND is mounted.
 QString toRead();
+
+/// The file that the drivers of Qt 4 for Embedded Linux read and write: the one of
+/// POINTERCAL_FILE, else /etc/pointercal.
+QString ofQt();
 
 /// The files that a calibration goes to: that of POINTERCAL_FILE, and that of
 /// TSLIB_CALIBFILE where it is another; /etc/pointercal where neither is set.
@@ -31,8 +36,14 @@ bool parse(const QByteArray &content, AffineMap *map);
 /// The file's content for @p map: one line.
 QByteArray format(const AffineMap &map);
 
+/// What the library is to be given where the file holds @p content: the map of it
+/// that mapForLibrary() accepts for @p screenSize, and what the library reads after
+/// the seven integers (screen size and rotation at the time) where that makes sense.
+/// Empty when there is no such map.
+QByteArray forLibrary(const QByteArray &content, const QSize &screenSize);
+
 /// The content of the file at @p path; empty when it cannot be read or is no
-/// regular file.
+/// regular file. Never waits for one that is not.
 QByteArray read(const QString &path);
 
 /// Stores @p content in every file of @p paths, in all or in none. Each is

@@ -21,7 +21,6 @@ FOLDERS = ["app", "protocol", "hardware", "serial", "flash", "calibration", "com
 SINCE_QT5 = [
     "calibration/notouchscreen.cpp",
     "calibration/pointercaldriver.cpp", "calibration/pointercaldriver.h",
-    "calibration/pointercalfile.cpp", "calibration/pointercalfile.h",
     "calibration/touchpointer.cpp", "calibration/touchpointer.h",
     "calibration/touchscreen.h",
     "calibration/tstouchscreen.cpp", "calibration/tstouchscreen.h",
@@ -29,7 +28,8 @@ SINCE_QT5 = [
 # Built with Qt 4 for Embedded Linux alone, whose own classes it is about.
 ONLY_QT4 = ["calibration/qwspointerdriver.cpp", "calibration/qwspointerdriver.h"]
 # Where the versions are told apart.
-COMPAT = ["compat/qtcompat.h", "compat/screen.h", "calibration/pointercalibrationdata.h"]
+COMPAT = ["compat/cursor.h", "compat/qtcompat.h", "compat/screen.h",
+          "calibration/pointercalibrationdata.h"]
 
 # Each row: pattern, reason, a line that must be refused. Comments and the
 # contents of string literals are not looked at.

@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include <cmath>
+#include <limits>
 #include <random>
 
 typedef QWSPointerCalibrationData Data;
@@ -60,6 +61,7 @@ QString text(const AffineMap &m)
 
 } // namespace
 
+Q_DECLARE_METATYPE(AffineMap)
 Q_DECLARE_METATYPE(Panel)
 Q_DECLARE_METATYPE(QWSPointerCalibrationData)
 
@@ -78,6 +80,10 @@ private slots:
     void thinButDetermined();
     void scaleKeepsTheLibraryWithin32Bits();
     void largestErrorOfASet();
+    void mapsThatTheLibraryCanUse_data();
+    void mapsThatTheLibraryCanUse();
+    void mapsThatTheLibraryCannotUse_data();
+    void mapsThatTheLibraryCannotUse();
     void pointsStandForTheirMap();
     void pointsOfAMapThatCannotBeInverted();
     void pointsOfAMapThatLeadsFarAway();
@@ -249,7 +255,64 @@ void tst_AffineFit::largestErrorOfASet()
     QCOMPARE(largestError(map, data), 0);
     data.devPoints[Data::BottomRight] += QPoint(0, -9);
     data.devPoints[Data::TopLeft] += QPoint(-4, 2);
-    QCOMPARE(largestError(map, data), 9);
+    int worst = -1;
+    QCOMPARE(largestError(map, data, &worst), 9);
+    QCOMPARE(worst, int(Data::BottomRight));
+}
+
+void tst_AffineFit::mapsThatTheLibraryCanUse_data()
+{
+    QTest::addColumn<AffineMap>("map");
+    QTest::addColumn<QString>("given");
+    QTest::newRow("as it is") << AffineMap{13107, 1, -2, 3, 7864, 4, 65536}
+                              << "13107 1 -2 3 7864 4 65536";
+    QTest::newRow("identity") << AffineMap{1, 0, 0, 0, 1, 0, 1} << "1 0 0 0 1 0 1";
+    // The division would end the process where the sum is the least of all numbers.
+    QTest::newRow("negative scale") << AffineMap{-3, 1, -100, 2, -5, 7, -4} << "3 -1 100 -2 5 -7 4";
+    // 65536 times the 65535 counts of a panel of 16 bits would be too much; (2^31 - 1 -
+    // 2 * 65535) / 65535 is 32766.5.
+    QTest::newRow("a pixel for each count")
+        << AffineMap{65536, 0, 0, 0, 65536, 0, 65536} << "32766 0 0 0 32766 0 32766";
+    QTest::newRow("least of all numbers, in range") << AffineMap{std::numeric_limits<qint32>::min(),
+                                                                 0,
+                                                                 0,
+                                                                 0,
+                                                                 std::numeric_limits<qint32>::min(),
+                                                                 0,
+                                                                 std::numeric_limits<qint32>::min()}
+                                                    << "32766 0 0 0 32766 0 32766";
+}
+
+void tst_AffineFit::mapsThatTheLibraryCanUse()
+{
+    QFETCH(AffineMap, map);
+    QFETCH(QString, given);
+    AffineMap result = {0, 0, 0, 0, 0, 0, 0};
+    QVERIFY(mapForLibrary(map, QSize(800, 480), &result));
+    QCOMPARE(text(result), given);
+}
+
+void tst_AffineFit::mapsThatTheLibraryCannotUse_data()
+{
+    QTest::addColumn<AffineMap>("map");
+    const qint32 largest = std::numeric_limits<qint32>::max();
+    const qint32 least = std::numeric_limits<qint32>::min();
+    QTest::newRow("scale 0") << AffineMap{1, 0, 0, 0, 1, 0, 0};
+    QTest::newRow("zeros") << AffineMap{0, 0, 0, 0, 0, 0, 0};
+    QTest::newRow("all to one place") << AffineMap{0, 0, 5, 0, 0, 5, 1};
+    QTest::newRow("all to a line") << AffineMap{1, 2, 0, 2, 4, 0, 1};
+    QTest::newRow("out of range at 0,0") << AffineMap{largest, 0, least, 0, 1, least, -1};
+    QTest::newRow("screen where no panel counts") << AffineMap{3, 0, largest, 0, 3, 0, 7};
+    // A hundred pixels for each count, at the far end of a panel of 16 bits.
+    QTest::newRow("too steep to round") << AffineMap{30001, 0, -1800000000, 0, 300, 0, 300};
+}
+
+void tst_AffineFit::mapsThatTheLibraryCannotUse()
+{
+    QFETCH(AffineMap, map);
+    AffineMap result = {1, 2, 3, 4, 5, 6, 7};
+    QVERIFY(!mapForLibrary(map, QSize(800, 480), &result));
+    QCOMPARE(text(result), QString("1 2 3 4 5 6 7"));
 }
 
 void tst_AffineFit::pointsStandForTheirMap()
