@@ -6,6 +6,7 @@
 #include "bench/line/operatordesk.h"
 #include "bench/station/station.h"
 
+#include <QRegularExpression>
 #include <QSysInfo>
 
 #include <csignal>
@@ -70,29 +71,78 @@ struct Choices {
     QCommandLineOption check = option("check", "Only read the plan and say whether it is right.");
 };
 
-/// A number from @p least on; refused with *error otherwise.
-double number(const QCommandLineParser &parser, const QCommandLineOption &option, double least,
+const int MostUnits = 9999;
+const int MostPaceMs = 60000;
+const int MostBaud = 4000000;
+const int MostFlashSeconds = 3600;
+
+/// Notes the first thing that is wrong; what follows may be so because of it.
+void refuse(const QString &reason, QString *error)
+{
+    if (error->isEmpty())
+        *error = reason;
+}
+
+/// The value of an option that names something. An empty one, as a variable of a script that
+/// was never set gives, is not the same as none.
+QString text(const QCommandLineParser &parser, const QCommandLineOption &option, QString *error)
+{
+    if (parser.isSet(option) && parser.values(option).contains(QString()))
+        refuse(QStringLiteral("--%1 takes a %2, not an empty text")
+                   .arg(option.names().first(), option.valueName()),
+               error);
+    return parser.value(option);
+}
+
+/// A number within its bounds, with a fraction only if @p pattern has one; refused with
+/// *error otherwise.
+double number(const QCommandLineParser &parser, const QCommandLineOption &option,
+              const QRegularExpression &pattern, double least, double most, const char *kind,
               QString *error)
 {
-    bool isNumber = false;
-    const double value = parser.value(option).toDouble(&isNumber);
-    if ((!isNumber || value < least) && error->isEmpty())
-        *error =
-            QStringLiteral("--%1 takes a number from %2").arg(option.names().first()).arg(least);
-    return value;
+    const QString value = parser.value(option);
+    const double number = value.toDouble();
+    if (!pattern.match(value).hasMatch() || number < least || number > most)
+        refuse(QStringLiteral("--%1 takes a %2 from %3 to %4")
+                   .arg(option.names().first(), QLatin1String(kind))
+                   .arg(least)
+                   .arg(most, 0, 'f', 0),
+               error);
+    return number;
+}
+
+int integer(const QCommandLineParser &parser, const QCommandLineOption &option, int least, int most,
+            QString *error)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[0-9]+\\z"));
+    const double value = number(parser, option, pattern, least, most, "whole number", error);
+    return error->isEmpty() ? static_cast<int>(value) : 0;
+}
+
+double decimal(const QCommandLineParser &parser, const QCommandLineOption &option, double least,
+               double most, QString *error)
+{
+    static const QRegularExpression pattern(QStringLiteral("\\A[0-9]+(\\.[0-9]+)?\\z"));
+    return number(parser, option, pattern, least, most, "number", error);
 }
 
 void readFaults(const QStringList &texts, LineOptions *options, QString *error)
 {
+    static const QRegularExpression form(QStringLiteral("\\A([^:]*)(?::([0-9]{1,9}))?\\z"));
     for (const QString &text : texts) {
-        const QStringList parts = text.split(QLatin1Char(':'));
-        const Fault *fault = Fault::byName(parts.first());
-        bool isNumber = true;
-        const int unit = parts.size() > 1 ? parts.at(1).toInt(&isNumber) : 0;
+        const QRegularExpressionMatch match = form.match(text);
+        const Fault *fault = Fault::byName(text.section(QLatin1Char(':'), 0, 0));
+        const bool isOfOne = !match.captured(2).isNull();
+        const int unit = match.captured(2).toInt();
         if (!fault)
-            *error = QStringLiteral("there is no fault \"%1\"; see --help").arg(parts.first());
-        else if (parts.size() > 2 || !isNumber || unit < 0 || unit > options->units)
-            *error = QStringLiteral("--fault %1: there is no such unit").arg(text);
+            refuse(QStringLiteral("there is no fault \"%1\"; see --help")
+                       .arg(text.section(QLatin1Char(':'), 0, 0)),
+                   error);
+        else if (!match.hasMatch() || (isOfOne && (unit < 1 || unit > options->units)))
+            refuse(QStringLiteral("--fault %1: there is no such unit; they count from 1 to %2")
+                       .arg(text)
+                       .arg(options->units),
+                   error);
         else
             options->faults[unit].append(fault);
     }
@@ -101,26 +151,29 @@ void readFaults(const QStringList &texts, LineOptions *options, QString *error)
 LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     LineOptions options;
-    options.port = parser.value(choices.port);
-    options.baudRate = static_cast<int>(number(parser, choices.baud, 1200, error));
+    options.port = text(parser, choices.port, error);
+    options.baudRate = integer(parser, choices.baud, 1, MostBaud, error);
     if (error->isEmpty() && !Station::isBaudRate(options.baudRate))
         *error = QStringLiteral("--baud: %1 is no standard baud rate").arg(options.baudRate);
-    options.units = static_cast<int>(number(parser, choices.units, 1, error));
-    options.serialNumber = parser.value(choices.serial);
-    options.station = parser.value(choices.station);
-    options.outDir = parser.value(choices.out);
-    options.flashSeconds = number(parser, choices.flash, 0, error);
-    options.paceMs = static_cast<int>(number(parser, choices.pace, 0, error));
+    options.units = integer(parser, choices.units, 1, MostUnits, error);
+    options.serialNumber = text(parser, choices.serial, error);
+    options.station = text(parser, choices.station, error);
+    options.outDir = text(parser, choices.out, error);
+    options.flashSeconds = decimal(parser, choices.flash, 0, MostFlashSeconds, error);
+    options.paceMs = integer(parser, choices.pace, 0, MostPaceMs, error);
     options.display.kind = KeypadDisplay::Xvfb;
     if (parser.isSet(choices.display)) {
         options.display.kind = KeypadDisplay::Existing;
-        options.display.name = parser.value(choices.display);
+        options.display.name = text(parser, choices.display, error);
     }
     options.interrupted = &interrupted;
-    readFaults(parser.values(choices.fault), &options, error);
+    text(parser, choices.fault, error);
+    if (error->isEmpty())
+        readFaults(parser.values(choices.fault), &options, error);
     if (!options.port.isEmpty() && !options.faults.isEmpty())
-        *error = QStringLiteral("a real unit has the faults it has: --port and --fault exclude "
-                                "each other");
+        refuse(QStringLiteral("a real unit has the faults it has: --port and --fault exclude "
+                              "each other"),
+               error);
     return options;
 }
 
@@ -142,7 +195,7 @@ int runLineCommand(const QStringList &arguments)
     const QString name = arguments.first();
     QString error;
     const LineOptions options = readOptions(parser, choices, &error);
-    if (parser.positionalArguments().size() != 1)
+    if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
         error = QStringLiteral("one plan is wanted; see --help");
     std::optional<Plan> plan;
     if (error.isEmpty())

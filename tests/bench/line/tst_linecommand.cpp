@@ -392,15 +392,44 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     row("no standard rate", {plan, QStringLiteral("--baud"), QStringLiteral("1234")},
         "--baud: 1234 is no standard baud rate");
     row("no units", {plan, QStringLiteral("--units"), QStringLiteral("0")},
-        "--units takes a number from 1");
-    row("units no number", {plan, QStringLiteral("--units"), QStringLiteral("many")},
-        "--units takes a number from 1");
+        "--units takes a whole number from 1 to 9999");
+    for (const char *units : {"many", "1e3", "99999999999", "2.5", "0x2", "-1", "+2", " 2", ""}) {
+        row(qPrintable(QStringLiteral("units '%1'").arg(QLatin1String(units))),
+            {plan, QStringLiteral("--units=%1").arg(QLatin1String(units))},
+            "--units takes a whole number from 1 to 9999");
+    }
+    for (const char *seconds : {"nan", "inf", "-1", "1e2", "3601", "8,5"}) {
+        row(qPrintable(QStringLiteral("flash-seconds '%1'").arg(QLatin1String(seconds))),
+            {plan, QStringLiteral("--flash-seconds=%1").arg(QLatin1String(seconds))},
+            "--flash-seconds takes a number from 0 to 3600");
+    }
+    row("pace", {plan, QStringLiteral("--pace"), QStringLiteral("1.5")},
+        "--pace takes a whole number from 0 to 60000");
+    row("rate", {plan, QStringLiteral("--baud"), QStringLiteral("fast")},
+        "--baud takes a whole number from 1 to 4000000");
+    const auto empty = [&](const char *option, const char *reason) {
+        row(option, {plan, QLatin1String(option), QString()}, reason);
+    };
+    empty("--port", "--port takes a device, not an empty text");
+    empty("--out", "--out takes a dir, not an empty text");
+    empty("--serial-number", "--serial-number takes a text, not an empty text");
+    empty("--station", "--station takes a text, not an empty text");
+    empty("--display", "--display takes a name, not an empty text");
+    empty("--fault", "--fault takes a name[:unit], not an empty text");
+    row("empty plan", {QString()}, "one plan is wanted; see --help");
+    for (const char *unit : {"0", "", "x", "1:1", "99999999999"}) {
+        const QString fault = QStringLiteral("hangs:%1").arg(QLatin1String(unit));
+        QTest::addRow("fault %s", qPrintable(fault))
+            << QStringList{plan, QStringLiteral("--fault"), fault}
+            << QStringLiteral("--fault %1: there is no such unit; they count from 1 to 1")
+                   .arg(fault);
+    }
     row("no such fault", {plan, QStringLiteral("--fault"), QStringLiteral("rust")},
         "there is no fault \"rust\"; see --help");
     row("fault of a unit too many",
         {plan, QStringLiteral("--units"), QStringLiteral("2"), QStringLiteral("--fault"),
          QStringLiteral("dies:3")},
-        "--fault dies:3: there is no such unit");
+        "--fault dies:3: there is no such unit; they count from 1 to 2");
     row("fault of a real unit",
         {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--fault"),
          QStringLiteral("dies")},
