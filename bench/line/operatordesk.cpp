@@ -37,14 +37,14 @@ OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
     const QDeadlineTimer deadline(limitMs);
     forgetTypedAhead();
     for (;;) {
-        std::fprintf(m_prompts, "\n  >> %s [Y/n] ", qPrintable(text));
+        std::fprintf(m_prompts, "\n  >> %s [y/n] ", qPrintable(text));
         std::fflush(m_prompts);
         QByteArray line;
         const Reply reply = readLine(static_cast<int>(deadline.remainingTime()), &line);
         if (reply != Yes)
             return reply;
         const QByteArray word = line.trimmed().toLower();
-        if (word.isEmpty() || word == "y" || word == "yes")
+        if (word == "y" || word == "yes")
             return Yes;
         if (word == "n" || word == "no")
             return No;

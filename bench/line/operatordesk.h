@@ -25,7 +25,7 @@ public:
     void tell(const QString &text);
     /// Waits for the Enter key.
     Reply confirm(const QString &text, int limitMs);
-    /// Waits for y or n; Enter alone is yes.
+    /// Waits for y or n. Neither is assumed: after anything else, Enter alone too, it asks again.
     Reply question(const QString &text, int limitMs);
 
 private:

@@ -94,7 +94,8 @@ void TestOperatorDesk::asksUntilItUnderstands_data()
     QTest::addColumn<QByteArray>("typed");
     QTest::addColumn<int>("reply");
     QTest::addColumn<int>("questions");
-    QTest::newRow("enter") << QByteArray("\n") << int(OperatorDesk::Yes) << 1;
+    QTest::newRow("enter is no yes") << QByteArray("\n\ny\n") << int(OperatorDesk::Yes) << 3;
+    QTest::newRow("enter is no no") << QByteArray(" \nn\n") << int(OperatorDesk::No) << 2;
     QTest::newRow("y") << QByteArray("y\n") << int(OperatorDesk::Yes) << 1;
     QTest::newRow("YES") << QByteArray(" YES \n") << int(OperatorDesk::Yes) << 1;
     QTest::newRow("n") << QByteArray("n\n") << int(OperatorDesk::No) << 1;
@@ -109,7 +110,7 @@ void TestOperatorDesk::asksUntilItUnderstands()
     Desk desk;
     desk.type(typed);
     QTEST(int(desk.desk.question(QStringLiteral("Is it lit?"), LongMs)), "reply");
-    QCOMPARE(desk.printed().count("Is it lit? [Y/n]"), questions);
+    QCOMPARE(desk.printed().count("Is it lit? [y/n]"), questions);
 }
 
 void TestOperatorDesk::keepsWhatAProgramSaidAhead()
@@ -151,7 +152,7 @@ void TestOperatorDesk::stopsWhenInterrupted()
     QCOMPARE(int(interruptible.confirm(QStringLiteral("2"), LongMs)),
              int(OperatorDesk::Interrupted));
     // What is printed next begins a line of its own.
-    QCOMPARE(desk.printed(), QByteArray("\n  >> 1 [Y/n] \n\n  >> 2  Then press Enter: \n"));
+    QCOMPARE(desk.printed(), QByteArray("\n  >> 1 [y/n] \n\n  >> 2  Then press Enter: \n"));
 }
 
 void TestOperatorDesk::isTooLate()
