@@ -11,23 +11,112 @@
 #include <cerrno>
 #include <cstring>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace
 {
+
+const char RecordName[] = "record.json";
+const char JunitName[] = "junit.xml";
+const char ReportName[] = "report.html";
+const mode_t FolderMode = 0777; // less what the umask takes away
+
+QString systemError(int number)
+{
+    return QString::fromLocal8Bit(strerror(number));
+}
+
+/// A file that was renamed may have its old name again after a power cut until its folder
+/// is on the disk.
+void syncFolder(const QString &path)
+{
+    const int folder =
+        open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return;
+    fsync(folder); // not every file system can
+    close(folder);
+}
 
 bool save(const QString &path, const QByteArray &bytes, QString *error)
 {
     // As a whole: who watches the folder never reads half a record. Of what is still in
-    // its buffer commit() does not say that a full disk did not take it.
+    // its buffer commit() does not say that a full disk did not take it. It does see to it
+    // that the disk has the content before the name.
     QSaveFile file(path);
     errno = 0;
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
-        file.commit())
+        file.commit()) {
+        syncFolder(QFileInfo(path).path());
         return true;
+    }
     // Of a disk that takes only a part Qt does not know what was wrong with it.
     const int number = errno;
-    *error = QStringLiteral("%1: %2").arg(
-        path, number != 0 ? QString::fromLocal8Bit(strerror(number)) : file.errorString());
+    *error = number != 0 ? systemError(number) : file.errorString();
     return false;
+}
+
+/// Files of one folder; all are tried.
+class Writer
+{
+public:
+    explicit Writer(const QString &dir) : m_dir(dir) {}
+
+    void write(const char *name, const QByteArray &bytes)
+    {
+        QString reason;
+        if (save(m_dir + QLatin1Char('/') + QLatin1String(name), bytes, &reason))
+            return;
+        m_missing.append(QLatin1String(name));
+        if (m_reason.isEmpty())
+            m_reason = reason;
+    }
+
+    /// False with *error when one of them could not be written.
+    bool finish(QString *error) const
+    {
+        if (m_missing.isEmpty())
+            return true;
+        *error = QStringLiteral("%1: %2 could not be written: %3")
+                     .arg(m_dir, m_missing.join(QStringLiteral(", ")), m_reason);
+        return false;
+    }
+
+private:
+    const QString m_dir;
+    QStringList m_missing;
+    QString m_reason; ///< of the first one
+};
+
+QByteArray recordText(const UnitRecord &unit)
+{
+    return QJsonDocument(toJson(unit)).toJson();
+}
+
+/// @return 0 or errno
+int makeFolder(const QString &path)
+{
+    return mkdir(QFile::encodeName(path).constData(), FolderMode) == 0 ? 0 : errno;
+}
+
+/// @return 0 or errno; of something that is there but no folder the next one tells
+int makeParents(const QString &dir)
+{
+    errno = 0;
+    return QDir().mkpath(dir) || QFileInfo::exists(dir) ? 0 : errno;
+}
+
+/// Lets DIR/latest point to NAME; at no moment does it point nowhere. A convenience:
+/// without it nothing is missing.
+void pointLatestTo(const QString &dir, const QString &name)
+{
+    const QByteArray latest = QFile::encodeName(dir + QStringLiteral("/latest"));
+    const QByteArray next = QFile::encodeName(dir + QStringLiteral("/.latest-") + name);
+    if (symlink(QFile::encodeName(name).constData(), next.constData()) == 0 &&
+        rename(next.constData(), latest.constData()) != 0)
+        unlink(next.constData());
 }
 
 } // namespace
@@ -37,18 +126,20 @@ bool RecordFolder::create(const QString &dir, int units, QString *error)
     m_units = units;
     const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     QString name = time;
-    for (int other = 2; QFile::exists(dir + QLatin1Char('/') + name); ++other)
+    // Several may begin at once: the one that makes a folder has it.
+    int failure = makeParents(dir);
+    if (failure == 0)
+        failure = makeFolder(dir + QLatin1Char('/') + name);
+    for (int other = 2; failure == EEXIST; ++other) {
         name = QStringLiteral("%1-%2").arg(time).arg(other);
+        failure = makeFolder(dir + QLatin1Char('/') + name);
+    }
     m_path = dir + QLatin1Char('/') + name;
-    if (!QDir().mkpath(m_path)) {
-        *error = QStringLiteral("%1 cannot be made: %2")
-                     .arg(m_path, QString::fromLocal8Bit(strerror(errno)));
+    if (failure != 0) {
+        *error = QStringLiteral("%1 cannot be made: %2").arg(m_path, systemError(failure));
         return false;
     }
-    const QString latest = dir + QStringLiteral("/latest");
-    if (QFileInfo(latest).isSymLink())
-        QFile::remove(latest);
-    QFile::link(name, latest); // a convenience: without it nothing is missing
+    pointLatestTo(dir, name);
     return true;
 }
 
@@ -68,18 +159,23 @@ QString RecordFolder::unitPath(int number) const
 bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
                          const QByteArray &log, QString *error) const
 {
-    const QString dir = unitPath(unit.number) + QLatin1Char('/');
-    return save(dir + QStringLiteral("record.json"), QJsonDocument(toJson(unit)).toJson(), error) &&
-           save(dir + QStringLiteral("junit.xml"), toJunit({unit}), error) &&
-           (log.isEmpty() || save(dir + QStringLiteral("tool.log"), log, error)) &&
-           save(dir + QStringLiteral("report.html"), unitReport(unit, dir, transcript, log), error);
+    const QString dir = unitPath(unit.number);
+    Writer writer(dir);
+    writer.write(RecordName, recordText(unit));
+    writer.write(JunitName, toJunit({unit}));
+    if (!log.isEmpty())
+        writer.write("tool.log", log);
+    writer.write(ReportName, unitReport(unit, dir, transcript, log));
+    return writer.finish(error);
 }
 
 bool RecordFolder::writeSummary(const QList<UnitRecord> &units, QString *error) const
 {
     QStringList folders;
     for (const UnitRecord &unit : units)
-        folders.append(unitName(unit.number));
-    return save(m_path + QStringLiteral("/junit.xml"), toJunit(units), error) &&
-           save(m_path + QStringLiteral("/report.html"), lineReport(units, folders), error);
+        folders.append(unit.outcome == Outcome::NotRun ? QString() : unitName(unit.number));
+    Writer writer(m_path);
+    writer.write(JunitName, toJunit(units));
+    writer.write(ReportName, lineReport(units, folders));
+    return writer.finish(error);
 }

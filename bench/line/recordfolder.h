@@ -9,7 +9,8 @@
 class RecordFolder
 {
 public:
-    /// Makes DIR/<time>/ and lets DIR/latest point to it. False with *error.
+    /// Makes DIR/<time>/, or DIR/<time>-2/ and so on when others have begun in the same
+    /// second, and lets DIR/latest point to it. False with *error.
     bool create(const QString &dir, int units, QString *error);
 
     QString path() const { return m_path; }
@@ -17,10 +18,12 @@ public:
     QString unitPath(int number) const;
 
     /// record.json, junit.xml, tool.log and report.html of one unit; its
-    /// pictures and its transcript are there already.
+    /// pictures and its transcript are there already. What cannot be written does
+    /// not keep the others from being tried.
     bool write(const UnitRecord &unit, const Transcript &transcript, const QByteArray &log,
                QString *error) const;
-    /// junit.xml and report.html of several units.
+    /// junit.xml and report.html of several units; those that were not tested have no
+    /// folder.
     bool writeSummary(const QList<UnitRecord> &units, QString *error) const;
 
     static QString transcriptName() { return QStringLiteral("transcript.txt"); }

@@ -5,10 +5,14 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
 #include <csignal>
+#include <thread>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -20,6 +24,8 @@ private slots:
     void isNamedAfterTheTime();
     void neverUsesAFolderTwice();
     void keepsLatestUpToDate();
+    void givesManyAtOnceAFolderEach();
+    void leavesALatestThatIsNoLink();
     void writesOneUnit();
     void writesSeveralUnits();
     void leavesOutALogThatIsNotThere();
@@ -65,6 +71,51 @@ void TestRecordFolder::keepsLatestUpToDate()
              QFileInfo(second.path()).canonicalFilePath());
 }
 
+/// Each stands before the same moment, as stations that share a folder do.
+void TestRecordFolder::givesManyAtOnceAFolderEach()
+{
+    const int many = 30;
+    QTemporaryDir dir;
+    std::atomic<int> waiting{many};
+    std::vector<QString> paths(many);
+    std::vector<std::thread> threads;
+    for (QString &path : paths) {
+        threads.emplace_back([&dir, &waiting, &path] {
+            RecordFolder folder;
+            QString error;
+            --waiting;
+            while (waiting > 0)
+                std::this_thread::yield();
+            if (folder.create(dir.path(), 1, &error))
+                path = folder.path();
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QSet<QString> different;
+    for (const QString &path : paths) {
+        QVERIFY(QFileInfo(path).isDir());
+        different.insert(path);
+    }
+    QCOMPARE(int(different.size()), many);
+    QVERIFY(different.contains(QFile::symLinkTarget(dir.filePath(QStringLiteral("latest")))));
+    // 30 folders, "latest", and nothing that somebody has forgotten.
+    const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+    QCOMPARE(int(QDir(dir.path()).entryList(everything | QDir::System).size()), many + 1);
+}
+
+void TestRecordFolder::leavesALatestThatIsNoLink()
+{
+    QTemporaryDir dir;
+    QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("latest")));
+    RecordFolder folder;
+    QString error;
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(!QFileInfo(dir.filePath(QStringLiteral("latest"))).isSymLink());
+    const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
+    QCOMPARE(int(QDir(dir.path()).entryList(everything | QDir::System).size()), 2);
+}
+
 void TestRecordFolder::writesOneUnit()
 {
     QTemporaryDir dir;
@@ -85,6 +136,7 @@ void TestRecordFolder::writesSeveralUnits()
     QVERIFY(folder.create(dir.path(), 12, &error));
     QCOMPARE(folder.unitPath(12), folder.path() + QStringLiteral("/unit-12"));
     UnitRecord unit = sampleRecord();
+    unit.conclude();
     QVERIFY2(folder.write(unit, Transcript(), QByteArray(), &error), qPrintable(error));
     QVERIFY(QFile::exists(folder.path() + QStringLiteral("/unit-03/record.json")));
     QVERIFY2(folder.writeSummary({unit}, &error), qPrintable(error));
@@ -125,9 +177,11 @@ void TestRecordFolder::tellsWhenItCannotWrite()
     QVERIFY(folder.create(dir.path(), 1, &error));
     QVERIFY(QDir(folder.path()).removeRecursively());
     QVERIFY(!folder.write(sampleRecord(), Transcript(), QByteArray(), &error));
-    QVERIFY2(error.contains(QStringLiteral("record.json: ")), qPrintable(error));
+    QCOMPARE(error, folder.path() + QStringLiteral(": record.json, junit.xml, report.html could "
+                                                   "not be written: No such file or directory"));
     QVERIFY(!folder.writeSummary({sampleRecord()}, &error));
-    QVERIFY2(error.contains(QStringLiteral("junit.xml: ")), qPrintable(error));
+    QCOMPARE(error, folder.path() + QStringLiteral(": junit.xml, report.html could not be "
+                                                   "written: No such file or directory"));
 }
 
 /// A limit on the size of files refuses what is written as a full disk does: from the
@@ -148,7 +202,8 @@ void TestRecordFolder::tellsWhenTheDiskIsFull()
     const bool written = folder.write(sampleRecord(), Transcript(), QByteArray(), &error);
     setrlimit(RLIMIT_FSIZE, &before);
     QVERIFY(!written);
-    QCOMPARE(error, folder.path() + QStringLiteral("/record.json: File too large"));
+    QCOMPARE(error, folder.path() + QStringLiteral(": record.json, junit.xml, report.html could "
+                                                   "not be written: File too large"));
     QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/record.json")));
 }
 
