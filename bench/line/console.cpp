@@ -22,6 +22,7 @@ const char *colourOf(Outcome outcome)
         return "\033[1;31m";
     case Outcome::TimeOut:
         return "\033[1;35m";
+    case Outcome::Interrupted:
     case Outcome::NotRun:
         break;
     }
@@ -47,18 +48,29 @@ QString percent(int part, qsizetype whole)
 
 } // namespace
 
-Console::Console(FILE *out, bool isTerminal) : m_out(out), m_isTerminal(isTerminal) {}
+Console::Console(FILE *out, bool isTerminal, Interrupt *interrupt)
+    : m_out(out), m_isTerminal(isTerminal), m_interrupt(interrupt)
+{
+}
 
 bool Console::isTerminal(FILE *out)
 {
     return isatty(fileno(out)) != 0 && qEnvironmentVariableIsEmpty("NO_COLOR");
 }
 
+void Console::flush()
+{
+    if (m_interrupt != nullptr)
+        m_interrupt->flush(m_out);
+    else
+        std::fflush(m_out);
+}
+
 void Console::line(const QString &text)
 {
     eraseProgress();
     std::fprintf(m_out, "%s\n", text.toUtf8().constData());
-    std::fflush(m_out);
+    flush();
 }
 
 void Console::detail(const char *title, const QString &text)
@@ -108,7 +120,7 @@ void Console::stepStarted(const Plan::Step &step, int number)
         return;
     eraseProgress();
     std::fprintf(m_out, "...      %s", m_running.toUtf8().constData());
-    std::fflush(m_out);
+    flush();
     m_hasProgress = true;
 }
 
@@ -124,7 +136,7 @@ void Console::progressed(const QString &text)
     eraseProgress();
     std::fprintf(m_out, "...      %s  %s", m_running.toUtf8().constData(),
                  text.toUtf8().constData());
-    std::fflush(m_out);
+    flush();
     m_hasProgress = true;
 }
 
@@ -177,8 +189,8 @@ void Console::end(const UnitRecord &unit, const QString &files)
         return;
     }
     QStringList counts;
-    for (const Outcome outcome :
-         {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error, Outcome::NotRun}) {
+    for (const Outcome outcome : {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error,
+                                  Outcome::Interrupted, Outcome::NotRun}) {
         if (unit.count(outcome) > 0)
             counts.append(
                 QStringLiteral("%1 %2").arg(unit.count(outcome)).arg(outcomeName(outcome)));
@@ -187,12 +199,16 @@ void Console::end(const UnitRecord &unit, const QString &files)
              .arg(shown(unit.outcome), counts.join(QStringLiteral(", ")))
              .arg(unit.steps.size())
              .arg(shownSeconds(unit.seconds())));
+    bool isOfAStep = unit.outcome == Outcome::Pass;
     for (const StepRecord &step : unit.steps) {
         if (step.outcome > Outcome::Pass)
             line(QStringLiteral("         step %1 \"%2\": %3")
                      .arg(step.number)
                      .arg(step.name, outcomeName(step.outcome)));
+        isOfAStep = isOfAStep || step.outcome == unit.outcome;
     }
+    if (!isOfAStep)
+        line(QStringLiteral("         %1").arg(unit.reason));
     reportIn(files);
 }
 
@@ -202,23 +218,30 @@ void Console::summary(const QList<UnitRecord> &units, const QString &files)
     double longest = 0;
     double total = 0;
     int good = 0;
+    int tested = 0;
     for (const UnitRecord &unit : units) {
+        const bool wasTested = unit.outcome != Outcome::NotRun;
         line(QStringLiteral("%1 unit %2 %3 %4  %5")
                  .arg(shown(unit.outcome))
                  .arg(unit.number, 3)
                  .arg(unit.serialNumber, -12)
-                 .arg(shownSeconds(unit.seconds()), 8)
+                 .arg(wasTested ? shownSeconds(unit.seconds()) : QString(), 8)
                  .arg(unit.reason));
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
         good += unit.outcome == Outcome::Pass ? 1 : 0;
+        tested += wasTested ? 1 : 0;
     }
-    line(QStringLiteral(
-             "Yield %1 % (%2 of %3 units), %4 a unit on average, %5 the longest, %6 in all")
-             .arg(percent(good, units.size()))
-             .arg(good)
-             .arg(units.size())
-             .arg(shownSeconds(total / static_cast<double>(units.size())), shownSeconds(longest),
-                  shownSeconds(total)));
+    QStringList parts = {QStringLiteral("Yield %1 % (%2 of %3 units)")
+                             .arg(percent(good, units.size()))
+                             .arg(good)
+                             .arg(units.size())};
+    if (tested < units.size())
+        parts.append(QStringLiteral("%1 not tested").arg(units.size() - tested));
+    if (tested > 0)
+        parts += {QStringLiteral("%1 a unit on average").arg(shownSeconds(total / tested)),
+                  QStringLiteral("%1 the longest").arg(shownSeconds(longest)),
+                  QStringLiteral("%1 in all").arg(shownSeconds(total))};
+    line(parts.join(QStringLiteral(", ")));
     reportIn(files);
 }

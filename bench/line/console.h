@@ -13,7 +13,8 @@ class Console : public RunWatcher
 {
 public:
     /// @param isTerminal  whether @p out shows colour and takes back a line
-    Console(FILE *out, bool isTerminal);
+    /// @param interrupt   raised when nobody reads @p out any more; may be absent
+    Console(FILE *out, bool isTerminal, Interrupt *interrupt = nullptr);
 
     /// Whether a stream should be written to as a terminal; NO_COLOR is respected.
     static bool isTerminal(FILE *out);
@@ -24,12 +25,13 @@ public:
     void stepEnded(const StepRecord &step) override;
     /// @param files  folder with the unit's record; empty when it could not be written
     void end(const UnitRecord &unit, const QString &files);
-    /// Of several units: yield and times.
+    /// Of several units, those that were not tested too: yield and times.
     void summary(const QList<UnitRecord> &units, const QString &files);
     /// "pass" in its colour.
     QString shown(Outcome outcome) const;
 
 private:
+    void flush();
     void line(const QString &text);
     void detail(const char *title, const QString &text);
     void reportIn(const QString &files);
@@ -37,6 +39,7 @@ private:
 
     FILE *m_out;
     const bool m_isTerminal;
+    Interrupt *const m_interrupt;
     int m_steps = 0;
     int m_nameWidth = 0;
     QString m_running; ///< the step that runs, for lines of progress

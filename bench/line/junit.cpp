@@ -66,7 +66,8 @@ void writeCounts(QXmlStreamWriter &xml, const QList<UnitRecord> &units)
     for (const UnitRecord &unit : units) {
         tests += static_cast<int>(unit.steps.size());
         failures += unit.count(Outcome::Fail);
-        errors += unit.count(Outcome::TimeOut) + unit.count(Outcome::Error);
+        errors += unit.count(Outcome::TimeOut) + unit.count(Outcome::Error) +
+                  unit.count(Outcome::Interrupted);
         seconds += unit.seconds();
     }
     xml.writeAttribute(QStringLiteral("tests"), QString::number(tests));

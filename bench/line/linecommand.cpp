@@ -9,8 +9,6 @@
 #include <QRegularExpression>
 #include <QSysInfo>
 
-#include <csignal>
-
 #include <unistd.h>
 
 namespace
@@ -24,18 +22,10 @@ const char Description[] =
     "in OUT/<time>/, for several units in a folder each.\n"
     "\n"
     "Exit status: 0 all units passed, 1 one failed, 2 the command line or the plan is wrong,\n"
-    "3 a unit or the operator did not answer in time, 4 a unit could not be tested.\n"
+    "3 a unit or the operator did not answer in time, 4 a unit could not be tested, or a record\n"
+    "could not be written.\n"
     "\n"
     "Faults:\n";
-
-volatile int interrupted = 0;
-
-void interrupt(int signalNumber)
-{
-    interrupted = 1;
-    // The second time nobody wants to wait for the record.
-    std::signal(signalNumber, SIG_DFL);
-}
 
 QCommandLineOption option(const char *name, const char *text, const char *value = "",
                           const QString &otherwise = QString())
@@ -166,7 +156,6 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
         options.display.kind = KeypadDisplay::Existing;
         options.display.name = text(parser, choices.display, error);
     }
-    options.interrupted = &interrupted;
     text(parser, choices.fault, error);
     if (error->isEmpty())
         readFaults(parser.values(choices.fault), &options, error);
@@ -194,7 +183,7 @@ int runLineCommand(const QStringList &arguments)
 
     const QString name = arguments.first();
     QString error;
-    const LineOptions options = readOptions(parser, choices, &error);
+    LineOptions options = readOptions(parser, choices, &error);
     if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
         error = QStringLiteral("one plan is wanted; see --help");
     std::optional<Plan> plan;
@@ -207,12 +196,16 @@ int runLineCommand(const QStringList &arguments)
         return BenchExit::Good;
     }
 
-    std::signal(SIGINT, interrupt);
-    std::signal(SIGTERM, interrupt);
-    Console console(stdout, Console::isTerminal(stdout));
-    OperatorDesk desk(STDIN_FILENO, stdout, &interrupted);
+    Interrupt interrupt;
+    interrupt.followSignals();
+    options.interrupt = &interrupt;
+    Console console(stdout, Console::isTerminal(stdout), &interrupt);
+    OperatorDesk desk(STDIN_FILENO, stdout, &interrupt);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     if (!error.isEmpty())
         complain(name, error, BenchExit::Unable);
+    if (std::ferror(stdout) != 0 && !interrupt.isRaised())
+        return complain(name, QStringLiteral("standard output could not be written"),
+                        BenchExit::Unable);
     return exitStatus(outcome);
 }

@@ -39,22 +39,48 @@ Outcome LineRun::run(QString *error)
 {
     if (!m_folder.create(m_options.outDir, m_options.units, error))
         return Outcome::Error;
+    runUnits(error);
+    Outcome worst = error->isEmpty() ? Outcome::NotRun : Outcome::Error;
+    for (const UnitRecord &record : m_records) {
+        const bool wasTested = record.outcome != Outcome::NotRun;
+        worst = std::max(worst, wasTested ? record.outcome : Outcome::Error);
+    }
+    if (m_options.units == 1)
+        return worst;
+    QString unwritten;
+    const bool written = m_folder.writeSummary(m_records, &unwritten);
+    m_console->summary(m_records, written ? m_folder.path() : QString());
+    if (written)
+        return worst;
+    *error = error->isEmpty() ? unwritten : *error + QStringLiteral("; ") + unwritten;
+    return std::max(worst, Outcome::Error);
+}
+
+void LineRun::runUnits(QString *error)
+{
+    QString why;
     for (int number = 1; number <= m_options.units; ++number) {
-        if (isInterrupted() || !connectNext(number, error))
-            break;
-        if (!runUnit(number, error))
-            return Outcome::Error;
+        if (why.isEmpty() && isInterrupted())
+            why = m_options.interrupt->reason();
+        if (why.isEmpty() && !connectNext(number, &why) && isInterrupted())
+            why = m_options.interrupt->reason();
+        if (!why.isEmpty()) {
+            leaveOut(number, why);
+            continue;
+        }
+        runUnit(number, error);
+        if (!error->isEmpty())
+            why = QStringLiteral("the record of unit %1 could not be written").arg(number);
     }
-    Outcome worst =
-        static_cast<int>(m_records.size()) < m_options.units ? Outcome::Error : Outcome::NotRun;
-    for (const UnitRecord &record : m_records)
-        worst = std::max(worst, record.outcome);
-    if (m_options.units > 1 && !m_records.isEmpty()) {
-        if (!m_folder.writeSummary(m_records, error))
-            return Outcome::Error;
-        m_console->summary(m_records, m_folder.path());
-    }
-    return worst;
+}
+
+/// Every unit that was asked for counts, those that nobody came to as well.
+void LineRun::leaveOut(int number, const QString &reason)
+{
+    UnitRecord record = newRecord(number);
+    record.reason = reason;
+    record.ended = true;
+    m_records.append(record);
 }
 
 bool LineRun::connectNext(int number, QString *error)
@@ -63,10 +89,16 @@ bool LineRun::connectNext(int number, QString *error)
         return true;
     const QString text =
         QStringLiteral("Connect unit %1 of %2, switched off.").arg(number).arg(m_options.units);
-    if (m_desk->confirm(text, NextUnitLimitMs) == OperatorDesk::Yes)
+    switch (m_desk->confirm(text, NextUnitLimitMs)) {
+    case OperatorDesk::Yes:
         return true;
-    *error = QStringLiteral("nobody connected unit %1").arg(number);
-    return false;
+    case OperatorDesk::Nobody:
+        *error = QStringLiteral("there is no operator: standard input is closed");
+        return false;
+    default:
+        *error = QStringLiteral("nobody connected unit %1").arg(number);
+        return false;
+    }
 }
 
 QList<const Fault *> LineRun::faultsOf(int number) const
@@ -106,10 +138,10 @@ UnitRecord LineRun::newRecord(int number) const
 
 bool LineRun::isInterrupted() const
 {
-    return m_options.interrupted != nullptr && *m_options.interrupted != 0;
+    return m_options.interrupt != nullptr && m_options.interrupt->isRaised();
 }
 
-bool LineRun::runUnit(int number, QString *error)
+void LineRun::runUnit(int number, QString *error)
 {
     const std::unique_ptr<Unit> unit = makeUnit(number);
     UnitRecord record = newRecord(number);
@@ -117,24 +149,41 @@ bool LineRun::runUnit(int number, QString *error)
     m_console->begin(m_plan, record, m_options.units);
     const QString dir = m_folder.unitPath(number);
     Station station;
-    if (!station.transcript().logTo(dir + QLatin1Char('/') + RecordFolder::transcriptName(), error))
-        return false;
-    if (unit->attach(&station, &record.reason)) {
-        RunOptions options;
-        options.pictureDir = dir;
-        options.paceMs = m_options.paceMs;
-        options.interrupted = m_options.interrupted;
-        Runner(m_plan, unit.get(), &station, m_console, options).run(&record);
-    } else {
-        record.outcome = Outcome::Error;
-        // What a keyboard's interrupt has ended with us did not fail by itself.
-        if (isInterrupted())
-            record.reason = QStringLiteral("interrupted");
+    if (!station.transcript().logTo(dir + QLatin1Char('/') + RecordFolder::transcriptName(),
+                                    error)) {
+        record.reason = *error; // what cannot be recorded is not begun
+        record.ended = true;
+        m_console->end(record, QString());
+        m_records.append(record);
+        return;
     }
+    test(unit.get(), &station, &record);
     m_records.append(record);
     const bool written = m_folder.write(record, station.transcript(), unit->log(), error);
     if (written)
         *error = station.transcript().logError();
     m_console->end(record, written ? dir : QString());
-    return error->isEmpty();
+}
+
+void LineRun::test(Unit *unit, Station *station, UnitRecord *record)
+{
+    if (!unit->attach(station, &record->reason)) {
+        record->outcome = Outcome::Error;
+        // What an interrupt has ended with us did not fail by itself.
+        if (isInterrupted()) {
+            record->outcome = Outcome::Interrupted;
+            record->reason = m_options.interrupt->reason();
+        }
+        record->ended = true;
+        return;
+    }
+    RunOptions options;
+    options.pictureDir = m_folder.unitPath(record->number);
+    options.paceMs = m_options.paceMs;
+    options.interrupt = m_options.interrupt;
+    options.keep = [this](const UnitRecord &soFar) {
+        QString error; // the disk may have room again when it is written for good
+        m_folder.keep(soFar, &error);
+    };
+    Runner(m_plan, unit, station, m_console, options).run(record);
 }

@@ -12,6 +12,7 @@
 #include <memory>
 
 class OperatorDesk;
+class Station;
 
 struct LineOptions {
     QString port; ///< empty: virtual keypads
@@ -24,7 +25,7 @@ struct LineOptions {
     double flashSeconds = 0;
     int paceMs = 0;
     QHash<int, QList<const Fault *>> faults; ///< by unit; 0 is every unit
-    const volatile int *interrupted = nullptr;
+    const Interrupt *interrupt = nullptr;    ///< may be null
 };
 
 class LineRun
@@ -32,7 +33,10 @@ class LineRun
 public:
     LineRun(const Plan &plan, const LineOptions &options, Console *console, OperatorDesk *desk);
 
-    /// @return the worst outcome, Error with *error when the records cannot be written
+    /// Once a record cannot be written no further unit is begun, and all that can be told is
+    /// told on the console.
+    /// @param error  set to what could not be written, or why not all units were tested
+    /// @return the worst outcome, at least Error when *error is set
     Outcome run(QString *error);
 
     /// "KP-0009" and 1 give "KP-0010"; a text without a number at its end gets "-2".
@@ -40,7 +44,10 @@ public:
 
 private:
     bool isInterrupted() const;
-    bool runUnit(int number, QString *error);
+    void runUnits(QString *error);
+    void runUnit(int number, QString *error);
+    void test(Unit *unit, Station *station, UnitRecord *record);
+    void leaveOut(int number, const QString &reason);
     bool connectNext(int number, QString *error);
     std::unique_ptr<Unit> makeUnit(int number) const;
     UnitRecord newRecord(int number) const;

@@ -82,7 +82,7 @@ OperatorDesk::Reply OperatorDesk::awaitLine(int limitMs, QByteArray *line)
             m_pending.remove(0, end + 1);
             return Yes;
         }
-        if (m_interrupted != nullptr && *m_interrupted != 0)
+        if (m_interrupt != nullptr && m_interrupt->isRaised())
             return Interrupted;
         if (deadline.hasExpired())
             return TooLate;

@@ -2,6 +2,8 @@
 #ifndef BENCH_LINE_OPERATORDESK_H
 #define BENCH_LINE_OPERATORDESK_H
 
+#include "bench/line/interrupt.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -15,9 +17,9 @@ public:
     /// @param answers  descriptor that lines are read from; of a terminal only what is
     ///                 typed after a question answers it
     /// @param prompts  where questions are printed
-    /// @param interrupted  not 0 once no answer is to be waited for; may be absent
-    OperatorDesk(int answers, FILE *prompts, const volatile int *interrupted = nullptr)
-        : m_answers(answers), m_prompts(prompts), m_interrupted(interrupted)
+    /// @param interrupt  once it is raised no answer is waited for; may be absent
+    OperatorDesk(int answers, FILE *prompts, const Interrupt *interrupt = nullptr)
+        : m_answers(answers), m_prompts(prompts), m_interrupt(interrupt)
     {
     }
 
@@ -35,7 +37,7 @@ private:
 
     int m_answers;
     FILE *m_prompts;
-    const volatile int *m_interrupted;
+    const Interrupt *m_interrupt;
     QByteArray m_pending;
 };
 

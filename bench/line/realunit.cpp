@@ -16,7 +16,6 @@ Unit::Done done(OperatorDesk::Reply reply, int limitMs, QString *error)
         *error = QStringLiteral("the operator did not answer in %1 s").arg(limitMs / 1000.0);
         return Unit::TooLate;
     case OperatorDesk::Interrupted:
-        *error = QStringLiteral("interrupted");
         return Unit::Impossible;
     case OperatorDesk::Nobody:
         break;

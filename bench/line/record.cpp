@@ -64,34 +64,50 @@ QJsonObject toJson(const CheckRecord &check)
     return object;
 }
 
+/// What steps and attempts have in common.
+void insertAttempt(QJsonObject *object, const AttemptRecord &attempt)
+{
+    object->insert(QStringLiteral("outcome"), outcomeName(attempt.outcome));
+    object->insert(QStringLiteral("start"), isoTime(attempt.start));
+    object->insert(QStringLiteral("seconds"), rounded(attempt.seconds));
+    insertText(object, QStringLiteral("sent"), attempt.sent);
+    object->insert(QStringLiteral("received"), QJsonArray::fromStringList(attempt.received));
+    QJsonArray measured;
+    for (const Measurement &each : attempt.measured)
+        measured.append(toJson(each));
+    object->insert(QStringLiteral("measured"), measured);
+    QJsonArray checks;
+    for (const CheckRecord &each : attempt.checks)
+        checks.append(toJson(each));
+    object->insert(QStringLiteral("checks"), checks);
+    insertText(object, QStringLiteral("reason"), attempt.reason);
+    insertText(object, QStringLiteral("expected"), attempt.expected);
+    insertText(object, QStringLiteral("came"), attempt.came);
+    insertText(object, QStringLiteral("raw"), QString::fromLatin1(attempt.raw));
+    if (!attempt.notes.isEmpty())
+        object->insert(QStringLiteral("notes"), QJsonArray::fromStringList(attempt.notes));
+}
+
 QJsonObject toJson(const StepRecord &step)
 {
     QJsonObject object;
     object.insert(QStringLiteral("step"), step.number);
     object.insert(QStringLiteral("name"), step.name);
     insertText(&object, QStringLiteral("group"), step.group);
-    object.insert(QStringLiteral("outcome"), outcomeName(step.outcome));
-    if (step.outcome == Outcome::NotRun)
+    if (step.outcome == Outcome::NotRun) {
+        object.insert(QStringLiteral("outcome"), outcomeName(step.outcome));
         return object;
-    object.insert(QStringLiteral("start"), isoTime(step.start));
-    object.insert(QStringLiteral("seconds"), rounded(step.seconds));
+    }
+    insertAttempt(&object, step);
     object.insert(QStringLiteral("tries"), step.tries);
-    insertText(&object, QStringLiteral("sent"), step.sent);
-    object.insert(QStringLiteral("received"), QJsonArray::fromStringList(step.received));
-    QJsonArray measured;
-    for (const Measurement &each : step.measured)
-        measured.append(toJson(each));
-    object.insert(QStringLiteral("measured"), measured);
-    QJsonArray checks;
-    for (const CheckRecord &each : step.checks)
-        checks.append(toJson(each));
-    object.insert(QStringLiteral("checks"), checks);
-    insertText(&object, QStringLiteral("reason"), step.reason);
-    insertText(&object, QStringLiteral("expected"), step.expected);
-    insertText(&object, QStringLiteral("came"), step.came);
-    insertText(&object, QStringLiteral("raw"), QString::fromLatin1(step.raw));
-    if (!step.notes.isEmpty())
-        object.insert(QStringLiteral("notes"), QJsonArray::fromStringList(step.notes));
+    QJsonArray attempts;
+    for (const AttemptRecord &each : step.attempts) {
+        QJsonObject attempt;
+        insertAttempt(&attempt, each);
+        attempts.append(attempt);
+    }
+    if (!attempts.isEmpty())
+        object.insert(QStringLiteral("attempts"), attempts);
     insertText(&object, QStringLiteral("picture"), step.picture);
     return object;
 }
@@ -109,6 +125,8 @@ QString outcomeName(Outcome outcome)
         return QStringLiteral("time-out");
     case Outcome::Error:
         return QStringLiteral("error");
+    case Outcome::Interrupted:
+        return QStringLiteral("interrupted");
     case Outcome::NotRun:
         break;
     }
@@ -163,6 +181,7 @@ int UnitRecord::count(Outcome wanted) const
 
 void UnitRecord::conclude()
 {
+    ended = true;
     for (const StepRecord &step : steps) {
         if (step.outcome <= outcome)
             continue;
@@ -191,8 +210,11 @@ QJsonObject toJson(const UnitRecord &unit)
     object.insert(QStringLiteral("start"), isoTime(unit.start));
     object.insert(QStringLiteral("end"), isoTime(unit.end));
     object.insert(QStringLiteral("seconds"), rounded(unit.seconds()));
-    object.insert(QStringLiteral("outcome"), outcomeName(unit.outcome));
-    insertText(&object, QStringLiteral("reason"), unit.reason);
+    object.insert(QStringLiteral("ended"), unit.ended);
+    object.insert(QStringLiteral("outcome"),
+                  outcomeName(unit.ended ? unit.outcome : Outcome::Interrupted));
+    insertText(&object, QStringLiteral("reason"),
+               unit.ended ? unit.reason : QStringLiteral("the run has not ended"));
     QJsonArray steps;
     for (const StepRecord &step : unit.steps)
         steps.append(toJson(step));
@@ -210,6 +232,7 @@ int exitStatus(Outcome outcome)
     case Outcome::TimeOut:
         return BenchExit::NoAnswer;
     case Outcome::Error:
+    case Outcome::Interrupted:
     case Outcome::NotRun:
         break;
     }

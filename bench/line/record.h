@@ -14,14 +14,15 @@
 
 /// In the order of how much is wrong; of several the worst decides.
 enum class Outcome {
-    NotRun,  ///< an earlier step ended the unit
-    Pass,    ///< all held
-    Fail,    ///< something came or was shown that is not as it should be
-    TimeOut, ///< the unit, or the operator, did not answer in time
-    Error    ///< it could not be tested to the end: the tool died, the line failed
+    NotRun,     ///< an earlier step ended the unit
+    Pass,       ///< all held
+    Fail,       ///< something came or was shown that is not as it should be
+    TimeOut,    ///< the unit, or the operator, did not answer in time
+    Error,      ///< it could not be tested to the end: the tool died, the line failed
+    Interrupted ///< somebody ended the run while it was under way
 };
 
-/// "pass", "fail", "time-out", "error", "not run".
+/// "pass", "fail", "time-out", "error", "interrupted", "not run".
 QString outcomeName(Outcome outcome);
 
 /// One decoded field that the plan has limits for.
@@ -48,14 +49,11 @@ struct CheckRecord {
     QString found; ///< when broken
 };
 
-struct StepRecord {
-    int number = 0; ///< from 1
-    QString name;
-    QString group;
+/// One try of a step.
+struct AttemptRecord {
     Outcome outcome = Outcome::NotRun;
     QDateTime start;
     double seconds = 0;
-    int tries = 0;
     QString sent;         ///< decoded
     QStringList received; ///< decoded, in order
     QList<Measurement> measured;
@@ -65,7 +63,16 @@ struct StepRecord {
     QString came;      ///< decoded
     QByteArray raw;    ///< as it came
     QStringList notes; ///< operator's actions, skipped checks
-    QString picture;   ///< file beside the record
+};
+
+/// What the last try gave, which decides; start and seconds are those of all tries.
+struct StepRecord : AttemptRecord {
+    int number = 0; ///< from 1
+    QString name;
+    QString group;
+    int tries = 0;
+    QList<AttemptRecord> attempts; ///< every try, the last one too
+    QString picture;               ///< file beside the record
 
     /// Measured values, else what came (of much the last).
     QString value() const;
@@ -85,21 +92,23 @@ struct UnitRecord {
     QStringList faults;
     QString toolVersion;
     QDateTime start;
-    QDateTime end;
+    QDateTime end; ///< while the run goes on: of the last step so far
+    bool ended = false;
     Outcome outcome = Outcome::NotRun;
     QString reason; ///< of the step that decided, with its name
     QList<StepRecord> steps;
 
     double seconds() const;
     int count(Outcome outcome) const;
-    /// Sets outcome and reason from the steps; the first of the worst decides.
+    /// The run is over: sets outcome and reason from the steps; the first of the worst decides.
     void conclude();
 };
 
-/// The record as docs/line.md describes record.json.
+/// The record as docs/line.md describes record.json. One of a run that has not ended reads as
+/// that of an interrupted one, which it is if nothing is written after it.
 QJsonObject toJson(const UnitRecord &unit);
 
-/// The exit status of a run: 0 pass, 1 fail, 3 time-out, 4 error.
+/// The exit status of a run: 0 pass, 1 fail, 3 time-out, 4 error or interrupted.
 int exitStatus(Outcome outcome);
 
 /// "0.4 ms", "52 ms", "3.38 s", "12.3 s".

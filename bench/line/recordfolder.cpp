@@ -156,6 +156,13 @@ QString RecordFolder::unitPath(int number) const
     return m_path + QLatin1Char('/') + unitName(number);
 }
 
+bool RecordFolder::keep(const UnitRecord &unit, QString *error) const
+{
+    Writer writer(unitPath(unit.number));
+    writer.write(RecordName, recordText(unit));
+    return writer.finish(error);
+}
+
 bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
                          const QByteArray &log, QString *error) const
 {

@@ -17,6 +17,9 @@ public:
     /// Of a unit, counted from 1; made if need be.
     QString unitPath(int number) const;
 
+    /// record.json of a unit whose run goes on. Replaced as a whole and on the disk when this
+    /// returns: whatever ends the program, the record is the last one or the one before it.
+    bool keep(const UnitRecord &unit, QString *error) const;
     /// record.json, junit.xml, tool.log and report.html of one unit; its
     /// pictures and its transcript are there already. What cannot be written does
     /// not keep the others from being tried.

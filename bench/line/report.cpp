@@ -167,8 +167,8 @@ data lines(const Transcript &transcript)
 QString countedSteps(const UnitRecord &unit)
 {
     QStringList counts;
-    for (const Outcome outcome :
-         {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error, Outcome::NotRun}) {
+    for (const Outcome outcome : {Outcome::Pass, Outcome::Fail, Outcome::TimeOut, Outcome::Error,
+                                  Outcome::Interrupted, Outcome::NotRun}) {
         if (unit.count(outcome) > 0)
             counts.append(
                 QStringLiteral("%1 %2").arg(unit.count(outcome)).arg(outcomeName(outcome)));
@@ -257,34 +257,44 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
     double longest = 0;
     double total = 0;
     int good = 0;
+    int tested = 0;
     Outcome worst = Outcome::NotRun;
     for (int i = 0; i < units.size(); ++i) {
         const UnitRecord &unit = units.at(i);
         data row = unitValues(unit);
         row.set("folder", text(folders.value(i)));
+        if (unit.outcome == Outcome::NotRun) { // it has no times
+            row.set("start", text(QString()));
+            row.set("duration", text(QString()));
+        }
         rows << row;
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
         good += unit.outcome == Outcome::Pass ? 1 : 0;
+        tested += unit.outcome != Outcome::NotRun ? 1 : 0;
         worst = std::max(worst, unit.outcome);
     }
     const int count = static_cast<int>(units.size());
-    const double divisor = std::max(1, count);
+    if (tested < count) // what was asked for was not done
+        worst = std::max(worst, Outcome::Error);
+    const QString untested = tested < count ? QString::number(count - tested) : QString();
     const UnitRecord first = units.value(0);
     const UnitRecord last = units.isEmpty() ? first : units.last();
-    const data several = object({{"class", text(classOf(worst))},
-                                 {"yield", text(QString::number(100.0 * good / divisor, 'f', 1))},
-                                 {"good", number(good)},
-                                 {"units", number(count)},
-                                 {"plan", text(first.planFile)},
-                                 {"station", text(first.station)},
-                                 {"unit", text(first.unit)},
-                                 {"start", text(shownTime(first.start))},
-                                 {"end", text(shownTime(last.end))},
-                                 {"average", text(shownSeconds(total / divisor))},
-                                 {"longest", text(shownSeconds(longest))},
-                                 {"total", text(shownSeconds(total))},
-                                 {"rows", rows}});
+    const data several =
+        object({{"class", text(classOf(worst))},
+                {"yield", text(QString::number(100.0 * good / std::max(1, count), 'f', 1))},
+                {"good", number(good)},
+                {"units", number(count)},
+                {"plan", text(first.planFile)},
+                {"station", text(first.station)},
+                {"unit", text(first.unit)},
+                {"start", text(shownTime(first.start))},
+                {"end", text(shownTime(last.end))},
+                {"untested", text(untested)},
+                {"average", text(shownSeconds(total / std::max(1, tested)))},
+                {"longest", text(shownSeconds(longest))},
+                {"total", text(shownSeconds(total))},
+                {"rows", rows}});
     return fill(object(
         {{"title", text(first.planTitle)},
          {"heading",

@@ -12,7 +12,7 @@ QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
                       const Transcript &transcript, const QByteArray &log);
 
 /// The page of several units: yield, times, and links to the units' pages.
-/// @param folders  of the units, relative to the page
+/// @param folders  of the units, relative to the page; empty for one that was not tested
 QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders);
 
 #endif

@@ -36,7 +36,7 @@ QString joined(const QList<Plan::Expected> &expected, int from)
 
 /// One try of a step.
 struct Runner::Attempt {
-    StepRecord *record;
+    AttemptRecord *record = nullptr;
     QDeadlineTimer deadline;
     qint64 limitMs = 0;
     bool heard = false; ///< anything came
@@ -76,7 +76,7 @@ void Runner::take(const Station::Received &received)
 
 bool Runner::isInterrupted() const
 {
-    return m_options.interrupted != nullptr && *m_options.interrupted != 0;
+    return m_options.interrupt != nullptr && m_options.interrupt->isRaised();
 }
 
 void Runner::pause(const QDeadlineTimer &deadline)
@@ -123,10 +123,18 @@ void Runner::run(UnitRecord *record)
     record->start = QDateTime::currentDateTime();
     m_station->clear();
     m_inbox.clear();
+    QString interruptedBefore;
+    keep(record);
     for (int i = 0; i < m_plan.steps.size(); ++i) {
         const Plan::Step &step = m_plan.steps.at(i);
+        if (m_over.isEmpty() && isInterrupted()) {
+            m_over = m_options.interrupt->reason();
+            interruptedBefore =
+                QStringLiteral("before step %1 \"%2\": %3").arg(i + 1).arg(step.name, m_over);
+        }
         if (m_over.isEmpty()) {
             record->steps.append(runStep(step, i + 1));
+            keep(record);
             if (m_options.paceMs > 0 && m_over.isEmpty() && i + 1 < m_plan.steps.size()) {
                 const QDeadlineTimer pace(m_options.paceMs);
                 while (!pace.hasExpired() && !isInterrupted())
@@ -144,53 +152,80 @@ void Runner::run(UnitRecord *record)
     }
     record->end = QDateTime::currentDateTime();
     record->conclude();
+    if (interruptedBefore.isEmpty())
+        return;
+    record->outcome = Outcome::Interrupted;
+    record->reason = interruptedBefore;
+}
+
+void Runner::keep(UnitRecord *record) const
+{
+    record->end = QDateTime::currentDateTime();
+    if (m_options.keep)
+        m_options.keep(*record);
 }
 
 StepRecord Runner::runStep(const Plan::Step &step, int number)
 {
     m_watcher->stepStarted(step, number);
     m_station->transcript().note(QStringLiteral("step %1: %2").arg(number).arg(step.name));
-    StepRecord untried;
-    untried.number = number;
-    untried.name = step.name;
-    untried.group = step.group;
-    if (step.request)
-        untried.sent = wire::meaningOf(*step.request).text;
-    else if (!step.raw.isEmpty())
-        untried.sent = QString::fromLatin1(escaped(step.raw));
-    untried.start = QDateTime::currentDateTime();
-    untried.outcome = Outcome::Pass;
     StepRecord record;
+    record.number = number;
+    record.name = step.name;
+    record.group = step.group;
     QElapsedTimer clock;
     clock.start();
-    bool heard = false;
-    bool alone = false;
-    for (int tries = 1; tries <= step.tries; ++tries) {
-        record = untried;
-        record.tries = tries;
-        Attempt attempt;
-        attempt.record = &record;
-        this->attempt(step, &attempt);
-        heard = attempt.heard;
-        alone = attempt.alone;
-        if (record.outcome == Outcome::Pass)
+    Attempt attempt;
+    for (;;) {
+        attempt = Attempt();
+        record.attempts.append(tryStep(step, &attempt));
+        ++record.tries;
+        static_cast<AttemptRecord &>(record) = record.attempts.last();
+        const bool again = record.outcome == Outcome::Fail || record.outcome == Outcome::TimeOut;
+        if (!again || record.tries == step.tries)
             break;
-        settle(&attempt);
-        if (record.outcome == Outcome::Error)
+        if (isInterrupted()) {
+            record.outcome = Outcome::Interrupted;
+            record.reason = m_options.interrupt->reason();
             break;
+        }
     }
+    record.start = record.attempts.first().start;
     record.seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
     takePicture(step, &record);
 
-    if (record.outcome == Outcome::Error)
+    if (record.outcome >= Outcome::Error)
         m_over = record.reason;
-    else if (record.outcome == Outcome::TimeOut && !heard)
+    else if (record.outcome == Outcome::TimeOut && !attempt.heard)
         m_over = QStringLiteral("the %1 gave no sign in step %2")
-                     .arg(QLatin1String(alone ? "operator" : "unit"))
+                     .arg(QLatin1String(attempt.alone ? "operator" : "unit"))
                      .arg(number);
     else if (record.outcome != Outcome::Pass && step.required)
         m_over = QStringLiteral("step %1 is required").arg(number);
     m_watcher->stepEnded(record);
+    return record;
+}
+
+AttemptRecord Runner::tryStep(const Plan::Step &step, Attempt *attempt)
+{
+    AttemptRecord record;
+    if (step.request)
+        record.sent = wire::meaningOf(*step.request).text;
+    else if (!step.raw.isEmpty())
+        record.sent = QString::fromLatin1(escaped(step.raw));
+    record.start = QDateTime::currentDateTime();
+    record.outcome = Outcome::Pass;
+    QElapsedTimer clock;
+    clock.start();
+    attempt->record = &record;
+    this->attempt(step, attempt);
+    // What the interrupt has cut short may look like a failure of the unit.
+    if (record.outcome != Outcome::Pass && isInterrupted())
+        attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
+    else if (record.outcome != Outcome::Pass)
+        settle(attempt);
+    record.seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
+    attempt->record = nullptr;
     return record;
 }
 
@@ -256,8 +291,6 @@ bool Runner::missing(const QString &expected, Attempt *attempt)
 {
     attempt->record->expected = expected;
     attempt->record->came = QStringLiteral("nothing");
-    if (isInterrupted())
-        return attempt->fail(Outcome::Error, QStringLiteral("interrupted"));
     const QString end = m_unit->end();
     if (!end.isEmpty())
         return attempt->fail(Outcome::Error, end);
@@ -283,7 +316,7 @@ bool Runner::expectFrames(const Plan::Step &step, Attempt *attempt)
 bool Runner::compare(const Plan::Expected &expected, const Station::Received &received,
                      Attempt *attempt)
 {
-    StepRecord *record = attempt->record;
+    AttemptRecord *record = attempt->record;
     attempt->heard = true;
     record->received.append(received.describe());
     const auto differs = [&] {
@@ -418,8 +451,11 @@ bool Runner::takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attemp
 bool Runner::runChecks(const Plan::Step &step, Attempt *attempt)
 {
     bool good = true;
-    for (const Plan::Check &check : step.checks)
+    for (const Plan::Check &check : step.checks) {
         good = runCheck(check, attempt) && good;
+        if (isInterrupted() && !good)
+            break;
+    }
     return good;
 }
 
@@ -436,6 +472,8 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
         pause(std::min(attempt->deadline, QDeadlineTimer(CheckEveryMs)));
         finding = m_unit->check(check, &found);
     }
+    if (finding == Unit::NotYet && isInterrupted()) // nobody knows
+        return attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
     if (finding == Unit::Holds)
         record.result = CheckRecord::Held;
     else if (finding != Unit::CannotLook)
@@ -471,7 +509,30 @@ bool Runner::look(const Plan::Step &step, Attempt *attempt)
 
 bool Runner::keepsQuiet(const Plan::Step &step, Attempt *attempt)
 {
-    const std::optional<Station::Received> received = next(QDeadlineTimer(step.quietMs));
+    if (!heardNothing(QDeadlineTimer(step.quietMs), attempt))
+        return false;
+    const QString silent = step.quietMs > 0 ? silencedBy(step) : QString();
+    return silent.isEmpty() || attempt->fail(Outcome::Error, silent);
+}
+
+/// Why a unit that says nothing has not kept quiet but could not speak; empty when it could.
+QString Runner::silencedBy(const Plan::Step &step)
+{
+    if (isInterrupted())
+        return m_options.interrupt->reason();
+    const bool shallEnd =
+        std::any_of(step.checks.begin(), step.checks.end(),
+                    [](const Plan::Check &check) { return check.kind == Plan::Check::Exit; });
+    const QString end = m_unit->end();
+    if (!end.isEmpty())
+        return shallEnd ? QString() : end;
+    return m_station->isOpen() && !m_station->isHungUp() ? QString()
+                                                         : QStringLiteral("the line hung up");
+}
+
+bool Runner::heardNothing(const QDeadlineTimer &deadline, Attempt *attempt)
+{
+    const std::optional<Station::Received> received = next(deadline);
     if (!received)
         return true;
     attempt->heard = true;
@@ -499,7 +560,8 @@ void Runner::settle(Attempt *attempt)
 void Runner::takePicture(const Plan::Step &step, StepRecord *record)
 {
     const bool failed = record->outcome != Outcome::Pass;
-    if (m_options.pictureDir.isEmpty() || (step.picture.isEmpty() && !failed))
+    if (m_options.pictureDir.isEmpty() || (step.picture.isEmpty() && !failed) ||
+        record->outcome == Outcome::Interrupted)
         return;
     const QString name = step.picture.isEmpty() ? QStringLiteral("step-%1.png").arg(record->number)
                                                 : step.picture + QStringLiteral(".png");

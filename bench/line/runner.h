@@ -2,6 +2,7 @@
 #ifndef BENCH_LINE_RUNNER_H
 #define BENCH_LINE_RUNNER_H
 
+#include "bench/line/interrupt.h"
 #include "bench/line/plan.h"
 #include "bench/line/record.h"
 #include "bench/line/unit.h"
@@ -12,6 +13,7 @@
 #include <QObject>
 
 #include <deque>
+#include <functional>
 
 /// Hears how a run gets on.
 class RunWatcher
@@ -27,14 +29,17 @@ public:
 struct RunOptions {
     QString pictureDir; ///< for pictures; empty takes none
     int paceMs = 0;     ///< pause after each step, for a person who follows
-    /// Looked at while waiting; a number other than 0 ends the run. May be null.
-    const volatile int *interrupted = nullptr;
+    /// Looked at while waiting; ends the run when it is raised. May be null.
+    const Interrupt *interrupt = nullptr;
+    /// Called before the first step and after each one with the record so far. May be empty.
+    std::function<void(const UnitRecord &record)> keep;
 };
 
 /// A step is done strictly: what comes must be what is expected, in that order,
 /// and nothing else. After a failed step the run goes on with the next one,
 /// unless the step is required, or the unit is beyond an answer: its tool ended,
-/// its line failed, or it gave no sign within the step's limit.
+/// its line failed, or it gave no sign within the step's limit. A step that is
+/// interrupted has not failed, and none is begun after it.
 class Runner : public QObject
 {
     Q_OBJECT
@@ -53,6 +58,7 @@ private:
     struct Attempt;
 
     StepRecord runStep(const Plan::Step &step, int number);
+    AttemptRecord tryStep(const Plan::Step &step, Attempt *attempt);
     void attempt(const Plan::Step &step, Attempt *attempt);
     bool operate(const Plan::Step &step, Attempt *attempt);
     bool send(const Plan::Step &step, Attempt *attempt);
@@ -67,10 +73,13 @@ private:
     bool runChecks(const Plan::Step &step, Attempt *attempt);
     bool runCheck(const Plan::Check &check, Attempt *attempt);
     bool keepsQuiet(const Plan::Step &step, Attempt *attempt);
+    bool heardNothing(const QDeadlineTimer &deadline, Attempt *attempt);
+    QString silencedBy(const Plan::Step &step);
     bool look(const Plan::Step &step, Attempt *attempt);
     bool missing(const QString &expected, Attempt *attempt);
     void takePicture(const Plan::Step &step, StepRecord *record);
     void settle(Attempt *attempt);
+    void keep(UnitRecord *record) const;
 
     std::optional<Station::Received> next(const QDeadlineTimer &deadline);
     void pause(const QDeadlineTimer &deadline);

@@ -62,6 +62,9 @@ private slots:
     void saysWhatWasSkipped();
     void cutsLongValues();
     void summarisesUnits();
+    void countsUnitsThatWereNotTested();
+    void saysWhyAUnitEndedBetweenSteps();
+    void noticesThatNobodyReads();
     void takesAFileForNoTerminal();
 };
 
@@ -171,6 +174,59 @@ ERROR    unit   2 KP-0042        3.00 s  step 4 "Died": the tool crashed
 Yield 66.7 % (2 of 3 units), 9.23 s a unit on average, 12.3 s the longest, 27.7 s in all
 Report:  out/x/report.html
 )"));
+}
+
+void TestConsole::countsUnitsThatWereNotTested()
+{
+    Paper paper;
+    Console console(paper.stream(), false);
+    UnitRecord good = sampleRecord();
+    good.outcome = Outcome::Pass;
+    good.number = 1;
+    UnitRecord none;
+    none.number = 2;
+    none.serialNumber = QStringLiteral("KP-0043");
+    none.reason = QStringLiteral("interrupted");
+    console.summary({good, none, none}, QStringLiteral("out/x"));
+    QCOMPARE(paper.text(), QString::fromLatin1(R"(
+PASS     unit   1 KP-0042        12.3 s  
+NOT RUN  unit   2 KP-0043                interrupted
+NOT RUN  unit   2 KP-0043                interrupted
+Yield 33.3 % (1 of 3 units), 2 not tested, 12.3 s a unit on average, 12.3 s the longest, 12.3 s in all
+Report:  out/x/report.html
+)"));
+}
+
+void TestConsole::saysWhyAUnitEndedBetweenSteps()
+{
+    Paper paper;
+    Console console(paper.stream(), false);
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Pass, 0), sampleStep(2, "b", Outcome::NotRun, 0)};
+    unit.outcome = Outcome::Interrupted;
+    unit.reason = QStringLiteral("before step 2 \"b\": interrupted");
+    console.end(unit, QString());
+    QCOMPARE(paper.text(), QString::fromLatin1(R"(INTERRUPTED 1 pass, 1 not run of 2 steps in 0.0 ms
+         before step 2 "b": interrupted
+Report:  none, it could not be written
+)"));
+}
+
+void TestConsole::noticesThatNobodyReads()
+{
+    int ends[2] = {-1, -1};
+    QVERIFY(pipe2(ends, O_CLOEXEC) == 0);
+    const std::unique_ptr<FILE, Closer> out(fdopen(ends[1], "w"));
+    Interrupt interrupt;
+    interrupt.followSignals(); // the pipe's signal would end the test
+    Console console(out.get(), false, &interrupt);
+    StepRecord step = sampleStep(1, "s", Outcome::Pass, 0);
+    console.stepEnded(step);
+    QVERIFY(!interrupt.isRaised());
+    close(ends[0]);
+    console.stepEnded(step);
+    QVERIFY(interrupt.isRaised());
+    QCOMPARE(interrupt.reason(), QStringLiteral("interrupted: nobody reads the output"));
 }
 
 void TestConsole::takesAFileForNoTerminal()

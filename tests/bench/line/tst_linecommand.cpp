@@ -18,6 +18,8 @@
 #include <memory>
 #include <vector>
 
+#include <unistd.h>
+
 namespace
 {
 
@@ -146,6 +148,13 @@ const QByteArray SmallPlan = R"({"plan":"small","title":"A small plan","operator
      "request":"buttons","expect":[{"frame":"buttons reply","fields":{"home":1}}]},
     {"name":"Exit","request":"exit","expect":["ACK"],"check":[{"exit":0}]}]})";
 
+/// Its second step never ends by itself.
+const QByteArray EndlessPlan = R"({"plan":"p","title":"P","steps":[
+    {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+     "limit_ms":15000},
+    {"name":"Never","expect":["ready"],"limit_ms":600000},
+    {"name":"Volts","request":"voltage","expect":["voltage reply"]}]})";
+
 } // namespace
 
 class TestLineCommand : public QObject
@@ -170,7 +179,12 @@ private slots:
     void aQuestionCanBeInterrupted();
     void anOperatorIsNotThere();
     void aPortIsNotThere();
-    void theRunIsInterrupted();
+    void everySignalEndsTheUnit_data();
+    void everySignalEndsTheUnit();
+    void anOutputThatNobodyReadsEndsTheUnit();
+    void whatHasNoMercyLeavesTheStepsSoFar();
+    void aBatchThatEndsEarlyCountsAllUnits();
+    void aFullDiskDoesNotTakeTheVerdicts();
     void aTranscriptIsReplayed();
 
 private:
@@ -581,21 +595,146 @@ void TestLineCommand::aPortIsNotThere()
              QStringLiteral("/dev/ttyNowhere: No such file or directory"));
 }
 
-void TestLineCommand::theRunIsInterrupted()
+void TestLineCommand::everySignalEndsTheUnit_data()
 {
-    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
-        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
-         "limit_ms":15000},
-        {"name":"Never","expect":["ready"],"limit_ms":600000}]})")});
+    QTest::addColumn<int>("number");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("HUP") << SIGHUP << "interrupted: the terminal was closed";
+    QTest::newRow("INT") << SIGINT << "interrupted";
+    QTest::newRow("QUIT") << SIGQUIT << "interrupted";
+    QTest::newRow("TERM") << SIGTERM << "interrupted: the program was told to terminate";
+}
+
+void TestLineCommand::everySignalEndsTheUnit()
+{
+    QFETCH(int, number);
+    QFETCH(QString, reason);
+    Run run({smallPlan(EndlessPlan), QStringLiteral("--units"), QStringLiteral("3"),
+             QStringLiteral("--pace"), QStringLiteral("0")});
     run.start();
-    // Then it waits, or it is about to; both must end.
-    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("1 Start")), 60000);
-    QCOMPARE(kill(static_cast<pid_t>(run.process.processId()), SIGINT), 0);
+    const QString transcript = run.latest() + QStringLiteral("/unit-01/transcript.txt");
+    QTRY_VERIFY_WITH_TIMEOUT(contentOf(transcript).contains("step 2: Never"), 60000);
+    QCOMPARE(kill(static_cast<pid_t>(run.process.processId()), number), 0);
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(run.process.exitCode(), 4);
-    QCOMPARE(recordIn(run.latest()).value(QStringLiteral("reason")).toString(),
-             QStringLiteral("step 2 \"Never\": interrupted"));
+    const QString dir = run.latest() + QStringLiteral("/unit-01");
+    const QJsonObject record = recordIn(dir);
+    QCOMPARE(record.value(QStringLiteral("ended")), QJsonValue(true));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+    QCOMPARE(record.value(QStringLiteral("reason")).toString(),
+             QStringLiteral("step 2 \"Never\": ") + reason);
+    const QJsonArray steps = record.value(QStringLiteral("steps")).toArray();
+    QCOMPARE(steps.at(0)[QStringLiteral("outcome")].toString(), QStringLiteral("pass"));
+    QCOMPARE(steps.at(1)[QStringLiteral("outcome")].toString(), QStringLiteral("interrupted"));
+    QCOMPARE(steps.at(2)[QStringLiteral("outcome")].toString(), QStringLiteral("not run"));
+    QVERIFY(QFile::exists(dir + QStringLiteral("/report.html")));
+    // Those that were asked for count.
+    const QString output = run.output();
+    QVERIFY2(output.contains(QStringLiteral("Yield 0.0 % (0 of 3 units), 2 not tested, ")),
+             qPrintable(output));
+    QCOMPARE(output.count(QRegularExpression(QStringLiteral("\nNOT RUN  unit   [23] +%1\n")
+                                                 .arg(QRegularExpression::escape(reason)))),
+             2);
+}
+
+void TestLineCommand::anOutputThatNobodyReadsEndsTheUnit()
+{
+    QTemporaryDir dir;
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"),
+                {QStringLiteral("-c"), QStringLiteral("{ \"$@\"; echo $? >\"$0\"; } | head -n 1"),
+                 dir.filePath(QStringLiteral("status")), QStringLiteral(BENCH),
+                 QStringLiteral("line"), smallPlan(), QStringLiteral("--out"), dir.path()});
+    QTRY_VERIFY_WITH_TIMEOUT(shell.state() == QProcess::NotRunning, 60000);
+    QVERIFY(shell.readAllStandardOutput().startsWith("A small plan: 5 steps"));
+    QCOMPARE(contentOf(dir.filePath(QStringLiteral("status"))), QByteArray("4\n"));
+    const QString latest = dir.filePath(QStringLiteral("latest"));
+    const QJsonObject record = recordIn(latest);
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+    QVERIFY(record.value(QStringLiteral("reason"))
+                .toString()
+                .endsWith(QStringLiteral("interrupted: nobody reads the output")));
+    QVERIFY(QFile::exists(latest + QStringLiteral("/report.html")));
+}
+
+void TestLineCommand::whatHasNoMercyLeavesTheStepsSoFar()
+{
+    Run run({smallPlan(EndlessPlan), QStringLiteral("--serial-number"), QStringLiteral("KP-7"),
+             QStringLiteral("--pace"), QStringLiteral("0")});
+    run.start();
+    const QString transcript = run.latest() + QStringLiteral("/transcript.txt");
+    QTRY_VERIFY_WITH_TIMEOUT(contentOf(transcript).contains("step 2: Never"), 60000);
+    QCOMPARE(kill(static_cast<pid_t>(run.process.processId()), SIGKILL), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    const QJsonObject record = recordIn(run.latest());
+    QCOMPARE(record.value(QStringLiteral("ended")), QJsonValue(false));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+    QCOMPARE(record.value(QStringLiteral("serial_number")).toString(), QStringLiteral("KP-7"));
+    const QJsonArray steps = record.value(QStringLiteral("steps")).toArray();
+    QCOMPARE(steps.size(), 1);
+    QCOMPARE(steps.at(0)[QStringLiteral("outcome")].toString(), QStringLiteral("pass"));
+}
+
+void TestLineCommand::aBatchThatEndsEarlyCountsAllUnits()
+{
+    VirtualKeypad keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
+        {"name":"Light","look":"Is it bright?"}]})"),
+             QStringLiteral("--port"), keypad.linePath(), QStringLiteral("--units"),
+             QStringLiteral("3")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Is it bright?")), 30000);
+    run.process.write("y\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Connect unit 2 of 3")), 30000);
+    ::kill(static_cast<pid_t>(run.process.processId()), SIGINT);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QString output = run.output();
+    QVERIFY2(output.contains(QStringLiteral("Yield 33.3 % (1 of 3 units), 2 not tested, ")),
+             qPrintable(output));
+    QVERIFY(!output.contains(QStringLiteral("nobody connected")));
+    QVERIFY(contentOf(run.latest() + QStringLiteral("/report.html"))
+                .contains("1 of 3 units passed, 2 not tested"));
+    QVERIFY(!QFile::exists(run.latest() + QStringLiteral("/unit-02")));
+}
+
+/// The disk is one of four pages, in a name space that nobody else sees.
+void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts()
+{
+    QStringList inside = {QStringLiteral("--mount")};
+    if (geteuid() != 0)
+        inside.append(QStringLiteral("--map-root-user"));
+    inside += {QStringLiteral("/bin/sh"), QStringLiteral("-c"),
+               QStringLiteral("mount -t tmpfs -o size=16k none \"$0\" || exit 77\n\"$@\"")};
+    QTemporaryDir dir;
+    inside.append(dir.path());
+    QProcess trial;
+    trial.start(QStringLiteral("unshare"), inside + QStringList{QStringLiteral("true")});
+    if (!trial.waitForFinished() || trial.exitCode() != 0)
+        QSKIP("no file system can be mounted here");
+    QProcess run;
+    run.start(QStringLiteral("unshare"),
+              inside + QStringList{QStringLiteral(BENCH), QStringLiteral("line"),
+                                   smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":15000}]})"),
+                                   QStringLiteral("--units"), QStringLiteral("3"),
+                                   QStringLiteral("--out"), dir.path()});
+    QTRY_VERIFY_WITH_TIMEOUT(run.state() == QProcess::NotRunning, 60000);
+    const QString output = QString::fromUtf8(run.readAllStandardOutput());
+    QCOMPARE(run.exitCode(), 4);
+    QVERIFY2(output.contains(QRegularExpression(QStringLiteral("\nPASS     unit   1 "))),
+             qPrintable(output));
+    QCOMPARE(output.count(QStringLiteral("the record of unit 1 could not be written\n")), 2);
+    QVERIFY2(output.contains(QStringLiteral("Yield 33.3 % (1 of 3 units), 2 not tested, ")),
+             qPrintable(output));
+    QVERIFY(output.endsWith(QStringLiteral("Report:  none, it could not be written\n")));
+    const QString complaint = QString::fromUtf8(run.readAllStandardError());
+    QVERIFY2(complaint.contains(QRegularExpression(QStringLiteral(
+                 "^bench line: .*/unit-01: .*report.html could not be written: No space left"))),
+             qPrintable(complaint));
 }
 
 void TestLineCommand::aTranscriptIsReplayed()

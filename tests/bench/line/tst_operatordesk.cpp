@@ -144,9 +144,9 @@ void TestOperatorDesk::forgetsWhatAPersonTypedAhead()
 void TestOperatorDesk::stopsWhenInterrupted()
 {
     Desk desk;
-    int interrupted = 0;
-    OperatorDesk interruptible(desk.ends.at(0), desk.prompts, &interrupted);
-    QTimer::singleShot(50, [&interrupted] { interrupted = 1; });
+    Interrupt interrupt;
+    OperatorDesk interruptible(desk.ends.at(0), desk.prompts, &interrupt);
+    QTimer::singleShot(50, [&interrupt] { interrupt.raise(); });
     QCOMPARE(int(interruptible.question(QStringLiteral("1"), LongMs)),
              int(OperatorDesk::Interrupted));
     QCOMPARE(int(interruptible.confirm(QStringLiteral("2"), LongMs)),

@@ -21,6 +21,9 @@ private slots:
     void showsSeconds();
     void writesAUnit();
     void writesSteps();
+    void writesEveryAttempt();
+    void aRunThatHasNotEndedIsNoPass();
+    void anInterruptDecides();
 };
 
 void TestRecord::theWorstDecides()
@@ -73,6 +76,7 @@ void TestRecord::exitStatusesTellOutcomesApart()
     QCOMPARE(exitStatus(Outcome::Fail), 1);
     QCOMPARE(exitStatus(Outcome::TimeOut), 3);
     QCOMPARE(exitStatus(Outcome::Error), 4);
+    QCOMPARE(exitStatus(Outcome::Interrupted), 4);
     QCOMPARE(exitStatus(Outcome::NotRun), 4); // nothing run is nothing passed
 }
 
@@ -128,8 +132,8 @@ void TestRecord::writesAUnit()
         "plan_file": "plans/production.json", "number": 3, "serial_number": "KP-0042",
         "station": "desk 3", "unit": "virtual keypad", "faults": ["led-missing"],
         "tool_version": "0.5", "start": "2026-03-01T09:30:00.000+01:00",
-        "end": "2026-03-01T09:30:12.345+01:00", "seconds": 12.345, "outcome": "error",
-        "reason": "step 4 \"Died\": the tool crashed" })";
+        "end": "2026-03-01T09:30:12.345+01:00", "seconds": 12.345, "ended": true,
+        "outcome": "error", "reason": "step 4 \"Died\": the tool crashed" })";
     QCOMPARE(json, QJsonDocument::fromJson(wanted).object());
 }
 
@@ -163,6 +167,65 @@ void TestRecord::writesSteps()
     for (int i = 0; i < expected.size(); ++i)
         QCOMPARE(steps.at(i).toObject(), expected.at(i).toObject());
     QCOMPARE(steps.size(), expected.size());
+}
+
+void TestRecord::writesEveryAttempt()
+{
+    UnitRecord unit;
+    StepRecord step = sampleStep(1, "Light", Outcome::Pass, 0.75);
+    step.tries = 2;
+    AttemptRecord first = sampleStep(1, "", Outcome::Fail, 0.5);
+    first.sent = QStringLiteral("backlight 100");
+    first.received = QStringList{QStringLiteral("NAK")};
+    first.reason = QStringLiteral("expected ACK; came NAK");
+    first.expected = QStringLiteral("ACK");
+    first.came = QStringLiteral("NAK");
+    first.raw = "7E000A00053202977F\\r\\n";
+    first.notes = QStringList{QStringLiteral("Press it.")};
+    AttemptRecord second = sampleStep(1, "", Outcome::Pass, 0.25);
+    second.sent = first.sent;
+    second.received = QStringList{QStringLiteral("ACK")};
+    step.attempts = {first, second};
+    unit.steps = {step};
+    const QByteArray wanted = R"([
+        { "outcome": "fail", "start": "2026-03-01T09:30:00.125+01:00", "seconds": 0.5,
+          "sent": "backlight 100", "received": ["NAK"], "measured": [], "checks": [],
+          "reason": "expected ACK; came NAK", "expected": "ACK", "came": "NAK",
+          "raw": "7E000A00053202977F\\r\\n", "notes": ["Press it."] },
+        { "outcome": "pass", "start": "2026-03-01T09:30:00.125+01:00", "seconds": 0.25,
+          "sent": "backlight 100", "received": ["ACK"], "measured": [], "checks": [] } ])";
+    const QJsonArray steps = toJson(unit).value(QStringLiteral("steps")).toArray();
+    QCOMPARE(steps.at(0)[QStringLiteral("attempts")].toArray(),
+             QJsonDocument::fromJson(wanted).array());
+    QCOMPARE(steps.at(0)[QStringLiteral("outcome")].toString(), QStringLiteral("pass"));
+}
+
+void TestRecord::aRunThatHasNotEndedIsNoPass()
+{
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Pass, 0)};
+    QJsonObject json = toJson(unit);
+    QCOMPARE(json.value(QStringLiteral("ended")), QJsonValue(false));
+    QCOMPARE(json.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+    QCOMPARE(json.value(QStringLiteral("reason")).toString(),
+             QStringLiteral("the run has not ended"));
+    QCOMPARE(json.value(QStringLiteral("steps")).toArray().size(), 1);
+    unit.conclude();
+    json = toJson(unit);
+    QCOMPARE(json.value(QStringLiteral("ended")), QJsonValue(true));
+    QCOMPARE(json.value(QStringLiteral("outcome")).toString(), QStringLiteral("pass"));
+}
+
+/// A unit that failed a step might have failed others too, had it been let.
+void TestRecord::anInterruptDecides()
+{
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Fail, 0), sampleStep(2, "b", Outcome::Interrupted, 0),
+                  sampleStep(3, "c", Outcome::NotRun, 0)};
+    unit.steps[1].reason = QStringLiteral("interrupted");
+    unit.conclude();
+    QCOMPARE(outcomeName(unit.outcome), QStringLiteral("interrupted"));
+    QCOMPARE(unit.reason, QStringLiteral("step 2 \"b\": interrupted"));
 }
 
 QTEST_GUILESS_MAIN(TestRecord)

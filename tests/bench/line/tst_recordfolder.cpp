@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
@@ -26,6 +28,7 @@ private slots:
     void keepsLatestUpToDate();
     void givesManyAtOnceAFolderEach();
     void leavesALatestThatIsNoLink();
+    void keepsARecordThatHasNotEnded();
     void writesOneUnit();
     void writesSeveralUnits();
     void leavesOutALogThatIsNotThere();
@@ -114,6 +117,28 @@ void TestRecordFolder::leavesALatestThatIsNoLink()
     QVERIFY(!QFileInfo(dir.filePath(QStringLiteral("latest"))).isSymLink());
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
     QCOMPARE(int(QDir(dir.path()).entryList(everything | QDir::System).size()), 2);
+}
+
+void TestRecordFolder::keepsARecordThatHasNotEnded()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), 1, &error));
+    UnitRecord unit = sampleRecord();
+    unit.steps = {unit.steps.first()};
+    QVERIFY2(folder.keep(unit, &error), qPrintable(error));
+    QFile file(folder.path() + QStringLiteral("/record.json"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QJsonObject json = QJsonDocument::fromJson(file.readAll()).object();
+    QCOMPARE(json.value(QStringLiteral("ended")), QJsonValue(false));
+    QCOMPARE(json.value(QStringLiteral("steps")).toArray().size(), 1);
+    file.close();
+    unit.conclude();
+    QVERIFY(folder.write(unit, Transcript(), QByteArray(), &error));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    json = QJsonDocument::fromJson(file.readAll()).object();
+    QCOMPARE(json.value(QStringLiteral("ended")), QJsonValue(true));
 }
 
 void TestRecordFolder::writesOneUnit()

@@ -42,6 +42,7 @@ private slots:
     void namesAUnitWithoutASerialNumber();
     void showsTheBoardWhereNothingCame();
     void standsAlone();
+    void countsUnitsThatWereNotTested();
 };
 
 void TestReport::putsTheVerdictFirst()
@@ -172,6 +173,25 @@ void TestReport::standsAlone()
     for (const char *outside : {"http:", "https:", "<link", "<script", "url(", "@import"})
         QVERIFY2(!page.contains(outside), outside);
     QVERIFY(page.contains("@media print"));
+}
+
+/// Two of three asked for: neither a yield of 100 % nor a link to a page that is not there.
+void TestReport::countsUnitsThatWereNotTested()
+{
+    UnitRecord good = sampleRecord();
+    good.outcome = Outcome::Pass;
+    good.reason.clear();
+    UnitRecord none;
+    none.number = 2;
+    none.reason = QStringLiteral("interrupted");
+    const QByteArray page =
+        lineReport({good, none, none}, {QStringLiteral("unit-01"), QString(), QString()});
+    QVERIFY(page.contains("<span class=\"word\">33.3 %</span>"));
+    QVERIFY(page.contains("1 of 3 units passed, 2 not tested"));
+    QVERIFY(page.contains("12.3 s a unit on average"));
+    QVERIFY(page.contains("<header class=\"error\">"));
+    QCOMPARE(page.count("href=\""), 1);
+    QVERIFY(page.contains("interrupted"));
 }
 
 QTEST_GUILESS_MAIN(TestReport)

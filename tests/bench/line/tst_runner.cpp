@@ -143,6 +143,8 @@ const QByteArray Buttons = R"({"name":"buttons","request":"buttons","expect":["A
 /// Time-outs are waited for.
 const QByteArray HurriedButtons =
     R"({"name":"buttons","request":"buttons","expect":["ACK"],"limit_ms":300})";
+const QByteArray HurriedSilence =
+    R"({"name":"silence","request":"voltage","expect":["ACK"],"limit_ms":300})";
 const QByteArray Poll = R"({"name":"flash","limit_ms":20000,
     "poll":{"request":"flash-query","every_ms":10,"at_least":2,"rising":"stage",
             "fields":{"percent":{"min":0,"max":101}}},
@@ -202,6 +204,12 @@ private slots:
     void hearsTheLastWordsOfATool();
     void endsWhenTheLineHangsUp();
     void endsWhenInterrupted();
+    void anInterruptedCheckHasNotFailed();
+    void anInterruptBetweenStepsEndsTheUnit();
+    void aTryThatIsNotRepeatedHasNotFailedTheStep();
+    void silenceNeedsAUnitThatCouldSpeak();
+    void aToolThatShallEndMayBeSilent();
+    void handsOverTheRecordAsItGrows();
     void takesPictures();
     void tellsAboutEveryStep();
     void notesStepsInTheTranscript();
@@ -413,6 +421,20 @@ void TestRunner::triesAgain()
     COMPARE_OUTCOME(record, "pass");
     QCOMPARE(record.steps.first().tries, 2);
     QCOMPARE(record.steps.first().reason, QString());
+    // The try that did not pass is kept whole.
+    QCOMPARE(int(record.steps.first().attempts.size()), 2);
+    const AttemptRecord first = record.steps.first().attempts.at(0);
+    COMPARE_OUTCOME(first, "fail");
+    QCOMPARE(first.sent, QStringLiteral("buttons"));
+    QCOMPARE(first.received, QStringList(QStringLiteral("NAK")));
+    QCOMPARE(first.reason, QStringLiteral("expected ACK; came NAK"));
+    QCOMPARE(first.raw, QByteArray("7E000A00053202977F\\r\\n"));
+    QVERIFY(first.seconds > 0 && first.start.isValid());
+    const AttemptRecord second = record.steps.first().attempts.at(1);
+    COMPARE_OUTCOME(second, "pass");
+    QCOMPARE(second.received, QStringList(QStringLiteral("ACK")));
+    QVERIFY(second.start >= first.start.addMSecs(qint64(first.seconds * 1000) - 1));
+    QVERIFY(record.steps.first().seconds >= first.seconds + second.seconds);
     QCOMPARE(int(bench.keypad.requests.size()), 2);
 
     Bench never;
@@ -816,13 +838,133 @@ void TestRunner::endsWhenTheLineHangsUp()
 void TestRunner::endsWhenInterrupted()
 {
     Bench bench;
-    static volatile int interrupted = 0;
-    interrupted = 0;
-    bench.options.interrupted = &interrupted;
-    QTimer::singleShot(50, [] { interrupted = 1; });
+    Interrupt interrupt;
+    bench.options.interrupt = &interrupt;
+    bench.options.pictureDir = QStringLiteral("/d");
+    QTimer::singleShot(50, [&interrupt] { interrupt.raise(); });
     const UnitRecord record = bench.run(Backlight + "," + Buttons);
-    COMPARE_OUTCOME(record, "error");
+    COMPARE_OUTCOME(record, "interrupted");
     QCOMPARE(record.reason, QStringLiteral("step 1 \"light\": interrupted"));
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+    QCOMPARE(record.steps.at(1).reason, QStringLiteral("interrupted"));
+    QVERIFY(!bench.keypad.requests.contains(AskButtons));
+    QVERIFY(bench.unit.pictures.isEmpty()); // nothing has gone wrong
+}
+
+void TestRunner::anInterruptedCheckHasNotFailed()
+{
+    Bench bench;
+    Interrupt interrupt;
+    bench.options.interrupt = &interrupt;
+    bench.keypad.answer(AskButtons, Ack);
+    bench.keypad.answer(AskBacklight100, Ack);
+    bench.unit.findings = {Unit::NotYet};
+    QTimer::singleShot(50, [&interrupt] { interrupt.raise(); });
+    const UnitRecord record =
+        bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],"limit_ms":20000,
+                      "check":[{"log":"x"},{"attribute":"/sys/a","text":"1"}]},)" +
+                  Backlight);
+    COMPARE_OUTCOME(record.steps.at(0), "interrupted");
+    QVERIFY(record.steps.at(0).checks.isEmpty()); // neither held nor broken
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+    COMPARE_OUTCOME(record, "interrupted");
+    QCOMPARE(bench.keypad.requests, QList<QByteArray>({AskButtons}));
+}
+
+void TestRunner::anInterruptBetweenStepsEndsTheUnit()
+{
+    Bench bench;
+    Interrupt interrupt;
+    bench.options.interrupt = &interrupt;
+    bench.options.paceMs = 60000;
+    bench.keypad.answer(AskButtons, Ack);
+    bench.keypad.answer(AskBacklight100, Ack);
+    QObject::connect(&bench.station, &Station::received, &bench.keypad, [&interrupt] {
+        QTimer::singleShot(100, [&interrupt] { interrupt.raise(SIGTERM); });
+    });
+    const UnitRecord record = bench.run(Buttons + "," + Backlight);
+    COMPARE_OUTCOME(record.steps.at(0), "pass");
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+    COMPARE_OUTCOME(record, "interrupted");
+    QCOMPARE(record.reason, QStringLiteral("before step 2 \"light\": interrupted: the program was "
+                                           "told to terminate"));
+}
+
+void TestRunner::aTryThatIsNotRepeatedHasNotFailedTheStep()
+{
+    Bench bench;
+    Interrupt interrupt;
+    bench.options.interrupt = &interrupt;
+    bench.keypad.answer(AskButtons, Nak);
+    // After what came was judged, while the unit is given a moment for more.
+    QObject::connect(&bench.station, &Station::received, &bench.keypad,
+                     [&interrupt] { QTimer::singleShot(50, [&interrupt] { interrupt.raise(); }); });
+    const UnitRecord record =
+        bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],"tries":3})");
+    COMPARE_OUTCOME(record, "interrupted");
+    QCOMPARE(int(record.steps.first().attempts.size()), 1);
+    COMPARE_OUTCOME(record.steps.first().attempts.first(), "fail");
+}
+
+void TestRunner::silenceNeedsAUnitThatCouldSpeak()
+{
+    const QByteArray step = R"({"name":"s","request":"buttons","expect":["ACK"],"quiet_ms":20000})";
+    QElapsedTimer clock;
+    clock.start();
+
+    Bench unplugged;
+    unplugged.keypad.answer(AskButtons, Ack);
+    QTimer::singleShot(100, [&unplugged] { unplugged.keypad.hangUp(); });
+    UnitRecord record = unplugged.run(step + "," + Backlight);
+    COMPARE_OUTCOME(record, "error");
+    QCOMPARE(record.reason, QStringLiteral("step 1 \"s\": the line hung up"));
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+
+    Bench dead;
+    dead.keypad.answer(AskButtons, Ack);
+    QTimer::singleShot(100, [&dead] { dead.unit.ended = QStringLiteral("the tool crashed"); });
+    record = dead.run(step);
+    COMPARE_OUTCOME(record, "error");
+    QCOMPARE(record.reason, QStringLiteral("step 1 \"s\": the tool crashed"));
+
+    Bench interrupted;
+    Interrupt interrupt;
+    interrupted.options.interrupt = &interrupt;
+    interrupted.keypad.answer(AskButtons, Ack);
+    QTimer::singleShot(100, [&interrupt] { interrupt.raise(); });
+    record = interrupted.run(step + "," + Backlight);
+    COMPARE_OUTCOME(record, "interrupted");
+    COMPARE_OUTCOME(record.steps.at(0), "interrupted");
+    COMPARE_OUTCOME(record.steps.at(1), "not run");
+    QVERIFY(clock.elapsed() < 15000);
+}
+
+void TestRunner::aToolThatShallEndMayBeSilent()
+{
+    Bench bench;
+    bench.keypad.answer(AskButtons, Ack);
+    bench.unit.ended = QStringLiteral("the tool ended with exit status 0");
+    COMPARE_OUTCOME(bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],
+                                  "check":[{"exit":0}],"quiet_ms":100})"),
+                    "pass");
+}
+
+void TestRunner::handsOverTheRecordAsItGrows()
+{
+    Bench bench;
+    QStringList kept;
+    bench.options.keep = [&kept](const UnitRecord &record) {
+        QStringList outcomes = {QString::fromLatin1(record.ended ? "ended" : "going")};
+        for (const StepRecord &step : record.steps)
+            outcomes.append(outcomeName(step.outcome));
+        kept.append(outcomes.join(QLatin1Char(' ')));
+    };
+    bench.keypad.answer(AskButtons, Ack);
+    const UnitRecord record = bench.run(Buttons + "," + HurriedSilence + "," + Backlight);
+    QCOMPARE(kept, QStringList({QStringLiteral("going"), QStringLiteral("going pass"),
+                                QStringLiteral("going pass time-out")}));
+    QVERIFY(record.ended);
+    QCOMPARE(int(record.steps.size()), 3);
 }
 
 void TestRunner::takesPictures()

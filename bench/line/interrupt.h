@@ -1,0 +1,39 @@
+/// The wish to end a run before its plan does: a signal, or an output that nobody reads any
+/// more. Whoever waits looks at it; nothing is done in a signal's handler itself.
+#ifndef BENCH_LINE_INTERRUPT_H
+#define BENCH_LINE_INTERRUPT_H
+
+#include <QString>
+
+#include <csignal>
+#include <cstdio>
+
+class Interrupt
+{
+public:
+    Interrupt() = default;
+    ~Interrupt();
+    Q_DISABLE_COPY(Interrupt)
+
+    /// From now on SIGHUP (unless the process was started with it ignored, as nohup does),
+    /// SIGINT, SIGQUIT and SIGTERM raise this one, and the next SIGINT, SIGQUIT or SIGTERM
+    /// ends the process at once. A terminal that closes may send SIGHUP more than once, so
+    /// it never does. A broken pipe is a write that fails, see flush(). Of one at a time;
+    /// what was there before is put back in the end.
+    void followSignals();
+
+    /// @param cause  a signal's number; the first one stays. Safe in a handler.
+    void raise(int cause = SIGINT);
+    bool isRaised() const { return m_cause != 0; }
+    /// "interrupted", with the cause where a person did not type it.
+    QString reason() const;
+
+    /// Flushes @p out; raised when nobody reads it any more.
+    void flush(FILE *out);
+
+private:
+    volatile std::sig_atomic_t m_cause = 0;
+    bool m_follows = false;
+};
+
+#endif
