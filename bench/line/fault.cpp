@@ -70,14 +70,14 @@ void losePicture(VirtualKeypad *keypad)
     keypad->removeFile(QStringLiteral("/home/default/grey.png"));
 }
 
-void hang(VirtualKeypad *keypad)
+bool hang(VirtualKeypad *keypad)
 {
-    keypad->kill(SIGSTOP);
+    return keypad->kill(SIGSTOP);
 }
 
-void die(VirtualKeypad *keypad)
+bool die(VirtualKeypad *keypad)
 {
-    keypad->kill(SIGKILL);
+    return keypad->kill(SIGKILL);
 }
 
 const VirtualKeypad::Card GoodCard = VirtualKeypad::Writable;

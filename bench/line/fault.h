@@ -13,9 +13,10 @@ struct Fault {
     /// Any of these may be null.
     void (*choose)(KeypadOptions *options); ///< before there is a board
     void (*prepare)(VirtualKeypad *keypad); ///< on the board, before the tool starts
-    void (*later)(VirtualKeypad *keypad);   ///< as the fourth step begins
-    bool homeSticks;                        ///< a pressed home key is never released
-    VirtualKeypad::Card card;               ///< what a card put in behaves like
+    /// On the running tool, as the fourth step begins or a later one. False: it does not run.
+    bool (*later)(VirtualKeypad *keypad);
+    bool homeSticks;          ///< a pressed home key is never released
+    VirtualKeypad::Card card; ///< what a card put in behaves like
 
     /// Null for a name that is no fault.
     static const Fault *byName(const QString &name);

@@ -186,4 +186,9 @@ void LineRun::test(Unit *unit, Station *station, UnitRecord *record)
         m_folder.keep(soFar, &error);
     };
     Runner(m_plan, unit, station, m_console, options).run(record);
+    const QString missed = unit->missedFault();
+    if (missed.isEmpty() || record->outcome >= Outcome::Error)
+        return;
+    record->outcome = Outcome::Error;
+    record->reason = missed;
 }

@@ -23,6 +23,7 @@ public:
     bool takePicture(const QString &) override { return false; }
     QString end() override { return QString(); }
     QByteArray log() override { return QByteArray(); }
+    QString missedFault() const override { return QString(); }
 
 private:
     const QString m_port;

@@ -53,6 +53,9 @@ public:
     /// The tool's log with times and severities, a message a line; empty where
     /// it cannot be had.
     virtual QByteArray log() = 0;
+    /// Why a fault that the unit was to have has not shown in it: its moment never came.
+    /// Empty where all did, or there are none.
+    virtual QString missedFault() const = 0;
 };
 
 #endif

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <iterator>
 
 #include <unistd.h>
 
@@ -27,6 +28,18 @@ KeypadOptions keypadOptions(const VirtualUnitOptions &options)
             fault->choose(&keypad);
     }
     return keypad;
+}
+
+/// Why it may not have come to a fault; empty for one that the unit has from the start.
+QString momentOf(const Fault &fault)
+{
+    if (fault.later)
+        return QStringLiteral("no step from the fourth on began while the tool ran");
+    if (fault.homeSticks)
+        return QStringLiteral("the home key was never released");
+    if (fault.card != VirtualKeypad::Writable)
+        return QStringLiteral("no card was put in");
+    return QString();
 }
 
 bool isNear(int a, int b, int tolerance)
@@ -49,6 +62,8 @@ QString listed(const QList<Plan::Store> &stores)
 VirtualUnit::VirtualUnit(const VirtualUnitOptions &options)
     : m_options(options), m_keypad(keypadOptions(options))
 {
+    std::copy_if(options.faults.begin(), options.faults.end(), std::back_inserter(m_awaited),
+                 [](const Fault *fault) { return !momentOf(*fault).isEmpty(); });
 }
 
 VirtualUnit::~VirtualUnit() = default;
@@ -81,12 +96,9 @@ void VirtualUnit::beginStep()
 {
     m_firstStore = static_cast<int>(m_keypad.stores().size());
     m_firstLine = static_cast<int>(m_keypad.log().size());
-    if (++m_steps != LaterStep)
+    if (++m_steps < LaterStep)
         return;
-    for (const Fault *fault : m_options.faults) {
-        if (fault->later)
-            fault->later(&m_keypad);
-    }
+    hadItsMoment([this](const Fault &fault) { return fault.later && fault.later(&m_keypad); });
 }
 
 Unit::Done VirtualUnit::operate(const Plan::Operation &operation, bool, int, QString *error)
@@ -102,18 +114,20 @@ Unit::Done VirtualUnit::operate(const Plan::Operation &operation, bool, int, QSt
     return Performed;
 }
 
+void VirtualUnit::hadItsMoment(const std::function<bool(const Fault &fault)> &had)
+{
+    m_awaited.erase(std::remove_if(m_awaited.begin(), m_awaited.end(),
+                                   [&had](const Fault *fault) { return had(*fault); }),
+                    m_awaited.end());
+}
+
 bool VirtualUnit::perform(const Plan::Action &action)
 {
-    const bool sticks = std::any_of(m_options.faults.begin(), m_options.faults.end(),
-                                    [](const Fault *fault) { return fault->homeSticks; });
     switch (action.kind) {
     case Plan::Action::Power:
         return switchPower(action.on);
     case Plan::Action::Home:
-        if (action.on)
-            m_keypad.pressHome();
-        else if (!sticks)
-            m_keypad.releaseHome();
+        moveHome(action.on);
         return true;
     case Plan::Action::Tamper:
         m_keypad.setTamper(action.on);
@@ -124,6 +138,18 @@ bool VirtualUnit::perform(const Plan::Action &action)
         return m_keypad.touch(action.point.x(), action.point.y(), action.holdMs);
     }
     return false;
+}
+
+void VirtualUnit::moveHome(bool down)
+{
+    const bool sticks = std::any_of(m_options.faults.begin(), m_options.faults.end(),
+                                    [](const Fault *fault) { return fault->homeSticks; });
+    if (down)
+        m_keypad.pressHome();
+    else if (sticks)
+        hadItsMoment([](const Fault &fault) { return fault.homeSticks; });
+    else
+        m_keypad.releaseHome();
 }
 
 bool VirtualUnit::switchPower(bool on)
@@ -143,8 +169,10 @@ bool VirtualUnit::moveCard(bool in)
         if (in && fault->card != VirtualKeypad::Writable)
             card = fault->card;
     }
-    if (in)
+    if (in) {
+        hadItsMoment([](const Fault &fault) { return fault.card != VirtualKeypad::Writable; });
         return m_keypad.setCard(card) && m_keypad.insertCard();
+    }
     return m_keypad.removeCard() && m_keypad.setCard(card);
 }
 
@@ -280,6 +308,15 @@ QString VirtualUnit::ending()
     return status.signal != 0
                ? QStringLiteral("the tool was ended by signal %1").arg(status.signal)
                : QStringLiteral("the tool ended with exit status %1").arg(status.code);
+}
+
+QString VirtualUnit::missedFault() const
+{
+    if (m_awaited.isEmpty())
+        return QString();
+    const Fault &fault = *m_awaited.first();
+    return QStringLiteral("the fault \"%1\" was never injected: %2")
+        .arg(QLatin1String(fault.name), momentOf(fault));
 }
 
 QByteArray VirtualUnit::log()

@@ -8,6 +8,8 @@
 
 #include <QList>
 
+#include <functional>
+
 struct Fault;
 
 struct VirtualUnitOptions {
@@ -34,9 +36,12 @@ public:
     bool takePicture(const QString &file) override;
     QString end() override;
     QByteArray log() override;
+    QString missedFault() const override;
 
 private:
+    void hadItsMoment(const std::function<bool(const Fault &fault)> &had);
     bool perform(const Plan::Action &action);
+    void moveHome(bool down);
     bool switchPower(bool on);
     bool moveCard(bool in);
     Finding checkStores(const Plan::Check &check, QString *found);
@@ -52,7 +57,8 @@ private:
     VirtualKeypad m_keypad;
     bool m_isOn = false;
     int m_steps = 0;
-    int m_firstStore = 0; ///< of the step
+    QList<const Fault *> m_awaited; ///< faults whose moment has not come yet
+    int m_firstStore = 0;           ///< of the step
     int m_firstLine = 0;
 };
 

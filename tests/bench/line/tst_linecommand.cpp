@@ -184,6 +184,7 @@ private slots:
     void anOutputThatNobodyReadsEndsTheUnit();
     void whatHasNoMercyLeavesTheStepsSoFar();
     void aBatchThatEndsEarlyCountsAllUnits();
+    void aFaultThatNeverCameIsNoPass();
     void aFullDiskDoesNotTakeTheVerdicts();
     void aTranscriptIsReplayed();
 
@@ -698,6 +699,24 @@ void TestLineCommand::aBatchThatEndsEarlyCountsAllUnits()
     QVERIFY(contentOf(run.latest() + QStringLiteral("/report.html"))
                 .contains("1 of 3 units passed, 2 not tested"));
     QVERIFY(!QFile::exists(run.latest() + QStringLiteral("/unit-02")));
+}
+
+void TestLineCommand::aFaultThatNeverCameIsNoPass()
+{
+    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":15000},
+        {"name":"Volts","request":"voltage","expect":["voltage reply"]}]})"),
+             QStringLiteral("--fault"), QStringLiteral("dies")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    const QString reason = QStringLiteral("the fault \"dies\" was never injected: no step from the "
+                                          "fourth on began while the tool ran");
+    QVERIFY2(run.process.exitCode() == 4, qPrintable(run.output()));
+    QVERIFY2(run.output().contains(reason), qPrintable(run.output()));
+    const QJsonObject record = recordIn(run.latest());
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
+    QCOMPARE(record.value(QStringLiteral("reason")).toString(), reason);
 }
 
 /// The disk is one of four pages, in a name space that nobody else sees.

@@ -77,6 +77,7 @@ public:
     }
     QString end() override { return ended; }
     QByteArray log() override { return QByteArray(); }
+    QString missedFault() const override { return QString(); }
 
     FakeKeypad *keypad;
     bool isReal = false;

@@ -63,6 +63,9 @@ private slots:
     void cannotLookWithoutADisplay();
     void movesTheCard();
     void knowsItsFaults();
+    void tellsAFaultThatNeverCame_data();
+    void tellsAFaultThatNeverCame();
+    void injectsALateFaultOnceTheToolRuns();
 
 private:
     bool switchOn();
@@ -263,6 +266,62 @@ void TestVirtualUnit::knowsItsFaults()
     QVERIFY(sticks);
     QVERIFY(sticks->homeSticks);
     QVERIFY(Fault::help().contains(QStringLiteral("the home key stays down once pressed\n")));
+}
+
+void TestVirtualUnit::tellsAFaultThatNeverCame_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("missed");
+    const QString late = QStringLiteral("no step from the fourth on began while the tool ran");
+    QTest::newRow("dies") << "dies" << late;
+    QTest::newRow("hangs") << "hangs" << late;
+    QTest::newRow("home-sticks") << "home-sticks"
+                                 << "the home key was never released";
+    QTest::newRow("card-unreadable") << "card-unreadable"
+                                     << "no card was put in";
+    QTest::newRow("voltage-low") << "voltage-low"
+                                 << ""; // it has it from the start
+}
+
+void TestVirtualUnit::tellsAFaultThatNeverCame()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, missed);
+    VirtualUnitOptions options;
+    options.faults = {Fault::byName(name)};
+    VirtualUnit unit(options);
+    for (int step = 1; step <= 5; ++step) // the tool is off: nothing can die
+        unit.beginStep();
+    QCOMPARE(unit.missedFault(),
+             missed.isEmpty()
+                 ? QString()
+                 : QStringLiteral("the fault \"%1\" was never injected: %2").arg(name, missed));
+}
+
+void TestVirtualUnit::injectsALateFaultOnceTheToolRuns()
+{
+    VirtualUnitOptions options;
+    options.faults = {Fault::byName(QStringLiteral("dies")),
+                      Fault::byName(QStringLiteral("home-sticks")),
+                      Fault::byName(QStringLiteral("card-unreadable"))};
+    Station station;
+    VirtualUnit unit(options);
+    QString error;
+    QVERIFY2(unit.attach(&station, &error), qPrintable(error));
+    for (int step = 1; step <= 4; ++step)
+        unit.beginStep();
+    const auto operate = [&](Plan::Action::Kind kind, bool on) {
+        return unit.operate(operation(kind, on), false, 0, &error) == Unit::Performed;
+    };
+    QVERIFY2(operate(Plan::Action::Power, true), qPrintable(error));
+    QVERIFY(station.waitForReady(30000));
+    QVERIFY2(operate(Plan::Action::Card, true), qPrintable(error));
+    QVERIFY(operate(Plan::Action::Home, true));
+    QVERIFY(operate(Plan::Action::Home, false));
+    QVERIFY(unit.missedFault().contains(QStringLiteral("\"dies\"")));
+    unit.beginStep();
+    QCOMPARE(unit.missedFault(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(unit.end(), QStringLiteral("the tool was ended by signal 9"), 30000);
 }
 
 QTEST_GUILESS_MAIN(TestVirtualUnit)
