@@ -25,7 +25,7 @@ fault() {
     faults=$((faults + 1))
 }
 
-for script in "$packaging"/start "$packaging"/mftool.init "$packaging"/*.sh \
+for script in "$packaging"/start "$packaging"/mftool.init "$packaging"/examples/sdcard "$packaging"/*.sh \
     "$packaging"/debian/postinst "$packaging"/debian/prerm "$source"/tests/board/*.sh \
     "$source"/scripts/*.sh "$source"/test.sh "$source"/run.sh; do
     dash -n "$script" || fault "dash cannot read $script"
