@@ -142,6 +142,9 @@ bool LinuxPort::open(QIODevice::OpenMode mode, const QtSerialPort &settings)
         qDebug("Failed to open %s: %s", path.constData(), strerror(errno));
         return false;
     }
+    // A flashing program that outlives the tool would hold the line open, and the
+    // station would see no hang-up.
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
 
     const termios record = lineRecord(settings);
     tcflush(fd, TCIFLUSH);

@@ -5,7 +5,8 @@
 #include "serial/iplatport.h"
 
 /// A terminal device in raw mode, opened without blocking and without becoming
-/// the controlling terminal. Messages go to the debug log.
+/// the controlling terminal; child processes do not get it. Messages go to the
+/// debug log.
 class LinuxPort : public IPlatPort
 {
 public:

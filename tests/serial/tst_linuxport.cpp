@@ -129,6 +129,7 @@ private slots:
     void truncate_data();
     void truncate();
     void noControllingTerminal();
+    void childProcessesDoNotGetIt();
     void openWhileOpen();
     void logsTheRequestedSpeed();
     void missingDevice();
@@ -479,6 +480,15 @@ void tst_LinuxPort::noControllingTerminal()
                  return hasControllingTerminal();
              }),
              0);
+}
+
+void tst_LinuxPort::childProcessesDoNotGetIt()
+{
+    Pty line;
+    LogCatcher log;
+    LinuxPort port;
+    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QCOMPARE(fcntl(port.handle(), F_GETFD), FD_CLOEXEC);
 }
 
 void tst_LinuxPort::openWhileOpen()
