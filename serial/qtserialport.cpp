@@ -44,12 +44,21 @@ bool QtSerialPort::open(OpenMode mode)
     if (!isOpen()) {
         if (!port->open(mode, *this))
             return false;
-        // Where notifiers would be made. This device has none, so the answer is dropped.
-        static_cast<void>(port->handle());
+        watchForRoom(port->handle());
         readBuffer.clear();
         writeBuffer.clear();
     }
     return QIODevice::open(mode);
+}
+
+void QtSerialPort::watchForRoom(int handle)
+{
+    if (handle < 0)
+        return;
+    writeNotifier = new QSocketNotifier(handle, QSocketNotifier::Write, this);
+    // A line has room nearly always, which is of interest only to what is queued.
+    writeNotifier->setEnabled(false);
+    connect(writeNotifier, SIGNAL(activated(int)), SLOT(onWrite()));
 }
 
 void QtSerialPort::close()

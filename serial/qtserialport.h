@@ -12,11 +12,11 @@ class QSocketNotifier;
 /// Gives an IPlatPort the interface of a sequential QIODevice, with at most 256
 /// bytes buffered in each direction. Nothing here ever waits.
 ///
-/// open() makes no notifiers: the test station's protocol reads the same line
-/// through a descriptor of its own, and a notifier here would take its bytes.
-/// So this device configures the line and writes to it, and emits no
-/// readyRead(). The slots serve a device that shall also read: one whose
-/// notifiers are set.
+/// open() makes a write notifier alone, which sends what the line did not take at
+/// once. A read notifier would take the bytes of the test station's protocol, which
+/// reads the same line through a descriptor of its own. So this device configures
+/// the line and writes to it, and emits no readyRead(). The other slots serve a
+/// device that shall also read: one whose other notifiers are set.
 class QtSerialPort : public QIODevice
 {
     Q_OBJECT
@@ -89,6 +89,9 @@ public:
 protected:
     QByteArray readBuffer;  ///< received and not yet taken by the reader
     QByteArray writeBuffer; ///< accepted and not yet written
+
+private:
+    void watchForRoom(int handle);
 };
 
 #endif

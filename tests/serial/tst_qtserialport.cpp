@@ -6,7 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "serial/iplatport.h"
+#include "serial/linuxport.h"
 #include "serial/qtserialport.h"
 #include "tests/serial/pty.h"
 #include "tests/support/logcatcher.h"
@@ -66,7 +66,7 @@ public:
     int handle() const override
     {
         ++handleAsked;
-        return isUp ? 42 : -1;
+        return -1; // nothing to wait on
     }
 
     bool opens = true;
@@ -208,7 +208,8 @@ private slots:
     void openNotOpen();
     void openWhileOpen();
     void openClearsTheBuffers();
-    void openMakesNoNotifier();
+    void openMakesAWriteNotifierAlone();
+    void openWithoutADescriptorMakesNone();
 
     void closeRemovesNotifiers();
     void closeKeepsTheBuffers();
@@ -256,6 +257,7 @@ private slots:
 
     void onARealLine();
     void stealsNoBytes();
+    void queuedBytesFollow();
 };
 
 void tst_QtSerialPort::metaObject()
@@ -370,14 +372,34 @@ void tst_QtSerialPort::openClearsTheBuffers()
     QVERIFY(device.writeBuffer.isEmpty());
 }
 
-void tst_QtSerialPort::openMakesNoNotifier()
+/// One that reads would take the bytes of whoever else reads the line.
+void tst_QtSerialPort::openMakesAWriteNotifierAlone()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    LogCatcher log;
+    Device device(nullptr);
+    device.port = new LinuxPort;
+    device.portName = line.path();
+    QVERIFY(device.open(QIODevice::ReadWrite));
+    QVERIFY(!device.readNotifier);
+    QVERIFY(!device.exceptNotifier);
+    QCOMPARE(device.findChildren<QSocketNotifier *>(), QList<QSocketNotifier *>()
+                                                           << device.writeNotifier);
+    QCOMPARE(device.writeNotifier->type(), QSocketNotifier::Write);
+    QCOMPARE(int(device.writeNotifier->socket()), device.port->handle());
+    QVERIFY(!device.writeNotifier->isEnabled());
+    device.close();
+    QVERIFY(!device.writeNotifier);
+    QVERIFY(device.findChildren<QSocketNotifier *>().isEmpty());
+    delete device.port;
+}
+
+void tst_QtSerialPort::openWithoutADescriptorMakesNone()
 {
     FakePort port;
     Device device(&port);
     QVERIFY(device.open(QIODevice::ReadWrite));
-    QVERIFY(!device.readNotifier);
-    QVERIFY(!device.writeNotifier);
-    QVERIFY(!device.exceptNotifier);
     QVERIFY(device.findChildren<QSocketNotifier *>().isEmpty());
 }
 
@@ -1006,6 +1028,51 @@ void tst_QtSerialPort::stealsNoBytes()
     QTRY_COMPARE(received, sent);
     QCOMPARE(ready.count(), 0);
     QCOMPARE(device.bytesAvailable(), qint64(0));
+}
+
+/// What a slow line did not take at once goes out by itself when there is room again.
+void tst_QtSerialPort::queuedBytesFollow()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    LogCatcher log;
+    QtSerialPort device(line.path());
+    QByteArray sent;
+    // Lengths differ: a line that is full between two writes closes the device, as
+    // any failed write does.
+    for (int size = 100; device.bytesToWrite() == 0 && size < 250; ++size) {
+        if (!device.isOpen()) {
+            Pty::readFrom(line.master(), sent.size());
+            sent.clear();
+            QVERIFY(device.open(QIODevice::ReadWrite));
+        }
+        while (device.isOpen() && device.bytesToWrite() == 0) {
+            const QByteArray bytes = filled(size);
+            if (device.write(bytes) == size)
+                sent += bytes;
+        }
+    }
+    QVERIFY(device.bytesToWrite() > 0);
+    QCOMPARE(device.write("behind"), qint64(6));
+    sent += "behind";
+    log.clear();
+
+    QByteArray received;
+    QSocketNotifier far(line.master(), QSocketNotifier::Read);
+    connect(&far, &QSocketNotifier::activated, this, [&] {
+        char chunk[4096];
+        const ssize_t count = ::read(line.master(), chunk, sizeof chunk);
+        received.append(chunk, int(qMax<ssize_t>(count, 0)));
+    });
+    QTRY_COMPARE(received.size(), sent.size());
+    QCOMPARE(received, sent);
+    QCOMPARE(device.bytesToWrite(), qint64(0));
+    QVERIFY(log.has("debug: onWrite"));
+    // An empty queue is left alone.
+    log.clear();
+    QCOMPARE(device.write("x"), qint64(1));
+    QCoreApplication::processEvents();
+    QCOMPARE(log.take(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(tst_QtSerialPort)
