@@ -1,6 +1,18 @@
 #include "flash/bootstream.h"
 
+#include <QFileInfo>
 #include <QStringList>
+
+namespace
+{
+
+bool canBeEntered(const QString &folder)
+{
+    const QFileInfo info(folder);
+    return info.isDir() && info.isExecutable();
+}
+
+} // namespace
 
 BootStream::BootStream(QObject *parent)
     : MFProc(parent), m_total(54), m_count(0), m_dir(QLatin1String("/boot"))
@@ -12,10 +24,17 @@ void BootStream::run()
 {
     qDebug("Starting kobs-ng");
     m_count = 0;
+
+    // Qt 4.8 runs a program whose working directory cannot be entered in the tool's
+    // own; later ones would not start it.
+    const QString folder = m_process->workingDirectory();
+    if (!canBeEntered(folder))
+        m_process->setWorkingDirectory(QString());
     m_process->start(QLatin1String("kobs-ng"),
                      QStringList()
                          << QLatin1String("-v") << m_dir + QLatin1String("/imx28_ivt_linux.sb"),
                      QIODevice::ReadWrite);
+    m_process->setWorkingDirectory(folder);
 }
 
 void BootStream::handleLine(const QByteArray &line)

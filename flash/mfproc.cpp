@@ -17,6 +17,10 @@ const ErrorText errorTexts[] = {
     {QProcess::WriteError, "Write Error"},
 };
 
+/// A hundred times what a tool prints in a line. What a broken one prints without
+/// a line end must not fill the memory.
+const int longestLine = 64 * 1024;
+
 QString textOf(QProcess::ProcessError error)
 {
     for (const ErrorText &row : errorTexts) {
@@ -29,6 +33,8 @@ QString textOf(QProcess::ProcessError error)
 
 MFProc::MFProc(QObject *parent) : QObject(parent), m_process(new QProcess(this))
 {
+    // Nobody reads it, and QProcess would keep it in the tool's memory.
+    m_process->setStandardErrorFile(QLatin1String("/dev/null"));
     connect(m_process, SIGNAL(finished(int, QProcess::ExitStatus)),
             SLOT(finished(int, QProcess::ExitStatus)));
     connect(m_process, SIGNAL(readyReadStandardOutput()), SLOT(readyRead()));
@@ -67,10 +73,15 @@ void MFProc::readyRead()
         const char byte = chunk.at(i);
         if (byte != '\r' && byte != '\n')
             continue;
-        m_line.append(chunk.constData() + begin, i + 1 - begin);
+        extendLine(chunk.mid(begin, i - begin));
         begin = i + 1;
-        handleLine(m_line);
+        handleLine(m_line + byte);
         m_line.clear();
     }
-    m_line.append(chunk.constData() + begin, static_cast<int>(chunk.size()) - begin);
+    extendLine(chunk.mid(begin));
+}
+
+void MFProc::extendLine(const QByteArray &bytes)
+{
+    m_line.append(bytes.left(longestLine - static_cast<int>(m_line.size())));
 }

@@ -14,6 +14,9 @@
 /// There is no guard against starting a step whose tool is still running; the
 /// sequence that owns the step must not do it. Destroying a step kills its
 /// tool, and nothing is emitted any more.
+///
+/// Only the tool's standard output is read. What it writes to its standard error
+/// goes nowhere.
 class MFProc : public QObject
 {
     Q_OBJECT
@@ -52,7 +55,8 @@ private slots:
 protected:
     /// Takes one line of the tool's standard output.
     /// @param line  raw bytes that end with the one CR or LF that closed the
-    ///              line; of a CR LF pair the LF is a line of its own
+    ///              line; of a CR LF pair the LF is a line of its own. Of a line
+    ///              longer than 64 KiB the bytes beyond them are missing.
     virtual void handleLine(const QByteArray &line) = 0;
 
 public:
@@ -64,6 +68,8 @@ protected:
     QProcess *m_process;
 
 private:
+    void extendLine(const QByteArray &bytes);
+
     QByteArray m_line;
 };
 

@@ -34,6 +34,16 @@ QStringList statusEvents(const QList<int> &percents)
     return events;
 }
 
+/// The step where the working directory is not there yet.
+class Nowhere : public BootStream
+{
+public:
+    explicit Nowhere(const QString &folder) : BootStream(nullptr)
+    {
+        m_process->setWorkingDirectory(folder);
+    }
+};
+
 /// Shell commands that print what the tool prints for @p count blocks, other
 /// lines among the erase lines.
 QByteArray printing(int count)
@@ -59,6 +69,7 @@ private slots:
     void toolIsCalledWithTheDefaultDirectory();
     void toolIsCalledWithTheDirectorySet();
     void workingDirectoryIsRootsHome();
+    void withoutRootsHomeTheToolRunsHere();
     void usualRunCountsTo100();
     void longerRunStaysAt101();
     void countStartsAnewWithEveryRun();
@@ -111,6 +122,33 @@ void TestBootStream::workingDirectoryIsRootsHome()
 {
     BootStream step(nullptr);
     QCOMPARE(processOf(step)->workingDirectory(), QString("/root"));
+}
+
+void TestBootStream::withoutRootsHomeTheToolRunsHere()
+{
+    FakePrograms programs;
+    programs.addNoting("kobs-ng", "exit 0");
+    const QString home = programs.path("home");
+    Nowhere step(home);
+    Emitted emitted(&step);
+    const QStringList well = QStringList() << "status 100"
+                                           << "complete";
+    step.run();
+    TRY_COMPARE(emitted.events, well);
+    QCOMPARE(programs.directorySeen(), QDir::currentPath());
+
+    // Neither is a file one.
+    programs.write("home", "");
+    step.run();
+    TRY_COMPARE(emitted.events, well + well);
+    QCOMPARE(programs.directorySeen(), QDir::currentPath());
+
+    // Each run looks again.
+    QVERIFY(QFile::remove(home));
+    QVERIFY(QDir().mkdir(home));
+    step.run();
+    TRY_COMPARE(emitted.events, well + well + well);
+    QCOMPARE(programs.directorySeen(), home);
 }
 
 void TestBootStream::usualRunCountsTo100()

@@ -48,6 +48,8 @@ private slots:
     void outputIsCutIntoLines();
     void lineIsAssembledFromSeveralReads();
     void allLinesComeBeforeTheEnd();
+    void standardErrorIsNotKept();
+    void lineWithoutEndIsBounded();
     void unfinishedLineStartsTheNextRun_data();
     void unfinishedLineStartsTheNextRun();
 
@@ -219,6 +221,37 @@ void TestMFProc::allLinesComeBeforeTheEnd()
     QCOMPARE(tool.lines.first(), QByteArray("1\n"));
     QCOMPARE(tool.lines.at(49999), QByteArray("50000\n"));
     QCOMPARE(tool.lines.last(), QByteArray("100000\n"));
+}
+
+/// Many megabytes of complaints stay nowhere.
+void TestMFProc::standardErrorIsNotKept()
+{
+    FakePrograms programs;
+    programs.add("tool", "head -c 20000000 /dev/zero >&2; readlink /proc/$$/fd/2");
+    Tool tool;
+    Emitted emitted(&tool);
+    tool.start();
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
+    QCOMPARE(tool.lines, Lines() << "/dev/null\n");
+    QCOMPARE(processOf(tool)->readAllStandardError(), QByteArray());
+    QCOMPARE(processOf(tool)->processChannelMode(), QProcess::SeparateChannels);
+}
+
+/// Of a line that is no line the beginning is kept, and where it ends.
+void TestMFProc::lineWithoutEndIsBounded()
+{
+    FakePrograms programs;
+    programs.add("tool",
+                 "printf begin; head -c 3000000 /dev/zero | tr '\\0' x; printf '\\nnext\\r'");
+    Tool tool;
+    Emitted emitted(&tool);
+    tool.start();
+    TRY_COMPARE(emitted.events, QStringList() << "status 100"
+                                              << "complete");
+    QCOMPARE(tool.lines.size(), 2);
+    QCOMPARE(tool.lines.at(0), "begin" + QByteArray(65536 - 5, 'x') + '\n');
+    QCOMPARE(tool.lines.at(1), QByteArray("next\r"));
 }
 
 void TestMFProc::unfinishedLineStartsTheNextRun_data()
