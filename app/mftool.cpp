@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QImage>
 #include <QMouseEvent>
 #include <QPixmap>
 #include <QResizeEvent>
@@ -12,6 +11,7 @@
 
 #include "app/fullscreen.h"
 #include "app/passthroughspeed.h"
+#include "app/picturefile.h"
 #include "calibration/calibrate.h"
 #include "calibration/pointerdriver.h"
 #include "compat/qtcompat.h"
@@ -42,16 +42,6 @@ const int buttonPage = 0;
 const int flashPage = 1;
 
 enum ButtonMask { HomeDown = 1, TamperActive = 2 };
-
-/// @return the picture in @p path, null when there is none. Not through the
-///         pixmap cache, which would miss a file replaced within a second; and
-///         no pipe or device, which would block the screen.
-QPixmap loadPicture(const QString &path)
-{
-    if (!QFileInfo(path).isFile())
-        return QPixmap();
-    return QPixmap::fromImage(QImage(path));
-}
 
 } // namespace
 
@@ -224,7 +214,8 @@ void mftool::setLCDTestPattern(QString fileName)
     }
     const QString path = findTestImage(m_board.path(Board::TestImages), fileName);
     qDebug("Using test pattern '%s'", qPrintable(path));
-    const QPixmap picture = loadPicture(path);
+    // Not through the pixmap cache, which would miss a file replaced within a second.
+    const QPixmap picture = QPixmap::fromImage(loadPicture(path));
     if (picture.isNull()) {
         qWarning("Failed to open test pattern file");
         m_proto->sendNak();
