@@ -32,6 +32,12 @@ void discardRest(int pipe)
         size = read(pipe, rest, sizeof(rest));
 }
 
+bool isFifo(int file)
+{
+    struct stat info;
+    return fstat(file, &info) == 0 && S_ISFIFO(info.st_mode);
+}
+
 } // namespace
 
 bool createSdFifo(const Board &board)
@@ -71,13 +77,13 @@ void SDMon::run()
         }
         qDebug("In ATE Mode--->, Received SD event");
         handleLine(pipe.readLine(longestLine));
-        const bool blocks = pipe.isSequential();
-        if (blocks)
+        const bool waitsForWriters = isFifo(pipe.handle());
+        if (waitsForWriters)
             discardRest(pipe.handle());
         pipe.close();
-        // A plain file in the pipe's place opens at once, every time: without a
-        // pause it would flood the event queue.
-        if (!blocks)
+        // A plain file or a device in the pipe's place opens at once, every time:
+        // without a pause it would flood log and event queue.
+        if (!waitsForWriters)
             sleep(1);
     }
 }

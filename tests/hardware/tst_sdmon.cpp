@@ -40,6 +40,7 @@ private slots:
     void endlessLine();
     void unopenablePipeEndsTheThread();
     void plainFileIsReadAtAPace();
+    void deviceIsReadAtAPace();
     void signalOrder();
 
 private:
@@ -245,6 +246,19 @@ void TestSdMon::plainFileIsReadAtAPace()
     QCOMPARE(added.at(0).at(0).toString(), QString("/card"));
     m_folder->remove(pipePath); // ends the thread
     QVERIFY(monitor->wait(10000));
+    delete monitor;
+}
+
+/// It never lets a reader wait either.
+void TestSdMon::deviceIsReadAtAPace()
+{
+    m_folder->link(pipePath, "/dev/null");
+    SDMon *monitor = startMonitor();
+    QVERIFY(backAtThePipe(1));
+    QVERIFY(m_log->count("debug: In ATE Mode--->, Received SD event") < 20);
+    m_folder->remove(pipePath); // ends the thread
+    QVERIFY(monitor->wait(10000));
+    QVERIFY(m_log->lines().filter("SD mon read").isEmpty());
     delete monitor;
 }
 
