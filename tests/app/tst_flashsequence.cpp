@@ -168,6 +168,7 @@ private slots:
     void statusAfterAFlash();
 
     void stageMovesBeforeTheSecondToolStarts();
+    void rootFsThatSaysNothing();
     void startBeginsAnew();
     void valuesOutOfRangeLeaveTheBar_data();
     void valuesOutOfRangeLeaveTheBar();
@@ -421,6 +422,26 @@ void TestFlashSequence::stageMovesBeforeTheSecondToolStarts()
     QVERIFY(runToTheEnd().endsWith(complete));
     // The second tool's stage, and still the first one's percentage.
     QCOMPARE(atStart, QByteArray("7E000E70513E016403A17F\r\n"));
+}
+
+/// The last stage is told by what the second tool prints: one that ends well
+/// without a word leaves the flash where it was, and no other can be started.
+void TestFlashSequence::rootFsThatSaysNothing()
+{
+    m_programs->addPlaying("kobs-ng", "kobs-ng-good", 0);
+    m_programs->add("ubiformat", "exit 0");
+    start(false);
+    TRY_VERIFY(m_log->count("debug: process finished with code 0") == 2);
+    QCOMPARE(m_line->received(), QByteArray());
+    QCOMPARE(statusLine(), QString("Flashing..."));
+    QCOMPARE(barValues(), QList<int>({100, 100, 0, 0}));
+    call("flashQuery");
+    QCOMPARE(m_line->received(), QByteArray("7E000E70513E026403A27F\r\n"));
+    m_line->clear();
+    m_log->clear();
+    call("startFlash");
+    QCOMPARE(m_log->lines(), QStringList("debug: Flash already in progress"));
+    QCOMPARE(m_line->received(), QByteArray());
 }
 
 void TestFlashSequence::startBeginsAnew()
