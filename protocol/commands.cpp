@@ -51,7 +51,13 @@ bool isOn(const QByteArray &data)
 /// A file or folder name as the file system spells it.
 QString nameIn(const QByteArray &data)
 {
-    return QFile::decodeName(data.constData());
+    const QString name = QFile::decodeName(data.constData());
+    // The decoder of UTF-8 swallows a byte order mark at the beginning. To the file
+    // system it is a part of the name like any other.
+    const char *const mark = "\xEF\xBB\xBF";
+    if (data.startsWith(mark) && QFile::decodeName(mark).isEmpty())
+        return QChar(QChar::ByteOrderMark) + name;
+    return name;
 }
 
 } // namespace

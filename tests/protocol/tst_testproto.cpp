@@ -264,6 +264,8 @@ private slots:
     void missingLine();
     void nothingToRead();
     void hungUpLineSwitchesTheNotifierOff();
+    void namesKeepTheirBytes_data();
+    void namesKeepTheirBytes();
 
     void sdPowerIsSwitchedOn();
     void missingSdPowerIsSilent();
@@ -711,6 +713,39 @@ void TestTestProto::hungUpLineSwitchesTheNotifierOff()
     QVERIFY(m_proto->findChild<QTimer *>()->isActive());
     m_proto->sendReady(); // lost, but no harm done
     QVERIFY(!m_log->has("debug: Invalid message"));
+}
+
+/// The decoder of UTF-8 drops a byte order mark, and an empty name means another request.
+void TestTestProto::namesKeepTheirBytes_data()
+{
+    QTest::addColumn<QByteArray>("frame");
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QByteArray>("name");
+    const QByteArray mark("\xEF\xBB\xBF");
+    QTest::newRow("picture, mark alone")
+        << "7E000D700017" + mark + "04E87F" << QByteArray() << mark;
+    QTest::newRow("picture, mark ahead")
+        << "7E000F700019" + mark + "ab05AF7F" << QByteArray() << mark + "ab";
+    QTest::newRow("picture, two marks")
+        << "7E0012700006" + mark + mark + "ab08017F" << QByteArray() << mark + mark + "ab";
+    QTest::newRow("flash, mark alone")
+        << "7E000D70501C" + mark + "04F97F" << QByteArray(ack) << mark;
+    QTest::newRow("flash, mark ahead")
+        << "7E000F70501E" + mark + "ab05C07F" << QByteArray(ack) << mark + "ab";
+}
+
+void TestTestProto::namesKeepTheirBytes()
+{
+    QFETCH(QByteArray, frame);
+    QFETCH(QByteArray, name);
+    start();
+    QString got;
+    connect(m_proto.get(), &TestProto::setLCDTestPattern, this,
+            [&](const QString &fileName) { got = fileName; });
+    connect(m_proto.get(), &TestProto::flashStart, this,
+            [&](bool, const QString &folder) { got = folder; });
+    QTEST(answerTo(frame), "answer");
+    QCOMPARE(QFile::encodeName(got), name);
 }
 
 void TestTestProto::sdPowerIsSwitchedOn()
