@@ -8,6 +8,7 @@
 #include <QtDebug>
 
 #include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -27,6 +28,10 @@ const int nextFrameWithin = 600000; // ms
 
 const int largestChunk = 1024;
 
+/// A cooked line ends once for each end-of-file character. Only one that is no
+/// line, or has no other side, ends so often with nothing between.
+const int mostEndsInRow = 100;
+
 /// The replies that carry data, and the ready message.
 enum ReplyType {
     VersionReply = 0x603D,
@@ -43,7 +48,7 @@ enum ReplyType {
     ReadyMessage = 0x9999
 };
 
-/// After the other end of the line is gone a read notifier would fire for ever.
+/// Whether the other end of the line is gone.
 bool lineHungUp(int fd)
 {
     pollfd line = {fd, 0, 0};
@@ -85,7 +90,7 @@ void writeAll(FILE *stream, const QByteArray &bytes)
 
 TestProto::TestProto(QObject *parent, const Board &board)
     : QObject(parent), m_strictCheck(true), m_sdMon(new SDMon(this, board)), m_fd(-1),
-      m_file(nullptr), m_ateTimer(nullptr), m_notifier(nullptr), m_board(board)
+      m_endsInRow(0), m_file(nullptr), m_ateTimer(nullptr), m_notifier(nullptr), m_board(board)
 {
     setSdPower(m_board, true);
     connect(m_sdMon, SIGNAL(dirAdded(QString)), SLOT(setSdCardMountPath(QString)));
@@ -126,16 +131,28 @@ void TestProto::openLine(const QString &path)
     connect(m_notifier, SIGNAL(activated(int)), SLOT(read()));
 }
 
+/// What cannot be read stays readable: its notifier would fire for ever.
+void TestProto::stopReading(const char *reason)
+{
+    m_notifier->setEnabled(false);
+    qDebug("Failed to read %s: %s", qPrintable(m_board.path(Board::TestLine)), reason);
+}
+
 void TestProto::read()
 {
     if (m_fd < 0)
         return;
     char chunk[largestChunk];
     const ssize_t size = ::read(m_fd, chunk, sizeof(chunk));
-    if (size <= 0 && lineHungUp(m_fd))
-        m_notifier->setEnabled(false);
-    if (size == 0)
+    if (size < 0 && errno != EINTR && errno != EAGAIN)
+        stopReading(strerror(errno));
+    if (size == 0) {
+        ++m_endsInRow;
+        if (m_endsInRow == mostEndsInRow || lineHungUp(m_fd))
+            stopReading("end of file");
         return;
+    }
+    m_endsInRow = 0;
 
     const QByteArray bytes = QByteArray(chunk, size < 0 ? 0 : static_cast<int>(size)).trimmed();
     qDebug("Got_newsocket: %s", bytes.constData());

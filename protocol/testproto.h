@@ -33,7 +33,8 @@ class TestProto : public QObject
 public:
     /// Opens the test line of @p board (with whatever settings it has), powers
     /// the SD card and starts the SD card monitor. A line that cannot be opened
-    /// is logged; replies are then lost and ATE mode ends after 15 seconds.
+    /// is logged; replies are then lost and ATE mode ends after 15 seconds. So is
+    /// one that cannot be read any more, and ATE mode ends by its timer.
     explicit TestProto(QObject *parent, const Board &board = Board());
     ~TestProto() override;
 
@@ -104,6 +105,7 @@ private:
     static const Command commands[];
 
     void openLine(const QString &path);
+    void stopReading(const char *reason);
     void parseMessage(const QByteArray &message);
     Reply dispatch(quint16 type, const QByteArray &data);
     void sendFrame(quint16 type, const QByteArray &data = QByteArray());
@@ -130,8 +132,9 @@ private:
     QString m_sdCardMountPath;
     bool m_strictCheck; ///< length and checksum of received frames are checked
     SDMon *m_sdMon;
-    int m_fd;     ///< the test line; negative when it could not be opened
-    FILE *m_file; ///< stream of the reply being sent; null between replies
+    int m_fd;        ///< the test line; negative when it could not be opened
+    int m_endsInRow; ///< reads in a row that found the line at its end
+    FILE *m_file;    ///< stream of the reply being sent; null between replies
     QTimer *m_ateTimer;
     QSocketNotifier *m_notifier; ///< null when the line could not be opened
     const Board m_board;

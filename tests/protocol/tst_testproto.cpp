@@ -12,6 +12,7 @@
 #include <atomic>
 #include <csignal>
 #include <malloc.h>
+#include <termios.h>
 
 #include <memory>
 #include <thread>
@@ -45,6 +46,31 @@ int openOn(const QString &path)
     for (const QString &name : names)
         count += QFile::symLinkTarget(folder.filePath(name)) == path ? 1 : 0;
     return count;
+}
+
+/// The descriptor of this process that was opened last on @p path; -1 when there is none.
+int latestOn(const QString &path)
+{
+    int latest = -1;
+    const QDir folder("/proc/self/fd");
+    const QStringList names = folder.entryList(QDir::Files | QDir::System);
+    for (const QString &name : names) {
+        if (QFile::symLinkTarget(folder.filePath(name)) == path)
+            latest = qMax(latest, name.toInt());
+    }
+    return latest;
+}
+
+/// A line with echo and line editing, as a fresh one is.
+termios cooked()
+{
+    termios settings = {};
+    settings.c_iflag = ICRNL | IXON;
+    settings.c_oflag = OPOST | ONLCR;
+    settings.c_cflag = CREAD | CS8 | B9600;
+    settings.c_lflag = ICANON | ECHO | ISIG;
+    settings.c_cc[VEOF] = 4;
+    return settings;
 }
 
 std::atomic<int> signalsSeen(0);
@@ -264,6 +290,11 @@ private slots:
     void missingLine();
     void nothingToRead();
     void hungUpLineSwitchesTheNotifierOff();
+    void lineThatCannotBeReadSwitchesTheNotifierOff();
+    void failedReadIsAnEmptyMessage();
+    void endWithoutEndSwitchesTheNotifierOff();
+    void endsOfACookedLineDoNot();
+    void lineSettingsStayAsTheyAre();
     void namesKeepTheirBytes_data();
     void namesKeepTheirBytes();
 
@@ -713,6 +744,89 @@ void TestTestProto::hungUpLineSwitchesTheNotifierOff()
     QVERIFY(m_proto->findChild<QTimer *>()->isActive());
     m_proto->sendReady(); // lost, but no harm done
     QVERIFY(!m_log->has("debug: Invalid message"));
+}
+
+void TestTestProto::lineThatCannotBeReadSwitchesTheNotifierOff()
+{
+    // Always readable by its own word, and each read fails with EIO.
+    m_folder->remove("/dev/ttySP0");
+    m_folder->link("/dev/ttySP0", "/proc/self/mem");
+    start();
+    const QSocketNotifier *notifier = m_proto->findChild<QSocketNotifier *>();
+    QVERIFY(notifier->isEnabled());
+    QTRY_VERIFY(!notifier->isEnabled());
+    QCOMPARE(m_log->count("debug: Failed to read " + m_folder->at("/dev/ttySP0") +
+                          ": Input/output error"),
+             1);
+    QCOMPARE(m_log->count("debug: Got_newsocket: "), 1);
+    QVERIFY(m_proto->findChild<QTimer *>()->isActive());
+}
+
+void TestTestProto::failedReadIsAnEmptyMessage()
+{
+    start();
+    // So that a read finds nothing, which is a failure that passes.
+    const int line = latestOn(m_line->path());
+    QVERIFY(line >= 0);
+    fcntl(line, F_SETFL, fcntl(line, F_GETFL) | O_NONBLOCK);
+    m_log->clear();
+    QVERIFY(QMetaObject::invokeMethod(m_proto.get(), "read"));
+    QCOMPARE(m_log->count("debug: Got_newsocket: "), 1);
+    QCOMPARE(m_log->lines().filter("Failed to read"), QStringList());
+    QVERIFY(m_proto->findChild<QSocketNotifier *>()->isEnabled());
+    QCOMPARE(answerTo("7E000E600219ABCD038D7F"), QByteArray("7E000E60033AABCD03D87F\r\n"));
+}
+
+void TestTestProto::endWithoutEndSwitchesTheNotifierOff()
+{
+    m_folder->remove("/dev/ttySP0");
+    m_folder->link("/dev/ttySP0", "/dev/null");
+    start();
+    const QSocketNotifier *notifier = m_proto->findChild<QSocketNotifier *>();
+    QVERIFY(notifier->isEnabled());
+    QTRY_VERIFY(!notifier->isEnabled());
+    QCOMPARE(m_log->count("debug: Failed to read " + m_folder->at("/dev/ttySP0") + ": end of file"),
+             1);
+    QCOMPARE(m_log->lines().filter("Got_newsocket"), QStringList());
+}
+
+/// Before it is made raw, a line ends once for each end-of-file character.
+void TestTestProto::endsOfACookedLineDoNot()
+{
+    const int line = open(qPrintable(m_line->path()), O_RDWR | O_NOCTTY);
+    const termios settings = cooked();
+    QCOMPARE(tcsetattr(line, TCSANOW, &settings), 0);
+    start();
+    for (int i = 0; i < 3; ++i) {
+        m_line->send(QByteArray(60, '\x04'));
+        m_log->clear();
+        m_line->send("\nword\n");
+        QTRY_COMPARE(m_log->count("debug: Got_newsocket: word"), 1);
+    }
+    QVERIFY(m_proto->findChild<QSocketNotifier *>()->isEnabled());
+    QCOMPARE(m_log->lines().filter("Failed to read"), QStringList());
+    close(line);
+}
+
+/// They are the business of whoever sets up the board.
+void TestTestProto::lineSettingsStayAsTheyAre()
+{
+    const int line = open(qPrintable(m_line->path()), O_RDWR | O_NOCTTY);
+    const termios settings = cooked();
+    QCOMPARE(tcsetattr(line, TCSANOW, &settings), 0);
+    termios before;
+    QCOMPARE(tcgetattr(line, &before), 0);
+    start();
+    m_proto->sendReady();
+    termios after;
+    QCOMPARE(tcgetattr(line, &after), 0);
+    close(line);
+    QCOMPARE(after.c_iflag, before.c_iflag);
+    QCOMPARE(after.c_oflag, before.c_oflag);
+    QCOMPARE(after.c_cflag, before.c_cflag);
+    QCOMPARE(after.c_lflag, before.c_lflag);
+    QCOMPARE(QByteArray(reinterpret_cast<const char *>(after.c_cc), NCCS),
+             QByteArray(reinterpret_cast<const char *>(before.c_cc), NCCS));
 }
 
 /// The decoder of UTF-8 drops a byte order mark, and an empty name means another request.
