@@ -18,6 +18,7 @@
 #include "hardware/sdmon.h"
 #include "hardware/sdpower.h"
 #include "protocol/frame.h"
+#include "protocol/quietline.h"
 #include "protocol/replydata.h"
 
 namespace
@@ -90,7 +91,8 @@ void writeAll(FILE *stream, const QByteArray &bytes)
 
 TestProto::TestProto(QObject *parent, const Board &board)
     : QObject(parent), m_strictCheck(true), m_sdMon(new SDMon(this, board)), m_fd(-1),
-      m_endsInRow(0), m_file(nullptr), m_ateTimer(nullptr), m_notifier(nullptr), m_board(board)
+      m_isUart(false), m_endsInRow(0), m_file(nullptr), m_ateTimer(nullptr), m_notifier(nullptr),
+      m_board(board)
 {
     setSdPower(m_board, true);
     connect(m_sdMon, SIGNAL(dirAdded(QString)), SLOT(setSdCardMountPath(QString)));
@@ -127,6 +129,7 @@ void TestProto::openLine(const QString &path)
         qDebug("Failed to open %s", qPrintable(path));
         return;
     }
+    m_isUart = isUart(m_fd);
     m_notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
     connect(m_notifier, SIGNAL(activated(int)), SLOT(read()));
 }
@@ -142,6 +145,8 @@ void TestProto::read()
 {
     if (m_fd < 0)
         return;
+    if (m_isUart)
+        waitUntilQuiet(m_fd);
     char chunk[largestChunk];
     const ssize_t size = ::read(m_fd, chunk, sizeof(chunk));
     if (size < 0 && errno != EINTR && errno != EAGAIN)

@@ -133,6 +133,7 @@ private:
     bool m_strictCheck; ///< length and checksum of received frames are checked
     SDMon *m_sdMon;
     int m_fd;        ///< the test line; negative when it could not be opened
+    bool m_isUart;   ///< it may hand a frame over in pieces
     int m_endsInRow; ///< reads in a row that found the line at its end
     FILE *m_file;    ///< stream of the reply being sent; null between replies
     QTimer *m_ateTimer;
