@@ -1,8 +1,15 @@
 /// The line itself: pulled out, plugged in again, and used for a long time.
+#include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+
+#include <functional>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -39,6 +46,32 @@ bool isSanitized(qint64 pid)
     return file.open(QIODevice::ReadOnly) && file.readAll().contains("libasan");
 }
 
+/// Sends requests and takes no answer until the tool, which cannot get rid of its
+/// replies any more, does not read the latest one.
+/// @return the count of requests; 0 when the tool goes on for ever
+int sendUntilStuck(Rig &rig, quint16 type, const std::function<QByteArray(int)> &dataOf)
+{
+    // It would read whatever comes.
+    rig.station.close();
+    int sent = 0;
+    bool isRead = true;
+    while (isRead && sent < 20000) {
+        const QByteArray data = dataOf(sent++);
+        const QByteArray frame = wire::buildFrame(wire::Sender::Station, type, data);
+        if (write(rig.keypad.lineFd(), frame.constData(), size_t(frame.size())) != frame.size())
+            break;
+        isRead = rig.keypad.waitForLog(QString::fromLatin1(data), 1500);
+    }
+    rig.station.adopt(fcntl(rig.keypad.lineFd(), F_DUPFD_CLOEXEC, 0));
+    return isRead ? 0 : sent;
+}
+
+/// @p number with leading zeros and a tail, @p size characters long.
+QByteArray numbered(int number, int size)
+{
+    return QByteArray::number(number).rightJustified(6, '0').leftJustified(size, '=');
+}
+
 } // namespace
 
 class tst_Line : public QObject
@@ -50,6 +83,11 @@ private slots:
     void hangsUp();
     void stationComesAndGoes();
     void thousandsOfReplies();
+    void uartHandsFramesOverInPieces();
+    void lineThatIsNone();
+    void nobodyDrainsIt();
+    void relayOnASlowLine();
+    void programsDoNotGetIt();
 };
 
 void tst_Line::initTestCase()
@@ -149,6 +187,126 @@ void tst_Line::thousandsOfReplies()
     // A sanitizer keeps freed memory for a while.
     if (!isSanitized(pid))
         QVERIFY2(grown < 1024, qPrintable(QString::number(grown)));
+}
+
+/// As a driver without DMA does: each frame still is one message.
+void tst_Line::uartHandsFramesOverInPieces()
+{
+    KeypadOptions options;
+    const QString library = QStringLiteral(UART_LINE);
+    options.visible.append(QFileInfo(library).path());
+    options.environment.insert(QStringLiteral("LD_PRELOAD"), library);
+    // Where the tool is built with a sanitizer, that library cannot be the first one.
+    options.environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                               qEnvironmentVariable("ASAN_OPTIONS") +
+                                   QStringLiteral(":verify_asan_link_order=0"));
+    Rig rig(options);
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    for (int size = 0; size < 150; ++size) {
+        const QByteArray data(size, '5');
+        QVERIFY(rig.station.send(0x6002, data));
+        QVERIFY2(rig.station.expect(0x6003, data), qPrintable(rig.station.errorString()));
+    }
+    // Whole frames only, or none: nothing is put together.
+    QVERIFY(rig.station.sendRaw("7E000C60"));
+    QCOMPARE(rig.next(), QString("0005"));
+    QVERIFY(rig.station.sendRaw("02175A02F57F\r\n"));
+    QCOMPARE(rig.next(), QString("0005"));
+}
+
+/// Something that can be read for ever and says nothing.
+void tst_Line::lineThatIsNone()
+{
+    KeypadOptions options;
+    options.without.append(QStringLiteral("/dev/ttySP0"));
+    VirtualKeypad keypad(options);
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    QCOMPARE(keypad.run("ln", {"-s", "/dev/null", "/dev/ttySP0"}).code, 0);
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY(keypad.waitForLog("Failed to read /dev/ttySP0: end of file", 30000));
+
+    const qint64 before = processorTime(keypad.toolPid());
+    QVERIFY(before >= 0);
+    QTest::qWait(1000);
+    const qint64 used = processorTime(keypad.toolPid()) - before;
+    QVERIFY2(used < 500, qPrintable(QString::number(used)));
+    QCOMPARE(keypad.countLog("Failed to read"), 1);
+    QCOMPARE(keypad.countLog("Got_newsocket:"), 0);
+}
+
+/// The tool stands still in a reply, and goes on with the next byte.
+void tst_Line::nobodyDrainsIt()
+{
+    Rig rig;
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    const auto data = [](int number) { return numbered(number, 900); };
+    const int sent = sendUntilStuck(rig, 0x6002, data);
+    QVERIFY(sent > 1);
+    for (int i = 0; i < sent; ++i)
+        QCOMPARE(rig.next(), QStringLiteral("6003 ") + QString::fromLatin1(data(i)));
+    QCOMPARE(rig.request(0x6002, "5A").line, QStringList("6003 5A"));
+}
+
+/// What the line did not take at once follows, and so do the relays after it.
+void tst_Line::relayOnASlowLine()
+{
+    const QByteArray ack("7E000A00043102957F\r\n");
+    // Where the line happens to be full just behind a relay, nothing is queued.
+    for (int size = 180; size < 190; ++size) {
+        Rig rig;
+        QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+        QCOMPARE(rig.request(0x7040, "01").line, QStringList("0004"));
+        const auto data = [size](int number) { return numbered(number, size); };
+        const int sent = sendUntilStuck(rig, 0x7041, data);
+        QVERIFY(sent > 1);
+
+        QByteArray relayed;
+        for (int i = 0; i < sent; ++i)
+            relayed += data(i) + "\r\n";
+        QByteArray received;
+        const auto takeUntil = [&](const std::function<bool()> &isEnough) {
+            while (!isEnough()) {
+                const std::optional<Station::Received> next = rig.station.receive(20000);
+                if (!next)
+                    return false;
+                received += next->raw;
+            }
+            return true;
+        };
+        QVERIFY2(takeUntil([&] { return received.count(ack) == sent; }),
+                 qPrintable(rig.station.errorString()));
+        if (!rig.keypad.waitForLog("onWrite", 3000))
+            continue;
+        QVERIFY2(takeUntil([&] { return received.size() == relayed.size() + sent * ack.size(); }),
+                 qPrintable(rig.station.errorString()));
+        // One ACK may stand in the middle of a relayed line.
+        QCOMPARE(received.replace(ack, ""), relayed);
+        QCOMPARE(rig.request(0x7041, "after").line, QStringList({"line after", "0004"}));
+        return;
+    }
+    QFAIL("the line was never full in the middle of a relay");
+}
+
+/// One that outlives the tool would hold the line open.
+void tst_Line::programsDoNotGetIt()
+{
+    Rig rig;
+    QVERIFY2(rig.startReady(), qPrintable(rig.why()));
+    QVERIFY(Programs::setScript(rig.keypad, QStringLiteral("kobs-ng"),
+                                "for file in /proc/$$/fd/*; do\n"
+                                "  /bin/readlink $file\n"
+                                "done > /tmp/descriptors\n"
+                                "exit 1\n"));
+    QVERIFY(rig.station.send(wire::FlashRequest));
+    QCOMPARE(rig.next(), QString("0004"));
+    QCOMPARE(rig.next(), QString("7052 00"));
+    const QByteArrayList open = rig.keypad.readFile("/tmp/descriptors").split('\n');
+    QVERIFY(open.contains("/tmp/descriptors"));
+    for (const QByteArray &file : open) {
+        const bool isItsOwn = file.isEmpty() || file == "/tmp/descriptors" || file == "/dev/null" ||
+                              file.startsWith("pipe:") || file.endsWith("/kobs-ng");
+        QVERIFY2(isItsOwn, file.constData());
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_Line)
