@@ -27,6 +27,8 @@ void PointercalDriver::getCalibration(QWSPointerCalibrationData *data) const
 
 void PointercalDriver::clearCalibration()
 {
+    if (m_touchScreen && !m_touchScreen->isOpen())
+        qWarning("There is no touchscreen to calibrate");
     setRaw(true);
 }
 
@@ -50,7 +52,7 @@ void PointercalDriver::calibrate(const QWSPointerCalibrationData *data)
     const bool isNew = wanted.content != m_inForce.content;
     m_inForce = wanted;
     if (isNew && m_touchScreen)
-        m_touchScreen->reload(PointercalFile::toRead());
+        m_touchScreen->recalibrate(m_inForce.forLibrary);
 }
 
 QPoint PointercalDriver::mapToDevice(const QPoint &point, const QSize &) const
@@ -70,7 +72,8 @@ PointercalDriver::Calibration PointercalDriver::load()
     if (content.isEmpty())
         return calibration;
     AffineMap map;
-    if (!PointercalFile::parse(content, &map)) {
+    calibration.forLibrary = PointercalFile::forLibrary(content, screen);
+    if (calibration.forLibrary.isEmpty() || !PointercalFile::parse(content, &map)) {
         qWarning("No calibration in %s", qPrintable(path));
         return calibration;
     }
@@ -84,8 +87,13 @@ bool PointercalDriver::computed(const QWSPointerCalibrationData &data, Calibrati
     AffineMap map;
     if (!fitAffine(data, &map))
         return false;
+    const QByteArray content = PointercalFile::format(map);
+    const QByteArray forLibrary = PointercalFile::forLibrary(content, screenGeometry().size());
+    if (forLibrary.isEmpty())
+        return false;
     result->points = data;
-    result->content = PointercalFile::format(map);
+    result->content = content;
+    result->forLibrary = forLibrary;
     logResidual(map, data);
     return true;
 }
@@ -95,7 +103,7 @@ void PointercalDriver::openTouchScreen()
     const QString device = QFile::decodeName(qgetenv("TSLIB_TSDEVICE"));
     if (device.isEmpty())
         return;
-    m_touchScreen = TouchScreen::open(device, PointercalFile::toRead(), this);
+    m_touchScreen = TouchScreen::open(device, m_inForce.forLibrary, this);
     if (!m_touchScreen)
         return;
     m_pointer = new TouchPointer(this);

@@ -14,11 +14,11 @@ class TouchScreen;
 class PointercalDriver : public PointerDriver
 {
 public:
-    /// Loads the stored calibration, and opens the touchscreen that
-    /// TSLIB_TSDEVICE names. Where it names none, or one that cannot be opened
-    /// (logged), Qt's own mouse serves: its coordinates are those of the
-    /// screen and no map is ever applied to them, but fitted sets are stored
-    /// all the same.
+    /// Loads the stored calibration, and reads the touchscreen that TSLIB_TSDEVICE
+    /// names, as soon as it is there. The library is given the calibration that was
+    /// accepted here, never the file. Qt's own mouse, where there is one, serves
+    /// besides: its coordinates are those of the screen and no map is ever applied
+    /// to them, but fitted sets are stored all the same.
     explicit PointercalDriver(QObject *parent = 0);
 
     /// The set that was calibrated last, or five points that stand for the map
@@ -36,11 +36,12 @@ public:
     QPoint mapToDevice(const QPoint &point, const QSize &screenSize) const override;
 
 private:
-    // A calibration as points and as it stands in the file; no content means
-    // that there is none.
+    // A calibration as points, as it stands in the file, and as the library is given
+    // it; no content means that there is none.
     struct Calibration {
         QWSPointerCalibrationData points;
         QByteArray content;
+        QByteArray forLibrary;
     };
 
     static Calibration load();

@@ -2,6 +2,7 @@
 #ifndef CALIBRATION_TOUCHSCREEN_H
 #define CALIBRATION_TOUCHSCREEN_H
 
+#include <QByteArray>
 #include <QObject>
 #include <QPoint>
 #include <QString>
@@ -10,23 +11,27 @@ class TouchScreen : public QObject
 {
     Q_OBJECT
 public:
-    /// Opens @p device, with the calibration in @p calibrationFile; never waits
-    /// for either. The touchscreen belongs to @p parent.
-    /// @return null when the device cannot be opened or is no touchscreen, or
-    /// when the tool was built without the touchscreen library; logged.
-    static TouchScreen *open(const QString &device, const QString &calibrationFile,
-                             QObject *parent);
+    /// Reads @p device. One that is not there, or goes away, is logged once and looked
+    /// for until it is there. The touchscreen belongs to @p parent.
+    /// @param calibration  what the touchscreen library is to calculate with, in the
+    ///                     format of its file and checked by
+    ///                     PointercalFile::forLibrary(); empty where there is none
+    /// @return null when the tool was built without the touchscreen library; logged.
+    static TouchScreen *open(const QString &device, const QByteArray &calibration, QObject *parent);
+
+    /// Whether the device is there.
+    virtual bool isOpen() const = 0;
 
     /// Whether coordinates are the panel's own, or calibrated ones of the screen.
     virtual void setRaw(bool raw) = 0;
 
-    /// Takes up the calibration that is now in @p calibrationFile.
-    virtual void reload(const QString &calibrationFile) = 0;
+    /// From now on @p calibration, as for open(), is in force.
+    virtual void recalibrate(const QByteArray &calibration) = 0;
 
 signals:
     /// A finger is at @p position.
     void touched(QPoint position);
-    /// The finger has gone; where to is not known.
+    /// The finger has gone, or the device has; where to is not known.
     void lifted();
 
 protected:

@@ -2,10 +2,14 @@
 
 #include <QFile>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
 #include <tslib.h>
+#include <unistd.h>
 
 namespace
 {
@@ -17,58 +21,93 @@ const char calibrationVariable[] = "TSLIB_CALIBFILE";
 const int samplesAtOnce = 64;
 
 /// A device that is always readable but never has a sample (at its end, or taken
-/// away) is given up after so many wake-ups; it would keep the processor busy.
+/// away) has gone after so many wake-ups; it would keep the processor busy.
 const int fruitlessLimit = 8;
+
+/// From one look for a device that is not there to the next: udev may be late, and a
+/// panel may be pulled and put back.
+const int pauseTime = 1000; // ms
+
+/// What the library calculates with where there is no calibration.
+const char identity[] = "1 0 0 0 1 0 1\n";
+
+/// The library's complaints are repeated with every look for a device.
+bool muted = false;
 
 #if defined(__GNUC__)
 __attribute__((format(printf, 1, 0)))
 #endif
 int logError(const char *format, va_list arguments)
 {
+    if (muted)
+        return 0;
     char text[256];
     const int length = std::vsnprintf(text, sizeof text, format, arguments);
     qWarning("%s", QByteArray(text).trimmed().constData());
     return length;
 }
 
-/// The library finds the calibration by one environment variable alone. Where the
-/// file has been named in another way, the variable is lent to it while it looks.
-class CalibrationVariable
+/// The library finds the calibration by one environment variable, and takes whatever
+/// the file holds: a scale of zero, or a pipe that never ends. So the variable is lent
+/// to it, while it looks, with a pipe that holds what the tool has accepted.
+class LentCalibration
 {
 public:
-    explicit CalibrationVariable(const QString &calibrationFile)
-        : m_lent(qgetenv(calibrationVariable).isEmpty())
+    explicit LentCalibration(const QByteArray &content)
+        : m_wasSet(std::getenv(calibrationVariable) != nullptr),
+          m_before(qgetenv(calibrationVariable)), m_fd(-1)
     {
-        if (m_lent)
-            ::setenv(calibrationVariable, QFile::encodeName(calibrationFile).constData(), 1);
+        int ends[2];
+        if (::pipe2(ends, O_CLOEXEC) != 0)
+            return;
+        // A pipe takes so little at once; a whole number of lines is never cut.
+        const ssize_t size = static_cast<ssize_t>(content.size());
+        const bool filled = ::write(ends[1], content.constData(), size_t(size)) == size;
+        ::close(ends[1]);
+        if (!filled) {
+            ::close(ends[0]);
+            return;
+        }
+        m_fd = ends[0];
+        qputenv(calibrationVariable, "/proc/self/fd/" + QByteArray::number(m_fd));
     }
 
-    ~CalibrationVariable()
+    ~LentCalibration()
     {
-        if (m_lent)
+        if (m_fd < 0)
+            return;
+        ::close(m_fd);
+        if (m_wasSet)
+            qputenv(calibrationVariable, m_before);
+        else
             ::unsetenv(calibrationVariable);
     }
 
+    bool isValid() const { return m_fd >= 0; }
+
 private:
-    Q_DISABLE_COPY(CalibrationVariable)
-    bool m_lent;
+    Q_DISABLE_COPY(LentCalibration)
+    bool m_wasSet;
+    QByteArray m_before;
+    int m_fd;
 };
 
 } // namespace
 
-TouchScreen *TouchScreen::open(const QString &device, const QString &calibrationFile,
+TouchScreen *TouchScreen::open(const QString &device, const QByteArray &calibration,
                                QObject *parent)
 {
-    TsTouchScreen *screen = new TsTouchScreen(parent);
-    if (screen->start(device, calibrationFile))
-        return screen;
-    delete screen;
-    return nullptr;
+    return new TsTouchScreen(device, calibration, parent);
 }
 
-TsTouchScreen::TsTouchScreen(QObject *parent)
-    : TouchScreen(parent), m_device(nullptr), m_notifier(nullptr), m_raw(false), m_fruitless(0)
+TsTouchScreen::TsTouchScreen(const QString &device, const QByteArray &calibration, QObject *parent)
+    : TouchScreen(parent), m_name(device), m_calibration(calibration), m_device(nullptr),
+      m_notifier(nullptr), m_pause(new QTimer(this)), m_missing(false), m_raw(false), m_fruitless(0)
 {
+    m_pause->setSingleShot(true);
+    m_pause->setInterval(pauseTime);
+    connect(m_pause, SIGNAL(timeout()), this, SLOT(look()));
+    look();
 }
 
 TsTouchScreen::~TsTouchScreen()
@@ -76,24 +115,49 @@ TsTouchScreen::~TsTouchScreen()
     stop();
 }
 
+void TsTouchScreen::look()
+{
+    muted = m_missing;
+    if (!start()) {
+        stop();
+        lookAgain();
+        return;
+    }
+    if (m_missing)
+        qDebug("Touchscreen %s is there", qPrintable(m_name));
+    m_missing = false;
+}
+
+void TsTouchScreen::lookAgain()
+{
+    m_missing = true;
+    m_pause->start();
+}
+
+/// Only once for as long as the device is missing.
+void TsTouchScreen::complain(const char *text) const
+{
+    if (!m_missing)
+        qWarning("%s", qPrintable(QString::fromLatin1(text).arg(m_name)));
+}
+
 /// Not with ts_setup(), which waits for a device that is not there, and looks for
 /// others by itself: the first input device of the board is the home key.
-bool TsTouchScreen::start(const QString &device, const QString &calibrationFile)
+bool TsTouchScreen::start()
 {
     ts_error_fn = logError;
-    m_name = device;
-    m_device = ts_open(QFile::encodeName(device).constData(), 1);
+    m_device = ts_open(QFile::encodeName(m_name).constData(), 1);
     if (!m_device) {
-        qWarning("Failed to open touchscreen %s", qPrintable(device));
+        complain("Failed to open touchscreen %1, looking for it every second");
         return false;
     }
-    const CalibrationVariable variable(calibrationFile);
-    if (ts_config(m_device) != 0) {
-        qWarning("Failed to configure touchscreen %s", qPrintable(device));
+    const LentCalibration lent(m_calibration.isEmpty() ? QByteArray(identity) : m_calibration);
+    if (!lent.isValid() || ts_config(m_device) != 0) {
+        complain("Failed to configure touchscreen %1, trying again every second");
         return false;
     }
     if (!discardPending()) {
-        qWarning("%s is no touchscreen", qPrintable(device));
+        complain("%1 is no touchscreen, looking at it every second");
         return false;
     }
     m_notifier = new QSocketNotifier(ts_fd(m_device), QSocketNotifier::Read, this);
@@ -106,13 +170,15 @@ void TsTouchScreen::setRaw(bool raw)
     m_raw = raw;
 }
 
-/// The library reads the file when it is configured. Its ts_reconfig() would do,
+/// The library takes a calibration when it is configured. Its ts_reconfig() would do,
 /// but loses some memory each time.
-void TsTouchScreen::reload(const QString &calibrationFile)
+void TsTouchScreen::recalibrate(const QByteArray &calibration)
 {
+    m_calibration = calibration;
+    if (!isOpen())
+        return;
     stop();
-    if (!start(m_name, calibrationFile))
-        stop();
+    look();
 }
 
 void TsTouchScreen::stop()
@@ -149,8 +215,16 @@ void TsTouchScreen::readSamples()
     m_fruitless = fruitful ? 0 : m_fruitless + 1;
     if (m_fruitless < fruitlessLimit)
         return;
-    qWarning("The touchscreen has failed, it is read no longer");
-    m_notifier->setEnabled(false);
+    lose();
+}
+
+/// Nobody will tell that the finger is gone: without the device it counts as lifted.
+void TsTouchScreen::lose()
+{
+    qWarning("Touchscreen %s has gone, looking for it every second", qPrintable(m_name));
+    stop();
+    lookAgain();
+    emit lifted();
 }
 
 TsTouchScreen::Outcome TsTouchScreen::readSample(ts_sample *sample)

@@ -5,6 +5,7 @@
 #include "calibration/touchscreen.h"
 
 class QSocketNotifier;
+class QTimer;
 
 struct ts_sample;
 struct tsdev;
@@ -13,17 +14,16 @@ class TsTouchScreen : public TouchScreen
 {
     Q_OBJECT
 public:
-    explicit TsTouchScreen(QObject *parent);
+    TsTouchScreen(const QString &device, const QByteArray &calibration, QObject *parent);
     ~TsTouchScreen() override;
 
-    /// Opens and configures; see TouchScreen::open().
-    bool start(const QString &device, const QString &calibrationFile);
-
+    bool isOpen() const override { return m_notifier != nullptr; }
     void setRaw(bool raw) override;
-    void reload(const QString &calibrationFile) override;
+    void recalibrate(const QByteArray &calibration) override;
 
 private slots:
     void readSamples();
+    void look();
 
 private:
     enum Outcome {
@@ -33,14 +33,21 @@ private:
         Failed
     };
 
+    bool start();
     void stop();
+    void lookAgain();
+    void lose();
+    void complain(const char *text) const;
     Outcome readSample(ts_sample *sample);
     bool discardPending();
     void deliver(const ts_sample &sample);
 
-    QString m_name;
+    const QString m_name;
+    QByteArray m_calibration;
     tsdev *m_device;
-    QSocketNotifier *m_notifier;
+    QSocketNotifier *m_notifier; ///< null while the device is not there
+    QTimer *m_pause;             ///< runs from one look for the device to the next
+    bool m_missing;              ///< the log has been told that it is not there
     bool m_raw;
     int m_fruitless;
 };

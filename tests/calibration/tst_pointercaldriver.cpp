@@ -19,6 +19,7 @@
 #include <limits>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 typedef QWSPointerCalibrationData Data;
@@ -117,6 +118,38 @@ protected:
     }
 };
 
+// What is logged while it lives.
+class Said
+{
+public:
+    Said()
+    {
+        s_lines.clear();
+        m_before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &text) { s_lines << text; });
+    }
+    ~Said() { qInstallMessageHandler(m_before); }
+    Q_DISABLE_COPY(Said)
+
+    QStringList lines() const { return s_lines; }
+
+private:
+    static QStringList s_lines;
+    QtMessageHandler m_before;
+};
+
+QStringList Said::s_lines;
+
+// How long the pause is, is for one test to say; the others need not wait for it.
+void lookEvery(int msecs, const PointercalDriver &driver)
+{
+    QTimer *pause = driver.findChild<QTimer *>();
+    QVERIFY(pause);
+    pause->setInterval(msecs);
+    if (pause->isActive())
+        pause->start();
+}
+
 } // namespace
 
 class tst_PointercalDriver : public QObject
@@ -161,7 +194,14 @@ private slots:
     void calibrationDuringATouch();
     void deviceGoneAtReload();
     void manyPacketsAtOnce();
-    void deviceTakenAway();
+    void deviceThatComesLate();
+    void pauseBetweenTwoLooks();
+    void deviceTakenAwayAndPutBack();
+    void unusableFile_data();
+    void unusableFile();
+    void pipeInThePlaceOfTheFile();
+    void rotationInTheFile();
+    void pointsThatDoNotFit();
     void wholeCalibrationByFinger();
 
 private:
@@ -394,11 +434,13 @@ void tst_PointercalDriver::missingDevice()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
+    const char *const noDevice =
+        "Failed to open touchscreen /dev/input/there-is-none, looking for it every second";
     // The library's own way to set a device up would wait for several seconds. On a busy
     // machine the quickest of three tells.
     qint64 quickest = std::numeric_limits<qint64>::max();
     for (int i = 0; i < 3; ++i) {
-        QTest::ignoreMessage(QtWarningMsg, "Failed to open touchscreen /dev/input/there-is-none");
+        QTest::ignoreMessage(QtWarningMsg, noDevice);
         QElapsedTimer time;
         time.start();
         const PointercalDriver tried;
@@ -406,9 +448,10 @@ void tst_PointercalDriver::missingDevice()
     }
     QVERIFY2(quickest < 2000, qPrintable(QString::number(quickest)));
 
-    QTest::ignoreMessage(QtWarningMsg, "Failed to open touchscreen /dev/input/there-is-none");
+    QTest::ignoreMessage(QtWarningMsg, noDevice);
     PointercalDriver driver;
     const Data data = swappedPanel();
+    QTest::ignoreMessage(QtWarningMsg, "There is no touchscreen to calibrate");
     driver.clearCalibration();
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
@@ -417,13 +460,9 @@ void tst_PointercalDriver::missingDevice()
 void tst_PointercalDriver::noDeviceNoWord()
 {
     qputenv("TSLIB_TSDEVICE", "");
-    static QStringList said;
-    said.clear();
-    const QtMessageHandler before = qInstallMessageHandler(
-        [](QtMsgType, const QMessageLogContext &, const QString &message) { said << message; });
+    const Said said;
     delete new PointercalDriver;
-    qInstallMessageHandler(before);
-    QCOMPARE(said, QStringList());
+    QCOMPARE(said.lines(), QStringList());
 }
 
 void tst_PointercalDriver::builtWithoutTheLibrary()
@@ -455,7 +494,7 @@ void tst_PointercalDriver::deviceThatIsNoTouchscreen()
     QFETCH(QByteArray, configuration);
     plugIn(configuration);
     qputenv("TSLIB_TSDEVICE", device);
-    QTest::ignoreMessage(QtWarningMsg, "/dev/null is no touchscreen");
+    QTest::ignoreMessage(QtWarningMsg, "/dev/null is no touchscreen, looking at it every second");
     const PointercalDriver driver;
 }
 
@@ -464,8 +503,8 @@ void tst_PointercalDriver::brokenConfiguration()
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn("module_raw there_is_no_such_module\n");
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("there_is_no_such_module"));
-    QTest::ignoreMessage(QtWarningMsg,
-                         qPrintable("Failed to configure touchscreen " + in("panel")));
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to configure touchscreen " + in("panel") +
+                                                  ", trying again every second"));
     const PointercalDriver driver;
 }
 
@@ -678,10 +717,12 @@ void tst_PointercalDriver::deviceGoneAtReload()
     PointercalDriver driver;
     QVERIFY(QFile::remove(in("panel")));
     const Data data = swappedPanel();
-    QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to open touchscreen " + in("panel")));
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to open touchscreen " + in("panel") +
+                                                  ", looking for it every second"));
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
     // Without it the driver goes on.
+    QTest::ignoreMessage(QtWarningMsg, "There is no touchscreen to calibrate");
     driver.clearCalibration();
     driver.calibrate(&data);
 }
@@ -700,8 +741,47 @@ void tst_PointercalDriver::manyPacketsAtOnce()
     QCOMPARE(m_screen->m_seen.at(400), QString("release 399,7"));
 }
 
-// A line whose other end is closed is readable for ever and gives nothing.
-void tst_PointercalDriver::deviceTakenAway()
+// udev may be late. Many looks, one line of the log; and what was set meanwhile holds.
+void tst_PointercalDriver::deviceThatComesLate()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), otherFile));
+    plugIn();
+    const QString late = in("late");
+    qputenv("TSLIB_TSDEVICE", QFile::encodeName(late));
+    Said said;
+    PointercalDriver driver;
+    const QString missing = "Failed to open touchscreen " + late + ", looking for it every second";
+    QCOMPARE(said.lines(), QStringList(missing));
+    lookEvery(1, driver);
+    QTest::qWait(50);
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    QCOMPARE(said.lines(), QStringList()
+                               << missing << "The calibration fits its points to 0 pixels");
+
+    QVERIFY(QFile::link(in("panel"), late));
+    QTRY_COMPARE(said.lines().size(), 3);
+    QCOMPARE(said.lines().at(2), "Touchscreen " + late + " is there");
+    tap(QPoint(1060, 1100));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
+                                                 << "release 400,240");
+}
+
+void tst_PointercalDriver::pauseBetweenTwoLooks()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
+    const Said said;
+    const PointercalDriver driver;
+    const QTimer *pause = driver.findChild<QTimer *>();
+    QVERIFY(pause && pause->isActive());
+    QCOMPARE(pause->interval(), 1000);
+}
+
+// A line whose other end is closed is readable for ever and gives nothing. The finger
+// that was on it counts as lifted.
+void tst_PointercalDriver::deviceTakenAwayAndPutBack()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -709,22 +789,100 @@ void tst_PointercalDriver::deviceTakenAway()
     QVERIFY(master >= 0);
     QCOMPARE(::grantpt(master), 0);
     QCOMPARE(::unlockpt(master), 0);
-    qputenv("TSLIB_TSDEVICE", ::ptsname(master));
+    termios raw;
+    QCOMPARE(::tcgetattr(master, &raw), 0);
+    ::cfmakeraw(&raw);
+    QCOMPARE(::tcsetattr(master, TCSANOW, &raw), 0);
+    const QString device = in("device");
+    QVERIFY(QFile::link(QFile::decodeName(::ptsname(master)), device));
+    qputenv("TSLIB_TSDEVICE", QFile::encodeName(device));
+    Said said;
     const PointercalDriver driver;
+    lookEvery(1, driver);
+    const char packet[] = {char(0x81), 1, 2, 3, 4};
+    QCOMPARE(::write(master, packet, sizeof packet), ssize_t(sizeof packet));
+    QTRY_COMPARE(m_screen->m_seen, QStringList("press 130,388"));
 
-    static QStringList said;
-    said.clear();
-    const QtMessageHandler before = qInstallMessageHandler(
-        [](QtMsgType type, const QMessageLogContext &, const QString &message) {
-            if (type == QtWarningMsg)
-                said << message;
-        });
+    QVERIFY(QFile::remove(device));
     ::close(master);
-    QTRY_COMPARE(said, QStringList("The touchscreen has failed, it is read no longer"));
-    // Once and for all.
+    const QString gone = "Touchscreen " + device + " has gone, looking for it every second";
+    QTRY_COMPARE(said.lines(), QStringList(gone));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 130,388"
+                                                 << "release 130,388");
     QTest::qWait(50);
-    qInstallMessageHandler(before);
-    QCOMPARE(said.size(), 1);
+    QCOMPARE(said.lines(), QStringList(gone));
+
+    QVERIFY(QFile::link(in("panel"), device));
+    QTRY_COMPARE(said.lines(), QStringList() << gone << "Touchscreen " + device + " is there");
+    m_screen->m_seen.clear();
+    tap(QPoint(300, 200));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
+                                                 << "release 300,200");
+}
+
+void tst_PointercalDriver::unusableFile_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("scale 0") << QByteArray("1 0 0 0 1 0 0\n");
+    QTest::newRow("least of all numbers divided by -1")
+        << QByteArray("2147483647 0 -2147483648 0 1 -2147483648 -1\n");
+    QTest::newRow("two numbers short") << QByteArray("2 0 100 0 2\n");
+    QTest::newRow("all to one place") << QByteArray("0 0 5 0 0 5 1\n");
+    QTest::newRow("beyond 32 bits") << QByteArray("1 0 4294967296 0 1 0 1\n");
+}
+
+// The library would have taken what there is of it, and divided by it.
+void tst_PointercalDriver::unusableFile()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QFETCH(QByteArray, content);
+    QVERIFY(put(in("pointercal"), content));
+    plugIn();
+    QTest::ignoreMessage(QtWarningMsg, qPrintable("No calibration in " + in("pointercal")));
+    const PointercalDriver driver;
+    finger(QPoint(0, 0));
+    finger(QPoint(300, 200));
+    finger(QPoint(0, 0), false);
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 0,0"
+                                                 << "move 300,200"
+                                                 << "release 300,200");
+    QCOMPARE(QFile::decodeName(qgetenv("TSLIB_CALIBFILE")), in("pointercal"));
+}
+
+// Nobody writes to it, and the library would wait for that.
+void tst_PointercalDriver::pipeInThePlaceOfTheFile()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QCOMPARE(::mkfifo(QFile::encodeName(in("pointercal")).constData(), 0600), 0);
+    plugIn();
+    const PointercalDriver driver;
+    tap(QPoint(300, 200));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
+                                                 << "release 300,200");
+}
+
+// As the library's own tool stores it for a screen that is turned.
+void tst_PointercalDriver::rotationInTheFile()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    QVERIFY(put(in("pointercal"), "1 0 0 0 1 0 1 800 480 2\n"));
+    plugIn();
+    const PointercalDriver driver;
+    tap(QPoint(100, 50));
+    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 699,429"
+                                                 << "release 699,429");
+}
+
+void tst_PointercalDriver::pointsThatDoNotFit()
+{
+    PointercalDriver driver;
+    Data data = swappedPanel();
+    // Four counts are a pixel; a best fit leaves the centre four fifths of it.
+    data.devPoints[Data::Center] += QPoint(200, 0);
+    QTest::ignoreMessage(QtWarningMsg, "The calibration is off by 40 pixels at the centre target, "
+                                       "it is stored all the same");
+    driver.calibrate(&data);
+    QVERIFY(contentOf(in("pointercal")) != QByteArray("(none)"));
 }
 
 // Dialog, driver and library together: five targets held on a panel with swapped

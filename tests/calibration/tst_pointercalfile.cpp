@@ -48,6 +48,9 @@ private slots:
     void refusesForeignContent_data();
     void refusesForeignContent();
     void formatsOneLine();
+    void forTheLibrary_data();
+    void forTheLibrary();
+    void fileOfQt();
     void readsNothingFromWhatIsNoFile();
     void storesNewFile();
     void replacesAsAWhole();
@@ -182,6 +185,42 @@ void tst_PointercalFile::refusesForeignContent()
     QVERIFY(!PointercalFile::parse(content, &map));
     QCOMPARE(map.a, 9);
     QCOMPARE(map.s, 9);
+}
+
+void tst_PointercalFile::forTheLibrary_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QByteArray>("given");
+    QTest::newRow("plain") << QByteArray("13107 0 1 0 7864 2 65536")
+                           << QByteArray("13107 0 1 0 7864 2 65536\n");
+    QTest::newRow("screen and rotation") << QByteArray("13107\t0 1 0 7864 2 65536\r\n800 480 1\n")
+                                         << QByteArray("13107 0 1 0 7864 2 65536 800 480 1\n");
+    QTest::newRow("half of them") << QByteArray("13107 0 1 0 7864 2 65536 800 480\n")
+                                  << QByteArray("13107 0 1 0 7864 2 65536\n");
+    QTest::newRow("negative width") << QByteArray("13107 0 1 0 7864 2 65536 -800 480 0\n")
+                                    << QByteArray("13107 0 1 0 7864 2 65536\n");
+    QTest::newRow("other text behind") << QByteArray("13107 0 1 0 7864 2 65536 by hand today\n")
+                                       << QByteArray("13107 0 1 0 7864 2 65536\n");
+    QTest::newRow("negative scale")
+        << QByteArray("-3 0 -4 0 -3 -5 -6\n") << QByteArray("3 0 4 0 3 5 6\n");
+    QTest::newRow("scale 0") << QByteArray("1 0 0 0 1 0 0\n") << QByteArray();
+    QTest::newRow("short") << QByteArray("1 0 0 0 1 0\n") << QByteArray();
+    QTest::newRow("nothing") << QByteArray() << QByteArray();
+}
+
+void tst_PointercalFile::forTheLibrary()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QByteArray, given);
+    QCOMPARE(PointercalFile::forLibrary(content, QSize(800, 480)), given);
+}
+
+void tst_PointercalFile::fileOfQt()
+{
+    qputenv("TSLIB_CALIBFILE", "/a/two");
+    QCOMPARE(PointercalFile::ofQt(), QString("/etc/pointercal"));
+    qputenv("POINTERCAL_FILE", "/a/one");
+    QCOMPARE(PointercalFile::ofQt(), QString("/a/one"));
 }
 
 void tst_PointercalFile::formatsOneLine()

@@ -99,6 +99,11 @@ def pointercal():
               [(-32768, -32768), (-32768, 32767), (32767, 32767), (32767, -32768), (0, 0)]]
     for panel in panels:
         yield b"\1" + b"".join(struct.pack(">hh", *point) for point in panel + screen)
+    # The library would divide by zero, by -1 what has no opposite, or take the half of it.
+    for text in (b"1 0 0 0 1 0 0\n", b"2147483647 0 -2147483648 0 1 -2147483648 -1\n",
+                 b"1 0 0 0 1 -2147483648 -1\n", b"2 0 100 0 2\n", b"65536 0 0 0 65536 0 65536\n",
+                 b"-3 0 -4 0 -3 -5 -6 800 480 0\n", b"1 0 0 0 1 0 1 800 480 3\n"):
+        yield b"\0" + text
 
 
 def plan():
