@@ -1,5 +1,7 @@
 #include "bench/keypad/boardroot.h"
 
+#include "bench/keypad/hostprotocol.h"
+
 #include <QByteArray>
 #include <QDir>
 #include <QFile>

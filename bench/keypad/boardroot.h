@@ -17,13 +17,4 @@ struct BoardRoot {
     QString build() const;
 };
 
-/// Where the stand-ins, what they print and what they are asked to do live; on no board.
-namespace BenchPlace
-{
-const char programs[] = "/run/bench/bin";
-const char captures[] = "/run/bench/captures";
-const char plays[] = "/run/bench/plays";
-const char calls[] = "/run/bench/calls";
-} // namespace BenchPlace
-
 #endif

@@ -7,6 +7,7 @@
 
 #include "bench/keypad/channel.h"
 #include "bench/keypad/guard.h"
+#include "bench/keypad/hostprotocol.h"
 #include "bench/keypad/hostserver.h"
 #include "bench/keypad/keypadline.h"
 
@@ -18,6 +19,8 @@
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+using namespace HostProtocol;
 
 namespace
 {
@@ -49,8 +52,7 @@ bool leaveNamespaces()
 
 int refuse(const Channel &channel, const QJsonObject &request, const QString &reason)
 {
-    channel.sendWaiting(QJsonObject{{QStringLiteral("id"), request.value(QLatin1String("id"))},
-                                    {QStringLiteral("error"), reason}});
+    channel.sendWaiting(QJsonObject{{Key::Id, request.value(Key::Id)}, {Key::Reason, reason}});
     return 1;
 }
 
@@ -62,8 +64,7 @@ int serveKeypad(const Channel &channel, const QJsonObject &request, KeypadLine &
     if (!reason.isEmpty())
         return refuse(channel, request, reason);
     const QList<int> master = line.toolMaster() < 0 ? QList<int>() : QList<int>{line.toolMaster()};
-    channel.sendWaiting(QJsonObject{{QStringLiteral("id"), request.value(QLatin1String("id"))}},
-                        master);
+    channel.sendWaiting(QJsonObject{{Key::Id, request.value(Key::Id)}}, master);
     server.serve();
     return 0;
 }

@@ -1,22 +1,18 @@
 #include "bench/keypad/hostserver.h"
 
 #include "bench/keypad/boardroot.h"
+#include "bench/keypad/hostfiles.h"
+#include "bench/keypad/hostprotocol.h"
+#include "bench/keypad/sdpipe.h"
 
 #include <QJsonArray>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
-#include <filesystem>
-#include <ftw.h>
-#include <mntent.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -25,11 +21,12 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace HostProtocol;
+
 namespace
 {
 
-const int outputChunk = 16 * 1024;      // fits a packet even when every byte is escaped
-const qint64 slowestReadUsec = 1000000; // of a reader that has opened the pipe
+const int outputChunk = 16 * 1024; // fits a packet even when every byte is escaped
 const char pcPath[] = "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 qint64 monotonicUsec()
@@ -41,17 +38,12 @@ qint64 monotonicUsec()
 
 QJsonObject errorReply(int error)
 {
-    return QJsonObject{{QStringLiteral("errno"), error}};
+    return QJsonObject{{Key::Error, error}};
 }
 
-QString text(const QJsonObject &request, const char *key)
+QByteArray bytesOf(const QJsonObject &request, QLatin1String key)
 {
-    return request.value(QLatin1String(key)).toString();
-}
-
-QByteArray path(const QJsonObject &request)
-{
-    return text(request, "path").toUtf8();
+    return request.value(key).toString().toUtf8();
 }
 
 /// Strings as execve(2) takes them; valid while this lives.
@@ -82,128 +74,16 @@ void becomeOrdinary()
     signal(SIGPIPE, SIG_DFL);
 }
 
-/// Whether a process has the file open. Only a look: links of a process that is
-/// just ending cannot be read.
-bool hasOpen(pid_t process, const QByteArray &file)
+QJsonObject openFile(const QJsonObject &request, QList<int> *descriptors)
 {
-    const QByteArray folder = "/proc/" + QByteArray::number(process) + "/fd";
-    DIR *descriptors = opendir(folder.constData());
-    if (descriptors == nullptr)
-        return false;
-    bool found = false;
-    while (const dirent *entry = readdir(descriptors)) {
-        char target[4096] = {};
-        const QByteArray link = folder + '/' + entry->d_name;
-        if (readlink(link.constData(), target, sizeof target - 1) > 0 && file == target)
-            found = true;
-    }
-    closedir(descriptors);
-    return found;
-}
-
-/// One line per opening: the reader takes the first line and throws away the
-/// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open; write and close at once, or it opens again while this writer
-/// is still there and takes that for an event; and do not return before it has
-/// taken the line.
-QJsonObject writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
-{
-    const char pipe[] = "/tmp/sdstat";
-    const qint64 end = monotonicUsec() + qint64(msecs) * 1000;
-    // Nothing else may run between opening and closing; not everybody may ask for that.
-    const sched_param first = {1};
-    sched_setscheduler(0, SCHED_FIFO, &first);
-    int fd = -1;
-    int error = EAGAIN;
-    while (fd < 0) {
-        if (!hasOpen(tool, pipe)) {
-            fd = open(pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-            error = errno;
-        }
-        if (fd < 0 && monotonicUsec() > end)
-            return errorReply(error);
-        if (fd < 0)
-            usleep(2000);
-    }
-    const qint64 takenEnd = monotonicUsec() + slowestReadUsec;
-    if (bytes.isEmpty()) {
-        while (!hasOpen(tool, pipe) && monotonicUsec() < takenEnd)
-            usleep(500);
-        close(fd);
-        return errorReply(0);
-    }
-    const int watch = open(pipe, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
-    close(fd);
-    int left = 1;
-    while (ioctl(watch, FIONREAD, &left) == 0 && left > 0 && monotonicUsec() < takenEnd)
-        usleep(500);
-    close(watch);
-    return errorReply(written == bytes.size() ? 0 : EIO);
-}
-
-QJsonObject listFolder(const QByteArray &folder)
-{
-    DIR *entries = opendir(folder.constData());
-    if (entries == nullptr)
+    umask(0);
+    const int flags = request.value(Key::Flags).toInt() | O_NOCTTY | O_CLOEXEC;
+    const mode_t mode = mode_t(request.value(Key::Mode).toInt());
+    const int fd = open(bytesOf(request, Key::Path).constData(), flags, mode);
+    if (fd < 0)
         return errorReply(errno);
-    QJsonArray names;
-    while (const dirent *entry = readdir(entries)) {
-        const QByteArray name = entry->d_name;
-        if (name != "." && name != "..")
-            names.append(QString::fromUtf8(name));
-    }
-    closedir(entries);
-    return QJsonObject{{QStringLiteral("names"), names}};
-}
-
-int removeOne(const char *name, const struct stat *, int, FTW *)
-{
-    return ::remove(name) == 0 ? 0 : errno;
-}
-
-/// Something may be mounted at the place or below it; then it cannot be removed.
-void unmountAt(const QByteArray &name)
-{
-    FILE *mounts = setmntent("/proc/self/mounts", "re");
-    if (mounts == nullptr)
-        return;
-    QList<QByteArray> places;
-    while (const mntent *entry = getmntent(mounts)) {
-        const QByteArray place = entry->mnt_dir;
-        if (place == name || place.startsWith(name + '/'))
-            places.prepend(place);
-    }
-    endmntent(mounts);
-    for (const QByteArray &place : qAsConst(places))
-        umount2(place.constData(), MNT_DETACH | UMOUNT_NOFOLLOW);
-}
-
-/// Only what belongs to the keypad: everything else in there is the PC's own,
-/// and the bench may be root.
-QJsonObject removeAll(const QByteArray &name, const QList<QByteArray> &ownRoots)
-{
-    unmountAt(name);
-    struct stat status;
-    if (lstat(name.constData(), &status) != 0)
-        return errorReply(errno == ENOENT ? 0 : errno);
-    bool own = false;
-    for (const QByteArray &root : ownRoots) {
-        struct stat rootStatus;
-        own =
-            own || (stat(root.constData(), &rootStatus) == 0 && rootStatus.st_dev == status.st_dev);
-    }
-    if (!own)
-        return errorReply(EPERM);
-    const int result = nftw(name.constData(), removeOne, 16, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
-    return errorReply(result < 0 ? errno : result);
-}
-
-QJsonObject makeFolders(const QByteArray &name)
-{
-    std::error_code error;
-    std::filesystem::create_directories(name.constData(), error);
-    return errorReply(error.value());
+    descriptors->append(fd);
+    return errorReply(0);
 }
 
 } // namespace
@@ -211,11 +91,11 @@ QJsonObject makeFolders(const QByteArray &name)
 HostServer::HostServer(int channel, KeypadLine &line)
     : m_channel(channel), m_line(line), m_start(monotonicUsec()),
       m_sysfs(m_model, [this](const SysfsModel::Store &store) {
-          post(QJsonObject{{QStringLiteral("event"), QStringLiteral("store")},
-                           {QStringLiteral("usec"), usec()},
-                           {QStringLiteral("path"), store.path},
-                           {QStringLiteral("text"), Channel::toText(store.text)},
-                           {QStringLiteral("errno"), store.error}});
+          post(QJsonObject{{Key::EventKind, toJson(Event::Store)},
+                           {Key::Usec, usec()},
+                           {Key::Path, store.path},
+                           {Key::Text, Channel::toText(store.text)},
+                           {Key::Error, store.error}});
       })
 {
 }
@@ -232,8 +112,8 @@ QString HostServer::prepare(const QJsonObject &request)
         return QStringLiteral("cannot open /dev/fuse: ") + QString::fromLocal8Bit(strerror(errno));
     BoardRoot root;
     root.linePath = m_line.toolPath();
-    root.programsDir = text(request, "programs");
-    for (const QJsonValue &value : request.value(QLatin1String("visible")).toArray())
+    root.programsDir = request.value(Key::Programs).toString();
+    for (const QJsonValue &value : request.value(Key::Visible).toArray())
         root.visible.append(value.toString());
     const QString reason = root.build();
     if (!reason.isEmpty())
@@ -268,7 +148,7 @@ void HostServer::flushQueue()
 void HostServer::answer(const QJsonObject &request, QJsonObject reply,
                         const QList<int> &descriptors)
 {
-    reply.insert(QStringLiteral("id"), request.value(QLatin1String("id")));
+    reply.insert(Key::Id, request.value(Key::Id));
     post(reply, descriptors);
 }
 
@@ -303,7 +183,7 @@ void HostServer::serve()
             sources.push_back({m_line.toolMaster(), [this] { m_line.fromTool(); }});
             sources.push_back({m_line.stationMaster(), [this] { m_line.fromStation(); }});
         }
-        for (const QSharedPointer<FlawedCard> &card : qAsConst(m_flawedCards))
+        for (const QSharedPointer<FlawedCard> &card : m_cards.flawedCards())
             sources.push_back({card->fd(), [card] { card->serve(); }});
 
         std::vector<pollfd> watched;
@@ -323,131 +203,126 @@ void HostServer::serve()
 
 void HostServer::handle(const QJsonObject &request)
 {
-    const QString operation = text(request, "op");
-    if (operation == QLatin1String("sysfs"))
-        handleSysfs(request);
-    else if (operation == QLatin1String("start"))
-        startTool(request);
-    else if (operation == QLatin1String("run"))
-        runErrand(request);
-    else if (!handleBoard(operation, request) && !handleFiles(operation, request))
-        answer(request, errorReply(ENOSYS));
-}
-
-bool HostServer::handleBoard(const QString &operation, const QJsonObject &request)
-{
-    if (operation == QLatin1String("ping")) {
-        answer(request);
-        return true;
-    }
-    if (operation == QLatin1String("bridge")) {
+    switch (fromJson<Operation>(request.value(Key::OperationKind))) {
+    case Operation::Ping:
+        return answer(request);
+    case Operation::Bridge:
         m_line.bridge();
         m_bridging = true;
-        answer(request, QJsonObject{{QStringLiteral("path"), m_line.stationPath()}});
-        return true;
-    }
-    if (operation == QLatin1String("hangup")) {
+        return answer(request, QJsonObject{{Key::Path, m_line.stationPath()}});
+    case Operation::HangUp:
         m_bridging = false;
         m_line.hangUp();
-        answer(request);
-        return true;
+        return answer(request);
+    case Operation::SetCard:
+        return setCard(request);
+    case Operation::Sysfs:
+        return handleSysfs(request);
+    case Operation::Start:
+        return startTool(request);
+    case Operation::Run:
+        return runErrand(request);
+    case Operation::Open:
+    case Operation::List:
+    case Operation::Remove:
+    case Operation::MakeFolders:
+    case Operation::Rename:
+    case Operation::Link:
+    case Operation::Exists:
+    case Operation::WriteSdPipe:
+        return inWorker(request);
     }
-    if (operation == QLatin1String("card")) {
-        const QString reason = setCard(text(request, "path"), text(request, "kind"));
-        answer(request, QJsonObject{{QStringLiteral("error"), reason}});
-        return true;
-    }
-    return false;
+    answer(request, errorReply(ENOSYS));
 }
 
-bool HostServer::handleFiles(const QString &operation, const QJsonObject &request)
+void HostServer::setCard(const QJsonObject &request)
 {
-    const QByteArray name = path(request);
-    if (operation == QLatin1String("open")) {
-        const int flags = request.value(QLatin1String("flags")).toInt();
-        const mode_t mode = mode_t(request.value(QLatin1String("mode")).toInt());
-        inWorker(request, [=](QList<int> *descriptors) {
-            umask(0);
-            const int fd = open(name.constData(), flags | O_NOCTTY | O_CLOEXEC, mode);
-            const int error = fd < 0 ? errno : 0;
-            if (fd >= 0)
-                descriptors->append(fd);
-            return errorReply(error);
-        });
-        return true;
+    const CardKind::Card kind = fromJson<CardKind::Card>(request.value(Key::Kind));
+    const QString reason = m_cards.setCard(request.value(Key::Path).toString(), kind);
+    answer(request, QJsonObject{{Key::Reason, reason}});
+}
+
+QList<QByteArray> HostServer::ownRoots() const
+{
+    QList<QByteArray> roots = {"/", "/etc", "/sys"};
+    const QStringList cards = m_cards.folders();
+    for (const QString &card : cards)
+        roots.append(card.toUtf8());
+    return roots;
+}
+
+/// In a child of its own.
+QJsonObject HostServer::work(const QJsonObject &request, QList<int> *descriptors) const
+{
+    const QByteArray name = bytesOf(request, Key::Path);
+    const QByteArray to = bytesOf(request, Key::To);
+    struct stat status;
+    switch (fromJson<Operation>(request.value(Key::OperationKind))) {
+    case Operation::Open:
+        return openFile(request, descriptors);
+    case Operation::List: {
+        QStringList names;
+        const int error = HostFiles::list(name, &names);
+        return QJsonObject{{Key::Error, error}, {Key::Names, QJsonArray::fromStringList(names)}};
     }
-    if (operation == QLatin1String("list")) {
-        inWorker(request, [=](QList<int> *) { return listFolder(name); });
-        return true;
+    case Operation::Remove:
+        return errorReply(HostFiles::removeAll(name, ownRoots()));
+    case Operation::MakeFolders:
+        return errorReply(HostFiles::makeFolders(name));
+    case Operation::Rename:
+        return errorReply(::rename(name.constData(), to.constData()) == 0 ? 0 : errno);
+    case Operation::Link:
+        return errorReply(::symlink(name.constData(), to.constData()) == 0 ? 0 : errno);
+    case Operation::Exists:
+        return errorReply(lstat(name.constData(), &status) == 0 ? 0 : errno);
+    case Operation::WriteSdPipe:
+        return errorReply(writeSdPipe(m_tool, Channel::toBytes(request.value(Key::Bytes)),
+                                      request.value(Key::Msecs).toInt()));
+    default:
+        return errorReply(ENOSYS);
     }
-    if (operation == QLatin1String("remove")) {
-        QList<QByteArray> roots = {"/", "/etc", "/sys"};
-        for (const QString &card : m_cards.keys() + m_flawedCards.keys())
-            roots.append(card.toUtf8());
-        inWorker(request, [=](QList<int> *) { return removeAll(name, roots); });
-        return true;
-    }
-    if (operation == QLatin1String("mkdir")) {
-        inWorker(request, [=](QList<int> *) { return makeFolders(name); });
-        return true;
-    }
-    if (operation == QLatin1String("rename") || operation == QLatin1String("symlink")) {
-        const QByteArray to = text(request, "to").toUtf8();
-        const auto call = operation == QLatin1String("rename") ? ::rename : ::symlink;
-        inWorker(request, [=](QList<int> *) {
-            return errorReply(call(name.constData(), to.constData()) == 0 ? 0 : errno);
-        });
-        return true;
-    }
-    if (operation == QLatin1String("exists")) {
-        inWorker(request, [=](QList<int> *) {
-            struct stat status;
-            return errorReply(lstat(name.constData(), &status) == 0 ? 0 : errno);
-        });
-        return true;
-    }
-    if (operation == QLatin1String("sdpipe")) {
-        const QByteArray bytes = Channel::toBytes(request.value(QLatin1String("bytes")));
-        const int msecs = request.value(QLatin1String("msecs")).toInt();
-        const pid_t tool = m_tool;
-        inWorker(request, [=](QList<int> *) { return writeSdPipe(tool, bytes, msecs); });
-        return true;
-    }
-    return false;
 }
 
 void HostServer::handleSysfs(const QJsonObject &request)
 {
-    const QString call = text(request, "call");
-    const QString node = text(request, "path");
-    const QByteArray bytes = Channel::toBytes(request.value(QLatin1String("text")));
-    const int number = request.value(QLatin1String("number")).toInt();
+    const QString node = request.value(Key::Path).toString();
+    const QByteArray bytes = Channel::toBytes(request.value(Key::Text));
+    const int number = request.value(Key::Number).toInt();
     bool ok = true;
     QJsonObject reply;
-    if (call == QLatin1String("show"))
-        reply.insert(QStringLiteral("text"), Channel::toText(m_model.show(node)));
-    else if (call == QLatin1String("set"))
+    switch (fromJson<SysfsCall>(request.value(Key::Call))) {
+    case SysfsCall::Show:
+        reply.insert(Key::Text, Channel::toText(m_model.show(node)));
+        break;
+    case SysfsCall::Set:
         ok = m_model.set(node, bytes);
-    else if (call == QLatin1String("fail"))
-        m_model.fail(node, SysfsModel::Operation(number),
-                     request.value(QLatin1String("errno")).toInt());
-    else if (call == QLatin1String("clear"))
+        break;
+    case SysfsCall::Fail:
+        m_model.fail(node, SysfsModel::Operation(number), request.value(Key::Error).toInt());
+        break;
+    case SysfsCall::ClearFault:
         m_model.clearFault(node);
-    else if (call == QLatin1String("addLed"))
+        break;
+    case SysfsCall::AddLed:
         ok = m_model.addLed(node, number);
-    else if (call == QLatin1String("add"))
+        break;
+    case SysfsCall::AddAttribute:
         ok = m_model.addAttribute(node, bytes);
-    else if (call == QLatin1String("remove"))
+        break;
+    case SysfsCall::Remove:
         ok = m_model.remove(node);
-    else if (call == QLatin1String("has"))
+        break;
+    case SysfsCall::Has:
         ok = m_model.node(node).type != SysfsModel::None;
-    reply.insert(QStringLiteral("ok"), ok);
+        break;
+    }
+    reply.insert(Key::Ok, ok);
     answer(request, reply);
 }
 
 /// File operations may end at this very process's /sys, or wait: a child does
 /// them and answers by itself.
-void HostServer::inWorker(const QJsonObject &request, const Work &work)
+void HostServer::inWorker(const QJsonObject &request)
 {
     const pid_t worker = fork();
     if (worker < 0) {
@@ -456,19 +331,18 @@ void HostServer::inWorker(const QJsonObject &request, const Work &work)
     }
     if (worker > 0)
         return;
-    const QJsonValue id = request.value(QLatin1String("id"));
+    const QJsonValue id = request.value(Key::Id);
     QList<int> descriptors;
-    QJsonObject reply = work(&descriptors);
+    QJsonObject reply = work(request, &descriptors);
     // Handed over and closed here ahead of the reply: a program that somebody still has
     // open for writing cannot be run.
     if (!descriptors.isEmpty()) {
-        m_channel.sendWaiting(QJsonObject{{QStringLiteral("event"), QStringLiteral("descriptors")},
-                                          {QStringLiteral("id"), id}},
-                              descriptors);
+        m_channel.sendWaiting(
+            QJsonObject{{Key::EventKind, toJson(Event::Descriptors)}, {Key::Id, id}}, descriptors);
         for (const int fd : qAsConst(descriptors))
             close(fd);
     }
-    reply.insert(QStringLiteral("id"), id);
+    reply.insert(Key::Id, id);
     m_channel.sendWaiting(reply);
     _exit(0);
 }
@@ -480,9 +354,9 @@ void HostServer::startTool(const QJsonObject &request)
         return;
     }
     m_line.flushInput();
-    Strings arguments(request.value(QLatin1String("arguments")).toArray());
-    Strings environment(request.value(QLatin1String("environment")).toArray());
-    const QByteArray directory = text(request, "directory").toUtf8();
+    Strings arguments(request.value(Key::Arguments).toArray());
+    Strings environment(request.value(Key::Environment).toArray());
+    const QByteArray directory = bytesOf(request, Key::Directory);
     int output[2];
     int started[2];
     if (pipe2(output, O_CLOEXEC) != 0 || pipe2(started, O_CLOEXEC) != 0) {
@@ -492,11 +366,11 @@ void HostServer::startTool(const QJsonObject &request)
     m_tool = fork();
     if (m_tool == 0) {
         // The kernel tells the bench, beside this packet, what the process is called there.
-        m_channel.sendWaiting(QJsonObject{{QStringLiteral("event"), QStringLiteral("process")}});
+        m_channel.sendWaiting(QJsonObject{{Key::EventKind, toJson(Event::Process)}});
         dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
         dup2(output[1], STDOUT_FILENO);
         dup2(output[1], STDERR_FILENO);
-        for (const QJsonValue &value : request.value(QLatin1String("limits")).toArray()) {
+        for (const QJsonValue &value : request.value(Key::Limits).toArray()) {
             const QJsonArray limit = value.toArray();
             const rlim_t most = rlim_t(limit.at(1).toDouble());
             const rlimit limits = {most, most};
@@ -535,15 +409,15 @@ void HostServer::readOutput()
         return;
     }
     bytes.truncate(int(count));
-    post(QJsonObject{{QStringLiteral("event"), QStringLiteral("output")},
-                     {QStringLiteral("usec"), usec()},
-                     {QStringLiteral("text"), Channel::toText(bytes)}});
+    post(QJsonObject{{Key::EventKind, toJson(Event::Output)},
+                     {Key::Usec, usec()},
+                     {Key::Text, Channel::toText(bytes)}});
 }
 
 void HostServer::runErrand(const QJsonObject &request)
 {
-    Strings arguments(request.value(QLatin1String("arguments")).toArray());
-    Errand errand = {request.value(QLatin1String("id")), memfd_create("output", MFD_CLOEXEC),
+    Strings arguments(request.value(Key::Arguments).toArray());
+    Errand errand = {request.value(Key::Id), memfd_create("output", MFD_CLOEXEC),
                      memfd_create("errors", MFD_CLOEXEC)};
     const pid_t child = fork();
     if (child == 0) {
@@ -574,9 +448,8 @@ void HostServer::reap()
     int status = 0;
     pid_t child;
     while ((child = waitpid(-1, &status, WNOHANG)) > 0) {
-        const QJsonObject how = {
-            {QStringLiteral("code"), WIFEXITED(status) ? WEXITSTATUS(status) : -1},
-            {QStringLiteral("signal"), WIFSIGNALED(status) ? WTERMSIG(status) : 0}};
+        const QJsonObject how = {{Key::Code, WIFEXITED(status) ? WEXITSTATUS(status) : -1},
+                                 {Key::Signal, WIFSIGNALED(status) ? WTERMSIG(status) : 0}};
         if (child == m_tool) {
             // What it said last comes before the news of its end. Its own children may keep
             // the pipe open, so take only what is there.
@@ -585,74 +458,15 @@ void HostServer::reap()
                 readOutput();
             m_tool = 0;
             QJsonObject event = how;
-            event.insert(QStringLiteral("event"), QStringLiteral("exit"));
+            event.insert(Key::EventKind, toJson(Event::Exit));
             post(event);
         } else if (m_errands.contains(child)) {
             const Errand errand = m_errands.take(child);
             QJsonObject reply = how;
-            reply.insert(QStringLiteral("id"), errand.request);
+            reply.insert(Key::Id, errand.request);
             post(reply, {errand.output, errand.errors});
             close(errand.output);
             close(errand.errors);
         }
     }
-}
-
-QString HostServer::setCard(const QString &dir, const QString &kind)
-{
-    const QByteArray folder = dir.toUtf8();
-    const auto failure = [&folder](const char *what) {
-        return QStringLiteral("cannot %1 %2: %3")
-            .arg(QLatin1String(what), QString::fromUtf8(folder),
-                 QString::fromLocal8Bit(strerror(errno)));
-    };
-    const bool plain = kind == QLatin1String("writable") || kind == QLatin1String("read-only") ||
-                       kind == QLatin1String("full");
-    if (m_flawedCards.contains(dir) || (!plain && m_cards.contains(dir))) {
-        if (umount2(folder.constData(), MNT_DETACH) != 0)
-            return failure("unmount");
-        m_flawedCards.remove(dir);
-        m_cards.remove(dir);
-    }
-    if (kind == QLatin1String("no-folder"))
-        return rmdir(folder.constData()) == 0 || errno == ENOENT ? QString() : failure("remove");
-
-    std::error_code ignored;
-    std::filesystem::create_directories(folder.constData(), ignored);
-    if (kind == QLatin1String("reads-back-wrong")) {
-        const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
-        if (device < 0)
-            return failure("open /dev/fuse for");
-        QSharedPointer<FlawedCard> card(new FlawedCard);
-        m_flawedCards.insert(dir, card);
-        return card->mount(device, folder);
-    }
-    if (!plain)
-        return QStringLiteral("no such kind of card: ") + kind;
-    if (!m_cards.contains(dir) &&
-        mount("card", folder.constData(), "tmpfs", MS_NOSUID | MS_NODEV, "size=1m") != 0)
-        return failure("mount a card at");
-    m_cards.insert(dir, true);
-    if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT, "size=1m") != 0)
-        return failure("make writable");
-    const QByteArray filler = folder + "/filler";
-    unlink(filler.constData());
-    if (kind == QLatin1String("full")) {
-        const int fd = open(filler.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-        const QByteArray page(4096, 'x');
-        while (write(fd, page.constData(), size_t(page.size())) > 0)
-            continue;
-        close(fd);
-    }
-    if (kind != QLatin1String("read-only"))
-        return QString();
-    // A worker that has just written to the card may still be ending.
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        if (mount("card", folder.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, "size=1m") == 0)
-            return QString();
-        if (errno != EBUSY)
-            break;
-        usleep(1000);
-    }
-    return failure("make read-only");
 }

@@ -5,16 +5,13 @@
 #ifndef BENCH_KEYPAD_HOSTSERVER_H
 #define BENCH_KEYPAD_HOSTSERVER_H
 
+#include "bench/keypad/cardslot.h"
 #include "bench/keypad/channel.h"
-#include "bench/keypad/flawedcard.h"
 #include "bench/keypad/keypadline.h"
 #include "bench/keypad/sysfsmodel.h"
 #include "bench/keypad/sysfsmount.h"
 
 #include <QMap>
-#include <QSharedPointer>
-
-#include <functional>
 
 class HostServer
 {
@@ -34,7 +31,6 @@ private:
         int output;
         int errors;
     };
-    typedef std::function<QJsonObject(QList<int> *)> Work;
 
     qint64 usec() const;
     void post(const QJsonObject &object, const QList<int> &descriptors = QList<int>());
@@ -43,13 +39,13 @@ private:
                 const QList<int> &descriptors = QList<int>());
 
     void handle(const QJsonObject &request);
-    bool handleBoard(const QString &operation, const QJsonObject &request);
-    bool handleFiles(const QString &operation, const QJsonObject &request);
+    void setCard(const QJsonObject &request);
     void handleSysfs(const QJsonObject &request);
     void startTool(const QJsonObject &request);
     void runErrand(const QJsonObject &request);
-    QString setCard(const QString &dir, const QString &kind);
-    void inWorker(const QJsonObject &request, const Work &work);
+    void inWorker(const QJsonObject &request);
+    QJsonObject work(const QJsonObject &request, QList<int> *descriptors) const;
+    QList<QByteArray> ownRoots() const;
     void readOutput();
     void reap();
 
@@ -59,9 +55,8 @@ private:
     qint64 m_start;
     SysfsModel m_model;
     SysfsMount m_sysfs;
-    QMap<QString, QSharedPointer<FlawedCard>> m_flawedCards; ///< by folder
-    QMap<QString, bool> m_cards;                             ///< folders with a card's tmpfs
-    QList<QPair<QJsonObject, QList<int>>> m_queue;           ///< not yet sent
+    CardSlot m_cards;
+    QList<QPair<QJsonObject, QList<int>>> m_queue; ///< not yet sent
     QMap<pid_t, Errand> m_errands;
     pid_t m_tool = 0;
     int m_output = -1; ///< the tool's standard output and standard error
