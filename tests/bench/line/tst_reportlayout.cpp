@@ -2,6 +2,7 @@
 /// paper. Chromium shows them; where it is missing the tests are skipped.
 #include "bench/line/plan.h"
 #include "bench/line/report.h"
+#include "bench/station/meaning.h"
 #include "bench/station/messages.h"
 #include "tests/bench/line/samplerecord.h"
 
