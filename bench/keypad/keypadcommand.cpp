@@ -8,6 +8,8 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 
+#include <cmath>
+
 namespace
 {
 
@@ -59,6 +61,10 @@ struct Choices {
                              QStringLiteral("Command to carry out before the tool starts; can be "
                                             "repeated."),
                              QStringLiteral("command")};
+    QCommandLineOption off{QStringLiteral("off"),
+                           QStringLiteral("Start switched off: \"power on\" on standard input "
+                                          "switches the keypad on, whenever its tool is not "
+                                          "running.")};
     QCommandLineOption noInput{QStringLiteral("no-input"),
                                QStringLiteral("Read no commands: run until the tool ends or the "
                                               "bench is killed.")};
@@ -95,6 +101,27 @@ bool readEnvironment(const QStringList &settings, QMap<QString, QString> *enviro
     return true;
 }
 
+/// The first of @p options with an empty text, as a variable of a script that was never set
+/// gives; null when there is none. Whoever gave it wanted something else than the default.
+const QCommandLineOption *emptyOption(const QCommandLineParser &parser,
+                                      const QList<const QCommandLineOption *> &options)
+{
+    for (const QCommandLineOption *option : options) {
+        if (parser.values(*option).contains(QString()) && parser.isSet(*option))
+            return option;
+    }
+    return nullptr;
+}
+
+/// An argument that is no option and stands before "--"; empty when there is none.
+QString strayArgument(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    const int separator = int(arguments.indexOf(QStringLiteral("--")));
+    const int ofTool = separator < 0 ? 0 : int(arguments.size()) - separator - 1;
+    const QStringList all = parser.positionalArguments();
+    return all.size() > ofTool ? all.first() : QString();
+}
+
 } // namespace
 
 int runKeypadCommand(const QStringList &arguments)
@@ -106,7 +133,8 @@ int runKeypadCommand(const QStringList &arguments)
         QLatin1String("\n\nCommands, one a line on standard input:\n") + KeypadConsole::help());
     parser.addOptions({choices.tool, choices.display, choices.headless, choices.offscreen,
                        choices.vnc, choices.faketime, choices.wrapper, choices.environment,
-                       choices.without, choices.seconds, choices.first, choices.noInput});
+                       choices.without, choices.seconds, choices.first, choices.off,
+                       choices.noInput});
     parser.addPositionalArgument(QStringLiteral("arguments"),
                                  QStringLiteral("Of the tool, after \"--\"."),
                                  QStringLiteral("[-- arguments]"));
@@ -115,6 +143,19 @@ int runKeypadCommand(const QStringList &arguments)
         return status;
 
     const QString name = arguments.first();
+    const QString stray = strayArgument(parser, arguments);
+    if (!stray.isEmpty())
+        return complain(
+            name,
+            QStringLiteral("unexpected \"%1\"; the tool's own arguments stand after --").arg(stray),
+            BenchExit::Usage);
+    const QCommandLineOption *empty =
+        emptyOption(parser, {&choices.tool, &choices.display, &choices.wrapper, &choices.without});
+    if (empty)
+        return complain(name,
+                        QStringLiteral("--%1 takes a %2, not an empty text")
+                            .arg(empty->names().first(), empty->valueName()),
+                        BenchExit::Usage);
     KeypadOptions options;
     options.tool = parser.value(choices.tool);
     options.arguments = parser.positionalArguments();
@@ -122,6 +163,14 @@ int runKeypadCommand(const QStringList &arguments)
     options.wrapper = parser.value(choices.wrapper).split(QLatin1Char(' '));
     options.wrapper.removeAll(QString());
     options.without = parser.values(choices.without);
+    for (const QString &path : qAsConst(options.without)) {
+        if (!path.startsWith(QLatin1Char('/')))
+            return complain(name,
+                            QStringLiteral("--without takes a whole path, beginning with /, not "
+                                           "\"%1\"")
+                                .arg(path),
+                            BenchExit::Usage);
+    }
     if (!readDisplay(parser, choices, &options.display))
         return complain(name, QStringLiteral("--vnc takes a port"), BenchExit::Usage);
     static const QRegularExpression speed(QStringLiteral("^x[0-9]*\\.?[0-9]+$"));
@@ -134,10 +183,17 @@ int runKeypadCommand(const QStringList &arguments)
     KeypadSession session(options);
     bool number = false;
     session.flashSeconds = parser.value(choices.seconds).toDouble(&number);
-    if (!number)
-        return complain(name, QStringLiteral("--flash-seconds takes a number"), BenchExit::Usage);
+    if (!number || !std::isfinite(session.flashSeconds) || session.flashSeconds < 0)
+        return complain(name, QStringLiteral("--flash-seconds takes a number from 0"),
+                        BenchExit::Usage);
     session.firstCommands = parser.values(choices.first);
     session.readsInput = !parser.isSet(choices.noInput);
+    session.startsOff = parser.isSet(choices.off);
+    if (session.startsOff && !session.readsInput)
+        return complain(name,
+                        QStringLiteral("--off waits for \"power on\" from standard input, which "
+                                       "--no-input does not read"),
+                        BenchExit::Usage);
     QString reason;
     if (!session.start(&reason))
         return complain(name, reason, BenchExit::Unable);

@@ -1,6 +1,8 @@
 #include "bench/keypad/keypadconsole.h"
 
 #include <cerrno>
+#include <cmath>
+#include <csignal>
 #include <cstring>
 
 namespace
@@ -71,6 +73,8 @@ QString storeText(const SysfsModel::Store &store)
 } // namespace
 
 const KeypadConsole::Row KeypadConsole::rows[] = {
+    {"power", "on|off", "switch the keypad on or off; off ends the tool at once", 1, 1,
+     &KeypadConsole::power},
     {"home", "down|up", "press or release the home key", 1, 1, &KeypadConsole::home},
     {"card", "in|out|writable|read-only|full|reads-back-wrong|no-folder",
      "insert or remove the SD card, or say how it behaves", 1, 1, &KeypadConsole::card},
@@ -138,6 +142,41 @@ KeypadConsole::Outcome KeypadConsole::result(bool ok, const QString &reason) con
     if (!ok)
         outcome.text = reason.isEmpty() ? m_keypad.errorString() : reason;
     return outcome;
+}
+
+KeypadConsole::Outcome KeypadConsole::power(const QStringList &arguments)
+{
+    switch (choice(arguments.first(), "on", "off")) {
+    case 1:
+        return powerOn();
+    case 0:
+        return powerOff();
+    default:
+        return result(false, QStringLiteral("usage: power on|off"));
+    }
+}
+
+KeypadConsole::Outcome KeypadConsole::powerOn()
+{
+    if (m_keypad.isRunning())
+        return result(false, QStringLiteral("the keypad is on"));
+    if (!m_keypad.start())
+        return result(false);
+    m_powered = true;
+    Outcome outcome;
+    if (!m_keypad.displayName().isEmpty())
+        outcome.text = QStringLiteral("display %1\n").arg(m_keypad.displayName());
+    outcome.text += QStringLiteral("tool %1").arg(m_keypad.toolPid());
+    return outcome;
+}
+
+KeypadConsole::Outcome KeypadConsole::powerOff()
+{
+    if (!m_powered && !m_keypad.isRunning())
+        return result(false, QStringLiteral("the keypad is off"));
+    m_powered = false;
+    // The tool may have ended by itself; nothing else of a keypad needs current.
+    return result(!m_keypad.kill(SIGKILL) || m_keypad.waitForExit());
 }
 
 KeypadConsole::Outcome KeypadConsole::home(const QStringList &arguments)
@@ -302,7 +341,7 @@ KeypadConsole::Outcome KeypadConsole::seconds(const QStringList &arguments)
 {
     bool number = false;
     const double seconds = arguments.at(1).toDouble(&number);
-    if (!number || seconds < 0)
+    if (!number || !std::isfinite(seconds) || seconds < 0)
         return result(false, QStringLiteral("usage: seconds PROGRAM S"));
     if (playsOf(arguments.at(0)).isEmpty())
         return result(false, QLatin1String(noProgram));

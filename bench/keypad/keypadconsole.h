@@ -20,6 +20,8 @@ public:
 
     /// Carries out one line. Empty lines and lines that begin with "#" do nothing.
     Outcome execute(const QString &line);
+    /// Whether the keypad is switched on, whatever became of the tool.
+    bool isPowered() const { return m_powered; }
     /// "quit" has been given.
     bool isOver() const { return m_over; }
     /// All commands, one a line.
@@ -38,6 +40,9 @@ private:
     static const Row rows[];
 
     Outcome result(bool ok, const QString &reason = QString()) const;
+    Outcome power(const QStringList &arguments);
+    Outcome powerOn();
+    Outcome powerOff();
     Outcome home(const QStringList &arguments);
     Outcome card(const QStringList &arguments);
     Outcome voltage(const QStringList &arguments);
@@ -57,6 +62,7 @@ private:
     Outcome quit(const QStringList &arguments);
 
     VirtualKeypad &m_keypad;
+    bool m_powered = false;
     bool m_over = false;
 };
 

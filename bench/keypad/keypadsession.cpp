@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
-#include <QTimer>
 
 #include <cstdio>
 #include <unistd.h>
@@ -25,6 +24,12 @@ void say(const QString &text)
 
 KeypadSession::KeypadSession(const KeypadOptions &options) : m_keypad(options), m_console(m_keypad)
 {
+    // Queued: what a command did is told before what the tool makes of it.
+    qRegisterMetaType<VirtualKeypad::LogLine>("VirtualKeypad::LogLine");
+    connect(&m_keypad, &VirtualKeypad::logged, this, &KeypadSession::printLog,
+            Qt::QueuedConnection);
+    connect(&m_keypad, &VirtualKeypad::exited, this, &KeypadSession::toolEnded,
+            Qt::QueuedConnection);
 }
 
 bool KeypadSession::start(QString *reason)
@@ -44,21 +49,16 @@ bool KeypadSession::start(QString *reason)
         }
     }
     say(QLatin1String("line ") + m_keypad.linePath());
-    if (!m_keypad.start()) {
-        *reason = m_keypad.errorString();
-        return false;
+    if (startsOff) {
+        say(QStringLiteral("the keypad is off; \"power on\" switches it on"));
+    } else {
+        const KeypadConsole::Outcome outcome = m_console.execute(QStringLiteral("power on"));
+        if (!outcome.ok) {
+            *reason = outcome.text;
+            return false;
+        }
+        say(outcome.text);
     }
-    if (!m_keypad.displayName().isEmpty())
-        say(QLatin1String("display ") + m_keypad.displayName());
-    say(QStringLiteral("tool %1").arg(m_keypad.toolPid()));
-    // What has happened so far, and from here on as it happens.
-    const QList<VirtualKeypad::LogLine> lines = m_keypad.log();
-    for (const VirtualKeypad::LogLine &line : lines)
-        printLog(line);
-    connect(&m_keypad, &VirtualKeypad::logged, this, &KeypadSession::printLog);
-    connect(&m_keypad, &VirtualKeypad::exited, this, &KeypadSession::toolEnded);
-    if (!m_keypad.isRunning())
-        QTimer::singleShot(0, this, &KeypadSession::toolEnded);
     if (readsInput) {
         m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
         connect(m_notifier, SIGNAL(activated(int)), this, SLOT(readInput()));
@@ -103,10 +103,15 @@ void KeypadSession::carryOut(const QString &line)
 
 void KeypadSession::toolEnded()
 {
+    if (!m_console.isPowered() || m_keypad.isRunning())
+        return; // switched off, and perhaps on again
     const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
     if (status.signal != 0)
         say(QStringLiteral("the tool was ended by signal %1").arg(status.signal));
     else
         say(QStringLiteral("the tool ended with exit status %1").arg(status.code));
-    QCoreApplication::exit(status.code == 0 ? BenchExit::Good : BenchExit::Failed);
+    if (startsOff)
+        say(QStringLiteral("\"power on\" switches the keypad on again"));
+    else
+        QCoreApplication::exit(status.code == 0 ? BenchExit::Good : BenchExit::Failed);
 }

@@ -1,5 +1,6 @@
 /// A virtual keypad with a person beside it: prints what the tool logs, carries
-/// out the commands from standard input, ends the program when the tool ends.
+/// out the commands from standard input, ends the program when the tool ends
+/// by itself.
 #ifndef BENCH_KEYPAD_KEYPADSESSION_H
 #define BENCH_KEYPAD_KEYPADSESSION_H
 
@@ -20,9 +21,11 @@ public:
     double flashSeconds = 0;   ///< how long each flashing program takes
     QStringList firstCommands; ///< carried out before the tool starts
     bool readsInput = true;
+    /// The keypad waits for "power on", and for the next one when its tool has ended.
+    bool startsOff = false;
 
-    /// Builds the board, starts the tool and tells where the line is. False with a reason in one
-    /// line.
+    /// Builds the board, tells where the line is and switches the keypad on. False with a reason
+    /// in one line.
     bool start(QString *reason);
 
 private Q_SLOTS:
@@ -38,5 +41,7 @@ private:
     QByteArray m_input;
     QSocketNotifier *m_notifier = nullptr;
 };
+
+Q_DECLARE_METATYPE(VirtualKeypad::LogLine)
 
 #endif

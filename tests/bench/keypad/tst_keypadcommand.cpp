@@ -18,6 +18,9 @@ private Q_SLOTS:
     void listOfCommands();
     void printsLineAndLog();
     void exitStatusTellsTheTools();
+    void startsSwitchedOff();
+    void powerComesAndGoes();
+    void canBePractisedOn();
     void endOfInputEndsIt();
     void commandsBeforeTheStart();
     void nothingRemainsWhenKilled();
@@ -106,7 +109,28 @@ void TestKeypadCommand::wrongOptions_data()
     QTest::newRow("variable") << QStringList({"--env", "A"})
                               << QByteArray("bench keypad: --env takes name=value\n");
     QTest::newRow("seconds") << QStringList({"--flash-seconds", "long"})
-                             << QByteArray("bench keypad: --flash-seconds takes a number\n");
+                             << QByteArray("bench keypad: --flash-seconds takes a number from "
+                                           "0\n");
+    QTest::newRow("no number") << QStringList({"--flash-seconds", "nan"})
+                               << QByteArray("bench keypad: --flash-seconds takes a number from "
+                                             "0\n");
+    const QByteArray stray = "bench keypad: unexpected \"foo\"; the tool's own arguments stand "
+                             "after --\n";
+    QTest::newRow("stray argument") << QStringList({"foo"}) << stray;
+    QTest::newRow("stray argument before the tool's")
+        << QStringList({"foo", "--offscreen", "--", "-x", "--"}) << stray;
+    QTest::newRow("relative path") << QStringList({"--without", "/dev/ttySP0", "--without", "tmp"})
+                                   << QByteArray("bench keypad: --without takes a whole path, "
+                                                 "beginning with /, not \"tmp\"\n");
+    QTest::newRow("empty tool") << QStringList({"--tool", ""})
+                                << QByteArray("bench keypad: --tool takes a program, not an "
+                                              "empty text\n");
+    QTest::newRow("empty path") << QStringList({"--without", "/dev/ttySP0", "--without="})
+                                << QByteArray("bench keypad: --without takes a path, not an "
+                                              "empty text\n");
+    QTest::newRow("off for ever") << QStringList({"--off", "--no-input"})
+                                  << QByteArray("bench keypad: --off waits for \"power on\" from "
+                                                "standard input, which --no-input does not read\n");
 }
 
 void TestKeypadCommand::wrongOptions()
@@ -167,6 +191,96 @@ void TestKeypadCommand::exitStatusTellsTheTools()
                      text.contains("the tool was ended by signal 9"),
                  text.constData());
     }
+}
+
+/// A keypad that says when it starts and ends by itself when a file lets it.
+const QStringList patientTool = {
+    "--offscreen",
+    "--tool",
+    "/bin/sh",
+    "--",
+    "-c",
+    "echo started; until test -e /sys/class/leds/ac/brightness && "
+    "read b < /sys/class/leds/ac/brightness && test $b = 9; do /bin/sleep 0.05; done"};
+
+void TestKeypadCommand::startsSwitchedOff()
+{
+    QProcess bench;
+    start(bench, QStringList("--off") + patientTool);
+    const QByteArray line = readLine(bench);
+    QVERIFY2(line.startsWith("line /dev/pts/"), line.constData());
+    QCOMPARE(readLine(bench), QByteArray("the keypad is off; \"power on\" switches it on"));
+    bench.write("power off\npower on\n");
+    QCOMPARE(readLine(bench), QByteArray("? the keypad is off"));
+    QVERIFY(readLine(bench).startsWith("tool "));
+    QCOMPARE(readLine(bench), QByteArray("output   started"));
+    // A unit whose tool has ended waits for the next "power on".
+    bench.write("set /sys/class/leds/ac/brightness 9\n");
+    QCOMPARE(readLine(bench), QByteArray("the tool ended with exit status 0"));
+    QCOMPARE(readLine(bench), QByteArray("\"power on\" switches the keypad on again"));
+    bench.write("set /sys/class/leds/ac/brightness 0\npower on\n");
+    QVERIFY(readLine(bench).startsWith("tool "));
+    QCOMPARE(readLine(bench), QByteArray("output   started"));
+    bench.write("quit\n");
+    QVERIFY(bench.waitForFinished());
+    QCOMPARE(bench.exitCode(), 0);
+}
+
+void TestKeypadCommand::powerComesAndGoes()
+{
+    QProcess bench;
+    start(bench, patientTool);
+    const QByteArray line = readLine(bench);
+    QVERIFY(readLine(bench).startsWith("tool "));
+    QCOMPARE(readLine(bench), QByteArray("output   started"));
+    bench.write("power off\nhome down\nhome up\npower on\n");
+    QVERIFY(readLine(bench).startsWith("tool "));
+    QCOMPARE(readLine(bench), QByteArray("output   started"));
+    // The end that nobody switched it to ends the keypad.
+    bench.write("set /sys/class/leds/ac/brightness 9\n");
+    QCOMPARE(readLine(bench), QByteArray("the tool ended with exit status 0"));
+    QVERIFY(bench.waitForFinished());
+    QCOMPARE(bench.exitCode(), 0);
+}
+
+/// A keypad in one terminal, the line with its questions to an operator in another.
+void TestKeypadCommand::canBePractisedOn()
+{
+    QTemporaryDir folder;
+    QFile plan(folder.filePath("plan.json"));
+    QVERIFY(plan.open(QIODevice::WriteOnly));
+    plan.write(R"({"plan": "practice", "title": "Practice", "steps": [
+        {"name": "Start", "operator": {"ask": "Switch it on.", "do": [{"power": "on"}]},
+         "expect": ["ACK", "ready"], "limit_ms": 120000},
+        {"name": "Home key", "operator": {"ask": "Press home.", "do": [{"home": "press"}]},
+         "request": "buttons", "expect": [{"frame": "buttons reply", "fields": {"home": 1}}]}]})");
+    plan.close();
+    QProcess keypad;
+    start(keypad, {"--off", "--offscreen"});
+    const QString line = QString::fromLatin1(readLine(keypad).mid(5));
+    QVERIFY(readLine(keypad).startsWith("the keypad is off"));
+
+    QProcess bench;
+    bench.setProcessChannelMode(QProcess::MergedChannels);
+    bench.start(BENCH, {"line", plan.fileName(), "--port", line, "--out", folder.path()});
+    const auto asks = [&](const QByteArray &question) {
+        QByteArray text;
+        while (!text.contains(question) && bench.waitForReadyRead(60000))
+            text += bench.readAllStandardOutput();
+        return text.contains(question);
+    };
+    QVERIFY(asks("Switch it on."));
+    keypad.write("power on\n");
+    QVERIFY(keypad.waitForBytesWritten());
+    QVERIFY(asks("Press home."));
+    keypad.write("home down\nshow /sys/class/leds/ac/brightness\n");
+    QByteArray answer; // of the second command, when the first one is done
+    while (answer != "255" && !answer.startsWith("nothing: "))
+        answer = readLine(keypad);
+    QCOMPARE(answer, QByteArray("255"));
+    bench.write("\n");
+    QVERIFY(bench.waitForFinished(60000));
+    QVERIFY2(bench.exitCode() == 0, bench.readAllStandardOutput().constData());
 }
 
 void TestKeypadCommand::endOfInputEndsIt()

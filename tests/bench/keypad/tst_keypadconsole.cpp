@@ -13,6 +13,7 @@ private Q_SLOTS:
     void storesAndFaults();
     void cards();
     void flashingPrograms();
+    void power();
     void refusals_data();
     void refusals();
     void nothing();
@@ -114,6 +115,23 @@ void TestKeypadConsole::flashingPrograms()
     QCOMPARE(m_keypad->run("/run/bench/bin/mount").code, 32);
 }
 
+void TestKeypadConsole::power()
+{
+    const KeypadConsole::Outcome again = m_console->execute("power on");
+    QVERIFY(!again.ok);
+    QCOMPARE(again.text, QString("the keypad is on"));
+    QCOMPARE(good("power off"), QString());
+    QVERIFY(!m_keypad->isRunning());
+    QVERIFY(!m_console->isPowered());
+    const KeypadConsole::Outcome off = m_console->execute("power off");
+    QVERIFY(!off.ok);
+    QCOMPARE(off.text, QString("the keypad is off"));
+    const QString on = good("power on");
+    QCOMPARE(on, QString("tool %1").arg(m_keypad->toolPid()));
+    QVERIFY(m_keypad->isRunning());
+    QVERIFY(m_console->isPowered());
+}
+
 void TestKeypadConsole::refusals_data()
 {
     QTest::addColumn<QString>("line");
@@ -126,6 +144,8 @@ void TestKeypadConsole::refusals_data()
                               << "usage: home down|up";
     QTest::newRow("wrong word") << "home sideways"
                                 << "usage: home down|up";
+    QTest::newRow("power") << "power up"
+                           << "usage: power on|off";
     QTest::newRow("card") << "card sideways"
                           << "there is no card \"sideways\"";
     QTest::newRow("tamper") << "tamper 1"
@@ -162,6 +182,8 @@ void TestKeypadConsole::refusals_data()
                             << "cannot remove /sys/none";
     QTest::newRow("seconds") << "seconds mount long"
                              << "usage: seconds PROGRAM S";
+    QTest::newRow("no number") << "seconds mount nan"
+                               << "usage: seconds PROGRAM S";
 }
 
 void TestKeypadConsole::refusals()
@@ -185,8 +207,8 @@ void TestKeypadConsole::helpNamesAll()
     const QString help = good("help");
     QCOMPARE(help, KeypadConsole::help());
     for (const char *name :
-         {"home", "card", "voltage", "tamper", "revision", "touch", "screenshot", "stores", "show",
-          "set", "fault", "remove", "play", "seconds", "unplug", "help", "quit"})
+         {"power", "home", "card", "voltage", "tamper", "revision", "touch", "screenshot", "stores",
+          "show", "set", "fault", "remove", "play", "seconds", "unplug", "help", "quit"})
         QVERIFY2(("\n" + help).contains(QRegularExpression(QString("\n  %1[ \n]").arg(name))),
                  name);
 }
