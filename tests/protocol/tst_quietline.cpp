@@ -6,10 +6,16 @@
 #include <QtTest>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include "tests/support/ptyline.h"
+
+/// What the kernel fills in for TCGETS2; its own header cannot stand beside <termios.h>.
+struct termios2 {
+    char bytes[44];
+};
 
 namespace
 {
@@ -149,6 +155,11 @@ void TestQuietLine::terminalIsReadOnlyAfterIt()
     PtyLine line;
     const int fd = open(qPrintable(line.path()), O_RDWR | O_NOCTTY);
     QVERIFY(fd >= 0);
+    termios2 record;
+    if (ioctl(fd, TCGETS2, &record) != 0) {
+        close(fd);
+        QSKIP("the kernel, or what emulates it, does not tell a line's speed as a number");
+    }
     termios settings;
     QCOMPARE(tcgetattr(fd, &settings), 0);
     cfsetspeed(&settings, B1200);
