@@ -90,8 +90,8 @@ void Calibrate::mouseReleaseEvent(QMouseEvent *event)
     showTarget(0);
 }
 
-/// The handler of QDialog is left out: it would move the dialog to the middle of
-/// its parent.
+/// The handler of QDialog is left out: all it does is to find a place for a dialog
+/// that has none, and this one covers the screen.
 void Calibrate::showEvent(QShowEvent *)
 {
     grabMouse();

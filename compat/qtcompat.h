@@ -1,5 +1,6 @@
-/// What differs between Qt 4.8, 5.15 and 6; the screen's geometry stands beside
-/// it. Everything else in the tool is written in the API that the three share.
+/// What differs between Qt 4.8, 5.15 and 6 in processes, timers and the event loop.
+/// Screen, cursor and wildcards stand beside it, the pointer drivers in calibration/;
+/// the rest of the tool is written in the API that the three share.
 #ifndef COMPAT_QTCOMPAT_H
 #define COMPAT_QTCOMPAT_H
 

@@ -27,6 +27,15 @@ QPoint onPanel(const QPoint &screen)
     return {1900 - 3 * screen.y(), 100 + 2 * screen.x()};
 }
 
+/// A keypad whose tool is to read the panel.
+KeypadOptions withPanel()
+{
+    KeypadOptions options = onScreen();
+    options.environment.insert("TSLIB_TSDEVICE", panelDevice);
+    options.environment.insert("TSLIB_CONFFILE", configuration);
+    return options;
+}
+
 /// Places all over the screen.
 const QPoint places[] = {{0, 0},     {799, 0},   {0, 479},   {799, 479}, {123, 321},
                          {400, 240}, {555, 111}, {700, 450}, {31, 17}};
@@ -49,6 +58,7 @@ private slots:
     void rawAgainWhileItIsOpen();
     void fileIsUsedAfterARestart();
     void mountedFileIsUsed();
+    void lateTouchscreen();
 
 private:
     void finger(const QPoint &panel);
@@ -65,10 +75,7 @@ private:
 void tst_CalibrationFinger::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
-    KeypadOptions options = onScreen();
-    options.environment.insert("TSLIB_TSDEVICE", panelDevice);
-    options.environment.insert("TSLIB_CONFFILE", configuration);
-    m_rig.reset(new Rig(options));
+    m_rig.reset(new Rig(withPanel()));
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QVERIFY(keypad.writeFile(configuration, "module_raw touchkit\nmodule linear\n"));
@@ -269,6 +276,42 @@ void tst_CalibrationFinger::mountedFileIsUsed()
     touchTest(true);
     tap(onPanel(QPoint(204, 100)));
     QCOMPARE(m_rig->next(), QString("7031 200100"));
+}
+
+/// Nothing is touched before it is there, and the log says why.
+void tst_CalibrationFinger::lateTouchscreen()
+{
+    ::close(m_panel);
+    m_panel = -1;
+    m_rig.reset(new Rig(withPanel()));
+    VirtualKeypad &keypad = m_rig->keypad;
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
+    QVERIFY(keypad.writeFile(configuration, "module_raw touchkit\nmodule linear\n"));
+    QVERIFY(keypad.writeFile(defaultFile, "1 0 0 0 1 0 0\n"));
+    QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
+    QVERIFY(m_rig->station.waitForReady(30000));
+    QCOMPARE(m_rig->log().filter("warning: "),
+             QStringList(
+                 {"warning: No calibration in /etc/pointercal",
+                  "warning: Failed to open touchscreen /root/panel, looking for it every second"}));
+    m_rig->forget();
+
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").log,
+             QStringList("warning: There is no touchscreen to calibrate"));
+    QCOMPARE(m_rig->request(wire::CalibrateRequest, "00").line, QStringList(ack));
+    QCOMPARE(keypad.readFile(defaultFile), QByteArray("1 0 0 0 1 0 0\n"));
+    QCOMPARE(m_rig->request(wire::PatternRequest).line, QStringList(ack));
+
+    QCOMPARE(keypad.run("mkfifo", {panelDevice}).code, 0);
+    m_panel = keypad.openFile(panelDevice, O_RDWR | O_NONBLOCK);
+    QVERIFY(m_panel >= 0);
+    QVERIFY(m_rig->waitForLog("debug: Touchscreen /root/panel is there"));
+    // What the file held reaches nobody: touches are raw.
+    touchTest(true);
+    tap(QPoint(0, 0));
+    QCOMPARE(m_rig->next(), QString("7031 000000"));
+    tap(QPoint(300, 200));
+    QCOMPARE(m_rig->next(), QString("7031 300200"));
 }
 
 QTEST_MAIN(tst_CalibrationFinger)
