@@ -20,14 +20,14 @@ const int SliceMs = 20; ///< the line is served between two looks at the keyboar
 void OperatorDesk::tell(const QString &text)
 {
     std::fprintf(m_prompts, "\n  >> %s\n", qPrintable(text));
-    std::fflush(m_prompts);
+    flush();
 }
 
 OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
 {
     forgetTypedAhead();
     std::fprintf(m_prompts, "\n  >> %s  Then press Enter: ", qPrintable(text));
-    std::fflush(m_prompts);
+    flush();
     QByteArray line;
     return readLine(limitMs, &line);
 }
@@ -38,7 +38,7 @@ OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
     forgetTypedAhead();
     for (;;) {
         std::fprintf(m_prompts, "\n  >> %s [y/n] ", qPrintable(text));
-        std::fflush(m_prompts);
+        flush();
         QByteArray line;
         const Reply reply = readLine(static_cast<int>(deadline.remainingTime()), &line);
         if (reply != Yes)
@@ -49,6 +49,14 @@ OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
         if (word == "n" || word == "no")
             return No;
     }
+}
+
+void OperatorDesk::flush()
+{
+    if (m_interrupt != nullptr)
+        m_interrupt->flush(m_prompts);
+    else
+        std::fflush(m_prompts);
 }
 
 /// A key that was hit twice must not answer a question that nobody has read. A
@@ -66,7 +74,7 @@ OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
     const Reply reply = awaitLine(limitMs, line);
     if (reply != Yes) { // nobody has ended the prompt's line
         std::fputc('\n', m_prompts);
-        std::fflush(m_prompts);
+        flush();
     }
     return reply;
 }

@@ -17,8 +17,9 @@ public:
     /// @param answers  descriptor that lines are read from; of a terminal only what is
     ///                 typed after a question answers it
     /// @param prompts  where questions are printed
-    /// @param interrupt  once it is raised no answer is waited for; may be absent
-    OperatorDesk(int answers, FILE *prompts, const Interrupt *interrupt = nullptr)
+    /// @param interrupt  once it is raised no answer is waited for; raised when nobody can
+    ///                   read the questions any more. May be absent
+    OperatorDesk(int answers, FILE *prompts, Interrupt *interrupt = nullptr)
         : m_answers(answers), m_prompts(prompts), m_interrupt(interrupt)
     {
     }
@@ -31,13 +32,14 @@ public:
     Reply question(const QString &text, int limitMs);
 
 private:
+    void flush();
     void forgetTypedAhead();
     Reply readLine(int limitMs, QByteArray *line);
     Reply awaitLine(int limitMs, QByteArray *line);
 
     int m_answers;
     FILE *m_prompts;
-    const Interrupt *m_interrupt;
+    Interrupt *m_interrupt;
     QByteArray m_pending;
 };
 

@@ -69,6 +69,7 @@ private slots:
     void keepsWhatAProgramSaidAhead();
     void forgetsWhatAPersonTypedAhead();
     void stopsWhenInterrupted();
+    void asksNobodyWhoCannotRead();
     void isTooLate();
     void noticesThatNobodyIsThere();
     void servesTheLineMeanwhile();
@@ -153,6 +154,20 @@ void TestOperatorDesk::stopsWhenInterrupted()
              int(OperatorDesk::Interrupted));
     // What is printed next begins a line of its own.
     QCOMPARE(desk.printed(), QByteArray("\n  >> 1 [y/n] \n\n  >> 2  Then press Enter: \n"));
+}
+
+void TestOperatorDesk::asksNobodyWhoCannotRead()
+{
+    Desk desk;
+    const QList<int> ends = newPipe();
+    FILE *prompts = fdopen(ends.at(1), "w");
+    close(ends.at(0));
+    Interrupt interrupt;
+    interrupt.followSignals(); // the pipe's signal would end the test
+    OperatorDesk unread(desk.ends.at(0), prompts, &interrupt);
+    QCOMPARE(int(unread.question(QStringLiteral("1"), LongMs)), int(OperatorDesk::Interrupted));
+    QVERIFY(interrupt.isRaised());
+    std::fclose(prompts);
 }
 
 void TestOperatorDesk::isTooLate()
