@@ -182,6 +182,7 @@ private slots:
     void everySignalEndsTheUnit_data();
     void everySignalEndsTheUnit();
     void anOutputThatNobodyReadsEndsTheUnit();
+    void aVerdictThatCannotBeShownIsNoPass();
     void whatHasNoMercyLeavesTheStepsSoFar();
     void aBatchThatEndsEarlyCountsAllUnits();
     void aFaultThatNeverCameIsNoPass();
@@ -657,6 +658,23 @@ void TestLineCommand::anOutputThatNobodyReadsEndsTheUnit()
                 .toString()
                 .endsWith(QStringLiteral("interrupted: nobody reads the output")));
     QVERIFY(QFile::exists(latest + QStringLiteral("/report.html")));
+}
+
+void TestLineCommand::aVerdictThatCannotBeShownIsNoPass()
+{
+    QTemporaryDir dir;
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"),
+                {QStringLiteral("-c"), QStringLiteral("exec \"$0\" \"$@\" >/dev/full"),
+                 QStringLiteral(BENCH), QStringLiteral("line"), smallPlan(),
+                 QStringLiteral("--out"), dir.path()});
+    QTRY_VERIFY_WITH_TIMEOUT(shell.state() == QProcess::NotRunning, 60000);
+    QCOMPARE(shell.exitCode(), 4);
+    QCOMPARE(shell.readAllStandardError(),
+             QByteArray("bench line: standard output could not be written\n"));
+    // The record has it.
+    const QJsonObject record = recordIn(dir.filePath(QStringLiteral("latest")));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("pass"));
 }
 
 void TestLineCommand::whatHasNoMercyLeavesTheStepsSoFar()
