@@ -537,7 +537,7 @@ void TestLineCommand::anOperatorSaysNo()
 void TestLineCommand::anOperatorIsLate()
 {
     VirtualKeypad keypad;
-    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     const QString port = keypad.linePath();
     Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":200,"steps":[
         {"name":"Key","operator":{"ask":"Press.","do":[{"home":"press"}]},
@@ -570,7 +570,7 @@ void TestLineCommand::aQuestionCanBeInterrupted()
 void TestLineCommand::anOperatorIsNotThere()
 {
     VirtualKeypad keypad;
-    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     const QString port = keypad.linePath();
     Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
         {"name":"Key","operator":{"ask":"Press.","do":[{"home":"press"}]},
