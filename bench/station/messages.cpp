@@ -96,8 +96,7 @@ const std::vector<Message> &messages()
         bareReply(0x0004, "ACK"),
         bareReply(0x0005, "NAK"),
 
-        request(0x6001, "exit request", Acked,
-                {plain("exit", "end the test and the tool", "quit")}),
+        request(0x6001, "exit request", Acked, {plain("exit", "end the test and the tool")}),
 
         request(0x6002, "echo request", repliedWith(0x6003),
                 {anyText("text", "echo", "[TEXT]", "have TEXT sent back")}),

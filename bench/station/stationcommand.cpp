@@ -53,6 +53,7 @@ Other commands:
                         pause between requests, and show what differs
   decode FRAME          explain a frame from any log
   help                  show this help
+  quit                  leave the prompt; the keypad's tool goes on
 
 Exit status: 0 all was answered, 1 refused (NAK, NA), a damaged frame came or a
 replay differs, 2 wrong usage, 3 no answer in time, 4 the line failed, or the
@@ -127,6 +128,7 @@ private:
     int runReplay(const QStringList &words);
     int runDecode(const QStringList &words);
     int runHelp(const QStringList &words);
+    int runQuit(const QStringList &words);
 
     struct Command {
         const char *name;
@@ -143,13 +145,15 @@ private:
 
     Station *m_station;
     Options m_options;
+    bool m_hasPrompt = false; ///< commands come one a line from standard input
+    bool m_isOver = false;    ///< "quit" was given
 };
 
 const Session::Command Session::Commands[] = {
     {"raw", &Session::runRaw},       {"ready", &Session::runReady},
     {"wait", &Session::runWait},     {"listen", &Session::runListen},
     {"replay", &Session::runReplay}, {"decode", &Session::runDecode},
-    {"help", &Session::runHelp},
+    {"help", &Session::runHelp},     {"quit", &Session::runQuit},
 };
 
 void Session::print(char direction, const QString &meaning, const QByteArray &raw)
@@ -206,8 +210,12 @@ int Session::runRequest(const QStringList &words)
           wire::buildFrame(wire::Sender::Station, frame->type, frame->data));
     const Station::Answer answer =
         m_station->request(frame->type, frame->data, m_options.limitMs, m_options.lateLimitMs);
-    if (answer.ok())
+    if (answer.ok()) {
+        if (m_hasPrompt && frame->type == wire::ExitRequest)
+            print('-', QStringLiteral("this ends the keypad's tool; \"quit\" leaves the prompt"),
+                  QByteArray());
         return BenchExit::Good;
+    }
     complain(answer.error);
     switch (answer.outcome) {
     case Station::Answer::TimedOut:
@@ -296,6 +304,15 @@ int Session::runHelp(const QStringList &)
     return BenchExit::Good;
 }
 
+int Session::runQuit(const QStringList &)
+{
+    if (!m_hasPrompt)
+        return usage(QStringLiteral("\"quit\" leaves the prompt, and there is none; \"exit\" ends "
+                                    "the keypad's tool"));
+    m_isOver = true;
+    return BenchExit::Good;
+}
+
 /// Sleeps until standard input can be read, printing what the line brings.
 /// @return false when the line has hung up
 bool Session::waitForInput()
@@ -315,6 +332,7 @@ bool Session::waitForInput()
 
 int Session::runInput()
 {
+    m_hasPrompt = true;
     int status = BenchExit::Good;
     QByteArray input;
     while (waitForInput()) {
@@ -324,7 +342,7 @@ int Session::runInput()
             input += '\n';
         else
             input.append(bytes, static_cast<int>(count));
-        for (auto end = input.indexOf('\n'); end >= 0; end = input.indexOf('\n')) {
+        for (auto end = input.indexOf('\n'); end >= 0 && !m_isOver; end = input.indexOf('\n')) {
             const QString line = QString::fromUtf8(input.left(end)).trimmed();
             input.remove(0, end + 1);
             if (line.isEmpty() || line.startsWith(QLatin1Char('#')))
@@ -333,7 +351,7 @@ int Session::runInput()
             status = status == BenchExit::Good ? result : status;
             std::fflush(stdout);
         }
-        if (count <= 0)
+        if (count <= 0 || m_isOver)
             return status;
     }
     complain(QStringLiteral("the line hung up"));
@@ -382,6 +400,8 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
             *error = QStringLiteral("%1 is no standard baud rate").arg(parser.value(baud));
         if (parser.isSet(transcript))
             options->transcript = parser.value(transcript);
+        if (parser.isSet(transcript) && options->transcript.isEmpty())
+            *error = QStringLiteral("--transcript takes a file, not an empty text");
         options->ready = options->ready || parser.isSet(ready);
         options->quiet = options->quiet || parser.isSet(quiet);
         if (part == 0)

@@ -26,7 +26,6 @@ void TestRequests::parsesRequests_data()
         const char *data;
     } rows[] = {
         {"exit", 0x6001, ""},
-        {"quit", 0x6001, ""},
         {"echo", 0x6002, ""},
         {"echo ABCD", 0x6002, "ABCD"},
         {"echo two words", 0x6002, "two words"},
@@ -93,6 +92,8 @@ void TestRequests::refusesWrongRequests_data()
     } rows[] = {
         {"", "unknown request \"\""},
         {"light 1", "unknown request \"light\""},
+        // It leaves the station's prompt, and must not end the tool where somebody expects that.
+        {"quit", "unknown request \"quit\""},
         {"backlight", "usage: backlight LEVEL"},
         {"backlight 1 2", "usage: backlight LEVEL"},
         {"backlight 256", "backlight: \"256\" is no number from 0 to 255"},

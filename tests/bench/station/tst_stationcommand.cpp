@@ -21,6 +21,8 @@ private slots:
     void exitStatusTellsWhy_data();
     void exitStatusTellsWhy();
     void readsCommandsFromStandardInput();
+    void leavesThePrompt();
+    void tellsThatExitEndsTheTool();
     void printsWhatComesUnasked();
     void endsWhenTheLineHangsUp();
     void waitsForReady();
@@ -116,6 +118,9 @@ void TestStationCommand::refusesWrongUsage_data()
                             << "bench station: Unknown option 'loud'; see bench station --help\n";
     QTest::newRow("limit") << QStringList{"station", "PTY", "-t", "soon", "voltage"}
                            << "bench station: a limit is a number of seconds\n";
+    QTest::newRow("empty transcript")
+        << QStringList{"station", "PTY", "-o", "", "voltage"}
+        << "bench station: --transcript takes a file, not an empty text\n";
     QTest::newRow("decode option") << QStringList{"decode", "--loud"}
                                    << "bench decode: unknown option --loud; "
                                       "see bench decode --help\n";
@@ -171,6 +176,10 @@ void TestStationCommand::exitStatusTellsWhy_data()
     QTest::newRow("unknown")
         << QStringList{"light"} << 2
         << "bench station: unknown request \"light\"; \"help\" lists them all\n";
+    QTest::newRow("quit without a prompt")
+        << QStringList{"quit"} << 2
+        << "bench station: \"quit\" leaves the prompt, and there is none; \"exit\" ends the "
+           "keypad's tool\n";
     QTest::newRow("number") << QStringList{"7080"} << 2
                             << "bench station: unknown request \"7080\"; by number it is \"send "
                                "7080\"\n";
@@ -207,6 +216,30 @@ void TestStationCommand::readsCommandsFromStandardInput()
     QCOMPARE(result.err,
              QString("bench station: flash-query was refused with NA\n"
                      "bench station: unknown request \"light\"; \"help\" lists them all\n"));
+}
+
+void TestStationCommand::leavesThePrompt()
+{
+    QProcess process;
+    process.start(program(), {"station", m_keypad->path(), "-q"});
+    QVERIFY(process.waitForStarted());
+    process.write("voltage\nquit\nbacklight 100\n"); // and standard input stays open
+    QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(process.readAllStandardOutput(), QByteArray("voltage reading '00012345'\n"));
+    QCOMPARE(m_keypad->reads(), QList<QByteArray>{"7E000A70801C02907F\r\n"});
+}
+
+void TestStationCommand::tellsThatExitEndsTheTool()
+{
+    m_keypad->answer("7E000A60011402797F\r\n", QByteArray("7E000A00043102957F\r\n"));
+    const Run prompt = station({}, "exit\n");
+    QCOMPARE(prompt.status, 0);
+    QVERIFY2(prompt.out.contains(" - this ends the keypad's tool; \"quit\" leaves the prompt"),
+             qPrintable(prompt.out));
+    const Run alone = station({"exit"});
+    QCOMPARE(alone.status, 0);
+    QVERIFY2(!alone.out.contains("prompt"), qPrintable(alone.out));
 }
 
 void TestStationCommand::printsWhatComesUnasked()
