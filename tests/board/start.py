@@ -190,6 +190,28 @@ class Waiting(OnABoard):
         self.assertEqual(self.slept(), ["1"] * 4)
         self.assertIn(f"TSLIB_TSDEVICE={PANEL}\n", self.root.read("environment"))
 
+    def environment(self):
+        return self.root.read("environment").splitlines()
+
+    def test_qt_reads_no_panel_where_none_is_there(self):
+        """Its touches would be uncalibrated; the tool looks for the panel by itself."""
+        self.root.come(SCREEN, HOME_KEY)
+        self.assertEqual(self.start(), "")
+        self.assertIn("QT_QPA_FB_DISABLE_INPUT=1", self.environment())
+        self.assertIn("TSLIB_TSDEVICE=/dev/input/touchscreen", self.environment())
+
+    def test_qt_reads_a_panel_that_it_is_told_to(self):
+        self.root.come(SCREEN, HOME_KEY, "/dev/input/touchscreen")
+        self.assertEqual(self.start("QT_QPA_FB_DISABLE_INPUT=0\n"), "")
+        self.assertIn("QT_QPA_FB_DISABLE_INPUT=0", self.environment())
+        self.assertNotIn("TSLIB_TSDEVICE", self.root.read("environment"))
+
+    def test_mouse_of_other_platforms_serves(self):
+        self.root.come(HOME_KEY)
+        self.assertEqual(self.start("QT_QPA_PLATFORM=vnc:size=800x480\n"), "")
+        self.assertNotIn("QT_QPA_FB_DISABLE_INPUT", self.root.read("environment"))
+        self.assertNotIn("TSLIB_TSDEVICE", self.root.read("environment"))
+
     def test_ten_seconds_in_all_then_what_there_is(self):
         self.root.come_after(6, SCREEN)
         self.assertEqual(self.start(f"TSLIB_TSDEVICE={PANEL}\n"),
