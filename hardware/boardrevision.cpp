@@ -16,6 +16,7 @@ int readBoardRevision(const Board &board)
         qWarning("Unable to read the board revision file");
         return first;
     }
+    // As read: whether a line end may follow the number is each Qt's own answer.
     const int revision = file.readLine().toInt();
     if (revision < first) {
         qWarning("Revision %d is invalid", revision);

@@ -240,6 +240,7 @@ QString BoardRoot::build() const
     showDevices(QFile::encodeName(linePath));
     showStandins(programsDir);
     showHidden(visible);
+    bind(inOld(QFile::encodeName(toolDir)), inNew(BenchPlace::tool));
     mkdir(inNew("/proc").constData(), 0755);
     // A container that masks parts of its /proc may not mount another one.
     if (mount("proc", inNew("/proc").constData(), "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC,

@@ -9,6 +9,7 @@
 struct BoardRoot {
     QString linePath;    ///< the PC's name of the pty slave to show as /dev/ttySP0
     QString programsDir; ///< of the PC, holds the stand-in program
+    QString toolDir;     ///< of the PC, holds the tool
     QStringList visible; ///< paths of the PC to show where the board's places would hide them
 
     /// Makes this process's mount namespace the board's, with an empty /sys. The

@@ -45,7 +45,7 @@ bool HostClient::succeeded(const QString &what, int number)
     return false;
 }
 
-bool HostClient::launch(const QStringList &visible)
+bool HostClient::launch(const QString &toolDir, const QStringList &visible)
 {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0)
@@ -61,6 +61,7 @@ bool HostClient::launch(const QStringList &visible)
         return succeeded(QStringLiteral("cannot start ") + program, spawnError);
     QList<int> descriptors;
     const QJsonObject reply = ask(QJsonObject{{Key::Programs, QFileInfo(program).path()},
+                                              {Key::ToolDir, toolDir},
                                               {Key::Visible, QJsonArray::fromStringList(visible)}},
                                   &descriptors, CallMsecs);
     if (!descriptors.isEmpty())

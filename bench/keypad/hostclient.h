@@ -22,8 +22,9 @@ public:
     HostClient &operator=(const HostClient &) = delete;
 
     /// Starts the host, which builds the board.
-    /// @param visible  paths of the PC to show in the keypad
-    bool launch(const QStringList &visible);
+    /// @param toolDir  folder of the PC that holds the tool
+    /// @param visible  more paths of the PC to show in the keypad
+    bool launch(const QString &toolDir, const QStringList &visible);
     /// Ends it, and with it every process of the keypad.
     void close();
     bool isLaunched() const { return m_host >= 0; }

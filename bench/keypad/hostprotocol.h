@@ -76,6 +76,7 @@ constexpr QLatin1String Reason("reason");
 constexpr QLatin1String Signal("signal");
 constexpr QLatin1String Text("text");
 constexpr QLatin1String To("to");
+constexpr QLatin1String ToolDir("toolDir");
 constexpr QLatin1String Usec("usec");
 constexpr QLatin1String Visible("visible");
 } // namespace Key
@@ -93,13 +94,15 @@ template<typename Enum> Enum fromJson(const QJsonValue &value)
 
 } // namespace HostProtocol
 
-/// Where the stand-ins, what they print and what they are asked to do live; on no board.
+/// What is on no board: the stand-ins, what they print and what they are asked to do,
+/// and the tool's folder once more, for when a place around its own is left out.
 namespace BenchPlace
 {
 const char programs[] = "/run/bench/bin";
 const char captures[] = "/run/bench/captures";
 const char plays[] = "/run/bench/plays";
 const char calls[] = "/run/bench/calls";
+const char tool[] = "/run/bench/tool";
 } // namespace BenchPlace
 
 #endif

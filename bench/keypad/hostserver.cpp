@@ -113,6 +113,7 @@ QString HostServer::prepare(const QJsonObject &request)
     BoardRoot root;
     root.linePath = m_line.toolPath();
     root.programsDir = request.value(Key::Programs).toString();
+    root.toolDir = request.value(Key::ToolDir).toString();
     for (const QJsonValue &value : request.value(Key::Visible).toArray())
         root.visible.append(value.toString());
     const QString reason = root.build();

@@ -75,6 +75,17 @@ QString VirtualKeypad::toolPath() const
     return canonical.isEmpty() ? tool : canonical;
 }
 
+/// Its own path, unless a place around it is left out.
+QString VirtualKeypad::toolPathInKeypad() const
+{
+    const QString path = toolPath();
+    for (const QString &place : m_options.without) {
+        if (path.startsWith(place + QLatin1Char('/')))
+            return QLatin1String(BenchPlace::tool) + QLatin1Char('/') + QFileInfo(path).fileName();
+    }
+    return path;
+}
+
 QJsonArray VirtualKeypad::commandLine() const
 {
     QStringList all = m_options.wrapper;
@@ -83,7 +94,7 @@ QJsonArray VirtualKeypad::commandLine() const
         if (!found.isEmpty())
             all.first() = found;
     }
-    all.append(toolPath());
+    all.append(toolPathInKeypad());
     all.append(m_options.arguments);
     return QJsonArray::fromStringList(all);
 }
@@ -145,9 +156,10 @@ bool VirtualKeypad::checkFaketime()
 bool VirtualKeypad::launchHost()
 {
     QStringList visible = m_options.visible;
-    visible.append(QFileInfo(toolPath()).path());
+    const QString toolDir = QFileInfo(toolPath()).path();
+    visible.append(toolDir);
     visible.append(QStringLiteral(BENCH_SOURCE_DIR)); // suppression files of the sanitizers
-    if (!launch(visible))
+    if (!launch(toolDir, visible))
         return false;
     m_notifier.reset(new QSocketNotifier(channelFd(), QSocketNotifier::Read));
     connect(m_notifier.data(), SIGNAL(activated(int)), SLOT(takeIn()));

@@ -28,8 +28,9 @@
 ///   /usr/lib/panel/version "20140101 1.2\n"
 ///   /media/mmcblk0p1       the card's mount point, see setCard()
 ///   kobs-ng ubiformat ubiattach mount   the only programs on the search path: stand-ins
-/// Everything else is the PC's own root file system, at its usual place; the
-/// tool's folder is visible at its own path wherever it is.
+/// Everything else is the PC's own root file system, at its usual place. The
+/// tool's folder is visible at its own path wherever it is, and the tool runs even
+/// where a place around it is left out.
 ///
 /// No call needs an event loop: the calls that wait, wait by themselves. With an
 /// event loop running the signals are delivered as things happen.
@@ -170,6 +171,7 @@ private:
     void end();
 
     QString toolPath() const;
+    QString toolPathInKeypad() const;
     QJsonArray commandLine() const;
     QJsonArray environment() const;
     bool checkFaketime();

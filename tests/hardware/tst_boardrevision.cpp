@@ -42,6 +42,12 @@ void tst_BoardRevision::text_data()
     QTest::newRow("number and text") << QByteArray("2b") << 1 << zero;
     QTest::newRow("hexadecimal") << QByteArray("0x2") << 1 << zero;
     QTest::newRow("only the first line counts") << QByteArray("\n2") << 1 << zero;
+    // Whether white space may follow a number is each Qt's own answer.
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+    QTest::newRow("a line end") << QByteArray("2\n") << 2 << none;
+#else
+    QTest::newRow("a line end") << QByteArray("2\n") << 1 << zero;
+#endif
     QTest::newRow("too large") << QByteArray("4294967298") << 1 << zero;
 }
 

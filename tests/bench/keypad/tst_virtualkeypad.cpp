@@ -22,6 +22,7 @@ private Q_SLOTS:
     void writtenProgramRunsAtOnce();
     void pcIsStillThere();
     void toolInAHiddenPlace();
+    void toolInAPlaceThatIsLeftOut();
     void leftOut();
     void exitStatusAndSignals();
     void runsAgain();
@@ -54,6 +55,7 @@ private Q_SLOTS:
     void waitsWithoutAnEventLoopAndSignalsWithOne();
 
 private:
+    static QString makeTool(const QString &folder);
     static KeypadOptions shell(const QString &script);
     static QByteArray readLine(int fd, int size);
 };
@@ -172,23 +174,39 @@ void TestVirtualKeypad::pcIsStillThere()
     QVERIFY(keypad.exists("/usr/bin/env"));
 }
 
+QString TestVirtualKeypad::makeTool(const QString &folder)
+{
+    QFile file(folder + "/tool");
+    if (!file.open(QIODevice::WriteOnly) || file.write("#!/bin/sh\nexit 7\n") < 0 ||
+        !file.setPermissions(QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner))
+        return QString();
+    return file.fileName();
+}
+
 void TestVirtualKeypad::toolInAHiddenPlace()
 {
     QTemporaryDir dir("/tmp/keypad-test-XXXXXX");
-    dir.setAutoRemove(true);
-    const QString tool = dir.filePath("tool");
-    QFile file(tool);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("#!/bin/sh\nexit 7\n");
-    file.close();
-    QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner));
     KeypadOptions options;
-    options.tool = tool;
+    options.tool = makeTool(dir.path());
     VirtualKeypad keypad(options);
     QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
     QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().code, 7);
     QCOMPARE(keypad.listDir("/tmp").filter("keypad-test").size(), 1);
+}
+
+void TestVirtualKeypad::toolInAPlaceThatIsLeftOut()
+{
+    QTemporaryDir dir("/tmp/keypad-test-XXXXXX");
+    KeypadOptions options;
+    options.tool = makeTool(dir.path());
+    options.without = QStringList("/tmp");
+    VirtualKeypad keypad(options);
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY(keypad.waitForExit());
+    QCOMPARE(keypad.exitStatus().code, 7);
+    QVERIFY(!keypad.exists("/tmp"));
+    QVERIFY(QFile::exists(options.tool));
 }
 
 void TestVirtualKeypad::leftOut()
