@@ -38,8 +38,7 @@ const int shortScreen = 400;
 /// The kernel needs a moment between attaching the volume and mounting it.
 const int mountDelay = 2000; // ms
 
-const int buttonPage = 0;
-const int flashPage = 1;
+const int flashPage = 1; // of m_stk; the start button is on the other one
 
 enum ButtonMask { HomeDown = 1, TamperActive = 2 };
 

@@ -19,12 +19,14 @@ class RootFS;
 class TestProto;
 class UBIAttach;
 
-/// Creates everything as its Qt child and wires it up; the slots, one for each
-/// request of the test station, only pass the work on. No failure while it is
-/// constructed is fatal: what cannot be opened is logged and stays inert.
+/// Creates everything as its Qt child and wires it up. A slot that drives or reads the
+/// board passes the work to the unit that does it; what is about this widget itself
+/// (test images, the calibration dialog, the steps of a flash and the screen's words
+/// about it) is done here. No failure while it is constructed is fatal: what cannot be
+/// opened is logged and stays inert.
 ///
-/// All connections are direct. Where one signal has two slots, the order in
-/// which they are connected is the order in which they run.
+/// All senders and receivers live on one thread, so a signal runs its slots before it
+/// returns. Where it has two, they run in the order in which they were connected.
 class mftool : public QWidget
 {
     Q_OBJECT

@@ -6,8 +6,9 @@
 
 /// Chooses the update directory. Whether it exists or holds the images is not
 /// looked at: the tools say so soon enough. Hidden folders never count as
-/// subfolders; links to folders do. "Last" is the greatest name, compared code
-/// point by code point ("fw-9" is greater than "fw-10").
+/// subfolders; links to folders do. "Last" is the greatest name as QString
+/// compares: by UTF-16 code unit, so "fw-9" is greater than "fw-10" and "fw-a" than
+/// "fw-B".
 ///
 /// | dir                           | chosen                                     |
 /// |-------------------------------|--------------------------------------------|

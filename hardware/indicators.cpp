@@ -19,8 +19,9 @@ const char *ledText(bool on)
     return on ? "255" : "0";
 }
 
-/// Half a step rounds down (10 per cent is 25), but the middle of the scale
-/// is 128.
+/// Two statements about this LED contradict each other: the formula, by which 50 per
+/// cent is 127, and the value that stations expect of 50 per cent, which is 128. So 50
+/// is 128, and every other level follows the formula.
 uint homeBrightness(uint percent)
 {
     const uint rounding = percent == 50 ? 50 : 49;

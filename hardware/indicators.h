@@ -1,7 +1,8 @@
 /// What the keypad shows and sounds: backlight, LCD bias power, LEDs, buzzer.
 /// Every function stores short text into the kernel's attribute files, opened
 /// for this one store, so that a file that appears later is used without a
-/// restart. A file that cannot be opened is logged and otherwise ignored.
+/// restart. A file that cannot be opened is logged and otherwise ignored; a text that
+/// the kernel refuses is not noticed.
 #ifndef HARDWARE_INDICATORS_H
 #define HARDWARE_INDICATORS_H
 

@@ -10,7 +10,9 @@ class IPlatPort;
 class QSocketNotifier;
 
 /// Gives an IPlatPort the interface of a sequential QIODevice, with at most 256
-/// bytes buffered in each direction. Nothing here ever waits.
+/// bytes of its own buffered in each direction; QIODevice buffers what is read
+/// besides. Nothing here waits for bytes, but the kernel may hold up close() until the
+/// line has taken what was written.
 ///
 /// open() makes a write notifier alone, which sends what the line did not take at
 /// once. A read notifier would take the bytes of the test station's protocol, which
