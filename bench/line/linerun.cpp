@@ -150,7 +150,8 @@ void LineRun::runUnit(int number, QString *error)
     const QString dir = m_folder.unitPath(number);
     Station station;
     if (!station.transcript().logTo(dir + QLatin1Char('/') + RecordFolder::transcriptName(),
-                                    error)) {
+                                    error) ||
+        !m_folder.keep(record, error)) {
         record.reason = *error; // what cannot be recorded is not begun
         record.ended = true;
         m_console->end(record, QString());

@@ -124,7 +124,6 @@ void Runner::run(UnitRecord *record)
     m_station->clear();
     m_inbox.clear();
     QString interruptedBefore;
-    keep(record);
     for (int i = 0; i < m_plan.steps.size(); ++i) {
         const Plan::Step &step = m_plan.steps.at(i);
         if (m_over.isEmpty() && isInterrupted()) {

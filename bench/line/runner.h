@@ -31,7 +31,7 @@ struct RunOptions {
     int paceMs = 0;     ///< pause after each step, for a person who follows
     /// Looked at while waiting; ends the run when it is raised. May be null.
     const Interrupt *interrupt = nullptr;
-    /// Called before the first step and after each one with the record so far. May be empty.
+    /// Called after each step that was run with the record so far. May be empty.
     std::function<void(const UnitRecord &record)> keep;
 };
 

@@ -186,6 +186,7 @@ private slots:
     void whatHasNoMercyLeavesTheStepsSoFar();
     void aBatchThatEndsEarlyCountsAllUnits();
     void aFaultThatNeverCameIsNoPass();
+    void aFullDiskDoesNotTakeTheVerdicts_data();
     void aFullDiskDoesNotTakeTheVerdicts();
     void aTranscriptIsReplayed();
 
@@ -737,14 +738,36 @@ void TestLineCommand::aFaultThatNeverCameIsNoPass()
     QCOMPARE(record.value(QStringLiteral("reason")).toString(), reason);
 }
 
-/// The disk is one of four pages, in a name space that nobody else sees.
+void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts_data()
+{
+    QTest::addColumn<QString>("size");
+    QTest::addColumn<QString>("first"); ///< pattern of the first unit's line
+    QTest::addColumn<QString>("yield");
+    QTest::addColumn<QString>("unwritten");
+    QTest::newRow("before the first unit")
+        << "4k"
+        << "NOT RUN  unit   1 .*/unit-01: record.json could not be written: No space left"
+        << "Yield 0.0 % (0 of 3 units), 3 not tested\n"
+        << "record.json";
+    QTest::newRow("during the first unit") << "16k"
+                                           << "PASS     unit   1 "
+                                           << "Yield 33.3 % (1 of 3 units), 2 not tested, "
+                                           << ".*report.html";
+}
+
+/// The disk is one of a few pages, in a name space that nobody else sees.
 void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts()
 {
+    QFETCH(QString, size);
+    QFETCH(QString, first);
+    QFETCH(QString, yield);
+    QFETCH(QString, unwritten);
     QStringList inside = {QStringLiteral("--mount")};
     if (geteuid() != 0)
         inside.append(QStringLiteral("--map-root-user"));
-    inside += {QStringLiteral("/bin/sh"), QStringLiteral("-c"),
-               QStringLiteral("mount -t tmpfs -o size=16k none \"$0\" || exit 77\n\"$@\"")};
+    inside +=
+        {QStringLiteral("/bin/sh"), QStringLiteral("-c"),
+         QStringLiteral("mount -t tmpfs -o size=%1 none \"$0\" || exit 77\n\"$@\"").arg(size)};
     QTemporaryDir dir;
     inside.append(dir.path());
     QProcess trial;
@@ -762,16 +785,15 @@ void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts()
     QTRY_VERIFY_WITH_TIMEOUT(run.state() == QProcess::NotRunning, 60000);
     const QString output = QString::fromUtf8(run.readAllStandardOutput());
     QCOMPARE(run.exitCode(), 4);
-    QVERIFY2(output.contains(QRegularExpression(QStringLiteral("\nPASS     unit   1 "))),
-             qPrintable(output));
+    QVERIFY2(output.contains(QRegularExpression(QStringLiteral("\n") + first)), qPrintable(output));
     QCOMPARE(output.count(QStringLiteral("the record of unit 1 could not be written\n")), 2);
-    QVERIFY2(output.contains(QStringLiteral("Yield 33.3 % (1 of 3 units), 2 not tested, ")),
-             qPrintable(output));
+    QVERIFY2(output.contains(yield), qPrintable(output));
     QVERIFY(output.endsWith(QStringLiteral("Report:  none, it could not be written\n")));
     const QString complaint = QString::fromUtf8(run.readAllStandardError());
-    QVERIFY2(complaint.contains(QRegularExpression(QStringLiteral(
-                 "^bench line: .*/unit-01: .*report.html could not be written: No space left"))),
-             qPrintable(complaint));
+    const QRegularExpression reason(
+        QStringLiteral("^bench line: .*/unit-01: %1 could not be written: No space left")
+            .arg(unwritten));
+    QVERIFY2(complaint.contains(reason), qPrintable(complaint));
 }
 
 void TestLineCommand::aTranscriptIsReplayed()

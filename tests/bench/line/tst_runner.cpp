@@ -962,8 +962,8 @@ void TestRunner::handsOverTheRecordAsItGrows()
     };
     bench.keypad.answer(AskButtons, Ack);
     const UnitRecord record = bench.run(Buttons + "," + HurriedSilence + "," + Backlight);
-    QCOMPARE(kept, QStringList({QStringLiteral("going"), QStringLiteral("going pass"),
-                                QStringLiteral("going pass time-out")}));
+    QCOMPARE(kept,
+             QStringList({QStringLiteral("going pass"), QStringLiteral("going pass time-out")}));
     QVERIFY(record.ended);
     QCOMPARE(int(record.steps.size()), 3);
 }
