@@ -21,9 +21,10 @@ bool parseCommand(QCommandLineParser &parser, const QStringList &arguments, int 
     if (!parser.isSet(help))
         return true;
     // The parser knows the program's name only.
+    const QString usage = QLatin1String("Usage: ");
     QString text = parser.helpText();
-    text.replace(QCoreApplication::arguments().constFirst(),
-                 QLatin1String("bench ") + arguments.first());
+    text.remove(0, usage.size() + QCoreApplication::arguments().constFirst().size());
+    text.prepend(usage + QLatin1String("bench ") + arguments.first());
     fputs(qPrintable(text), stdout);
     *status = BenchExit::Good;
     return false;

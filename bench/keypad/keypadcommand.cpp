@@ -20,7 +20,10 @@ const char description[] =
     "\"line PTY\": what a test station opens, for example with \"bench station PTY\".\n"
     "\n"
     "The tool is shown on the display there is (DISPLAY), else on an Xvfb of its own.\n"
-    "Works for root, and for others where the kernel allows user namespaces.";
+    "Works for root, and for others where the kernel allows user namespaces.\n"
+    "\n"
+    "Exit status: 0 the tool ended with 0, or \"quit\" was given, 1 it ended otherwise, 2 wrong\n"
+    "usage, 4 a virtual keypad cannot run here.";
 
 struct Choices {
     QCommandLineOption tool{QStringLiteral("tool"),

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Reads what the package brings besides the tool the way those will who use it: the
-# shells, the manual's formatter, systemd, and Debian's own check of packages.
+# Reads what the package and the bench bring besides their programs the way those will who use
+# it: the shells, the manual's formatter, systemd, and Debian's own check of packages.
 #   lint.sh SOURCEDIR BUILDDIR
 # Exit code 77: a checker is missing.
 set -eu
@@ -32,11 +32,15 @@ for script in "$packaging"/start "$packaging"/mftool.init "$packaging"/examples/
     shellcheck "$script" || fault "shellcheck finds faults in $script"
 done
 
-mandoc -T lint -W warning "$packaging/mftool.1" || fault "the manual page has faults"
-if command -v man >/dev/null; then
-    warnings=$(man --warnings -l "$packaging/mftool.1" 2>&1 >/dev/null)
-    [ -z "$warnings" ] || fault "the manual page does not format well: $warnings"
-fi
+shellcheck --shell=bash "$source/bench/completion.bash" || fault "shellcheck finds faults in the completion"
+
+for page in "$packaging/mftool.1" "$source/docs/bench.1"; do
+    mandoc -T lint -W warning "$page" || fault "the manual page $page has faults"
+    if command -v man >/dev/null; then
+        warnings=$(man --warnings -l "$page" 2>&1 >/dev/null)
+        [ -z "$warnings" ] || fault "the manual page $page does not format well: $warnings"
+    fi
+done
 
 # Its program is not installed here, so that it gets another one that is there.
 if command -v systemd-analyze >/dev/null; then

@@ -23,6 +23,7 @@ private slots:
     void readsCommandsFromStandardInput();
     void leavesThePrompt();
     void tellsThatExitEndsTheTool();
+    void endsWithoutStandardInput();
     void printsWhatComesUnasked();
     void endsWhenTheLineHangsUp();
     void waitsForReady();
@@ -240,6 +241,16 @@ void TestStationCommand::tellsThatExitEndsTheTool()
     const Run alone = station({"exit"});
     QCOMPARE(alone.status, 0);
     QVERIFY2(!alone.out.contains("prompt"), qPrintable(alone.out));
+}
+
+void TestStationCommand::endsWithoutStandardInput()
+{
+    // Closed by the shell: the next file that is opened would get its number.
+    QProcess process;
+    process.start("/bin/sh", {"-c", "exec \"$0\" station \"$1\" <&-", program(), m_keypad->path()});
+    QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(process.readAllStandardError(), QByteArray());
 }
 
 void TestStationCommand::printsWhatComesUnasked()
