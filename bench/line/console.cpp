@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace
@@ -49,13 +50,14 @@ QString percent(int part, qsizetype whole)
 } // namespace
 
 Console::Console(FILE *out, bool isTerminal, Interrupt *interrupt)
-    : m_out(out), m_isTerminal(isTerminal), m_interrupt(interrupt)
+    : m_out(out), m_isTerminal(isTerminal),
+      m_hasColour(isTerminal && qEnvironmentVariableIsEmpty("NO_COLOR")), m_interrupt(interrupt)
 {
 }
 
 bool Console::isTerminal(FILE *out)
 {
-    return isatty(fileno(out)) != 0 && qEnvironmentVariableIsEmpty("NO_COLOR");
+    return isatty(fileno(out)) != 0;
 }
 
 void Console::flush()
@@ -89,7 +91,7 @@ void Console::eraseProgress()
 QString Console::shown(Outcome outcome) const
 {
     const QString name = QStringLiteral("%1").arg(outcomeName(outcome).toUpper(), -8);
-    if (!m_isTerminal)
+    if (!m_hasColour)
         return name;
     return QLatin1String(colourOf(outcome)) + name + QStringLiteral("\033[0m");
 }
@@ -118,8 +120,19 @@ void Console::stepStarted(const Plan::Step &step, int number)
     m_sinceProgress.start();
     if (!m_isTerminal)
         return;
+    showProgress(m_running);
+}
+
+/// A line that is wider than the terminal could not be taken back.
+void Console::showProgress(const QString &text)
+{
+    QString shown = QStringLiteral("...      ") + text;
+    winsize size = {};
+    if (ioctl(fileno(m_out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 &&
+        shown.size() >= size.ws_col)
+        shown = shown.left(size.ws_col - 1);
     eraseProgress();
-    std::fprintf(m_out, "...      %s", m_running.toUtf8().constData());
+    std::fputs(shown.toUtf8().constData(), m_out);
     flush();
     m_hasProgress = true;
 }
@@ -133,11 +146,7 @@ void Console::progressed(const QString &text)
         line(QStringLiteral("...      %1  %2").arg(m_running, text));
         return;
     }
-    eraseProgress();
-    std::fprintf(m_out, "...      %s  %s", m_running.toUtf8().constData(),
-                 text.toUtf8().constData());
-    flush();
-    m_hasProgress = true;
+    showProgress(QStringLiteral("%1  %2").arg(m_running, text));
 }
 
 void Console::stepEnded(const StepRecord &step)

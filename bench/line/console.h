@@ -12,11 +12,12 @@
 class Console : public RunWatcher
 {
 public:
-    /// @param isTerminal  whether @p out shows colour and takes back a line
+    /// @param isTerminal  whether @p out takes back a line; it shows colour then too, unless
+    ///                    NO_COLOR is set
     /// @param interrupt   raised when nobody reads @p out any more; may be absent
     Console(FILE *out, bool isTerminal, Interrupt *interrupt = nullptr);
 
-    /// Whether a stream should be written to as a terminal; NO_COLOR is respected.
+    /// Whether a stream should be written to as a terminal.
     static bool isTerminal(FILE *out);
 
     void begin(const Plan &plan, const UnitRecord &unit, int units);
@@ -35,10 +36,12 @@ private:
     void line(const QString &text);
     void detail(const char *title, const QString &text);
     void reportIn(const QString &files);
+    void showProgress(const QString &text);
     void eraseProgress();
 
     FILE *m_out;
     const bool m_isTerminal;
+    const bool m_hasColour;
     Interrupt *const m_interrupt;
     int m_steps = 0;
     int m_nameWidth = 0;

@@ -4,9 +4,11 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <memory>
 
 #include <fcntl.h>
+#include <pty.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -56,6 +58,7 @@ class TestConsole : public QObject
     Q_OBJECT
 
 private slots:
+    void init();
     void writesPlainTextIntoAFile();
     void coloursATerminal();
     void rewritesTheLineOfProgress();
@@ -66,7 +69,14 @@ private slots:
     void saysWhyAUnitEndedBetweenSteps();
     void noticesThatNobodyReads();
     void takesAFileForNoTerminal();
+    void rewritesTheLineWithoutColour();
+    void keepsProgressInOneLine();
 };
+
+void TestConsole::init()
+{
+    qunsetenv("NO_COLOR");
+}
 
 void TestConsole::writesPlainTextIntoAFile()
 {
@@ -236,10 +246,43 @@ void TestConsole::takesAFileForNoTerminal()
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
     QVERIFY(master >= 0);
     const std::unique_ptr<FILE, Closer> terminal(fdopen(master, "w"));
-    qunsetenv("NO_COLOR");
     QVERIFY(Console::isTerminal(terminal.get()));
+}
+
+void TestConsole::rewritesTheLineWithoutColour()
+{
     qputenv("NO_COLOR", "1");
-    QVERIFY(!Console::isTerminal(terminal.get()));
+    Paper paper;
+    Console console(paper.stream(), true);
+    const Plan plan = samplePlan();
+    console.begin(plan, sampleRecord(), 1);
+    console.stepStarted(plan.steps.first(), 1);
+    console.stepEnded(sampleRecord().steps.first());
+    QVERIFY2(
+        paper.text().contains(QStringLiteral("\n...        1 Volts\r\033[KPASS       1 Volts")),
+        qPrintable(paper.text()));
+    QCOMPARE(paper.text().count(QLatin1Char('\033')), 1);
+}
+
+void TestConsole::keepsProgressInOneLine()
+{
+    int screen = -1;
+    int terminal = -1;
+    const winsize narrow = {24, 60, 0, 0};
+    QVERIFY(openpty(&screen, &terminal, nullptr, nullptr, &narrow) == 0);
+    const std::unique_ptr<FILE, Closer> out(fdopen(terminal, "w"));
+    Console console(out.get(), true);
+    const Plan plan = samplePlan();
+    console.begin(plan, sampleRecord(), 1);
+    console.stepStarted(plan.steps.first(), 1);
+    console.progressed(QString(80, QLatin1Char('x')));
+    QByteArray shown(4096, '\0');
+    shown.resize(static_cast<int>(
+        std::max<ssize_t>(0, read(screen, shown.data(), static_cast<size_t>(shown.size())))));
+    close(screen);
+    // The last column stays free: a line that fills it goes on in the next one.
+    const QByteArray last = shown.mid(shown.lastIndexOf("\033[K") + 3);
+    QCOMPARE(last, "...        1 Volts  " + QByteArray(39, 'x'));
 }
 
 QTEST_GUILESS_MAIN(TestConsole)
