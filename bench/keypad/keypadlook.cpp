@@ -27,6 +27,8 @@ QString KeypadDisplay::open(QString *xDisplay) const
         *xDisplay = name.isEmpty() ? qEnvironmentVariable("DISPLAY") : name;
         if (xDisplay->isEmpty())
             return QStringLiteral("there is no DISPLAY");
+        if (!Screen::canOpen(xDisplay->toLocal8Bit()))
+            return QStringLiteral("the X display \"%1\" cannot be opened").arg(*xDisplay);
     }
     return QString();
 }

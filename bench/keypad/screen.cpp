@@ -14,6 +14,14 @@ Screen::Screen(const QByteArray &display) : m_connection(xcb_connect(display.con
         m_screen = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
 }
 
+bool Screen::canOpen(const QByteArray &display)
+{
+    xcb_connection_t *connection = xcb_connect(display.constData(), nullptr);
+    const bool isOpen = xcb_connection_has_error(connection) == 0;
+    xcb_disconnect(connection);
+    return isOpen;
+}
+
 Screen::~Screen()
 {
     xcb_disconnect(m_connection);

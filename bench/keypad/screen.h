@@ -17,6 +17,8 @@ public:
     Screen(const Screen &) = delete;
     Screen &operator=(const Screen &) = delete;
 
+    /// Whether there is such a display, and it lets this program in.
+    static bool canOpen(const QByteArray &display);
     /// Whether the display is there and lets itself be touched.
     bool isValid() const { return m_screen != nullptr; }
     /// What the whole screen shows, Format_RGB32; null on failure.

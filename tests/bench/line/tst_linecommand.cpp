@@ -179,6 +179,7 @@ private slots:
     void aQuestionCanBeInterrupted();
     void anOperatorIsNotThere();
     void aPortIsNotThere();
+    void aDisplayIsNotThere();
     void everySignalEndsTheUnit_data();
     void everySignalEndsTheUnit();
     void anOutputThatNobodyReadsEndsTheUnit();
@@ -596,6 +597,18 @@ void TestLineCommand::aPortIsNotThere()
     QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
     QCOMPARE(record.value(QStringLiteral("reason")).toString(),
              QStringLiteral("/dev/ttyNowhere: No such file or directory"));
+}
+
+void TestLineCommand::aDisplayIsNotThere()
+{
+    Run run({smallPlan(), QStringLiteral("--display"), QStringLiteral(":4077")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QString output = run.output();
+    QVERIFY2(output.contains(QStringLiteral(
+                 "before the first step: the X display \":4077\" cannot be opened\n")),
+             qPrintable(output));
 }
 
 void TestLineCommand::everySignalEndsTheUnit_data()
