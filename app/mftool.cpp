@@ -26,6 +26,7 @@
 #include "hardware/sdcardtest.h"
 #include "hardware/tamper.h"
 #include "hardware/testimage.h"
+#include "protocol/replydata.h"
 #include "protocol/testproto.h"
 #include "serial/qtserialport.h"
 

@@ -101,11 +101,3 @@ qint64 sdCardTest(const QString &mountDir, int &status, int (&values)[10])
     }
     return elapsed;
 }
-
-QString sdCardResponse(int timeout, int portNum, int status, const int (&values)[10])
-{
-    QString response = hexField(1) + hexField(timeout) + hexField(portNum) + hexField(status);
-    for (const int value : values)
-        response += hexField(value);
-    return response;
-}

@@ -23,10 +23,4 @@ enum SdCardStatus {
 ///         it could not be opened for reading
 qint64 sdCardTest(const QString &mountDir, int &status, int (&values)[10]);
 
-/// The result as it is sent to the station: the constant 1, @p timeout,
-/// @p portNum, @p status and @p values, each in upper-case hexadecimal of at
-/// least two digits. A value that needs more is written in full; a negative
-/// one as its 32-bit two's complement.
-QString sdCardResponse(int timeout, int portNum, int status, const int (&values)[10]);
-
 #endif

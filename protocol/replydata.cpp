@@ -80,3 +80,12 @@ QByteArray versionData(const QString &version)
     return upperCase(hexField(parts.at(0).toInt() & 0xFF, 2) +
                      hexField(parts.at(1).toInt() & 0xFF, 2) + text + "0000000000000000");
 }
+
+QString sdCardResponse(int timeout, int portNum, int status, const int (&values)[10])
+{
+    QByteArray response =
+        hexField(1, 2) + hexField(timeout, 2) + hexField(portNum, 2) + hexField(status, 2);
+    for (const int value : values)
+        response += hexField(value, 2);
+    return QString::fromLatin1(response);
+}

@@ -33,4 +33,9 @@ QByteArray voltageData(const QByteArray &reading);
 ///                 a missing or unreadable number counts as 0
 QByteArray versionData(const QString &version);
 
+/// The result of the SD card test: the constant 1, @p timeout, @p portNum, @p status
+/// and @p values, each in upper-case hexadecimal of at least two digits. A value that
+/// needs more is written in full; a negative one as its 32-bit two's complement.
+QString sdCardResponse(int timeout, int portNum, int status, const int (&values)[10]);
+
 #endif

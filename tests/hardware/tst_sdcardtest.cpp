@@ -6,7 +6,6 @@
 #include <QtTest>
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <ctime>
 #include <functional>
@@ -147,9 +146,6 @@ private slots:
     void fullCard();
     void linesReadBack_data();
     void linesReadBack();
-
-    void response_data();
-    void response();
 
 private:
     qint64 run(const QString &mountDir);
@@ -482,45 +478,6 @@ void tst_SdCardTest::linesReadBack()
     QCOMPARE(messages.size(), 12);
     QCOMPARE(messages.last(), lastMessage);
     QCOMPARE(m_status, lastMessage.contains(QStringLiteral("Error")) ? 3 : 0);
-}
-
-void tst_SdCardTest::response_data()
-{
-    QTest::addColumn<int>("timeout");
-    QTest::addColumn<int>("portNum");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QList<int>>("values");
-    QTest::addColumn<QString>("text");
-
-    using List = QList<int>;
-    const List zeros{0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    const List bytes{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x05, 0xFA};
-    QTest::newRow("no card") << 5 << 2 << 1 << zeros << "0105020100000000000000000000";
-    QTest::newRow("good card") << 5 << 2 << 0 << bytes << "010502000123456789ABCDEF05FA";
-    QTest::newRow("not writable") << 0 << 0 << 2 << zeros << "0100000200000000000000000000";
-    QTest::newRow("fault") << 10 << 1 << 3 << zeros << "010A010300000000000000000000";
-    QTest::newRow("255") << 255 << 255 << 1 << zeros << "01FFFF0100000000000000000000";
-    QTest::newRow("timeout 256") << 256 << 2 << 1 << zeros << "01100020100000000000000000000";
-    QTest::newRow("port 256") << 2 << 256 << 1 << zeros << "01021000100000000000000000000";
-    QTest::newRow("timeout -1") << -1 << 2 << 1 << zeros << "01FFFFFFFF020100000000000000000000";
-    QTest::newRow("port -2") << 2 << -2 << 1 << zeros << "0102FFFFFFFE0100000000000000000000";
-    QTest::newRow("smallest and largest")
-        << INT_MIN << INT_MAX << 1 << zeros << "01800000007FFFFFFF0100000000000000000000";
-    QTest::newRow("wide values") << 0 << 0 << 3 << List{0x14A, -1, 0, 0, 0, 0, 0, 0, 0, 0x10}
-                                 << "0100000314AFFFFFFFF0000000000000010";
-}
-
-void tst_SdCardTest::response()
-{
-    QFETCH(int, timeout);
-    QFETCH(int, portNum);
-    QFETCH(int, status);
-    QFETCH(QList<int>, values);
-    QFETCH(QString, text);
-    int array[10];
-    for (int i = 0; i < 10; ++i)
-        array[i] = values.at(i);
-    QCOMPARE(sdCardResponse(timeout, portNum, status, array), text);
 }
 
 QTEST_GUILESS_MAIN(tst_SdCardTest)

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include <climits>
+
 class TestReplyData : public QObject
 {
     Q_OBJECT
@@ -16,6 +18,8 @@ private slots:
     void flashStatus();
     void buttons();
     void verdict();
+    void sdCard_data();
+    void sdCard();
 };
 
 void TestReplyData::version_data()
@@ -108,6 +112,45 @@ void TestReplyData::verdict()
 {
     QCOMPARE(verdictData(true), QByteArray("01"));
     QCOMPARE(verdictData(false), QByteArray("00"));
+}
+
+void TestReplyData::sdCard_data()
+{
+    QTest::addColumn<int>("timeout");
+    QTest::addColumn<int>("portNum");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QList<int>>("values");
+    QTest::addColumn<QString>("text");
+
+    using List = QList<int>;
+    const List zeros{0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    const List bytes{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x05, 0xFA};
+    QTest::newRow("no card") << 5 << 2 << 1 << zeros << "0105020100000000000000000000";
+    QTest::newRow("good card") << 5 << 2 << 0 << bytes << "010502000123456789ABCDEF05FA";
+    QTest::newRow("not writable") << 0 << 0 << 2 << zeros << "0100000200000000000000000000";
+    QTest::newRow("fault") << 10 << 1 << 3 << zeros << "010A010300000000000000000000";
+    QTest::newRow("255") << 255 << 255 << 1 << zeros << "01FFFF0100000000000000000000";
+    QTest::newRow("timeout 256") << 256 << 2 << 1 << zeros << "01100020100000000000000000000";
+    QTest::newRow("port 256") << 2 << 256 << 1 << zeros << "01021000100000000000000000000";
+    QTest::newRow("timeout -1") << -1 << 2 << 1 << zeros << "01FFFFFFFF020100000000000000000000";
+    QTest::newRow("port -2") << 2 << -2 << 1 << zeros << "0102FFFFFFFE0100000000000000000000";
+    QTest::newRow("smallest and largest")
+        << INT_MIN << INT_MAX << 1 << zeros << "01800000007FFFFFFF0100000000000000000000";
+    QTest::newRow("wide values") << 0 << 0 << 3 << List{0x14A, -1, 0, 0, 0, 0, 0, 0, 0, 0x10}
+                                 << "0100000314AFFFFFFFF0000000000000010";
+}
+
+void TestReplyData::sdCard()
+{
+    QFETCH(int, timeout);
+    QFETCH(int, portNum);
+    QFETCH(int, status);
+    QFETCH(QList<int>, values);
+    QFETCH(QString, text);
+    int array[10];
+    for (int i = 0; i < 10; ++i)
+        array[i] = values.at(i);
+    QCOMPARE(sdCardResponse(timeout, portNum, status, array), text);
 }
 
 QTEST_APPLESS_MAIN(TestReplyData)
