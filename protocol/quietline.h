@@ -29,7 +29,7 @@ public:
 void waitUntilQuiet(ReceivingLine &line);
 
 /// Whether the terminal device @p fd is a UART by its driver's own word. A pseudo
-/// terminal is none, nor is a converter on USB: both hand over whole frames.
+/// terminal is not: it hands over a frame as it was written.
 bool isUart(int fd);
 
 /// The same for the device @p fd, at the speed that it has at the moment.
