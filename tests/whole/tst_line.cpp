@@ -302,10 +302,10 @@ void tst_Line::programsDoNotGetIt()
     QCOMPARE(rig.next(), QString("7052 00"));
     const QByteArrayList open = rig.keypad.readFile("/tmp/descriptors").split('\n');
     QVERIFY(open.contains("/tmp/descriptors"));
+    // Whoever runs the test may have left others open, such as a log.
     for (const QByteArray &file : open) {
-        const bool isItsOwn = file.isEmpty() || file == "/tmp/descriptors" || file == "/dev/null" ||
-                              file.startsWith("pipe:") || file.endsWith("/kobs-ng");
-        QVERIFY2(isItsOwn, file.constData());
+        for (const char *ofTheTool : {"/dev/ttySP0", "/dev/input/", "/sys/", "/tmp/sdstat"})
+            QVERIFY2(!file.startsWith(ofTheTool), file.constData());
     }
 }
 
