@@ -37,6 +37,10 @@ QString LineRun::countedUp(const QString &serialNumber, int by)
 
 Outcome LineRun::run(QString *error)
 {
+    if (!m_options.port.isEmpty() && wantsAnswers() && m_desk->isDeserted()) {
+        *error = QStringLiteral("the plan asks an operator, and standard input is closed");
+        return Outcome::Error;
+    }
     if (!m_folder.create(m_options.outDir, m_options.units, error))
         return Outcome::Error;
     runUnits(error);
@@ -72,6 +76,17 @@ void LineRun::runUnits(QString *error)
         if (!error->isEmpty())
             why = QStringLiteral("the record of unit %1 could not be written").arg(number);
     }
+}
+
+/// Whether a person has more to do than to act.
+bool LineRun::wantsAnswers() const
+{
+    const auto asks = [](const Plan::Step &step) {
+        // What a hand does beside a request is confirmed, see Runner::operate().
+        return !step.look.isEmpty() ||
+               (step.operation && (step.request || !step.raw.isEmpty() || step.expected.isEmpty()));
+    };
+    return m_options.units > 1 || std::any_of(m_plan.steps.begin(), m_plan.steps.end(), asks);
 }
 
 /// Every unit that was asked for counts, those that nobody came to as well.

@@ -44,6 +44,7 @@ public:
 
 private:
     bool isInterrupted() const;
+    bool wantsAnswers() const;
     void runUnits(QString *error);
     void runUnit(int number, QString *error);
     void test(Unit *unit, Station *station, UnitRecord *record);

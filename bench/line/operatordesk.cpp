@@ -17,6 +17,11 @@ const int SliceMs = 20; ///< the line is served between two looks at the keyboar
 
 } // namespace
 
+bool OperatorDesk::isDeserted()
+{
+    return m_pending.isEmpty() && !readSome(0);
+}
+
 void OperatorDesk::tell(const QString &text)
 {
     std::fprintf(m_prompts, "\n  >> %s\n", qPrintable(text));
@@ -94,17 +99,23 @@ OperatorDesk::Reply OperatorDesk::awaitLine(int limitMs, QByteArray *line)
             return Interrupted;
         if (deadline.hasExpired())
             return TooLate;
-        pollfd keyboard = {m_answers, POLLIN, 0};
-        const int ready = poll(
-            &keyboard, 1, static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
+        const bool canType =
+            readSome(static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
         QEventLoop().processEvents();
-        if (ready <= 0)
-            continue;
-        char bytes[256];
-        const ssize_t count = read(m_answers, bytes, sizeof bytes);
-        if (count > 0)
-            m_pending.append(bytes, static_cast<int>(count));
-        else if (count == 0 || (errno != EINTR && errno != EAGAIN))
+        if (!canType)
             return Nobody;
     }
+}
+
+/// Takes what is typed within the limit. @return false when nothing more can be
+bool OperatorDesk::readSome(int limitMs)
+{
+    pollfd keyboard = {m_answers, POLLIN, 0};
+    if (poll(&keyboard, 1, limitMs) <= 0)
+        return true;
+    char bytes[256];
+    const ssize_t count = read(m_answers, bytes, sizeof bytes);
+    if (count > 0)
+        m_pending.append(bytes, static_cast<int>(count));
+    return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }

@@ -24,6 +24,8 @@ public:
     {
     }
 
+    /// Whether nobody can answer any question: what the answers are read from has ended.
+    bool isDeserted();
     /// Tells without waiting for an answer.
     void tell(const QString &text);
     /// Waits for the Enter key.
@@ -36,6 +38,7 @@ private:
     void forgetTypedAhead();
     Reply readLine(int limitMs, QByteArray *line);
     Reply awaitLine(int limitMs, QByteArray *line);
+    bool readSome(int limitMs);
 
     int m_answers;
     FILE *m_prompts;

@@ -1,6 +1,11 @@
 #include "bench/line/linerun.h"
+#include "bench/line/operatordesk.h"
 
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 class TestLineRun : public QObject
 {
@@ -9,6 +14,8 @@ class TestLineRun : public QObject
 private slots:
     void countsSerialNumbersUp_data();
     void countsSerialNumbersUp();
+    void asksNobodyIntoAClosedInput_data();
+    void asksNobodyIntoAClosedInput();
 };
 
 void TestLineRun::countsSerialNumbersUp_data()
@@ -32,6 +39,53 @@ void TestLineRun::countsSerialNumbersUp()
     QFETCH(QString, first);
     QFETCH(int, by);
     QTEST(LineRun::countedUp(first, by), "result");
+}
+
+void TestLineRun::asksNobodyIntoAClosedInput_data()
+{
+    QTest::addColumn<QByteArray>("step");
+    QTest::addColumn<int>("units");
+    QTest::addColumn<bool>("refused");
+    const QByteArray act = R"("operator": {"ask": "On.", "do": [{"power": "on"}]})";
+    QTest::newRow("a look") << QByteArray(R"("request": "voltage", "expect": ["voltage reply"],
+                                             "look": "Is it on?")")
+                            << 1 << true;
+    QTest::newRow("a hand beside a request")
+        << act + R"(, "request": "voltage", "expect": ["voltage reply"])" << 1 << true;
+    QTest::newRow("a second unit")
+        << QByteArray(R"("request": "voltage", "expect": ["voltage reply"])") << 2 << true;
+    // Who can act but not type is asked for nothing; the port is not there, though.
+    QTest::newRow("a hand that the line tells of")
+        << act + R"(, "expect": ["ready"])" << 1 << false;
+}
+
+void TestLineRun::asksNobodyIntoAClosedInput()
+{
+    QFETCH(QByteArray, step);
+    QFETCH(int, units);
+    QFETCH(bool, refused);
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::fromJson(R"({"plan": "p", "title": "P", "steps": [{"name": "s", )" + step + "}]}",
+                       QStringLiteral("plan.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QTemporaryDir folder;
+    LineOptions options;
+    options.port = QStringLiteral("/nowhere/port");
+    options.units = units;
+    options.outDir = folder.filePath(QStringLiteral("out"));
+    const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    FILE *paper = std::tmpfile();
+    Console console(paper, false);
+    OperatorDesk desk(nothing, paper);
+    const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
+    std::fclose(paper);
+    close(nothing);
+    QCOMPARE(int(outcome), int(Outcome::Error));
+    QCOMPARE(error, refused ? QStringLiteral("the plan asks an operator, and standard input is "
+                                             "closed")
+                            : QString());
+    QCOMPARE(QFile::exists(options.outDir), !refused);
 }
 
 QTEST_GUILESS_MAIN(TestLineRun)

@@ -72,6 +72,7 @@ private slots:
     void asksNobodyWhoCannotRead();
     void isTooLate();
     void noticesThatNobodyIsThere();
+    void knowsBeforeItAsksThatNobodyIsThere();
     void servesTheLineMeanwhile();
 };
 
@@ -187,6 +188,18 @@ void TestOperatorDesk::noticesThatNobodyIsThere()
     desk.hangUp();
     QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Nobody));
     QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::Nobody));
+}
+
+void TestOperatorDesk::knowsBeforeItAsksThatNobodyIsThere()
+{
+    Desk desk;
+    QVERIFY(!desk.desk.isDeserted());
+    // A program has said all that it will: its answer is still good.
+    desk.type("y\n");
+    desk.hangUp();
+    QVERIFY(!desk.desk.isDeserted());
+    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QVERIFY(desk.desk.isDeserted());
 }
 
 void TestOperatorDesk::servesTheLineMeanwhile()
