@@ -4,7 +4,7 @@
 
 #include <QIODevice>
 
-class QtSerialPort;
+struct LineSettings;
 
 /// Moves raw bytes between its owner and a terminal device. Nothing here waits
 /// or buffers; QtSerialPort does what Qt's streams need beyond that.
@@ -13,10 +13,9 @@ class IPlatPort
 public:
     virtual ~IPlatPort();
 
-    /// Opens the device that @p settings name, with their line settings. Of
-    /// @p settings only portName, baudRate, dataBits, parity and stopBits are read.
+    /// Opens the device that @p settings name and sets its line.
     /// @return true when the port is open; one that was open already stays as it is
-    virtual bool open(QIODevice::OpenMode mode, const QtSerialPort &settings) = 0;
+    virtual bool open(QIODevice::OpenMode mode, const LineSettings &settings) = 0;
 
     /// Does nothing when the port is closed.
     virtual void close() = 0;

@@ -9,7 +9,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "serial/qtserialport.h"
+#include "serial/linesettings.h"
 
 namespace
 {
@@ -111,7 +111,7 @@ int openFlags(QIODevice::OpenMode mode)
 }
 
 /// A raw line: no echo, no line editing, no signals, every byte as it is.
-termios lineRecord(const QtSerialPort &settings)
+termios lineRecord(const LineSettings &settings)
 {
     termios record = termios();
     record.c_iflag = IGNPAR;
@@ -131,7 +131,7 @@ LinuxPort::~LinuxPort()
     LinuxPort::close();
 }
 
-bool LinuxPort::open(QIODevice::OpenMode mode, const QtSerialPort &settings)
+bool LinuxPort::open(QIODevice::OpenMode mode, const LineSettings &settings)
 {
     if (isOpen())
         return true;

@@ -19,7 +19,7 @@ public:
     /// lower standard rate, a character size by 8, a parity by none.
     /// @return false when the device cannot be opened or is no terminal; the
     ///         reason is logged and the port stays closed
-    bool open(QIODevice::OpenMode mode, const QtSerialPort &settings) override;
+    bool open(QIODevice::OpenMode mode, const LineSettings &settings) override;
     void close() override;
     qint64 read(char *buffer, qint64 length) override;
     qint64 write(const char *buffer, qint64 length) override;

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "serial/linesettings.h"
 #include "serial/linuxport.h"
 
 namespace
@@ -37,12 +38,22 @@ bool QtSerialPort::isSequential() const
     return true;
 }
 
+LineSettings QtSerialPort::lineSettings() const
+{
+    LineSettings settings(portName);
+    settings.baudRate = baudRate;
+    settings.dataBits = dataBits;
+    settings.parity = parity;
+    settings.stopBits = stopBits;
+    return settings;
+}
+
 bool QtSerialPort::open(OpenMode mode)
 {
     if (mode == NotOpen)
         return isOpen();
     if (!isOpen()) {
-        if (!port->open(mode, *this))
+        if (!port->open(mode, lineSettings()))
             return false;
         watchForRoom(port->handle());
         readBuffer.clear();

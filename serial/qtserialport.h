@@ -8,6 +8,7 @@
 
 class IPlatPort;
 class QSocketNotifier;
+struct LineSettings;
 
 /// Gives an IPlatPort the interface of a sequential QIODevice, with at most 256
 /// bytes of its own buffered in each direction; QIODevice buffers what is read
@@ -94,6 +95,9 @@ protected:
 
 private:
     void watchForRoom(int handle);
+
+private:
+    LineSettings lineSettings() const;
 };
 
 #endif

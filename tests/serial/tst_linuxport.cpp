@@ -16,8 +16,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "serial/linesettings.h"
 #include "serial/linuxport.h"
-#include "serial/qtserialport.h"
 #include "tests/serial/pty.h"
 #include "tests/support/logcatcher.h"
 
@@ -226,7 +226,7 @@ void tst_LinuxPort::speed()
     Pty line;
     QVERIFY(line.isValid());
     LogCatcher log;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.baudRate = requested;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -251,7 +251,7 @@ void tst_LinuxPort::speedsBelowZero()
 {
     Pty line;
     LogCatcher log;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.baudRate = -1;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -279,7 +279,7 @@ void tst_LinuxPort::characterSize()
     Pty line;
     LogCatcher log;
     answer = Accept;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.dataBits = dataBits;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -304,7 +304,7 @@ void tst_LinuxPort::parity()
     Pty line;
     LogCatcher log;
     answer = Accept;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.parity = parity;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -328,7 +328,7 @@ void tst_LinuxPort::stopBits()
     QFETCH(uint, flags);
     Pty line;
     LogCatcher log;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.stopBits = stopBits;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -343,7 +343,7 @@ void tst_LinuxPort::allFlags()
     Pty line;
     LogCatcher log;
     answer = Accept;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.baudRate = 115200;
     settings.dataBits = 7;
     settings.parity = 2;
@@ -365,7 +365,7 @@ void tst_LinuxPort::rawLineReadBack()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     termios kept;
     QCOMPARE(tcgetattr(port.handle(), &kept), 0);
     QCOMPARE(kept.c_iflag, tcflag_t(IGNPAR));
@@ -388,7 +388,7 @@ void tst_LinuxPort::inputIsDiscardedBeforeTheSettings()
     QCOMPARE(poll(&waiting, 1, 5000), 1);
 
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     char bytes[16];
     QCOMPARE(port.read(bytes, sizeof bytes), qint64(-1));
 
@@ -427,7 +427,7 @@ void tst_LinuxPort::access()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::OpenMode(mode), QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::OpenMode(mode), LineSettings(line.path())));
     const int kept = fcntl(port.handle(), F_GETFL);
     QCOMPARE(kept & (O_ACCMODE | O_APPEND | O_NONBLOCK), flags | O_NONBLOCK);
 }
@@ -454,7 +454,7 @@ void tst_LinuxPort::truncate()
 
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(!port.open(QIODevice::OpenMode(mode), QtSerialPort(file.fileName())));
+    QVERIFY(!port.open(QIODevice::OpenMode(mode), LineSettings(file.fileName())));
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), left);
 }
@@ -475,7 +475,7 @@ void tst_LinuxPort::noControllingTerminal()
     LogCatcher log;
     QCOMPARE(inNewSession([&] {
                  LinuxPort port;
-                 if (!port.open(QIODevice::ReadWrite, QtSerialPort(other.path())))
+                 if (!port.open(QIODevice::ReadWrite, LineSettings(other.path())))
                      return 2;
                  return hasControllingTerminal();
              }),
@@ -487,7 +487,7 @@ void tst_LinuxPort::childProcessesDoNotGetIt()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     QCOMPARE(fcntl(port.handle(), F_GETFD), FD_CLOEXEC);
 }
 
@@ -495,7 +495,7 @@ void tst_LinuxPort::openWhileOpen()
 {
     Pty line;
     LogCatcher log;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.baudRate = 38400;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -503,7 +503,7 @@ void tst_LinuxPort::openWhileOpen()
     calls.clear();
     log.take();
 
-    QtSerialPort other(QStringLiteral("/nonexistent"));
+    LineSettings other(QStringLiteral("/nonexistent"));
     other.baudRate = 115200;
     QVERIFY(port.open(QIODevice::ReadOnly, other));
     QCOMPARE(port.handle(), handle);
@@ -518,7 +518,7 @@ void tst_LinuxPort::logsTheRequestedSpeed()
 {
     Pty line;
     LogCatcher log;
-    QtSerialPort settings(line.path());
+    LineSettings settings(line.path());
     settings.baudRate = 100000;
     LinuxPort port;
     QVERIFY(port.open(QIODevice::ReadWrite, settings));
@@ -530,7 +530,7 @@ void tst_LinuxPort::missingDevice()
 {
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(!port.open(QIODevice::ReadWrite, QtSerialPort(QStringLiteral("/nonexistent/ttySP0"))));
+    QVERIFY(!port.open(QIODevice::ReadWrite, LineSettings(QStringLiteral("/nonexistent/ttySP0"))));
     QCOMPARE(log.take(),
              QStringList(QStringLiteral(
                  "debug: Failed to open /nonexistent/ttySP0: No such file or directory")));
@@ -549,7 +549,7 @@ void tst_LinuxPort::noTerminal()
     LogCatcher log;
     const int before = openDescriptors();
     LinuxPort port;
-    QVERIFY(!port.open(QIODevice::ReadWrite, QtSerialPort(file.fileName())));
+    QVERIFY(!port.open(QIODevice::ReadWrite, LineSettings(file.fileName())));
     QCOMPARE(log.take(),
              QStringList(QStringLiteral("debug: Unable to write serial port settings\n")));
     QVERIFY(!port.isOpen());
@@ -564,7 +564,7 @@ void tst_LinuxPort::refusedSettings()
     answer = Refuse;
     const int before = openDescriptors();
     LinuxPort port;
-    QVERIFY(!port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(!port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     QCOMPARE(log.take(),
              QStringList(QStringLiteral("debug: Unable to write serial port settings\n")));
     QCOMPARE(port.handle(), -1);
@@ -572,7 +572,7 @@ void tst_LinuxPort::refusedSettings()
 
     // Nothing of the failure sticks.
     answer = AskTheSystem;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     QVERIFY(port.isOpen());
 }
 
@@ -581,7 +581,7 @@ void tst_LinuxPort::receives()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     // Line ends, an interrupt, flow control, an end of file and a byte of all ones stay bytes.
     const QByteArray sent("a\r\n\x03\x11\x13\x04\xFF\0z", 10);
     QVERIFY(line.send(sent));
@@ -606,7 +606,7 @@ void tst_LinuxPort::nothingWaiting()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     char byte;
     errno = 0;
     QCOMPARE(port.read(&byte, 1), qint64(-1));
@@ -619,7 +619,7 @@ void tst_LinuxPort::sends()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::WriteOnly, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::WriteOnly, LineSettings(line.path())));
     const QByteArray sent("a\r\n\tb\n\xFF\0z", 9);
     QCOMPARE(port.write(sent.constData(), 9), qint64(9));
     QCOMPARE(line.received(9), sent);
@@ -637,7 +637,7 @@ void tst_LinuxPort::noRoom()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     const QByteArray much(1 << 20, 'x');
     const qint64 first = port.write(much.constData(), much.size());
     QVERIFY(first > 0 && first < much.size());
@@ -654,7 +654,7 @@ void tst_LinuxPort::close()
     Pty line;
     LogCatcher log;
     LinuxPort port;
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     QVERIFY(line.send("waiting"));
     const int handle = port.handle();
     port.close();
@@ -673,7 +673,7 @@ void tst_LinuxPort::close()
     port.close();
     QCOMPARE(log.take(), QStringList());
 
-    QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
     QVERIFY(port.isOpen());
 }
 
@@ -684,7 +684,7 @@ void tst_LinuxPort::destructorCloses()
     int handle;
     {
         LinuxPort port;
-        QVERIFY(port.open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+        QVERIFY(port.open(QIODevice::ReadWrite, LineSettings(line.path())));
         handle = port.handle();
         QVERIFY(fcntl(handle, F_GETFD) >= 0);
     }
@@ -692,7 +692,7 @@ void tst_LinuxPort::destructorCloses()
 
     const int before = openDescriptors();
     IPlatPort *port = new LinuxPort;
-    QVERIFY(port->open(QIODevice::ReadWrite, QtSerialPort(line.path())));
+    QVERIFY(port->open(QIODevice::ReadWrite, LineSettings(line.path())));
     delete port;
     QCOMPARE(openDescriptors(), before);
 }

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "serial/linesettings.h"
 #include "serial/linuxport.h"
 #include "serial/qtserialport.h"
 #include "tests/serial/pty.h"
@@ -20,7 +21,7 @@ class FakePort : public IPlatPort
 public:
     ~FakePort() override { ++deleted; }
 
-    bool open(QIODevice::OpenMode mode, const QtSerialPort &settings) override
+    bool open(QIODevice::OpenMode mode, const LineSettings &settings) override
     {
         ++opened;
         lastMode = mode;
@@ -166,7 +167,7 @@ class PairPort : public IPlatPort
 {
 public:
     explicit PairPort(int descriptor) : m_descriptor(descriptor) {}
-    bool open(QIODevice::OpenMode, const QtSerialPort &) override { return true; }
+    bool open(QIODevice::OpenMode, const LineSettings &) override { return true; }
     void close() override {}
     qint64 read(char *buffer, qint64 length) override
     {
