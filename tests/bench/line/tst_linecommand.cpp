@@ -177,6 +177,7 @@ private slots:
     void anOperatorSaysNo();
     void anOperatorIsLate();
     void aQuestionCanBeInterrupted();
+    void anOperatorLeaves();
     void anOperatorIsNotThere();
     void aPortIsNotThere();
     void aDisplayIsNotThere();
@@ -569,7 +570,7 @@ void TestLineCommand::aQuestionCanBeInterrupted()
              QStringLiteral("step 1 \"Light\": interrupted"));
 }
 
-void TestLineCommand::anOperatorIsNotThere()
+void TestLineCommand::anOperatorLeaves()
 {
     VirtualKeypad keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
@@ -579,10 +580,27 @@ void TestLineCommand::anOperatorIsNotThere()
          "request":"buttons","expect":["buttons reply"]}]})"),
              QStringLiteral("--port"), port});
     run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(QStringLiteral("Then press Enter")), 60000);
     run.process.closeWriteChannel();
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QCOMPARE(run.process.exitCode(), 4);
     QVERIFY(run.output().contains(QStringLiteral("there is no operator")));
+}
+
+void TestLineCommand::anOperatorIsNotThere()
+{
+    Run run({smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ready"],
+         "limit_ms":3600000},
+        {"name":"Light","look":"Is it bright?"}]})"),
+             QStringLiteral("--port"), QStringLiteral("/dev/ttyNowhere")});
+    run.process.setStandardInputFile(QProcess::nullDevice());
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
+    QCOMPARE(run.process.exitCode(), 4);
+    QCOMPARE(QString::fromUtf8(run.process.readAllStandardError()),
+             QStringLiteral("bench line: the plan asks an operator, and standard input is "
+                            "closed\n"));
 }
 
 void TestLineCommand::aPortIsNotThere()
