@@ -40,7 +40,10 @@ struct Plan {
 
     struct Store {
         QString path;
-        QString text;
+        QString text; ///< a pattern
+
+        /// "255 to /sys/class/leds/ready/brightness".
+        QString describe() const;
     };
 
     /// What the board must show. Only a virtual keypad's board can be looked at.
@@ -82,6 +85,7 @@ struct Plan {
     struct Operation {
         QString ask;           ///< what an operator is told
         QList<Action> actions; ///< the same for a virtual keypad
+        int bootMs = 0;        ///< how much longer a real unit may take then: it boots
     };
 
     /// A request sent over and over until what the step expects has come.
@@ -94,7 +98,15 @@ struct Plan {
         int stallMs = 0;     ///< the answers may stay the same for so long; 0 for ever
     };
 
-    /// Done in this order: operation, request, expected frames, checks, look, quiet.
+    /// What the five points of a touchscreen's calibration must be like.
+    struct Calibration {
+        double maxErrorPx = 0;   ///< of each point from where the best map has it
+        bool xGrowsRight = true; ///< what the touchscreen counts; else it grows to the left
+        bool yGrowsDown = true;  ///< else upwards
+    };
+
+    /// Done in this order: operation, request, expected frames, calibration, checks, look,
+    /// quiet.
     struct Step {
         QString name;
         QString group;
@@ -103,6 +115,7 @@ struct Plan {
         QByteArray raw; ///< sent instead of a request, as it stands
         std::optional<Poll> poll;
         QList<Expected> expected;
+        std::optional<Calibration> calibration; ///< of the points that came up to this step
         QList<Check> checks;
         QString look;    ///< a question for the operator of a real unit; yes is good
         QString picture; ///< name of a picture to take at the end; empty for none
@@ -118,7 +131,7 @@ struct Plan {
     int operatorLimitMs = 0;
     QList<Step> steps;
 
-    /// @param error  set to "FILE: PLACE: REASON" when nothing is returned
+    /// @param error  set to all that is wrong, as by readPlan(), when nothing is returned
     static std::optional<Plan> load(const QString &file, QString *error);
     /// @param file  name for messages and for Plan::file
     static std::optional<Plan> fromJson(const QByteArray &json, const QString &file,

@@ -1,171 +1,487 @@
 #include "bench/line/planreader.h"
 
-#include <cmath>
+#include "bench/line/jsontext.h"
+#include "bench/line/objectreader.h"
+#include "bench/station/messages.h"
+#include "bench/station/requests.h"
+
+#include <QRegularExpression>
+#include <QSet>
 
 namespace
 {
 
-QString quoted(const QString &text)
+const int DefaultLimitMs = 3000;
+const int DefaultOperatorLimitMs = 30000;
+const int LongestMs = 3600000;
+const int ScreenWidth = 800;
+const int ScreenHeight = 480;
+const int DefaultTolerance = 8;
+
+/// What a keypad sends, in the order of the types.
+QStringList replyNames()
 {
-    return QLatin1Char('"') + text + QLatin1Char('"');
+    QStringList names;
+    for (const wire::Message &message : wire::messages()) {
+        if (message.sender == wire::Sender::Keypad)
+            names.append(QString::fromLatin1(message.name));
+    }
+    return names;
 }
 
-bool isWhole(const QJsonValue &value)
+/// @name Readers of the parts of a step; each returns what it could read and
+/// notes its mistakes in the reader.
+/// @{
+
+QString path(ObjectReader &reader, const QString &key)
 {
-    return value.isDouble() && std::floor(value.toDouble()) == value.toDouble();
+    const QString path = reader.text(key, ObjectReader::Required);
+    if (!path.isEmpty() && !path.startsWith(QLatin1Char('/')))
+        reader.refuse(QStringLiteral("\"%1\" must be a whole path, beginning with /").arg(key));
+    return path;
 }
 
-} // namespace
-
-PlanReader::PlanReader(const QJsonObject &object, const QString &place, QString *error)
-    : m_object(object), m_place(place), m_error(error)
+QPoint screenPoint(ObjectReader &reader, const QString &key)
 {
+    const QJsonArray list = reader.value(key).toArray();
+    const QPoint point(list.at(0).toInt(-1), list.at(1).toInt(-1));
+    if (list.size() != 2 || point.x() < 0 || point.x() >= ScreenWidth || point.y() < 0 ||
+        point.y() >= ScreenHeight)
+        reader.refuse(
+            QStringLiteral("\"%1\" must be [x, y] with x from 0 to 799 and y from 0 to 479")
+                .arg(key));
+    return point;
 }
 
-void PlanReader::refuse(const QString &reason)
+Plan::Limit limit(ObjectReader &reader, const QString &field, const QJsonValue &value)
 {
-    if (failed())
-        return;
-    const QString all = m_place.isEmpty() ? reason : m_place + QLatin1String(": ") + reason;
-    *m_error = all.simplified(); // a name in the plan may hold line ends
+    Plan::Limit limit;
+    limit.field = field;
+    if (value.isDouble()) {
+        limit.min = limit.max = value.toDouble();
+        return limit;
+    }
+    if (value.isString()) {
+        limit.text = value.toString();
+        if (hasControlCharacters(*limit.text, false))
+            reader.refuse(QStringLiteral("field \"%1\" holds a control character: %2")
+                              .arg(field, *limit.text));
+        return limit;
+    }
+    if (!value.isObject()) {
+        reader.refuse(QStringLiteral("field \"%1\" must be a number, a text, or an object with "
+                                     "\"min\" or \"max\"")
+                          .arg(field));
+        return limit;
+    }
+    ObjectReader inner = reader.element(value, QStringLiteral("field \"%1\"").arg(field));
+    limit.min = inner.number(QStringLiteral("min"));
+    limit.max = inner.number(QStringLiteral("max"));
+    limit.unit = inner.text(QStringLiteral("unit"));
+    if (!inner.has(QStringLiteral("min")) && !inner.has(QStringLiteral("max")))
+        inner.miss(QStringLiteral("\"min\" or \"max\""));
+    if (limit.min && limit.max && *limit.min > *limit.max)
+        inner.refuse(QStringLiteral("\"min\" is above \"max\""));
+    inner.finish();
+    return limit;
 }
 
-void PlanReader::miss(const QString &what)
+/// @param type  nothing where that is wrong already
+QList<Plan::Limit> limits(ObjectReader &reader, std::optional<quint16> type)
 {
-    m_misses = m_misses || !failed();
-    refuse(what + QLatin1String(" is missing"));
+    QList<Plan::Limit> limits;
+    const QJsonObject fields = reader.object(QStringLiteral("fields"));
+    const QStringList known = wire::fieldNames(type.value_or(0));
+    for (auto field = fields.begin(); field != fields.end(); ++field) {
+        if (type && !known.contains(field.key())) {
+            reader.refuse(QStringLiteral("a frame of type \"%1\" has no field \"%2\"; %3")
+                              .arg(wire::typeName(type.value_or(0)), field.key(),
+                                   known.isEmpty() ? QStringLiteral("it has none")
+                                                   : QStringLiteral("it has ") +
+                                                         known.join(QStringLiteral(", "))));
+            continue;
+        }
+        limits.append(limit(reader, field.key(), field.value()));
+    }
+    return limits;
 }
 
-bool PlanReader::take(const QString &key, Presence presence)
+/// The type of a frame that a keypad sends.
+std::optional<quint16> replyType(ObjectReader &reader, const QString &name)
 {
-    m_known.insert(key);
-    if (m_object.contains(key))
-        return true;
-    if (presence == Required)
-        miss(quoted(key));
+    const std::optional<quint16> type = messageType(name);
+    if (!type) {
+        reader.refuse(QStringLiteral("\"%1\" is neither four hexadecimal digits nor a reply of the "
+                                     "keypad: %2")
+                          .arg(name, replyNames().join(QStringLiteral(", "))));
+        return std::nullopt;
+    }
+    if (wire::senderOf(*type) == wire::Sender::Station)
+        reader.refuse(QStringLiteral("\"%1\" is a request, which no keypad sends").arg(name));
+    return type;
+}
+
+Plan::Expected expected(ObjectReader &reader, const QJsonValue &value, const QString &what)
+{
+    Plan::Expected expected;
+    if (value.isString()) {
+        ObjectReader inner = reader.inner(QJsonObject(), what);
+        expected.type = replyType(inner, value.toString()).value_or(0);
+        return expected;
+    }
+    ObjectReader inner = reader.element(value, what);
+    expected.isFrame = !inner.has(QStringLiteral("line"));
+    if (expected.isFrame) {
+        const QString name = inner.text(QStringLiteral("frame"), ObjectReader::Required);
+        std::optional<quint16> type;
+        if (!name.isEmpty())
+            type = replyType(inner, name);
+        expected.type = type.value_or(0);
+        expected.text = inner.anyText(QStringLiteral("data"));
+        expected.fields = limits(inner, type);
+    } else {
+        expected.text = inner.anyText(QStringLiteral("line"));
+    }
+    inner.finish();
+    return expected;
+}
+
+QList<Plan::Store> stores(ObjectReader &reader)
+{
+    QList<Plan::Store> stores;
+    const QJsonArray list = reader.list(QStringLiteral("stores"));
+    for (int i = 0; i < list.size(); ++i) {
+        ObjectReader inner = reader.element(list.at(i), QStringLiteral("store %1").arg(i + 1));
+        Plan::Store store;
+        store.path = path(inner, QStringLiteral("path"));
+        store.text =
+            inner.anyText(QStringLiteral("text"), ObjectReader::Required, ObjectReader::Lines)
+                .value_or(QString());
+        inner.finish();
+        stores.append(store);
+    }
+    return stores;
+}
+
+QColor colour(ObjectReader &reader)
+{
+    static const QRegularExpression form(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
+    const QString name = reader.text(QStringLiteral("colour"), ObjectReader::Required);
+    if (!name.isEmpty() && !form.match(name).hasMatch())
+        reader.refuse(QStringLiteral("\"colour\" must be \"#\" and six hexadecimal digits"));
+    return QColor(name);
+}
+
+Plan::Check check(ObjectReader &reader, const QJsonValue &value, const QString &what)
+{
+    static const QStringList kinds = {QStringLiteral("stores"), QStringLiteral("attribute"),
+                                      QStringLiteral("pixel"),  QStringLiteral("file"),
+                                      QStringLiteral("log"),    QStringLiteral("exit")};
+    ObjectReader inner = reader.element(value, what);
+    QList<int> present;
+    for (int kind = 0; kind < kinds.size(); ++kind) {
+        if (inner.has(kinds.at(kind)))
+            present.append(kind);
+    }
+    Plan::Check check;
+    if (present.size() != 1) {
+        inner.refuse(QStringLiteral("must have exactly one of \"%1\"")
+                         .arg(kinds.join(QStringLiteral("\", \""))));
+        return check;
+    }
+    check.kind = static_cast<Plan::Check::Kind>(present.first());
+    switch (check.kind) {
+    case Plan::Check::Stores:
+        check.stores = stores(inner);
+        break;
+    case Plan::Check::Attribute:
+        check.path = path(inner, QStringLiteral("attribute"));
+        check.text =
+            inner.text(QStringLiteral("text"), ObjectReader::Required, ObjectReader::Lines);
+        break;
+    case Plan::Check::Pixel:
+        check.point = screenPoint(inner, QStringLiteral("pixel"));
+        check.colour = colour(inner);
+        check.tolerance = inner.integer(QStringLiteral("tolerance"), 0, 255, DefaultTolerance);
+        break;
+    case Plan::Check::File:
+        check.path = path(inner, QStringLiteral("file"));
+        check.text =
+            inner.anyText(QStringLiteral("text"), ObjectReader::Optional, ObjectReader::Lines);
+        check.exists = inner.boolean(QStringLiteral("exists"), true);
+        if (check.text && !check.exists)
+            inner.refuse(QStringLiteral("a file that does not exist has no \"text\""));
+        break;
+    case Plan::Check::Log:
+        check.text = inner.text(QStringLiteral("log"));
+        break;
+    case Plan::Check::Exit:
+        check.status = inner.requiredInteger(QStringLiteral("exit"), 0, 255);
+        break;
+    }
+    inner.finish();
+    return check;
+}
+
+Plan::Action action(ObjectReader &reader, const QJsonValue &value, const QString &what)
+{
+    static const struct {
+        const char *key;
+        const char *on;
+        const char *off;
+    } switches[] = {{"power", "on", "off"},
+                    {"home", "press", "release"},
+                    {"tamper", "open", "close"},
+                    {"card", "in", "out"}};
+    ObjectReader inner = reader.element(value, what);
+    Plan::Action action;
+    int found = 0;
+    for (int kind = Plan::Action::Power; kind <= Plan::Action::Card; ++kind) {
+        const QString key = QLatin1String(switches[kind].key);
+        if (!inner.has(key))
+            continue;
+        ++found;
+        action.kind = static_cast<Plan::Action::Kind>(kind);
+        action.on = inner.choice(key, {QLatin1String(switches[kind].on),
+                                       QLatin1String(switches[kind].off)}) == 0;
+    }
+    if (inner.has(QStringLiteral("touch"))) {
+        ++found;
+        action.kind = Plan::Action::Touch;
+        action.point = screenPoint(inner, QStringLiteral("touch"));
+        action.holdMs = inner.integer(QStringLiteral("hold_ms"), 1, 10000, 80);
+    }
+    if (found == 1)
+        inner.finish();
+    else
+        inner.refuse(QStringLiteral(
+            "must have exactly one of \"power\", \"home\", \"tamper\", \"card\", \"touch\""));
+    return action;
+}
+
+std::optional<Plan::Operation> operation(ObjectReader &reader)
+{
+    const QString key = QStringLiteral("operator");
+    if (!reader.has(key))
+        return std::nullopt;
+    ObjectReader inner = reader.element(reader.value(key), key);
+    Plan::Operation operation;
+    operation.ask = inner.text(QStringLiteral("ask"), ObjectReader::Required);
+    const QJsonArray list = inner.list(QStringLiteral("do"), ObjectReader::Required);
+    for (int i = 0; i < list.size(); ++i)
+        operation.actions.append(action(inner, list.at(i), QStringLiteral("do %1").arg(i + 1)));
+    operation.bootMs = inner.integer(QStringLiteral("boot_ms"), 1, LongestMs, 0);
+    inner.finish();
+    return operation;
+}
+
+/// What to do about a request that nobody knows.
+QString requestHint(const QString &text)
+{
+    static const QRegularExpression numbered(QStringLiteral("^[0-9A-Fa-f]{4} "));
+    if (numbered.match(text).hasMatch())
+        return QStringLiteral("; what a request by number carries stands in \"data\"");
+    const QString name = text.section(QLatin1Char(' '), 0, 0, QString::SectionSkipEmpty);
+    return wire::isRequestName(name) ? QString()
+                                     : QStringLiteral("; \"bench station --help\" lists them all");
+}
+
+/// A request by name ("backlight 100") or by number, with its data apart; nothing when it
+/// is wrong.
+std::optional<wire::Frame> request(ObjectReader &reader)
+{
+    static const QRegularExpression form(QStringLiteral("^[0-9A-Fa-f]{4}$"));
+    const QString text = reader.text(QStringLiteral("request"), ObjectReader::Required);
+    const std::optional<QString> data = reader.anyText(QStringLiteral("data"));
+    if (text.isEmpty())
+        return std::nullopt;
+    if (form.match(text).hasMatch()) {
+        wire::Frame frame;
+        frame.type = static_cast<quint16>(text.toUInt(nullptr, 16));
+        frame.data = data.value_or(QString()).toLatin1();
+        return frame;
+    }
+    if (data)
+        reader.refuse(QStringLiteral("\"data\" belongs to a request by number"));
+    QString why;
+    const std::optional<wire::Frame> named =
+        wire::parseRequest(text.split(QLatin1Char(' '), Qt::SkipEmptyParts), &why);
+    if (!named)
+        reader.refuse(QStringLiteral("\"request\": %1%2").arg(why, requestHint(text)));
+    return named;
+}
+
+std::optional<Plan::Poll> poll(ObjectReader &reader)
+{
+    const QString key = QStringLiteral("poll");
+    if (!reader.has(key))
+        return std::nullopt;
+    ObjectReader inner = reader.element(reader.value(key), key);
+    Plan::Poll poll;
+    const std::optional<wire::Frame> asked = request(inner);
+    poll.request = asked.value_or(wire::Frame());
+    std::optional<quint16> answer;
+    const std::optional<wire::Answers> answers = wire::answersTo(poll.request.type);
+    if (asked && answers && answers->reply != 0)
+        answer = answers->reply;
+    if (asked && !answer)
+        inner.refuse(QStringLiteral("that request has no answer to follow"));
+    poll.everyMs = inner.integer(QStringLiteral("every_ms"), 1, 60000, 250);
+    poll.atLeast = inner.integer(QStringLiteral("at_least"), 0, 100000, 1);
+    poll.stallMs = inner.integer(QStringLiteral("stall_ms"), 1, LongestMs, 0);
+    poll.fields = limits(inner, answer);
+    poll.rising = inner.text(QStringLiteral("rising"));
+    if (answer && !poll.rising.isEmpty() && !wire::fieldNames(*answer).contains(poll.rising))
+        inner.refuse(QStringLiteral("the answer has no field \"%1\"").arg(poll.rising));
+    inner.finish();
+    return poll;
+}
+
+void readSending(ObjectReader &reader, Plan::Step *step)
+{
+    const bool isRaw = reader.has(QStringLiteral("raw"));
+    const bool isRequest = reader.has(QStringLiteral("request"));
+    if (isRaw)
+        step->raw =
+            reader.text(QStringLiteral("raw"), ObjectReader::Optional, ObjectReader::AnyCharacter)
+                .toLatin1();
+    if (isRequest)
+        step->request = request(reader);
+    else if (reader.anyText(QStringLiteral("data")))
+        reader.refuse(QStringLiteral("\"data\" needs a \"request\""));
+    if (isRaw && isRequest)
+        reader.refuse(QStringLiteral("\"request\" and \"raw\" exclude each other"));
+}
+
+QString picture(ObjectReader &reader)
+{
+    static const QRegularExpression form(QStringLiteral("^[a-z0-9-]+$"));
+    const QString name = reader.text(QStringLiteral("picture"));
+    if (!name.isEmpty() && !form.match(name).hasMatch())
+        reader.refuse(QStringLiteral("\"picture\" must be a name of a-z, 0-9 and -"));
+    return name;
+}
+
+std::optional<Plan::Calibration> calibration(ObjectReader &reader)
+{
+    const QString key = QStringLiteral("calibration");
+    if (!reader.has(key))
+        return std::nullopt;
+    ObjectReader inner = reader.element(reader.value(key), key);
+    Plan::Calibration calibration;
+    const QString limit = QStringLiteral("max_error_px");
+    if (!inner.has(limit))
+        inner.miss(QStringLiteral("\"max_error_px\""));
+    const std::optional<double> most = inner.number(limit);
+    if (most && (*most <= 0 || *most > ScreenWidth))
+        inner.refuse(QStringLiteral("\"max_error_px\" must be above 0 and at most 800"));
+    calibration.maxErrorPx = most.value_or(0);
+    calibration.xGrowsRight = inner.choice(QStringLiteral("x_grows"),
+                                           {QStringLiteral("right"), QStringLiteral("left")}) != 1;
+    calibration.yGrowsDown = inner.choice(QStringLiteral("y_grows"),
+                                          {QStringLiteral("down"), QStringLiteral("up")}) != 1;
+    inner.finish();
+    return calibration;
+}
+
+/// Whether the step has any member that finds a mistake; whether it is right is another
+/// question.
+bool testsSomething(const ObjectReader &reader)
+{
+    for (const char *key : {"expect", "calibration", "check", "look", "quiet_ms"}) {
+        if (reader.has(QLatin1String(key)))
+            return true;
+    }
     return false;
 }
 
-QString PlanReader::text(const QString &key, Presence presence)
+Plan::Step readStep(ObjectReader &reader, int defaultLimitMs)
 {
-    if (!take(key, presence))
-        return QString();
-    const QString text = m_object.value(key).toString();
-    if (text.isEmpty())
-        refuse(QStringLiteral("%1 must be a text that is not empty").arg(quoted(key)));
-    return text;
+    Plan::Step step;
+    step.name = reader.text(QStringLiteral("name"), ObjectReader::Required);
+    step.group = reader.text(QStringLiteral("group"));
+    step.operation = operation(reader);
+    readSending(reader, &step);
+    step.poll = poll(reader);
+    const QJsonArray frames = reader.list(QStringLiteral("expect"));
+    for (int i = 0; i < frames.size(); ++i)
+        step.expected.append(
+            expected(reader, frames.at(i), QStringLiteral("expect %1").arg(i + 1)));
+    step.calibration = calibration(reader);
+    const QJsonArray checks = reader.list(QStringLiteral("check"));
+    for (int i = 0; i < checks.size(); ++i)
+        step.checks.append(check(reader, checks.at(i), QStringLiteral("check %1").arg(i + 1)));
+    step.look = reader.text(QStringLiteral("look"));
+    step.picture = picture(reader);
+    step.limitMs = reader.integer(QStringLiteral("limit_ms"), 1, LongestMs, defaultLimitMs);
+    step.quietMs = reader.integer(QStringLiteral("quiet_ms"), 1, 60000, 0);
+    step.tries = reader.integer(QStringLiteral("tries"), 1, 10, 1);
+    step.required = reader.boolean(QStringLiteral("required"), false);
+    if (step.poll && !reader.has(QStringLiteral("expect")))
+        reader.refuse(QStringLiteral("a \"poll\" needs an \"expect\" that ends it"));
+    if (!testsSomething(reader))
+        reader.miss(QStringLiteral("it tests nothing: \"expect\", \"calibration\", \"check\", "
+                                   "\"look\" or \"quiet_ms\""));
+    reader.finish();
+    return step;
 }
 
-std::optional<QString> PlanReader::anyText(const QString &key)
+void readSteps(ObjectReader &reader, int limitMs, Plan *plan)
 {
-    if (!take(key, Optional))
-        return std::nullopt;
-    if (!m_object.value(key).isString())
-        refuse(QStringLiteral("%1 must be a text").arg(quoted(key)));
-    return m_object.value(key).toString();
-}
-
-int PlanReader::choice(const QString &key, const QStringList &words)
-{
-    if (!take(key, Optional))
-        return -1;
-    const int index = static_cast<int>(words.indexOf(m_object.value(key).toString()));
-    if (index < 0)
-        refuse(QStringLiteral("%1 must be %2")
-                   .arg(quoted(key), QLatin1Char('"') + words.join(QStringLiteral("\" or \"")) +
-                                         QLatin1Char('"')));
-    return index;
-}
-
-int PlanReader::integer(const QString &key, int least, int most, int otherwise)
-{
-    if (!take(key, Optional))
-        return otherwise;
-    const QJsonValue value = m_object.value(key);
-    if (!isWhole(value) || value.toDouble() < least || value.toDouble() > most) {
-        refuse(QStringLiteral("%1 must be a whole number from %2 to %3")
-                   .arg(quoted(key))
-                   .arg(least)
-                   .arg(most));
-        return otherwise;
+    QSet<QString> names;
+    QSet<QString> pictures;
+    const QJsonArray list = reader.list(QStringLiteral("steps"), ObjectReader::Required);
+    for (int i = 0; i < list.size(); ++i) {
+        QString place = QStringLiteral("step %1").arg(i + 1);
+        const QString name = list.at(i).toObject().value(QStringLiteral("name")).toString();
+        if (!name.isEmpty())
+            place += QStringLiteral(" \"%1\"").arg(name);
+        ObjectReader inner = reader.element(list.at(i), place);
+        const Plan::Step step = readStep(inner, limitMs);
+        // A report that names the failed step must mean one.
+        if (!step.name.isEmpty() && names.contains(step.name))
+            inner.refuse(QStringLiteral("an earlier step has the same name"));
+        if (!step.picture.isEmpty() && pictures.contains(step.picture))
+            inner.refuse(QStringLiteral("an earlier step has a \"picture\" of the same name"));
+        names.insert(step.name);
+        pictures.insert(step.picture);
+        plan->steps.append(step);
     }
-    return value.toInt();
 }
 
-int PlanReader::requiredInteger(const QString &key, int least, int most)
+void readMembers(const QJsonObject &object, Plan *plan, QStringList *mistakes)
 {
-    take(key, Required);
-    return integer(key, least, most, least);
+    ObjectReader reader(object, QString(), mistakes);
+    reader.anyText(QStringLiteral("$schema"));
+    plan->name = reader.text(QStringLiteral("plan"), ObjectReader::Required);
+    plan->title = reader.text(QStringLiteral("title"), ObjectReader::Required);
+    const int limitMs = reader.integer(QStringLiteral("limit_ms"), 1, LongestMs, DefaultLimitMs);
+    plan->operatorLimitMs =
+        reader.integer(QStringLiteral("operator_limit_ms"), 1, LongestMs, DefaultOperatorLimitMs);
+    readSteps(reader, limitMs, plan);
+    reader.finish();
 }
 
-std::optional<double> PlanReader::number(const QString &key)
-{
-    if (!take(key, Optional))
-        return std::nullopt;
-    if (!m_object.value(key).isDouble())
-        refuse(QStringLiteral("%1 must be a number").arg(quoted(key)));
-    return m_object.value(key).toDouble();
-}
+/// @}
 
-bool PlanReader::boolean(const QString &key, bool otherwise)
-{
-    if (!take(key, Optional))
-        return otherwise;
-    if (!m_object.value(key).isBool())
-        refuse(QStringLiteral("%1 must be true or false").arg(quoted(key)));
-    return m_object.value(key).toBool();
-}
+} // namespace
 
-QJsonObject PlanReader::object(const QString &key)
+std::optional<Plan> readPlan(const QByteArray &json, const QString &file, QString *error)
 {
-    if (!take(key, Optional))
-        return QJsonObject();
-    if (!m_object.value(key).isObject())
-        refuse(QStringLiteral("%1 must be an object").arg(quoted(key)));
-    return m_object.value(key).toObject();
-}
-
-QJsonArray PlanReader::list(const QString &key, Presence presence)
-{
-    if (!take(key, presence))
-        return QJsonArray();
-    const QJsonArray list = m_object.value(key).toArray();
-    if (list.isEmpty())
-        refuse(QStringLiteral("%1 must be a list that is not empty").arg(quoted(key)));
-    return list;
-}
-
-QJsonValue PlanReader::value(const QString &key)
-{
-    take(key, Optional);
-    return m_object.value(key);
-}
-
-PlanReader PlanReader::element(const QJsonValue &value, const QString &what)
-{
-    PlanReader reader = inner(value.toObject(), what);
-    if (!value.isObject())
-        reader.refuse(QStringLiteral("must be an object"));
-    return reader;
-}
-
-PlanReader PlanReader::inner(const QJsonObject &object, const QString &what) const
-{
-    const QString place = m_place.isEmpty() ? what : m_place + QLatin1String(": ") + what;
-    return PlanReader(object, place, m_error);
-}
-
-void PlanReader::finish()
-{
-    const QStringList keys = m_object.keys();
-    for (const QString &key : keys) {
-        if (m_known.contains(key))
-            continue;
-        const QString unknown = QStringLiteral("%1 is not known here").arg(quoted(key));
-        // What is missing is there most likely, with its key misspelt.
-        if (m_misses)
-            *m_error += QLatin1String("; ") + unknown.simplified();
-        else
-            refuse(unknown);
-    }
+    QStringList mistakes;
+    Plan plan;
+    plan.file = file;
+    const std::optional<QJsonValue> value = readJson(json, &mistakes);
+    if (value && !value->isObject())
+        mistakes.append(QStringLiteral("a plan is an object: { ... }"));
+    else if (value)
+        readMembers(value->toObject(), &plan, &mistakes);
+    if (mistakes.isEmpty())
+        return plan;
+    *error = mistakes.size() == 1 ? QStringLiteral("%1: %2").arg(file, mistakes.first())
+                                  : QStringLiteral("%1: %2 mistakes:\n  %3")
+                                        .arg(file)
+                                        .arg(mistakes.size())
+                                        .arg(mistakes.join(QStringLiteral("\n  ")));
+    return std::nullopt;
 }
