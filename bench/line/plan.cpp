@@ -89,6 +89,11 @@ QString Plan::Expected::describe() const
     return description;
 }
 
+QString Plan::Calibration::describe() const
+{
+    return QStringLiteral("at most %1 px").arg(number(maxErrorPx));
+}
+
 QString Plan::Store::describe() const
 {
     return QStringLiteral("%1 to %2").arg(visible(text), path);

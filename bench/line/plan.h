@@ -103,6 +103,9 @@ struct Plan {
         double maxErrorPx = 0;   ///< of each point from where the best map has it
         bool xGrowsRight = true; ///< what the touchscreen counts; else it grows to the left
         bool yGrowsDown = true;  ///< else upwards
+
+        /// "at most 6 px".
+        QString describe() const;
     };
 
     /// Done in this order: operation, request, expected frames, calibration, checks, look,

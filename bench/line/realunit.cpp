@@ -58,7 +58,7 @@ Unit::Done RealUnit::look(const QString &question, int limitMs, QString *error)
     return done(m_desk->question(question, limitMs), limitMs, error);
 }
 
-Unit::Finding RealUnit::check(const Plan::Check &, QString *)
+Unit::Finding RealUnit::check(const Plan::Check &, Difference *)
 {
     return CannotLook;
 }

@@ -19,7 +19,7 @@ public:
                  QString *error) override;
     bool hasOperator() const override { return true; }
     Done look(const QString &question, int limitMs, QString *error) override;
-    Finding check(const Plan::Check &check, QString *found) override;
+    Finding check(const Plan::Check &check, Difference *difference) override;
     bool takePicture(const QString &) override { return false; }
     QString end() override { return QString(); }
     QByteArray log() override { return QByteArray(); }

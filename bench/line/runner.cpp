@@ -123,6 +123,7 @@ void Runner::run(UnitRecord *record)
     record->start = QDateTime::currentDateTime();
     m_station->clear();
     m_inbox.clear();
+    m_points.clear();
     QString interruptedBefore;
     for (int i = 0; i < m_plan.steps.size(); ++i) {
         const Plan::Step &step = m_plan.steps.at(i);
@@ -244,12 +245,12 @@ void Runner::attempt(const Plan::Step &step, Attempt *attempt)
         return;
     attempt->limitMs = step.limitMs;
     if (step.operation && m_unit->hasOperator())
-        attempt->limitMs += m_plan.operatorLimitMs;
+        attempt->limitMs += m_plan.operatorLimitMs + step.operation->bootMs;
     attempt->deadline.setRemainingTime(attempt->limitMs);
     if (!send(step, attempt))
         return;
     const bool came = step.poll ? expectPolling(step, attempt) : expectFrames(step, attempt);
-    if (came && runChecks(step, attempt) && look(step, attempt))
+    if (came && checkPoints(step, attempt) && runChecks(step, attempt) && look(step, attempt))
         keepsQuiet(step, attempt);
 }
 
@@ -330,6 +331,7 @@ bool Runner::compare(const Plan::Expected &expected, const Station::Received &re
     }
     if (!received.isFrame() || received.frame.type != expected.type)
         return differs();
+    takeCalibrationPoint(received.frame, &m_points);
     const wire::Meaning meaning = wire::meaningOf(received.frame);
     const bool measured = measure(expected.fields, meaning, &record->measured);
     const bool fits = expected.text
@@ -447,6 +449,18 @@ bool Runner::takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attemp
         QStringLiteral("no progress in %1, still %2").arg(seconds(poll.stallMs), meaning.text));
 }
 
+bool Runner::checkPoints(const Plan::Step &step, Attempt *attempt)
+{
+    if (!step.calibration)
+        return true;
+    const CalibrationResult result =
+        checkCalibration(m_points, *step.calibration, m_unit->hasOperator());
+    attempt->record->measured.append(result.error);
+    return result.complaint.isEmpty() ||
+           attempt->differs(QStringLiteral("calibration error ") + result.error.limits,
+                            result.complaint, QByteArray());
+}
+
 bool Runner::runChecks(const Plan::Step &step, Attempt *attempt)
 {
     bool good = true;
@@ -463,13 +477,13 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
     CheckRecord record;
     record.what = check.describe();
     record.brief = check.brief();
-    QString found;
-    Unit::Finding finding = m_unit->check(check, &found);
+    Unit::Difference difference;
+    Unit::Finding finding = m_unit->check(check, &difference);
     // Once the step has failed nothing is waited for.
     while (finding == Unit::NotYet && attempt->record->outcome == Outcome::Pass &&
            !attempt->deadline.hasExpired() && !isInterrupted()) {
         pause(std::min(attempt->deadline, QDeadlineTimer(CheckEveryMs)));
-        finding = m_unit->check(check, &found);
+        finding = m_unit->check(check, &difference);
     }
     if (finding == Unit::NotYet && isInterrupted()) // nobody knows
         return attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
@@ -478,12 +492,13 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
     else if (finding != Unit::CannotLook)
         record.result = CheckRecord::Broken;
     if (record.result == CheckRecord::Broken)
-        record.found = found;
+        record.found = difference.found;
     attempt->record->checks.append(record);
     // The first one that is broken gives the step's reason.
     if (record.result != CheckRecord::Broken || attempt->record->outcome != Outcome::Pass)
         return record.result != CheckRecord::Broken;
-    return attempt->differs(record.what, found, QByteArray());
+    const QString wanted = difference.wanted.isEmpty() ? record.what : difference.wanted;
+    return attempt->differs(wanted, difference.found, QByteArray());
 }
 
 bool Runner::look(const Plan::Step &step, Attempt *attempt)

@@ -2,6 +2,7 @@
 #ifndef BENCH_LINE_RUNNER_H
 #define BENCH_LINE_RUNNER_H
 
+#include "bench/line/calibrationcheck.h"
 #include "bench/line/interrupt.h"
 #include "bench/line/plan.h"
 #include "bench/line/record.h"
@@ -70,6 +71,7 @@ private:
                  Attempt *attempt);
     bool measure(const QList<Plan::Limit> &limits, const wire::Meaning &meaning,
                  QList<Measurement> *measured);
+    bool checkPoints(const Plan::Step &step, Attempt *attempt);
     bool runChecks(const Plan::Step &step, Attempt *attempt);
     bool runCheck(const Plan::Check &check, Attempt *attempt);
     bool keepsQuiet(const Plan::Step &step, Attempt *attempt);
@@ -91,6 +93,7 @@ private:
     RunWatcher *m_watcher;
     const RunOptions m_options;
     std::deque<Station::Received> m_inbox;
+    CalibrationPoints m_points;
     QString m_over; ///< why the unit is done before its plan; empty while it is not
 };
 

@@ -28,6 +28,12 @@ public:
         CannotLook ///< there is no access to this board
     };
 
+    /// How what is there differs from what a check wants.
+    struct Difference {
+        QString wanted; ///< empty for all that the check describes
+        QString found;
+    };
+
     virtual ~Unit() = default;
 
     /// "virtual keypad", "/dev/ttyUSB0".
@@ -43,8 +49,8 @@ public:
     /// Whether a person acts: what follows an operation may come late.
     virtual bool hasOperator() const = 0;
     virtual Done look(const QString &question, int limitMs, QString *error) = 0;
-    /// @param found  set to what is there instead
-    virtual Finding check(const Plan::Check &check, QString *found) = 0;
+    /// @param difference  set to what is there instead
+    virtual Finding check(const Plan::Check &check, Difference *difference) = 0;
     /// False where there is no screen to see, or it could not be written.
     virtual bool takePicture(const QString &file) = 0;
     /// How the tool ended; empty while it runs, before it was started, and where

@@ -1,6 +1,7 @@
 #include "bench/line/virtualunit.h"
 
 #include "bench/line/fault.h"
+#include "bench/line/storesdifference.h"
 #include "bench/station/station.h"
 
 #include <QSet>
@@ -45,16 +46,6 @@ QString momentOf(const Fault &fault)
 bool isNear(int a, int b, int tolerance)
 {
     return std::abs(a - b) <= tolerance;
-}
-
-QString listed(const QList<Plan::Store> &stores)
-{
-    if (stores.isEmpty())
-        return QStringLiteral("no store");
-    QStringList all;
-    for (const Plan::Store &store : stores)
-        all.append(QStringLiteral("%1 to %2").arg(store.text, store.path));
-    return all.join(QStringLiteral(", then "));
 }
 
 } // namespace
@@ -181,11 +172,12 @@ Unit::Done VirtualUnit::look(const QString &, int, QString *)
     return Performed; // the board checks of the step have looked
 }
 
-Unit::Finding VirtualUnit::check(const Plan::Check &check, QString *found)
+Unit::Finding VirtualUnit::check(const Plan::Check &check, Difference *difference)
 {
+    QString *found = &difference->found;
     switch (check.kind) {
     case Plan::Check::Stores:
-        return checkStores(check, found);
+        return checkStores(check, difference);
     case Plan::Check::Attribute:
         if (!m_keypad.hasNode(check.path)) {
             *found = QStringLiteral("no such attribute");
@@ -204,30 +196,28 @@ Unit::Finding VirtualUnit::check(const Plan::Check &check, QString *found)
     return CannotLook;
 }
 
-Unit::Finding VirtualUnit::checkStores(const Plan::Check &check, QString *found)
+Unit::Finding VirtualUnit::checkStores(const Plan::Check &check, Difference *difference)
 {
     QSet<QString> paths;
     for (const Plan::Store &store : check.stores)
         paths.insert(store.path);
-    QList<Plan::Store> made;
+    QList<MadeStore> made;
     const QList<SysfsModel::Store> all = m_keypad.stores().mid(m_firstStore);
-    bool good = true;
     for (const SysfsModel::Store &store : all) {
-        if (!paths.contains(store.path))
-            continue;
-        Plan::Store one = {store.path, QString::fromLatin1(store.text)};
-        const auto place = made.size();
-        good = good && store.error == 0 && place < check.stores.size() &&
-               check.stores.at(place).path == one.path &&
-               matches(check.stores.at(place).text, one.text);
-        if (store.error != 0)
-            one.text += QStringLiteral(" (refused)");
-        made.append(one);
+        if (paths.contains(store.path))
+            made.append({store.path, QString::fromLatin1(store.text), store.error != 0});
     }
-    *found = listed(made);
-    if (!good)
-        return Broken;
-    return made.size() == check.stores.size() ? Holds : NotYet;
+    const StoresDifference first = storesDifference(check.stores, made);
+    *difference = {first.wanted, first.found};
+    switch (first.kind) {
+    case StoresDifference::None:
+        return Holds;
+    case StoresDifference::Missing:
+        return NotYet;
+    case StoresDifference::Wrong:
+        break;
+    }
+    return Broken;
 }
 
 Unit::Finding VirtualUnit::checkText(const Plan::Check &check, const QByteArray &bytes,

@@ -32,7 +32,7 @@ public:
                  QString *error) override;
     bool hasOperator() const override { return false; }
     Done look(const QString &question, int limitMs, QString *error) override;
-    Finding check(const Plan::Check &check, QString *found) override;
+    Finding check(const Plan::Check &check, Difference *difference) override;
     bool takePicture(const QString &file) override;
     QString end() override;
     QByteArray log() override;
@@ -44,7 +44,7 @@ private:
     void moveHome(bool down);
     bool switchPower(bool on);
     bool moveCard(bool in);
-    Finding checkStores(const Plan::Check &check, QString *found);
+    Finding checkStores(const Plan::Check &check, Difference *difference);
     Finding checkText(const Plan::Check &check, const QByteArray &bytes, QString *found) const;
     Finding checkFile(const Plan::Check &check, QString *found);
     Finding checkPixel(const Plan::Check &check, QString *found);

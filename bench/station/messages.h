@@ -28,6 +28,7 @@ enum Type : quint16 {
     SdReadReply = 0x6162,
     PatternRequest = 0x7000,
     CalibrateRequest = 0x7020,
+    CalibrationPoint = 0x7021,
     TouchTestRequest = 0x7030,
     TouchReply = 0x7031,
     PassthroughRequest = 0x7040,

@@ -114,6 +114,8 @@ private slots:
     void schemaTakesEveryPlanOfTheBench();
     void pageNamesEveryReply();
     void speaksBeforeItAsks();
+    void productionWaitsForABoot();
+    void productionChecksTheCalibration();
     void describesLimits_data();
     void describesLimits();
 
@@ -689,6 +691,38 @@ void TestPlan::speaksBeforeItAsks()
         if (step.request)
             break;
     }
+}
+
+/// Up to 91 seconds were seen from power to "ready"; a virtual keypad, which has none to
+/// wait for, fails sooner.
+void TestPlan::productionWaitsForABoot()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::load(QStringLiteral(SOURCE_DIR "/bench/plans/production.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    const Plan::Step &start = plan->steps.first();
+    QCOMPARE(start.operation.value().bootMs, 180000);
+    QCOMPARE(start.limitMs, 15000);
+}
+
+/// Once, when the fifth point has come.
+void TestPlan::productionChecksTheCalibration()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::load(QStringLiteral(SOURCE_DIR "/bench/plans/production.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QStringList names;
+    for (const Plan::Step &step : plan->steps) {
+        if (!step.calibration)
+            continue;
+        names.append(step.name);
+        QCOMPARE(step.calibration->maxErrorPx, 6.0);
+        QVERIFY(step.calibration->xGrowsRight);
+        QVERIFY(step.calibration->yGrowsDown);
+    }
+    QCOMPARE(names, QStringList(QStringLiteral("Target centre")));
 }
 
 void TestPlan::describesLimits_data()

@@ -64,9 +64,9 @@ public:
         *error = QStringLiteral("no eye");
         return seen;
     }
-    Finding check(const Plan::Check &, QString *found) override
+    Finding check(const Plan::Check &, Difference *difference) override
     {
-        *found = QStringLiteral("what is there");
+        *difference = {wanted, QStringLiteral("what is there")};
         ++looks;
         return findings.size() > 1 ? findings.takeFirst() : findings.first();
     }
@@ -85,6 +85,7 @@ public:
     Done done = Performed;
     Done seen = Performed;
     QList<Finding> findings = {Holds};
+    QString wanted; ///< of a finding's difference
     QString ended;
     QByteArray saysWhenTouched;
     QStringList asked;
@@ -141,6 +142,16 @@ struct Bench {
 const QByteArray Backlight = R"({"name":"light","request":"backlight 100","expect":["ACK"],
                                  "limit_ms":20000})";
 const QByteArray Buttons = R"({"name":"buttons","request":"buttons","expect":["ACK"]})";
+/// Five points of a touchscreen that counts 4 and 7 for a pixel.
+const QByteArrayList RawPoints = {
+    "7E001670210D00003960041805007F\r\n", "7E001670210D01003960344205017F\r\n",
+    "7E001670210D02034040344204FB7F\r\n", "7E001670210D03034040041804FC7F\r\n",
+    "7E001670210D04019000193004FC7F\r\n"};
+const QByteArray Calibrating =
+    R"({"name":"s","operator":{"ask":"a","do":[{"touch":[1,1]}]},"limit_ms":20000,
+        "expect":["calibration point","calibration point","calibration point",
+                  "calibration point","calibration point"],
+        "calibration":{"max_error_px":6}})";
 /// Time-outs are waited for.
 const QByteArray HurriedButtons =
     R"({"name":"buttons","request":"buttons","expect":["ACK"],"limit_ms":300})";
@@ -191,11 +202,17 @@ private slots:
     void failsOnUnaskedProgress();
     void waitsForTheBoard();
     void failsOnABrokenCheck();
+    void tellsWhereAStoreDiffers();
     void failsWhenTheBoardShowsNothingInTime();
     void skipsWhatItCannotLookAt();
     void asksForAnOperation();
     void confirmsAnOperationBeforeARequest();
     void waitsLongerForAPerson();
+    void waitsForABootOfARealUnit();
+    void measuresACalibration();
+    void failsACalibrationThatDoesNotFit();
+    void takesTheLatestCalibration();
+    void wantsRawPointsOfARealUnit();
     void endsWithoutAHand();
     void timesOutWithoutAPerson();
     void asksNobodyOnALineThatHungUp();
@@ -657,6 +674,19 @@ void TestRunner::failsOnABrokenCheck()
     QCOMPARE(int(record.steps.first().checks.at(1).result), int(CheckRecord::Held));
 }
 
+void TestRunner::tellsWhereAStoreDiffers()
+{
+    Bench bench;
+    bench.unit.findings = {Unit::Broken};
+    bench.unit.wanted = QStringLiteral("store 2 of 2");
+    const UnitRecord record =
+        bench.run(R"({"name":"s","check":[{"stores":[{"path":"/a","text":"1"}]}]})");
+    QCOMPARE(record.steps.first().reason,
+             QStringLiteral("expected store 2 of 2; came what is there"));
+    // The record has the whole list beside it.
+    QCOMPARE(record.steps.first().checks.first().what, QStringLiteral("store 1 to /a"));
+}
+
 void TestRunner::failsWhenTheBoardShowsNothingInTime()
 {
     Bench bench;
@@ -697,6 +727,86 @@ void TestRunner::confirmsAnOperationBeforeARequest()
                                   "request":"buttons","expect":["ACK"]})"),
                     "pass");
     QVERIFY(bench.unit.confirmed);
+}
+
+/// A real unit boots once it is switched on, and the line waits; a virtual one does not.
+void TestRunner::waitsForABootOfARealUnit()
+{
+    const QByteArray step =
+        R"({"name":"s","operator":{"ask":"On.","do":[{"power":"on"}],"boot_ms":350},
+            "expect":["ready"],"limit_ms":50})";
+    Bench bench;
+    bench.unit.isReal = true;
+    QCOMPARE(bench.run(step).steps.first().reason,
+             QStringLiteral("expected ready; nothing came in 0.8 s"));
+    Bench quick;
+    QCOMPARE(quick.run(step).steps.first().reason,
+             QStringLiteral("expected ready; nothing came in 0.05 s"));
+}
+
+void TestRunner::measuresACalibration()
+{
+    Bench bench;
+    bench.unit.isReal = true;
+    bench.unit.saysWhenTouched = RawPoints.join();
+    const UnitRecord record = bench.run(Calibrating);
+    COMPARE_OUTCOME(record, "pass");
+    const QList<Measurement> measured = record.steps.first().measured;
+    QCOMPARE(int(measured.size()), 1);
+    QCOMPARE(measured.first().name, QStringLiteral("calibration error"));
+    QCOMPARE(measured.first().shown(), QStringLiteral("0 px"));
+    QCOMPARE(measured.first().limits, QStringLiteral("at most 6 px"));
+    QCOMPARE(measured.first().max.value(), 6.0);
+    QVERIFY(measured.first().good);
+}
+
+void TestRunner::failsACalibrationThatDoesNotFit()
+{
+    Bench bench;
+    QByteArrayList points = RawPoints;
+    // The centre where the top right is.
+    points[4] = "7E001670210D04034040041804FD7F\r\n";
+    bench.unit.saysWhenTouched = points.join();
+    const UnitRecord record = bench.run(Calibrating);
+    COMPARE_OUTCOME(record, "fail");
+    QCOMPARE(record.steps.first().reason,
+             QStringLiteral("expected calibration error at most 6 px; came 247.8 px, most at the "
+                            "centre"));
+    QVERIFY(!record.steps.first().measured.first().good);
+}
+
+/// Points of an earlier cycle do not stand for those that have not come again.
+void TestRunner::takesTheLatestCalibration()
+{
+    Bench bench;
+    bench.unit.saysWhenTouched = RawPoints.join() + RawPoints.mid(0, 4).join();
+    const UnitRecord record = bench.run(
+        R"({"name":"s","operator":{"ask":"a","do":[{"touch":[1,1]}]},"limit_ms":20000,
+            "expect":["calibration point","calibration point","calibration point",
+                      "calibration point","calibration point","calibration point",
+                      "calibration point","calibration point","calibration point"],
+            "calibration":{"max_error_px":6}})");
+    QCOMPARE(record.steps.first().reason,
+             QStringLiteral("expected calibration error at most 6 px; came no point for: centre"));
+}
+
+void TestRunner::wantsRawPointsOfARealUnit()
+{
+    const QByteArray screensOwn = "7E001670210D00000240002404ED7F\r\n"
+                                  "7E001670210D01000240045604F77F\r\n"
+                                  "7E001670210D02007760045605067F\r\n"
+                                  "7E001670210D03007760002404FE7F\r\n"
+                                  "7E001670210D04004000024004EF7F\r\n";
+    Bench real;
+    real.unit.isReal = true;
+    real.unit.saysWhenTouched = screensOwn;
+    const UnitRecord record = real.run(Calibrating);
+    COMPARE_OUTCOME(record, "fail");
+    QCOMPARE(record.steps.first().came,
+             QStringLiteral("the points are the screen's own: nothing was raw"));
+    Bench bench;
+    bench.unit.saysWhenTouched = screensOwn;
+    COMPARE_OUTCOME(bench.run(Calibrating), "pass");
 }
 
 void TestRunner::waitsLongerForAPerson()
