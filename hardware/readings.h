@@ -10,7 +10,7 @@
 /// The alarm bus voltage in the driver's own text and unit, without the white
 /// space around it.
 /// @return empty, after a warning, when the file cannot be opened
-QByteArray readVoltage(const Board &board = Board());
+QByteArray readVoltage(const Board &board);
 
 /// The installed firmware's version.
 /// @param mounted  true to ask the NAND file system below /mnt, false the running system
