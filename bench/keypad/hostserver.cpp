@@ -72,6 +72,8 @@ void becomeOrdinary()
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
+    // Whoever started the bench may have let it inherit files of its own.
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
 QJsonObject openFile(const QJsonObject &request, QList<int> *descriptors)

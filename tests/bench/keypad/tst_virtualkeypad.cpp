@@ -30,6 +30,7 @@ private Q_SLOTS:
     void environmentIsTheBenchs();
     void workingDirectoryAndLimits();
     void toolPidIsTheCallers();
+    void toolInheritsNoFiles();
     void logHasSeverityAndWholeTexts();
     void logOfATalkativeToolIsComplete();
     void lineIsRawBeforeTheTool();
@@ -319,6 +320,18 @@ void TestVirtualKeypad::toolPidIsTheCallers()
                                            "100\0",
                                            10));
     QVERIFY(!QDir(QString("/proc/%1/fd").arg(keypad.toolPid())).entryList().isEmpty());
+}
+
+void TestVirtualKeypad::toolInheritsNoFiles()
+{
+    const int inherited = open("/dev/zero", O_RDONLY);
+    QVERIFY(inherited > STDERR_FILENO);
+    VirtualKeypad keypad(shell("readlink /proc/self/fd/*; echo end"));
+    QVERIFY(keypad.start());
+    QVERIFY(keypad.waitForLog("end"));
+    close(inherited);
+    QVERIFY(keypad.countLog("/dev/null") > 0);
+    QCOMPARE(keypad.countLog("/dev/zero"), 0);
 }
 
 void TestVirtualKeypad::logHasSeverityAndWholeTexts()
