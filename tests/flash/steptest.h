@@ -4,6 +4,8 @@
 #define TESTS_FLASH_STEPTEST_H
 
 #include "flash/mfproc.h"
+#include "tests/support/anyqt.h"
+#include "tests/support/onsignal.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -91,12 +93,13 @@ class Emitted
 public:
     explicit Emitted(MFProc *step)
     {
-        QObject::connect(step, &MFProc::started, step, [this] { events << "started"; });
-        QObject::connect(step, &MFProc::status, step,
-                         [this](int percent) { events << QString("status %1").arg(percent); });
-        QObject::connect(step, &MFProc::complete, step, [this] { events << "complete"; });
-        QObject::connect(step, &MFProc::failed, step,
-                         [this](const QString &err) { events << "failed " + err; });
+        onSignal(step, SIGNAL(started()), [this](const QVariant &) { events << "started"; });
+        onSignal(step, SIGNAL(status(int)), [this](const QVariant &percent) {
+            events << QString("status %1").arg(percent.toInt());
+        });
+        onSignal(step, SIGNAL(complete()), [this](const QVariant &) { events << "complete"; });
+        onSignal(step, SIGNAL(failed(QString)),
+                 [this](const QVariant &err) { events << "failed " + err.toString(); });
     }
     Emitted(const Emitted &) = delete;
     Emitted &operator=(const Emitted &) = delete;
@@ -142,14 +145,14 @@ inline QStringList declaredMethods(const QMetaObject &metaObject)
 {
     QStringList signatures;
     for (int i = metaObject.methodOffset(); i < metaObject.methodCount(); ++i)
-        signatures << QString::fromLatin1(metaObject.method(i).methodSignature());
+        signatures << QString::fromLatin1(signatureOf(metaObject.method(i)));
     return signatures;
 }
 
 /// The step's process, for what only the process can tell.
 inline QProcess *processOf(const MFProc &step)
 {
-    return step.findChild<QProcess *>(QString(), Qt::FindDirectChildrenOnly);
+    return step.findChild<QProcess *>();
 }
 
 #endif

@@ -26,7 +26,7 @@ public:
 /// Adds "next" to what @p emitted records of @p step.
 void recordNext(RootFS *step, Emitted *emitted)
 {
-    QObject::connect(step, &RootFS::next, step, [emitted] { emitted->events << "next"; });
+    onSignal(step, SIGNAL(next()), [emitted](const QVariant &) { emitted->events << "next"; });
 }
 
 /// The percentages of a run, parted at each next().

@@ -51,7 +51,7 @@ void TestUpdateDir::cleanup()
 void TestUpdateDir::populate(const QStringList &entries)
 {
     for (const QString &entry : entries) {
-        const QString path = m_base + '/' + entry.chopped(1);
+        const QString path = m_base + '/' + entry.left(entry.size() - 1);
         switch (entry.back().toLatin1()) {
         case '/':
             QVERIFY(QDir().mkpath(path));

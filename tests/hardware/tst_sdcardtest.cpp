@@ -246,7 +246,7 @@ void tst_SdCardTest::oldFileIsDeleted()
     QVERIFY(link(QFile::encodeName(card.path(testFile)).constData(),
                  QFile::encodeName(card.path("kept")).constData()) == 0);
     // A file's own mode does not protect it from being deleted: its folder's does.
-    QVERIFY(QFile::setPermissions(card.path(testFile), QFileDevice::ReadOwner));
+    QVERIFY(QFile::setPermissions(card.path(testFile), QFile::ReadOwner));
     LogCatcher log;
     QVERIFY(run(card.path()) >= 0);
     QCOMPARE(m_status, 0);

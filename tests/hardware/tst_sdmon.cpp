@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/anyqt.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
 
@@ -81,7 +82,7 @@ void TestSdMon::writeToPipe(const QByteArray &bytes)
 
 bool TestSdMon::backAtThePipe(int rounds)
 {
-    return QTest::qWaitFor(
+    return waitUntil(
         [&] { return m_log->count("debug: In ATE Mode--->, Waiting for SD event") > rounds; });
 }
 
@@ -266,9 +267,8 @@ void TestSdMon::signalOrder()
 {
     const QMetaObject &meta = SDMon::staticMetaObject;
     QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
-    QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("dirAdded(QString)"));
-    QCOMPARE(meta.method(meta.methodOffset() + 1).methodSignature(),
-             QByteArray("dirRemoved(QString)"));
+    QCOMPARE(signatureOf(meta.method(meta.methodOffset())), QByteArray("dirAdded(QString)"));
+    QCOMPARE(signatureOf(meta.method(meta.methodOffset() + 1)), QByteArray("dirRemoved(QString)"));
 }
 
 QTEST_GUILESS_MAIN(TestSdMon)

@@ -173,8 +173,8 @@ void tst_Tamper::aboveRevision3_data()
     QTest::addColumn<QByteArray>("revision");
     QTest::addColumn<bool>("exported");
     for (const char *revision : {"4", "5", "100"}) {
-        QTest::addRow("%s, pin exported", revision) << QByteArray(revision) << true;
-        QTest::addRow("%s, pin not exported", revision) << QByteArray(revision) << false;
+        QTest::newRow(QByteArray(revision) + ", pin exported") << QByteArray(revision) << true;
+        QTest::newRow(QByteArray(revision) + ", pin not exported") << QByteArray(revision) << false;
     }
 }
 

@@ -208,10 +208,11 @@ void tst_LinuxPort::speed_data()
 
     for (const auto &row : table) {
         const int next = &row == &table[30] ? INT_MAX : (&row)[1].rate;
-        QTest::addRow("%d", row.rate) << row.rate << row.code << uint(row.rate);
-        QTest::addRow("%d, above %d", row.rate + 1, row.rate)
+        QTest::newRow(QByteArray::number(row.rate)) << row.rate << row.code << uint(row.rate);
+        QTest::newRow(QByteArray::number(row.rate + 1) + ", above " + QByteArray::number(row.rate))
             << row.rate + 1 << row.code << uint(row.rate);
-        QTest::addRow("%d, below the next", next - 1) << next - 1 << row.code << uint(row.rate);
+        QTest::newRow(QByteArray::number(next - 1) + ", below the next")
+            << next - 1 << row.code << uint(row.rate);
     }
     QTest::newRow("100000") << 100000 << uint(B57600) << 57600u;
     QTest::newRow("4500000") << 4500000 << uint(B4000000) << 4000000u;

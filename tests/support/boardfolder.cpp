@@ -4,6 +4,26 @@
 #include <QFile>
 #include <QFileInfo>
 
+namespace
+{
+
+/// Links are not followed.
+void removeAll(const QString &path)
+{
+    QDir folder(path);
+    const QFileInfoList entries =
+        folder.entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden | QDir::System);
+    for (const QFileInfo &entry : entries) {
+        if (entry.isDir() && !entry.isSymLink())
+            removeAll(entry.filePath());
+        else
+            QFile::remove(entry.filePath());
+    }
+    folder.rmdir(path);
+}
+
+} // namespace
+
 void BoardFolder::write(const QString &path, const QByteArray &content)
 {
     makeFolder(QFileInfo(path).path());
@@ -27,14 +47,14 @@ void BoardFolder::makeFolder(const QString &path)
 void BoardFolder::remove(const QString &path)
 {
     if (QFileInfo(at(path)).isDir() && !QFileInfo(at(path)).isSymLink())
-        QDir(at(path)).removeRecursively();
+        removeAll(at(path));
     else
         QFile::remove(at(path));
 }
 
 bool BoardFolder::exists(const QString &path) const
 {
-    return QFileInfo::exists(at(path));
+    return QFile::exists(at(path));
 }
 
 void BoardFolder::link(const QString &path, const QString &target)

@@ -1,0 +1,29 @@
+/// What Qt 4.8, 5 and 6 each name in another way, or not at all, for the tests that run
+/// with all of them.
+#ifndef TESTS_SUPPORT_ANYQT_H
+#define TESTS_SUPPORT_ANYQT_H
+
+#include <QByteArray>
+#include <QMetaMethod>
+#include <QtTest>
+
+inline QByteArray signatureOf(const QMetaMethod &method)
+{
+#if QT_VERSION < 0x050000
+    return method.signature();
+#else
+    return method.methodSignature();
+#endif
+}
+
+/// Handles events until @p isTrue, for @p msecs at most.
+template<typename Condition> bool waitUntil(Condition isTrue, int msecs = 5000)
+{
+    QElapsedTimer time;
+    time.start();
+    while (!isTrue() && time.elapsed() < msecs)
+        QTest::qWait(1);
+    return isTrue();
+}
+
+#endif
