@@ -62,6 +62,7 @@ mftool::mftool(QWidget *parent, const Board &board)
     connect(m_buttons, SIGNAL(home(bool)), SLOT(buzzer(bool)));
     createProtocol();
     openPassthrough();
+    // Answered like every test image, although nobody asked: stations know the reply.
     setLCDTestPattern(QLatin1String("tarnwick.png"));
     connect(ui.m_btnStart, SIGNAL(clicked()), SLOT(startFlash()));
     QTimer::singleShot(0, m_proto, SLOT(sendReady()));
@@ -355,6 +356,7 @@ void mftool::passthrough(QByteArray bytes)
     m_passthroughPort->write("\r\n");
 }
 
+// Nothing emits the signal: the port writes only. It serves a port that also reads.
 void mftool::readQB740()
 {
     while (m_passthroughPort->canReadLine()) {

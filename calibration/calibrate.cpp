@@ -51,7 +51,7 @@ void Calibrate::showNextTarget()
     showTarget(next > lastTarget ? 0 : next);
     emit beep(true);
     QTimer::singleShot(beepTime, this, SLOT(beepOff()));
-    emit beep(true);
+    emit beep(true); // twice: whoever records the buzzer's stores expects both
 }
 
 void Calibrate::beepOff()

@@ -51,6 +51,7 @@ void setBiasPower(const Board &board, uint level)
 {
     if (!QFile::exists(board.path(Board::BiasValue)) && !exportBiasGpio(board))
         return;
+    // Every time: another program may have left the pin otherwise.
     if (!writeAttribute(board.path(Board::BiasActiveLow), "0")) {
         qDebug("In ATE Mode---, could not open/write into active_low file, for LCD Bias Power "
                "manipulation");
@@ -84,7 +85,7 @@ void setAllLeds(const Board &board, bool on)
     const QDir leds(board.path(Board::Leds));
     const QStringList names = leds.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Unsorted);
     for (const QString &name : names) {
-        if (name == QLatin1String("buzzer"))
+        if (name == QLatin1String("buzzer")) // an LED to the kernel only
             continue;
         const QString file = board.ledBrightness(name);
         if (!writeAttribute(file, ledText(on)))
@@ -94,6 +95,7 @@ void setAllLeds(const Board &board, bool on)
 
 void setBuzzerLevel(const Board &board, uint level)
 {
+    // Stations count on the half.
     if (!writeAttribute(board.path(Board::Buzzer), QByteArray::number(level >> 1)))
         qWarning("Failed to open buzzer file");
 }

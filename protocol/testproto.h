@@ -35,7 +35,7 @@ public:
     /// the SD card and starts the SD card monitor. A line that cannot be opened
     /// is logged; replies are then lost and ATE mode ends after 15 seconds. So is
     /// one that cannot be read any more, and ATE mode ends by its timer.
-    TestProto(QObject *parent, const Board &board);
+    explicit TestProto(QObject *parent, const Board &board = Board());
     ~TestProto() override;
 
     /// Where the SD card is mounted; null when there is none.
