@@ -99,6 +99,21 @@ data notes(const StepRecord &step)
     return values;
 }
 
+/// The tries before the last one, which the step itself shows.
+data earlierTries(const StepRecord &step)
+{
+    data values(data::type::list);
+    for (int i = 0; i + 1 < step.attempts.size(); ++i) {
+        const AttemptRecord &attempt = step.attempts.at(i);
+        values << object({{"try", number(i + 1)},
+                          {"tryOutcome", text(outcomeName(attempt.outcome))},
+                          {"tryTime", text(shownSeconds(attempt.seconds))},
+                          {"tryReason", text(attempt.reason)},
+                          {"tryRaw", text(QString::fromLatin1(attempt.raw))}});
+    }
+    return values;
+}
+
 data stepValues(const StepRecord &step)
 {
     const bool passed = step.outcome == Outcome::Pass;
@@ -112,6 +127,7 @@ data stepValues(const StepRecord &step)
                    {"limits", text(step.limits())},
                    {"time", text(ran ? shownSeconds(step.seconds) : QString())},
                    {"tries", text(step.tries > 1 ? QString::number(step.tries) : QString())},
+                   {"earlierTries", earlierTries(step)},
                    {"notes", notes(step)},
                    {"checks", checks(step)},
                    {"passed", data(passed)},
@@ -259,6 +275,7 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
     int good = 0;
     int tested = 0;
     Outcome worst = Outcome::NotRun;
+    QDateTime end;
     for (int i = 0; i < units.size(); ++i) {
         const UnitRecord &unit = units.at(i);
         data row = unitValues(unit);
@@ -270,6 +287,7 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
         rows << row;
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
+        end = std::max(end, unit.end);
         good += unit.outcome == Outcome::Pass ? 1 : 0;
         tested += unit.outcome != Outcome::NotRun ? 1 : 0;
         worst = std::max(worst, unit.outcome);
@@ -279,7 +297,6 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
         worst = std::max(worst, Outcome::Error);
     const QString untested = tested < count ? QString::number(count - tested) : QString();
     const UnitRecord first = units.value(0);
-    const UnitRecord last = units.isEmpty() ? first : units.last();
     const data several =
         object({{"class", text(classOf(worst))},
                 {"yield", text(QString::number(100.0 * good / std::max(1, count), 'f', 1))},
@@ -289,7 +306,7 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
                 {"station", text(first.station)},
                 {"unit", text(first.unit)},
                 {"start", text(shownTime(first.start))},
-                {"end", text(shownTime(last.end))},
+                {"end", text(shownTime(end))},
                 {"untested", text(untested)},
                 {"average", text(shownSeconds(total / std::max(1, tested)))},
                 {"longest", text(shownSeconds(longest))},

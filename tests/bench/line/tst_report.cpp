@@ -41,6 +41,7 @@ private slots:
     void summarisesUnits();
     void namesAUnitWithoutASerialNumber();
     void showsTheBoardWhereNothingCame();
+    void showsEarlierTries();
     void standsAlone();
     void countsUnitsThatWereNotTested();
 };
@@ -165,6 +166,24 @@ void TestReport::showsTheBoardWhereNothingCame()
     unit.steps[0].checks.append(check);
     QVERIFY(unitReport(unit, QString(), Transcript(), QByteArray())
                 .contains("<td class=\"value\">pixel #102038</td>"));
+}
+
+/// A step that passed at its second try is not one that passed at once.
+void TestReport::showsEarlierTries()
+{
+    UnitRecord unit = sampleRecord();
+    StepRecord &volts = unit.steps[0];
+    AttemptRecord first;
+    first.outcome = Outcome::Fail;
+    first.seconds = 0.25;
+    first.reason = QStringLiteral("expected ACK; came NAK");
+    first.raw = "7E000A00053202977F";
+    volts.tries = 2;
+    volts.attempts = {first, volts};
+    const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
+    QVERIFY(page.contains("<div>try 1: <span class=\"fail\">fail</span> after 250 ms, expected "
+                          "ACK; came NAK, <code>7E000A00053202977F</code></div>"));
+    QVERIFY(!page.contains("try 2:"));
 }
 
 void TestReport::standsAlone()
