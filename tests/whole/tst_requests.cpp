@@ -366,23 +366,56 @@ void tst_Requests::cannotOpen_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QStringList>("log");
     QTest::addColumn<QStringList>("stores");
-    QTest::newRow("backlight") << "/sys/class/backlight/mxs-bl/brightness" << 0x6143
-                               << QByteArray("0064")
-                               << QStringList("warning: Failed to open backlight file")
-                               << QStringList();
-    QTest::newRow("buzzer") << "/sys/class/leds/buzzer/brightness" << 0x6147 << QByteArray("80FF")
-                            << QStringList("warning: Failed to open buzzer file") << QStringList();
-    QTest::newRow("home LED") << "/sys/class/leds/home/brightness" << 0x7010 << QByteArray("64")
-                              << QStringList("warning: Failed to open home file") << QStringList();
-    QTest::newRow("an LED") << "/sys/class/leds/armed/brightness" << 0x6144
-                            << QByteArray("000F0000000000")
-                            << QStringList("warning: Failed to open LED file")
-                            << QStringList({"leds/ready/brightness=255",
-                                            "leds/trouble/brightness=255",
-                                            "leds/ac/brightness=255"});
-    QTest::newRow("voltage") << "/sys/class/power_supply/corlink/voltage_now" << 0x7080
-                             << QByteArray() << QStringList("warning: Failed to open voltage file")
-                             << QStringList();
+    QTest::addColumn<QString>("reply");
+
+    const struct {
+        const char *name;
+        const char *path;
+        int type;
+        const char *data;
+        const char *log;
+        QStringList stores;
+        const char *reply;
+    } rows[] = {
+        {"backlight",
+         "/sys/class/backlight/mxs-bl/brightness",
+         0x6143,
+         "0064",
+         "warning: Failed to open backlight file",
+         {},
+         "0004"},
+        {"buzzer",
+         "/sys/class/leds/buzzer/brightness",
+         0x6147,
+         "80FF",
+         "warning: Failed to open buzzer file",
+         {},
+         "0004"},
+        {"home LED",
+         "/sys/class/leds/home/brightness",
+         0x7010,
+         "64",
+         "warning: Failed to open home file",
+         {},
+         "0004"},
+        {"an LED",
+         "/sys/class/leds/armed/brightness",
+         0x6144,
+         "000F0000000000",
+         "warning: Failed to open LED file",
+         {"leds/ready/brightness=255", "leds/trouble/brightness=255", "leds/ac/brightness=255"},
+         "0004"},
+        {"voltage",
+         "/sys/class/power_supply/corlink/voltage_now",
+         0x7080,
+         "",
+         "warning: Failed to open voltage file",
+         {},
+         "7081 00000000"},
+    };
+    for (const auto &row : rows)
+        QTest::newRow(row.name) << row.path << row.type << QByteArray(row.data)
+                                << QStringList(row.log) << row.stores << row.reply;
 }
 
 void tst_Requests::cannotOpen()
@@ -392,12 +425,12 @@ void tst_Requests::cannotOpen()
     QFETCH(QByteArray, data);
     QFETCH(QStringList, log);
     QFETCH(QStringList, stores);
-    const QStringList reply(type == 0x7080 ? "7081 00000000" : "0004");
+    QFETCH(QString, reply);
     for (const int error : {EACCES, EIO}) {
         m_rig->keypad.fail(path, SysfsModel::Open, error);
         const Outcome outcome = m_rig->request(quint16(type), data);
         m_rig->keypad.clearFault(path);
-        QCOMPARE(outcome.line, reply);
+        QCOMPARE(outcome.line, QStringList(reply));
         QCOMPARE(outcome.log, log);
         QCOMPARE(outcome.stores, stores);
     }
