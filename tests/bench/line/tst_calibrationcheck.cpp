@@ -66,6 +66,11 @@ void TestCalibrationCheck::judges_data()
     QTest::newRow("mirrored left to right")
         << points({3404, 418}, {3404, 3442}, {396, 3442}, {396, 418}, {1900, 1930}) << "0 px"
         << true << "right targets do not lie right of left ones";
+    QTest::newRow("sheared") << points({72, 24}, {936, 456}, {1688, 456}, {824, 24}, {880, 240})
+                             << "0 px" << true << "right targets do not lie right of left ones";
+    QTest::newRow("sheared upwards")
+        << points({24, 72}, {24, 504}, {776, 2008}, {776, 1576}, {400, 1040}) << "0 px" << true
+        << "bottom targets do not lie below top ones";
     QTest::newRow("upside down") << points({396, 3442}, {396, 418}, {3404, 418}, {3404, 3442},
                                            {1900, 1930})
                                  << "0 px" << true << "bottom targets do not lie below top ones";

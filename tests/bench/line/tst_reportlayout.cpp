@@ -19,6 +19,7 @@ namespace
 {
 
 const int Phone = 390;
+const int Tablet = 760; // the narrowest with columns
 const int Desk = 1280;
 const int BrowserLimitMs = 120000;
 
@@ -281,7 +282,7 @@ void TestReportLayout::fitsTheScreen_data()
     QTest::addColumn<bool>("open");
     QTest::addColumn<bool>("printed");
     for (const char *name : {"passed", "failed", "summary"}) {
-        for (const int width : {Phone, Desk})
+        for (const int width : {Phone, Tablet, Desk})
             QTest::addRow("%s at %d", name, width)
                 << QString::fromLatin1(name) << width << false << false;
     }
