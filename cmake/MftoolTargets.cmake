@@ -30,38 +30,6 @@ function(mftool_common_options target standard)
     endif()
 endfunction()
 
-# mftool_moc(TARGET): the meta-object code of a target of the bench or the tests.
-# A .cpp file includes its own as NAME.moc, a header's is compiled beside it. CMake's
-# AUTOMOC would do the same at a start-up cost for each of a hundred programs; moc is
-# given no include folders because none of these classes needs another file to be read.
-function(mftool_moc target)
-    get_target_property(sources ${target} SOURCES)
-    foreach(source IN LISTS sources)
-        get_filename_component(source ${source} ABSOLUTE)
-        if(NOT source MATCHES "\\.(cpp|h)$")
-            continue()
-        endif()
-        file(STRINGS ${source} objects REGEX "^ *Q_OBJECT *$")
-        if(NOT objects)
-            continue()
-        endif()
-        get_filename_component(name ${source} NAME_WE)
-        set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}.moc)
-        if(source MATCHES "\\.h$")
-            set(made ${folder}/moc_${name}.cpp)
-        else()
-            set(made ${folder}/${name}.moc)
-        endif()
-        add_custom_command(OUTPUT ${made}
-            COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
-            COMMAND Qt${MFTOOL_QT}::moc ${source} -o ${made}
-            DEPENDS ${source}
-            COMMENT "Generating ${name} meta-object code" VERBATIM)
-        target_sources(${target} PRIVATE ${made})
-        target_include_directories(${target} PRIVATE ${folder})
-    endforeach()
-endfunction()
-
 # mftool_add_room(NAME SOURCES...): a room of the tool, static library mftool_NAME.
 function(mftool_add_room name)
     add_library(mftool_${name} STATIC ${ARGN})
@@ -77,7 +45,7 @@ endfunction()
 function(mftool_add_bench_library name)
     add_library(bench_${name} STATIC ${ARGN})
     mftool_common_options(bench_${name} 17)
-    mftool_moc(bench_${name})
+    set_target_properties(bench_${name} PROPERTIES AUTOMOC ON)
     # What every room of the bench includes, precompiled once, in the first of them.
     if(name STREQUAL "common")
         target_precompile_headers(bench_common PRIVATE <QtCore>)
@@ -87,28 +55,25 @@ function(mftool_add_bench_library name)
     target_link_libraries(bench_${name} PUBLIC mftool_qt_core)
 endfunction()
 
-# mftool_add_test(NAME SOURCES a.cpp ... LIBRARIES lib ... [TIMEOUT s] [COST s]
-#                 [LABELS l ...] [ENVIRONMENT "A=B" ...]):
-# one Qt Test program, registered with CTest under its name. Widgets are drawn
-# off screen unless a test's ENVIRONMENT says otherwise. Label "whole" is for those
-# that start the real tool; COST is for the longest, which are begun first.
-function(mftool_add_test name)
-    cmake_parse_arguments(TEST "" "TIMEOUT;COST" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT" ${ARGN})
-    add_executable(${name} ${TEST_SOURCES})
-    mftool_common_options(${name} ${MFTOOL_TEST_CXX_STANDARD})
-    mftool_moc(${name})
-    target_link_libraries(${name} PRIVATE ${TEST_LIBRARIES} mftool_qt_widgets mftool_qt_test)
-    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+# mftool_add_tests(ROOM TESTS a b ... LIBRARIES lib ... [SOURCES x.cpp ...] [LABELS l ...]):
+# all tests of a room in one program, tests_ROOM. TESTS are its units, each with a test
+# class in tst_UNIT.cpp; CTest runs each by itself as ROOM/tst_UNIT. Widgets are drawn
+# off screen unless a test's environment says otherwise. Label "whole" is for those that
+# start the real tool. The longest get a COST, so that they are begun first:
+#     set_tests_properties(ROOM/tst_UNIT PROPERTIES TIMEOUT 900 COST 50)
+function(mftool_add_tests room)
+    cmake_parse_arguments(TEST "" "" "TESTS;SOURCES;LIBRARIES;LABELS" ${ARGN})
+    set(program tests_${room})
+    list(TRANSFORM TEST_TESTS REPLACE "(.+)" "tst_\\1.cpp" OUTPUT_VARIABLE sources)
+    add_executable(${program} ${sources} ${TEST_SOURCES})
+    mftool_common_options(${program} ${MFTOOL_TEST_CXX_STANDARD})
+    set_target_properties(${program} PROPERTIES
+        AUTOMOC ON
+        RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${program} PRIVATE ${TEST_LIBRARIES} test_program)
     # Qt Test's headers take longer to read than most tests: they are read once for all.
     if(NOT MFTOOL_QT EQUAL 4)
-        target_precompile_headers(${name} REUSE_FROM test_headers)
-    endif()
-    add_test(NAME ${name} COMMAND ${name})
-    if(NOT TEST_TIMEOUT)
-        set(TEST_TIMEOUT 300) # for one that hangs, not for one that is slow
-    endif()
-    if(NOT TEST_COST)
-        set(TEST_COST 1)
+        target_precompile_headers(${program} REUSE_FROM test_program)
     endif()
     set(environment
         QT_QPA_PLATFORM=offscreen
@@ -122,10 +87,15 @@ function(mftool_add_test name)
         # That unwinder makes the whole tool ten times slower. Its leaks are Valgrind's to find.
         list(APPEND environment ASAN_OPTIONS=detect_leaks=0)
     endif()
-    set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${TEST_TIMEOUT}
-        COST ${TEST_COST}
-        LABELS "${TEST_LABELS}"
-        SKIP_REGULAR_EXPRESSION "(^|\n)SKIPPED: "
-        ENVIRONMENT "${environment};${TEST_ENVIRONMENT}")
+    foreach(test IN LISTS TEST_TESTS)
+        set(name ${room}/tst_${test})
+        add_test(NAME ${name} COMMAND ${program} tst_${test})
+        # The limit is for one that hangs, not for one that is slow.
+        set_tests_properties(${name} PROPERTIES
+            TIMEOUT 300
+            COST 1
+            LABELS "${TEST_LABELS}"
+            SKIP_REGULAR_EXPRESSION "(^|\n)SKIPPED: "
+            ENVIRONMENT "${environment}")
+    endforeach()
 endfunction()

@@ -17,6 +17,7 @@
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -492,5 +493,5 @@ void TestFlashSequence::valuesOutOfRangeLeaveTheBar()
     }
 }
 
-QTEST_MAIN(TestFlashSequence)
+MFTOOL_TEST(TestFlashSequence, Widgets)
 #include "tst_flashsequence.moc"

@@ -6,6 +6,8 @@
 #include <QWidget>
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -43,5 +45,5 @@ void TestFullScreen::covers()
     QCOMPARE(window.sizeWhenShown, QGuiApplication::primaryScreen()->size());
 }
 
-QTEST_MAIN(TestFullScreen)
+MFTOOL_TEST(TestFullScreen, Widgets)
 #include "tst_fullscreen.moc"

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestIdentity : public QObject
 {
     Q_OBJECT
@@ -20,5 +22,5 @@ void TestIdentity::names()
     QCOMPARE(QCoreApplication::applicationVersion(), QString("0.5"));
 }
 
-QTEST_APPLESS_MAIN(TestIdentity)
+MFTOOL_TEST(TestIdentity, NoApplication)
 #include "tst_identity.moc"

@@ -30,6 +30,7 @@
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -920,5 +921,5 @@ void TestMftool::mountPointsTheTouchscreenAtTheNand()
     QCOMPARE(m_line->received(), QByteArray());
 }
 
-QTEST_MAIN(TestMftool)
+MFTOOL_TEST(TestMftool, Widgets)
 #include "tst_mftool.moc"

@@ -4,6 +4,7 @@
 #include <QtTest>
 
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 class TestPassthroughSpeed : public QObject
 {
@@ -51,5 +52,5 @@ void TestPassthroughSpeed::choice()
     QTEST(log.lines(), "log");
 }
 
-QTEST_APPLESS_MAIN(TestPassthroughSpeed)
+MFTOOL_TEST(TestPassthroughSpeed, NoApplication)
 #include "tst_passthroughspeed.moc"

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "tests/support/boardfolder.h"
+#include "tests/support/testprogram.h"
 
 class TestPictureFile : public QObject
 {
@@ -108,5 +109,5 @@ void TestPictureFile::pipesAreNotOpened()
     QVERIFY(loadPicture(at(name)).isNull());
 }
 
-QTEST_GUILESS_MAIN(TestPictureFile)
+MFTOOL_TEST(TestPictureFile, EventLoop)
 #include "tst_picturefile.moc"

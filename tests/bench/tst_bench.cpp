@@ -1,5 +1,7 @@
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 /// What "bench" itself does with its arguments, its manual page and its completion.
 class TestBench : public QObject
 {
@@ -184,5 +186,5 @@ void TestBench::completes()
     QCOMPARE(result.out.split('\n', Qt::SkipEmptyParts), words);
 }
 
-QTEST_GUILESS_MAIN(TestBench)
+MFTOOL_TEST(TestBench, EventLoop)
 #include "tst_bench.moc"

@@ -7,6 +7,8 @@
 #include <limits>
 #include <random>
 
+#include "tests/support/testprogram.h"
+
 typedef QWSPointerCalibrationData Data;
 
 namespace
@@ -65,7 +67,7 @@ Q_DECLARE_METATYPE(AffineMap)
 Q_DECLARE_METATYPE(Panel)
 Q_DECLARE_METATYPE(QWSPointerCalibrationData)
 
-class tst_AffineFit : public QObject
+class TestAffineFit : public QObject
 {
     Q_OBJECT
 private slots:
@@ -89,7 +91,7 @@ private slots:
     void pointsOfAMapThatLeadsFarAway();
 };
 
-void tst_AffineFit::identity()
+void TestAffineFit::identity()
 {
     AffineMap map;
     QVERIFY(fitAffine(set({targets[0], targets[1], targets[2], targets[3], targets[4]}), &map));
@@ -99,7 +101,7 @@ void tst_AffineFit::identity()
     QCOMPARE(mapped(map, QPoint(799, 479)), QPoint(799, 479));
 }
 
-void tst_AffineFit::workedFit()
+void TestAffineFit::workedFit()
 {
     // Axes swapped: panel x runs with screen y, 8 counts a pixel from 100 on;
     // panel y against screen x, 4 counts a pixel from 3900 down.
@@ -113,7 +115,7 @@ void tst_AffineFit::workedFit()
     QCOMPARE(mapped(map, QPoint(292, 796)), QPoint(776, 24));
 }
 
-void tst_AffineFit::residualIsSpread()
+void TestAffineFit::residualIsSpread()
 {
     // All true but the centre, which was pressed five pixels too far right: a
     // best fit moves everything by a fifth of that.
@@ -126,7 +128,7 @@ void tst_AffineFit::residualIsSpread()
     QCOMPARE(mapped(map, QPoint(405, 240)).y(), 240);
 }
 
-void tst_AffineFit::mapTruncates()
+void TestAffineFit::mapTruncates()
 {
     const AffineMap map = {1, 0, 0, 0, -1, 0, 2};
     QCOMPARE(mapped(map, QPoint(7, 7)), QPoint(3, -3));
@@ -138,7 +140,7 @@ void tst_AffineFit::mapTruncates()
     QCOMPARE(mapped(large, QPoint(4095, -4095)), QPoint(4095, -4095));
 }
 
-void tst_AffineFit::wholeScreenWithinAPixel_data()
+void TestAffineFit::wholeScreenWithinAPixel_data()
 {
     QTest::addColumn<Panel>("panel");
     QTest::newRow("straight") << Panel{4.5, 0, 200, 0, 7.5, 250};
@@ -153,7 +155,7 @@ void tst_AffineFit::wholeScreenWithinAPixel_data()
 
 // Five presses, each a few counts off; then a touch on every 7th pixel each way,
 // the edges among them.
-void tst_AffineFit::wholeScreenWithinAPixel()
+void TestAffineFit::wholeScreenWithinAPixel()
 {
     QFETCH(Panel, panel);
     std::mt19937 random(20240229);
@@ -177,7 +179,7 @@ void tst_AffineFit::wholeScreenWithinAPixel()
     }
 }
 
-void tst_AffineFit::noMap_data()
+void TestAffineFit::noMap_data()
 {
     QTest::addColumn<Data>("data");
     QTest::newRow("one point") << set(
@@ -201,7 +203,7 @@ void tst_AffineFit::noMap_data()
                 QPoint(2147483647, 0), QPoint(1073741823, 1073741823)});
 }
 
-void tst_AffineFit::noMap()
+void TestAffineFit::noMap()
 {
     QFETCH(Data, data);
     AffineMap map = {1, 2, 3, 4, 5, 6, 7};
@@ -209,7 +211,7 @@ void tst_AffineFit::noMap()
     QCOMPARE(text(map), QString("1 2 3 4 5 6 7"));
 }
 
-void tst_AffineFit::thinButDetermined()
+void TestAffineFit::thinButDetermined()
 {
     // A panel of 100 to 1 is odd but has two axes.
     AffineMap map;
@@ -225,7 +227,7 @@ void tst_AffineFit::thinButDetermined()
     QCOMPARE(mapped(map, QPoint(105, 105)), QPoint(400, 240));
 }
 
-void tst_AffineFit::scaleKeepsTheLibraryWithin32Bits()
+void TestAffineFit::scaleKeepsTheLibraryWithin32Bits()
 {
     // A small part of a 12-bit range: the constant alone would be 65536 times
     // -32000 pixels.
@@ -248,7 +250,7 @@ void tst_AffineFit::scaleKeepsTheLibraryWithin32Bits()
     QVERIFY(largestError(map, data) <= 1);
 }
 
-void tst_AffineFit::largestErrorOfASet()
+void TestAffineFit::largestErrorOfASet()
 {
     const AffineMap map = {1, 0, 0, 0, 1, 0, 1};
     Data data = set({targets[0], targets[1], targets[2], targets[3], targets[4]});
@@ -260,7 +262,7 @@ void tst_AffineFit::largestErrorOfASet()
     QCOMPARE(worst, int(Data::BottomRight));
 }
 
-void tst_AffineFit::mapsThatTheLibraryCanUse_data()
+void TestAffineFit::mapsThatTheLibraryCanUse_data()
 {
     QTest::addColumn<AffineMap>("map");
     QTest::addColumn<QString>("given");
@@ -283,7 +285,7 @@ void tst_AffineFit::mapsThatTheLibraryCanUse_data()
                                                     << "32766 0 0 0 32766 0 32766";
 }
 
-void tst_AffineFit::mapsThatTheLibraryCanUse()
+void TestAffineFit::mapsThatTheLibraryCanUse()
 {
     QFETCH(AffineMap, map);
     QFETCH(QString, given);
@@ -292,7 +294,7 @@ void tst_AffineFit::mapsThatTheLibraryCanUse()
     QCOMPARE(text(result), given);
 }
 
-void tst_AffineFit::mapsThatTheLibraryCannotUse_data()
+void TestAffineFit::mapsThatTheLibraryCannotUse_data()
 {
     QTest::addColumn<AffineMap>("map");
     const qint32 largest = std::numeric_limits<qint32>::max();
@@ -307,7 +309,7 @@ void tst_AffineFit::mapsThatTheLibraryCannotUse_data()
     QTest::newRow("too steep to round") << AffineMap{30001, 0, -1800000000, 0, 300, 0, 300};
 }
 
-void tst_AffineFit::mapsThatTheLibraryCannotUse()
+void TestAffineFit::mapsThatTheLibraryCannotUse()
 {
     QFETCH(AffineMap, map);
     AffineMap result = {1, 2, 3, 4, 5, 6, 7};
@@ -315,7 +317,7 @@ void tst_AffineFit::mapsThatTheLibraryCannotUse()
     QCOMPARE(text(result), QString("1 2 3 4 5 6 7"));
 }
 
-void tst_AffineFit::pointsStandForTheirMap()
+void TestAffineFit::pointsStandForTheirMap()
 {
     const AffineMap map = {0, -16384, 63930368, 8192, 0, -786432, 65536};
     const Data data = pointsOf(map, QSize(800, 480));
@@ -334,7 +336,7 @@ void tst_AffineFit::pointsStandForTheirMap()
         QCOMPARE(same.devPoints[i], same.screenPoints[i]);
 }
 
-void tst_AffineFit::pointsOfAMapThatCannotBeInverted()
+void TestAffineFit::pointsOfAMapThatCannotBeInverted()
 {
     const AffineMap flat = {1, 1, 0, 2, 2, 0, 1};
     const Data data = pointsOf(flat, QSize(800, 480));
@@ -343,7 +345,7 @@ void tst_AffineFit::pointsOfAMapThatCannotBeInverted()
         QCOMPARE(data.devPoints[i], QPoint(0, 0));
 }
 
-void tst_AffineFit::pointsOfAMapThatLeadsFarAway()
+void TestAffineFit::pointsOfAMapThatLeadsFarAway()
 {
     // One count of the panel is a two-thousand-millionth of a pixel.
     const AffineMap tiny = {1, 0, 0, 0, -1, 0, 2147483647};
@@ -352,5 +354,5 @@ void tst_AffineFit::pointsOfAMapThatLeadsFarAway()
     QCOMPARE(data.devPoints[Data::BottomRight], QPoint(16777216, -16777216));
 }
 
-QTEST_APPLESS_MAIN(tst_AffineFit)
+MFTOOL_TEST(TestAffineFit, NoApplication)
 #include "tst_affinefit.moc"

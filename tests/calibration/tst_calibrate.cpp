@@ -2,6 +2,7 @@
 #include "calibration/pointerdriver.h"
 #include "compat/screen.h"
 #include "tests/calibration/pointtext.h"
+#include "tests/support/testprogram.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -125,7 +126,7 @@ extern "C" void sync() noexcept
     happened << "sync";
 }
 
-class tst_Calibrate : public QObject
+class TestCalibrate : public QObject
 {
     Q_OBJECT
 private slots:
@@ -180,17 +181,17 @@ private:
     QTimer *m_hold = nullptr;
 };
 
-void tst_Calibrate::initTestCase()
+void TestCalibrate::initTestCase()
 {
     qInstallMessageHandler(logMessage);
 }
 
-void tst_Calibrate::cleanupTestCase()
+void TestCalibrate::cleanupTestCase()
 {
     qInstallMessageHandler(nullptr);
 }
 
-void tst_Calibrate::init()
+void TestCalibrate::init()
 {
     happened.clear();
     m_driver = new FakeDriver;
@@ -206,7 +207,7 @@ void tst_Calibrate::init()
     QCOMPARE(m_hold->timerType(), Qt::PreciseTimer);
 }
 
-void tst_Calibrate::cleanup()
+void TestCalibrate::cleanup()
 {
     delete m_dialog;
     delete m_listener;
@@ -214,7 +215,7 @@ void tst_Calibrate::cleanup()
 }
 
 // On a screen of the keypad's size as the tool shows it; else as large as there.
-void tst_Calibrate::open()
+void TestCalibrate::open()
 {
     m_dialog->setGeometry(0, 0, 800, 480);
     if (screenGeometry() == QRect(0, 0, 800, 480))
@@ -226,7 +227,7 @@ void tst_Calibrate::open()
     happened.clear();
 }
 
-void tst_Calibrate::send(QEvent::Type type, const QPoint &at)
+void TestCalibrate::send(QEvent::Type type, const QPoint &at)
 {
     const bool released = type == QEvent::MouseButtonRelease;
     const QPointF p(at);
@@ -237,7 +238,7 @@ void tst_Calibrate::send(QEvent::Type type, const QPoint &at)
 
 // A touch that is long enough. How long that is, is for the tests of the hold
 // time to say; the others need not wait for it.
-void tst_Calibrate::hold(const QPoint &at)
+void TestCalibrate::hold(const QPoint &at)
 {
     m_hold->setInterval(1);
     press(at);
@@ -245,13 +246,13 @@ void tst_Calibrate::hold(const QPoint &at)
     release(at);
 }
 
-void tst_Calibrate::cycle(const QPoint (&at)[5])
+void TestCalibrate::cycle(const QPoint (&at)[5])
 {
     for (const QPoint &p : at)
         hold(p);
 }
 
-QStringList tst_Calibrate::shown() const
+QStringList TestCalibrate::shown() const
 {
     QStringList names;
     for (const QLabel *label : m_dialog->findChildren<QLabel *>()) {
@@ -262,7 +263,7 @@ QStringList tst_Calibrate::shown() const
     return names;
 }
 
-void tst_Calibrate::targetPicture()
+void TestCalibrate::targetPicture()
 {
     QFile file(":/images/target.png");
     QVERIFY(file.open(QIODevice::ReadOnly));
@@ -283,7 +284,7 @@ void tst_Calibrate::targetPicture()
     QCOMPARE(picture.mirrored(false, true), picture);
 }
 
-void tst_Calibrate::metaObjectOrder()
+void TestCalibrate::metaObjectOrder()
 {
     const QMetaObject *meta = m_dialog->metaObject();
     QCOMPARE(QByteArray(meta->className()), QByteArray("Calibrate"));
@@ -303,7 +304,7 @@ void tst_Calibrate::metaObjectOrder()
                                     << "private slot beepOff()");
 }
 
-void tst_Calibrate::form()
+void TestCalibrate::form()
 {
     QCOMPARE(m_dialog->objectName(), QString("CalibrateClass"));
     QVERIFY(m_dialog->windowFlags() & Qt::FramelessWindowHint);
@@ -357,7 +358,7 @@ void tst_Calibrate::form()
                                     "activate the next target"));
 }
 
-void tst_Calibrate::eachTargetAlone_data()
+void TestCalibrate::eachTargetAlone_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<QStringList>("visible");
@@ -377,7 +378,7 @@ void tst_Calibrate::eachTargetAlone_data()
     QTest::newRow("none") << 5 << QStringList("label");
 }
 
-void tst_Calibrate::eachTargetAlone()
+void TestCalibrate::eachTargetAlone()
 {
     QFETCH(int, index);
     QFETCH(QStringList, visible);
@@ -386,7 +387,7 @@ void tst_Calibrate::eachTargetAlone()
     QCOMPARE(shown(), visible);
 }
 
-void tst_Calibrate::targetsAreDrawnWhereTheyAreComputed()
+void TestCalibrate::targetsAreDrawnWhereTheyAreComputed()
 {
     open();
     const QPoint centres[] = {QPoint(24, 24), QPoint(24, 456), QPoint(776, 456), QPoint(776, 24),
@@ -406,7 +407,7 @@ void tst_Calibrate::targetsAreDrawnWhereTheyAreComputed()
     }
 }
 
-void tst_Calibrate::showing()
+void TestCalibrate::showing()
 {
     QCOMPARE(QWidget::mouseGrabber(), static_cast<QWidget *>(nullptr));
     m_dialog->setResult(7);
@@ -419,7 +420,7 @@ void tst_Calibrate::showing()
                                     << "m_tl");
 }
 
-void tst_Calibrate::showingAgainStartsOver()
+void TestCalibrate::showingAgainStartsOver()
 {
     open();
     hold(QPoint(1, 1));
@@ -440,7 +441,7 @@ void tst_Calibrate::showingAgainStartsOver()
              QString("calibrate 100,100 100,400 500,400 500,100 300,250 for ") + newScreen);
 }
 
-void tst_Calibrate::holdTime()
+void TestCalibrate::holdTime()
 {
     QCOMPARE(m_hold->interval(), 500);
     QVERIFY(m_hold->isSingleShot());
@@ -454,7 +455,7 @@ void tst_Calibrate::holdTime()
     QVERIFY2(time.elapsed() >= 499, qPrintable(QString::number(time.elapsed())));
 }
 
-void tst_Calibrate::heldTouch()
+void TestCalibrate::heldTouch()
 {
     open();
     press(QPoint(200, 3900));
@@ -475,7 +476,7 @@ void tst_Calibrate::heldTouch()
                                     << "m_bl");
 }
 
-void tst_Calibrate::heldTouchOnTheLastTarget()
+void TestCalibrate::heldTouchOnTheLastTarget()
 {
     open();
     m_dialog->restart(4);
@@ -493,7 +494,7 @@ void tst_Calibrate::heldTouchOnTheLastTarget()
     QVERIFY(after.last().startsWith("finished "));
 }
 
-void tst_Calibrate::shortTouchRecordsNothing()
+void TestCalibrate::shortTouchRecordsNothing()
 {
     open();
     m_hold->setInterval(30);
@@ -517,7 +518,7 @@ void tst_Calibrate::shortTouchRecordsNothing()
                                     << "m_bl");
 }
 
-void tst_Calibrate::secondShortTouchShowsTheSameTarget()
+void TestCalibrate::secondShortTouchShowsTheSameTarget()
 {
     open();
     m_hold->setInterval(1);
@@ -531,7 +532,7 @@ void tst_Calibrate::secondShortTouchShowsTheSameTarget()
     QCOMPARE(happened.filter("point"), QStringList());
 }
 
-void tst_Calibrate::secondPressRestartsTheHold()
+void TestCalibrate::secondPressRestartsTheHold()
 {
     open();
     press(QPoint(200, 3900));
@@ -545,7 +546,7 @@ void tst_Calibrate::secondPressRestartsTheHold()
     QCOMPARE(taken(), QStringList("beep false"));
 }
 
-void tst_Calibrate::pressOfADoubleClick()
+void TestCalibrate::pressOfADoubleClick()
 {
     open();
     m_hold->setInterval(1);
@@ -558,7 +559,7 @@ void tst_Calibrate::pressOfADoubleClick()
 
 // With Qt's own mouse the release of a finger that is down already is the dialog's,
 // and the first point: half way from 0,0, for it saw no press.
-void tst_Calibrate::touchFromBeforeTheDialog()
+void TestCalibrate::touchFromBeforeTheDialog()
 {
     open();
     release(QPoint(200, 3901));
@@ -570,7 +571,7 @@ void tst_Calibrate::touchFromBeforeTheDialog()
     QCOMPARE(happened.filter("point"), QStringList("point 1 210,3900"));
 }
 
-void tst_Calibrate::movesAreAveragedTowardZero()
+void TestCalibrate::movesAreAveragedTowardZero()
 {
     open();
     m_hold->setInterval(1);
@@ -588,7 +589,7 @@ void tst_Calibrate::movesAreAveragedTowardZero()
     QCOMPARE(happened.filter("point 1"), QStringList("point 1 4094,4091"));
 }
 
-void tst_Calibrate::positionsAreMappedToTheDevice()
+void TestCalibrate::positionsAreMappedToTheDevice()
 {
     open();
     m_driver->m_offset = QPoint(1000, 2000);
@@ -604,7 +605,7 @@ void tst_Calibrate::positionsAreMappedToTheDevice()
     QCOMPARE(happened.filter("point"), QStringList("point 0 1020,2040"));
 }
 
-void tst_Calibrate::acceptedCycle()
+void TestCalibrate::acceptedCycle()
 {
     open();
     hold(QPoint(200, 3900));
@@ -632,7 +633,7 @@ void tst_Calibrate::acceptedCycle()
                          newScreen));
 }
 
-void tst_Calibrate::diagonalsDecide_data()
+void TestCalibrate::diagonalsDecide_data()
 {
     QTest::addColumn<int>("second");
     QTest::addColumn<bool>("accepted");
@@ -645,7 +646,7 @@ void tst_Calibrate::diagonalsDecide_data()
 }
 
 // One diagonal is 400, the other as given.
-void tst_Calibrate::diagonalsDecide()
+void TestCalibrate::diagonalsDecide()
 {
     QFETCH(int, second);
     QFETCH(bool, accepted);
@@ -663,7 +664,7 @@ void tst_Calibrate::diagonalsDecide()
                                     << "m_tl");
 }
 
-void tst_Calibrate::anyNumberOfCycles()
+void TestCalibrate::anyNumberOfCycles()
 {
     open();
     for (int i = 0; i < 4; ++i) {
@@ -680,7 +681,7 @@ void tst_Calibrate::anyNumberOfCycles()
              QString("calibrate 3,0 3,3000 4000,3000 4000,0 2000,1500 for ") + newScreen);
 }
 
-void tst_Calibrate::rejectedCycleKeepsTheAcceptedOne()
+void TestCalibrate::rejectedCycleKeepsTheAcceptedOne()
 {
     open();
     cycle({QPoint(0, 0), QPoint(0, 3000), QPoint(4000, 3000), QPoint(4000, 0), QPoint(2000, 1500)});
@@ -697,14 +698,14 @@ void tst_Calibrate::rejectedCycleKeepsTheAcceptedOne()
 
 // Two diagonals of no length agree; what can be done with such a set is for the
 // driver to say.
-void tst_Calibrate::allTouchesInOnePlace()
+void TestCalibrate::allTouchesInOnePlace()
 {
     open();
     cycle({QPoint(7, 7), QPoint(7, 7), QPoint(7, 7), QPoint(7, 7), QPoint(7, 7)});
     QCOMPARE(happened.filter("finished"), QStringList("finished true"));
 }
 
-void tst_Calibrate::hiding()
+void TestCalibrate::hiding()
 {
     open();
     QCOMPARE(grabberName(), QString("Calibrate"));
@@ -717,7 +718,7 @@ void tst_Calibrate::hiding()
     QCOMPARE(grabberName(), QString("nobody"));
 }
 
-void tst_Calibrate::hidingAfterARejectedCycle()
+void TestCalibrate::hidingAfterARejectedCycle()
 {
     open();
     cycle({QPoint(0, 0), QPoint(0, 3000), QPoint(100, 100), QPoint(4000, 0), QPoint(2000, 1500)});
@@ -727,7 +728,7 @@ void tst_Calibrate::hidingAfterARejectedCycle()
     QCOMPARE(happened.value(1), QString("calibrate %1 for %2").arg(oldDevice, oldScreen));
 }
 
-void tst_Calibrate::closingInTheMiddle()
+void TestCalibrate::closingInTheMiddle()
 {
     open();
     hold(QPoint(200, 3900));
@@ -739,7 +740,7 @@ void tst_Calibrate::closingInTheMiddle()
 }
 
 // As the tool closes it: hidden, then deleted, with both timers under way.
-void tst_Calibrate::closingDuringAHold()
+void TestCalibrate::closingDuringAHold()
 {
     open();
     m_hold->setInterval(20);
@@ -757,7 +758,7 @@ void tst_Calibrate::closingDuringAHold()
     QCOMPARE(taken(), QStringList());
 }
 
-void tst_Calibrate::restartWhileOpen()
+void TestCalibrate::restartWhileOpen()
 {
     open();
     hold(QPoint(200, 3900));
@@ -775,5 +776,5 @@ void tst_Calibrate::restartWhileOpen()
     QCOMPARE(happened.filter("point"), QStringList("point 0 201,3901"));
 }
 
-QTEST_MAIN(tst_Calibrate)
+MFTOOL_TEST(TestCalibrate, Widgets)
 #include "tst_calibrate.moc"

@@ -1,11 +1,12 @@
 #include "calibration/calibrationmath.h"
 #include "calibration/pointercalibrationdata.h"
+#include "tests/support/testprogram.h"
 
 #include <QTest>
 
 #include <limits>
 
-class tst_CalibrationMath : public QObject
+class TestCalibrationMath : public QObject
 {
     Q_OBJECT
 private slots:
@@ -21,7 +22,7 @@ private slots:
     void centreIsNotLookedAt();
 };
 
-void tst_CalibrationMath::averageTruncatesTowardZero_data()
+void TestCalibrationMath::averageTruncatesTowardZero_data()
 {
     QTest::addColumn<QPoint>("before");
     QTest::addColumn<QPoint>("now");
@@ -34,7 +35,7 @@ void tst_CalibrationMath::averageTruncatesTowardZero_data()
     QTest::newRow("unmoved") << QPoint(4095, 7) << QPoint(4095, 7) << QPoint(4095, 7);
 }
 
-void tst_CalibrationMath::averageTruncatesTowardZero()
+void TestCalibrationMath::averageTruncatesTowardZero()
 {
     QFETCH(QPoint, before);
     QFETCH(QPoint, now);
@@ -42,7 +43,7 @@ void tst_CalibrationMath::averageTruncatesTowardZero()
     QCOMPARE(averageTowardZero(before, now), average);
 }
 
-void tst_CalibrationMath::averageOfTheExtremes()
+void TestCalibrationMath::averageOfTheExtremes()
 {
     const int high = std::numeric_limits<int>::max();
     const int low = std::numeric_limits<int>::min();
@@ -50,7 +51,7 @@ void tst_CalibrationMath::averageOfTheExtremes()
     QCOMPARE(averageTowardZero(QPoint(high, low), QPoint(low, high)), QPoint(0, 0));
 }
 
-void tst_CalibrationMath::diagonalLengthIsTruncated_data()
+void TestCalibrationMath::diagonalLengthIsTruncated_data()
 {
     QTest::addColumn<QPoint>("to");
     QTest::addColumn<int>("length");
@@ -63,7 +64,7 @@ void tst_CalibrationMath::diagonalLengthIsTruncated_data()
     QTest::newRow("just within 32 bits") << QPoint(100 + 46340, 200) << 46340;
 }
 
-void tst_CalibrationMath::diagonalLengthIsTruncated()
+void TestCalibrationMath::diagonalLengthIsTruncated()
 {
     QFETCH(QPoint, to);
     QFETCH(int, length);
@@ -71,7 +72,7 @@ void tst_CalibrationMath::diagonalLengthIsTruncated()
     QCOMPARE(diagonalLength(to, QPoint(100, 200)), length);
 }
 
-void tst_CalibrationMath::sumThatWrapsCountsAsNoLength()
+void TestCalibrationMath::sumThatWrapsCountsAsNoLength()
 {
     // 46341 squared is 2147488281, 4633 more than 32 bits hold: negative.
     QCOMPARE(diagonalLength(QPoint(0, 0), QPoint(46341, 0)), 0);
@@ -82,7 +83,7 @@ void tst_CalibrationMath::sumThatWrapsCountsAsNoLength()
              7); // the difference is 2 to the 32nd less 1, that is -1: sqrt(50)
 }
 
-void tst_CalibrationMath::diagonalsAgreeWithinTwoPercent_data()
+void TestCalibrationMath::diagonalsAgreeWithinTwoPercent_data()
 {
     QTest::addColumn<int>("first");
     QTest::addColumn<int>("second");
@@ -110,7 +111,7 @@ void tst_CalibrationMath::diagonalsAgreeWithinTwoPercent_data()
     QTest::newRow("12 bits, beyond") << 5791 << 5563 << false; // 5677, 113: 5564 to 5790
 }
 
-void tst_CalibrationMath::diagonalsAgreeWithinTwoPercent()
+void TestCalibrationMath::diagonalsAgreeWithinTwoPercent()
 {
     QFETCH(int, first);
     QFETCH(int, second);
@@ -118,7 +119,7 @@ void tst_CalibrationMath::diagonalsAgreeWithinTwoPercent()
     QCOMPARE(diagonalsAgree(first, second), agree);
 }
 
-void tst_CalibrationMath::plausibleByTheRightCorners()
+void TestCalibrationMath::plausibleByTheRightCorners()
 {
     // Top left, bottom left, bottom right, top right: diagonals of 500 and 500.
     const QPoint good[] = {QPoint(0, 0), QPoint(0, 400), QPoint(300, 400), QPoint(300, 0),
@@ -134,12 +135,12 @@ void tst_CalibrationMath::plausibleByTheRightCorners()
     QVERIFY(isPlausible(kite));
 }
 
-void tst_CalibrationMath::centreIsNotLookedAt()
+void TestCalibrationMath::centreIsNotLookedAt()
 {
     const QPoint points[] = {QPoint(0, 0), QPoint(0, 400), QPoint(300, 400), QPoint(300, 0),
                              QPoint(9999, -9999)};
     QVERIFY(isPlausible(points));
 }
 
-QTEST_APPLESS_MAIN(tst_CalibrationMath)
+MFTOOL_TEST(TestCalibrationMath, NoApplication)
 #include "tst_calibrationmath.moc"

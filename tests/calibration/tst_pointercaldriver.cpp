@@ -2,6 +2,7 @@
 #include "calibration/pointercaldriver.h"
 #include "compat/screen.h"
 #include "tests/calibration/pointtext.h"
+#include "tests/support/testprogram.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -152,7 +153,7 @@ void lookEvery(int msecs, const PointercalDriver &driver)
 
 } // namespace
 
-class tst_PointercalDriver : public QObject
+class TestPointercalDriver : public QObject
 {
     Q_OBJECT
 private slots:
@@ -215,7 +216,7 @@ private:
     int m_panel = -1;
 };
 
-void tst_PointercalDriver::init()
+void TestPointercalDriver::init()
 {
     m_dir = new QTemporaryDir;
     QVERIFY(m_dir->isValid());
@@ -229,7 +230,7 @@ void tst_PointercalDriver::init()
     m_screen->grabMouse();
 }
 
-void tst_PointercalDriver::cleanup()
+void TestPointercalDriver::cleanup()
 {
     delete m_screen;
     if (m_panel >= 0)
@@ -240,7 +241,7 @@ void tst_PointercalDriver::cleanup()
 
 // A panel on a pipe: the library's module for a serial panel takes packets of
 // five bytes, with coordinates of 11 bits, from whatever it can read.
-void tst_PointercalDriver::plugIn(const QByteArray &configuration)
+void TestPointercalDriver::plugIn(const QByteArray &configuration)
 {
     const QByteArray pipe = QFile::encodeName(in("panel"));
     QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
@@ -251,7 +252,7 @@ void tst_PointercalDriver::plugIn(const QByteArray &configuration)
     qputenv("TSLIB_TSDEVICE", pipe);
 }
 
-void tst_PointercalDriver::finger(const QPoint &at, bool down)
+void TestPointercalDriver::finger(const QPoint &at, bool down)
 {
     const char packet[] = {char(down ? 0x81 : 0x80), char(at.x() >> 7), char(at.x() & 0x7f),
                            char(at.y() >> 7), char(at.y() & 0x7f)};
@@ -259,13 +260,13 @@ void tst_PointercalDriver::finger(const QPoint &at, bool down)
 }
 
 // The panel's release says nothing of where it was.
-void tst_PointercalDriver::tap(const QPoint &at)
+void TestPointercalDriver::tap(const QPoint &at)
 {
     finger(at);
     finger(QPoint(0, 0), false);
 }
 
-void tst_PointercalDriver::noFile()
+void TestPointercalDriver::noFile()
 {
     const PointercalDriver driver;
     const Data data = inForce(driver);
@@ -275,7 +276,7 @@ void tst_PointercalDriver::noFile()
     QCOMPARE(text(data.devPoints), text(data.screenPoints));
 }
 
-void tst_PointercalDriver::foreignFile()
+void TestPointercalDriver::foreignFile()
 {
     QVERIFY(put(in("pointercal"), "not seven numbers\n"));
     QTest::ignoreMessage(QtWarningMsg, qPrintable("No calibration in " + in("pointercal")));
@@ -287,7 +288,7 @@ void tst_PointercalDriver::foreignFile()
     QCOMPARE(contentOf(in("pointercal")), QByteArray("not seven numbers\n"));
 }
 
-void tst_PointercalDriver::fileInForce()
+void TestPointercalDriver::fileInForce()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     const PointercalDriver driver;
@@ -301,7 +302,7 @@ void tst_PointercalDriver::fileInForce()
              QPoint(2 * (corner.x() - 10), 3 * (corner.y() + 20)));
 }
 
-void tst_PointercalDriver::fitIsStored()
+void TestPointercalDriver::fitIsStored()
 {
     PointercalDriver driver;
     const Data data = swappedPanel();
@@ -311,7 +312,7 @@ void tst_PointercalDriver::fitIsStored()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
 }
 
-void tst_PointercalDriver::fitIsStoredInBothFiles()
+void TestPointercalDriver::fitIsStoredInBothFiles()
 {
     qputenv("POINTERCAL_FILE", QFile::encodeName(in("of-qt")));
     PointercalDriver driver;
@@ -321,7 +322,7 @@ void tst_PointercalDriver::fitIsStoredInBothFiles()
     QCOMPARE(contentOf(in("of-qt")), QByteArray(swappedFile));
 }
 
-void tst_PointercalDriver::fitIsInForceAtOnce()
+void TestPointercalDriver::fitIsInForceAtOnce()
 {
     PointercalDriver driver;
     const Data data = swappedPanel();
@@ -332,7 +333,7 @@ void tst_PointercalDriver::fitIsInForceAtOnce()
 }
 
 // To the byte, though no five points in whole numbers could express this map.
-void tst_PointercalDriver::setInForceIsStoredAsItWas()
+void TestPointercalDriver::setInForceIsStoredAsItWas()
 {
     const QByteArray odd = "29999 17 600001\t-11 20003 -1200007 60000 800 480 0\r\n";
     QVERIFY(put(in("pointercal"), odd));
@@ -353,7 +354,7 @@ void tst_PointercalDriver::setInForceIsStoredAsItWas()
 }
 
 // As when the NAND is mounted after the tool has started.
-void tst_PointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
+void TestPointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
@@ -370,14 +371,14 @@ void tst_PointercalDriver::setInForceGoesWhereTheEnvironmentPointsNow()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
 }
 
-void tst_PointercalDriver::withoutCalibrationNothingIsStored()
+void TestPointercalDriver::withoutCalibrationNothingIsStored()
 {
     PointercalDriver driver;
     handBack(driver);
     QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
 }
 
-void tst_PointercalDriver::clearingTouchesNoFile()
+void TestPointercalDriver::clearingTouchesNoFile()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
@@ -387,7 +388,7 @@ void tst_PointercalDriver::clearingTouchesNoFile()
     QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
-void tst_PointercalDriver::setOnALine()
+void TestPointercalDriver::setOnALine()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
@@ -401,7 +402,7 @@ void tst_PointercalDriver::setOnALine()
     QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
-void tst_PointercalDriver::unwritableFile()
+void TestPointercalDriver::unwritableFile()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
@@ -417,7 +418,7 @@ void tst_PointercalDriver::unwritableFile()
     QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
-void tst_PointercalDriver::mouseIsNotMapped()
+void TestPointercalDriver::mouseIsNotMapped()
 {
     QVERIFY(put(in("pointercal"), otherFile));
     PointercalDriver driver;
@@ -430,7 +431,7 @@ void tst_PointercalDriver::mouseIsNotMapped()
     QCOMPARE(driver.mapToDevice(QPoint(100, 200), QSize(800, 480)), QPoint(100, 200));
 }
 
-void tst_PointercalDriver::missingDevice()
+void TestPointercalDriver::missingDevice()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
@@ -457,7 +458,7 @@ void tst_PointercalDriver::missingDevice()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
 }
 
-void tst_PointercalDriver::noDeviceNoWord()
+void TestPointercalDriver::noDeviceNoWord()
 {
     qputenv("TSLIB_TSDEVICE", "");
     const Said said;
@@ -465,7 +466,7 @@ void tst_PointercalDriver::noDeviceNoWord()
     QCOMPARE(said.lines(), QStringList());
 }
 
-void tst_PointercalDriver::builtWithoutTheLibrary()
+void TestPointercalDriver::builtWithoutTheLibrary()
 {
 #ifdef MFTOOL_HAVE_TSLIB
     QSKIP("built with the touchscreen library");
@@ -477,7 +478,7 @@ void tst_PointercalDriver::builtWithoutTheLibrary()
 #endif
 }
 
-void tst_PointercalDriver::deviceThatIsNoTouchscreen_data()
+void TestPointercalDriver::deviceThatIsNoTouchscreen_data()
 {
     QTest::addColumn<QByteArray>("device");
     QTest::addColumn<QByteArray>("configuration");
@@ -487,7 +488,7 @@ void tst_PointercalDriver::deviceThatIsNoTouchscreen_data()
         << QByteArray("/dev/null") << QByteArray("module_raw input\nmodule linear\n");
 }
 
-void tst_PointercalDriver::deviceThatIsNoTouchscreen()
+void TestPointercalDriver::deviceThatIsNoTouchscreen()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QFETCH(QByteArray, device);
@@ -498,7 +499,7 @@ void tst_PointercalDriver::deviceThatIsNoTouchscreen()
     const PointercalDriver driver;
 }
 
-void tst_PointercalDriver::brokenConfiguration()
+void TestPointercalDriver::brokenConfiguration()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn("module_raw there_is_no_such_module\n");
@@ -508,7 +509,7 @@ void tst_PointercalDriver::brokenConfiguration()
     const PointercalDriver driver;
 }
 
-void tst_PointercalDriver::uncalibratedTouches()
+void TestPointercalDriver::uncalibratedTouches()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -521,7 +522,7 @@ void tst_PointercalDriver::uncalibratedTouches()
                                                  << "release 310,190");
 }
 
-void tst_PointercalDriver::calibratedTouches()
+void TestPointercalDriver::calibratedTouches()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), swappedFile));
@@ -536,7 +537,7 @@ void tst_PointercalDriver::calibratedTouches()
 }
 
 // The library knows TSLIB_CALIBFILE alone.
-void tst_PointercalDriver::calibrationNamedInTheOtherWay()
+void TestPointercalDriver::calibrationNamedInTheOtherWay()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qunsetenv("TSLIB_CALIBFILE");
@@ -559,7 +560,7 @@ void tst_PointercalDriver::calibrationNamedInTheOtherWay()
                                                  << "release 400,240");
 }
 
-void tst_PointercalDriver::touchesFromBeforeTheStart()
+void TestPointercalDriver::touchesFromBeforeTheStart()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -572,7 +573,7 @@ void tst_PointercalDriver::touchesFromBeforeTheStart()
                                                  << "release 30,30");
 }
 
-void tst_PointercalDriver::releaseCoordinatesAreIgnored()
+void TestPointercalDriver::releaseCoordinatesAreIgnored()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -588,7 +589,7 @@ void tst_PointercalDriver::releaseCoordinatesAreIgnored()
 }
 
 // As its filters do with a touch that they take for noise.
-void tst_PointercalDriver::samplesThatTheLibraryKeeps()
+void TestPointercalDriver::samplesThatTheLibraryKeeps()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn("module_raw touchkit\nmodule pthres pmin=1000\nmodule linear\n");
@@ -600,7 +601,7 @@ void tst_PointercalDriver::samplesThatTheLibraryKeeps()
     QCOMPARE(m_screen->m_seen, QStringList());
 }
 
-void tst_PointercalDriver::rawWhileCleared()
+void TestPointercalDriver::rawWhileCleared()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), swappedFile));
@@ -615,7 +616,7 @@ void tst_PointercalDriver::rawWhileCleared()
                                                  << "release 2047,1910");
 }
 
-void tst_PointercalDriver::handingBackEndsTheRawCoordinates()
+void TestPointercalDriver::handingBackEndsTheRawCoordinates()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), swappedFile));
@@ -627,7 +628,7 @@ void tst_PointercalDriver::handingBackEndsTheRawCoordinates()
                                                  << "release 400,240");
 }
 
-void tst_PointercalDriver::newCalibrationIsUsed()
+void TestPointercalDriver::newCalibrationIsUsed()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), otherFile));
@@ -646,7 +647,7 @@ void tst_PointercalDriver::newCalibrationIsUsed()
 }
 
 // The mount redirects the environment between two calibrations.
-void tst_PointercalDriver::newCalibrationIsUsedFromANewPlace()
+void TestPointercalDriver::newCalibrationIsUsedFromANewPlace()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), otherFile));
@@ -663,14 +664,14 @@ void tst_PointercalDriver::newCalibrationIsUsedFromANewPlace()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
 }
 
-void tst_PointercalDriver::failureLeavesTheOldMapAtWork_data()
+void TestPointercalDriver::failureLeavesTheOldMapAtWork_data()
 {
     QTest::addColumn<bool>("writable");
     QTest::newRow("no map") << true;
     QTest::newRow("no file") << false;
 }
 
-void tst_PointercalDriver::failureLeavesTheOldMapAtWork()
+void TestPointercalDriver::failureLeavesTheOldMapAtWork()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QFETCH(bool, writable);
@@ -690,7 +691,7 @@ void tst_PointercalDriver::failureLeavesTheOldMapAtWork()
 }
 
 // Called by what a touch does to a widget, while the library is being read.
-void tst_PointercalDriver::calibrationDuringATouch()
+void TestPointercalDriver::calibrationDuringATouch()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -710,7 +711,7 @@ void tst_PointercalDriver::calibrationDuringATouch()
                                                  << "release 400,240");
 }
 
-void tst_PointercalDriver::deviceGoneAtReload()
+void TestPointercalDriver::deviceGoneAtReload()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -728,7 +729,7 @@ void tst_PointercalDriver::deviceGoneAtReload()
 }
 
 // More than are read in one go.
-void tst_PointercalDriver::manyPacketsAtOnce()
+void TestPointercalDriver::manyPacketsAtOnce()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -742,7 +743,7 @@ void tst_PointercalDriver::manyPacketsAtOnce()
 }
 
 // udev may be late. Many looks, one line of the log; and what was set meanwhile holds.
-void tst_PointercalDriver::deviceThatComesLate()
+void TestPointercalDriver::deviceThatComesLate()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), otherFile));
@@ -768,7 +769,7 @@ void tst_PointercalDriver::deviceThatComesLate()
                                                  << "release 400,240");
 }
 
-void tst_PointercalDriver::pauseBetweenTwoLooks()
+void TestPointercalDriver::pauseBetweenTwoLooks()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
@@ -781,7 +782,7 @@ void tst_PointercalDriver::pauseBetweenTwoLooks()
 
 // A line whose other end is closed is readable for ever and gives nothing. The finger
 // that was on it counts as lifted.
-void tst_PointercalDriver::deviceTakenAwayAndPutBack()
+void TestPointercalDriver::deviceTakenAwayAndPutBack()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -820,7 +821,7 @@ void tst_PointercalDriver::deviceTakenAwayAndPutBack()
                                                  << "release 300,200");
 }
 
-void tst_PointercalDriver::unusableFile_data()
+void TestPointercalDriver::unusableFile_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::newRow("scale 0") << QByteArray("1 0 0 0 1 0 0\n");
@@ -832,7 +833,7 @@ void tst_PointercalDriver::unusableFile_data()
 }
 
 // The library would have taken what there is of it, and divided by it.
-void tst_PointercalDriver::unusableFile()
+void TestPointercalDriver::unusableFile()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QFETCH(QByteArray, content);
@@ -850,7 +851,7 @@ void tst_PointercalDriver::unusableFile()
 }
 
 // Nobody writes to it, and the library would wait for that.
-void tst_PointercalDriver::pipeInThePlaceOfTheFile()
+void TestPointercalDriver::pipeInThePlaceOfTheFile()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QCOMPARE(::mkfifo(QFile::encodeName(in("pointercal")).constData(), 0600), 0);
@@ -862,7 +863,7 @@ void tst_PointercalDriver::pipeInThePlaceOfTheFile()
 }
 
 // As the library's own tool stores it for a screen that is turned.
-void tst_PointercalDriver::rotationInTheFile()
+void TestPointercalDriver::rotationInTheFile()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     QVERIFY(put(in("pointercal"), "1 0 0 0 1 0 1 800 480 2\n"));
@@ -873,7 +874,7 @@ void tst_PointercalDriver::rotationInTheFile()
                                                  << "release 699,429");
 }
 
-void tst_PointercalDriver::pointsThatDoNotFit()
+void TestPointercalDriver::pointsThatDoNotFit()
 {
     PointercalDriver driver;
     Data data = swappedPanel();
@@ -887,7 +888,7 @@ void tst_PointercalDriver::pointsThatDoNotFit()
 
 // Dialog, driver and library together: five targets held on a panel with swapped
 // axes, after which a tap lands where the finger is.
-void tst_PointercalDriver::wholeCalibrationByFinger()
+void TestPointercalDriver::wholeCalibrationByFinger()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     plugIn();
@@ -924,5 +925,5 @@ void tst_PointercalDriver::wholeCalibrationByFinger()
                                                  << "release 60,120");
 }
 
-QTEST_MAIN(tst_PointercalDriver)
+MFTOOL_TEST(TestPointercalDriver, Widgets)
 #include "tst_pointercaldriver.moc"

@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -34,7 +36,7 @@ ino_t inodeOf(const QString &path)
 
 } // namespace
 
-class tst_PointercalFile : public QObject
+class TestPointercalFile : public QObject
 {
     Q_OBJECT
 private slots:
@@ -78,7 +80,7 @@ private:
     QString m_folder; // without symbolic links, as errors name it
 };
 
-void tst_PointercalFile::init()
+void TestPointercalFile::init()
 {
     m_dir = new QTemporaryDir;
     QVERIFY(m_dir->isValid());
@@ -87,13 +89,13 @@ void tst_PointercalFile::init()
     qunsetenv("TSLIB_CALIBFILE");
 }
 
-void tst_PointercalFile::cleanup()
+void TestPointercalFile::cleanup()
 {
     delete m_dir;
     m_dir = nullptr;
 }
 
-void tst_PointercalFile::whereToReadAndWrite_data()
+void TestPointercalFile::whereToReadAndWrite_data()
 {
     QTest::addColumn<QByteArray>("ofQt");
     QTest::addColumn<QByteArray>("ofLibrary");
@@ -116,7 +118,7 @@ void tst_PointercalFile::whereToReadAndWrite_data()
                                            << "/a/two");
 }
 
-void tst_PointercalFile::whereToReadAndWrite()
+void TestPointercalFile::whereToReadAndWrite()
 {
     QFETCH(QByteArray, ofQt);
     QFETCH(QByteArray, ofLibrary);
@@ -129,7 +131,7 @@ void tst_PointercalFile::whereToReadAndWrite()
     QCOMPARE(PointercalFile::toWrite(), write);
 }
 
-void tst_PointercalFile::environmentIsAskedEachTime()
+void TestPointercalFile::environmentIsAskedEachTime()
 {
     qputenv("POINTERCAL_FILE", "/etc/pointercal");
     QCOMPARE(PointercalFile::toWrite(), QStringList("/etc/pointercal"));
@@ -139,7 +141,7 @@ void tst_PointercalFile::environmentIsAskedEachTime()
     QCOMPARE(PointercalFile::toRead(), QString("/mnt/etc/pointercal"));
 }
 
-void tst_PointercalFile::parses_data()
+void TestPointercalFile::parses_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::newRow("a line") << QByteArray("1 -2 3 4 5 -6 65536\n");
@@ -149,7 +151,7 @@ void tst_PointercalFile::parses_data()
     QTest::newRow("with a remark") << QByteArray("1 -2 3 4 5 -6 65536 # line 4\n");
 }
 
-void tst_PointercalFile::parses()
+void TestPointercalFile::parses()
 {
     QFETCH(QByteArray, content);
     AffineMap map;
@@ -163,7 +165,7 @@ void tst_PointercalFile::parses()
     QCOMPARE(map.s, 65536);
 }
 
-void tst_PointercalFile::refusesForeignContent_data()
+void TestPointercalFile::refusesForeignContent_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::newRow("nothing") << QByteArray();
@@ -178,7 +180,7 @@ void tst_PointercalFile::refusesForeignContent_data()
     QTest::newRow("bytes") << QByteArray("\0\1\377\0 1 2 3 4 5 6", 16);
 }
 
-void tst_PointercalFile::refusesForeignContent()
+void TestPointercalFile::refusesForeignContent()
 {
     QFETCH(QByteArray, content);
     AffineMap map = {9, 9, 9, 9, 9, 9, 9};
@@ -187,7 +189,7 @@ void tst_PointercalFile::refusesForeignContent()
     QCOMPARE(map.s, 9);
 }
 
-void tst_PointercalFile::forTheLibrary_data()
+void TestPointercalFile::forTheLibrary_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QByteArray>("given");
@@ -208,14 +210,14 @@ void tst_PointercalFile::forTheLibrary_data()
     QTest::newRow("nothing") << QByteArray() << QByteArray();
 }
 
-void tst_PointercalFile::forTheLibrary()
+void TestPointercalFile::forTheLibrary()
 {
     QFETCH(QByteArray, content);
     QFETCH(QByteArray, given);
     QCOMPARE(PointercalFile::forLibrary(content, QSize(800, 480)), given);
 }
 
-void tst_PointercalFile::fileOfQt()
+void TestPointercalFile::fileOfQt()
 {
     qputenv("TSLIB_CALIBFILE", "/a/two");
     QCOMPARE(PointercalFile::ofQt(), QString("/etc/pointercal"));
@@ -223,7 +225,7 @@ void tst_PointercalFile::fileOfQt()
     QCOMPARE(PointercalFile::ofQt(), QString("/a/one"));
 }
 
-void tst_PointercalFile::formatsOneLine()
+void TestPointercalFile::formatsOneLine()
 {
     const AffineMap map = {0, -16384, 63930368, 8192, 0, -786432, 65536};
     QCOMPARE(PointercalFile::format(map), QByteArray("0 -16384 63930368 8192 0 -786432 65536\n"));
@@ -231,7 +233,7 @@ void tst_PointercalFile::formatsOneLine()
     QCOMPARE(PointercalFile::format(extreme), QByteArray("-2147483648 2147483647 0 0 0 0 1\n"));
 }
 
-void tst_PointercalFile::readsNothingFromWhatIsNoFile()
+void TestPointercalFile::readsNothingFromWhatIsNoFile()
 {
     QCOMPARE(PointercalFile::read(in("missing")), QByteArray());
     QCOMPARE(PointercalFile::read(m_folder), QByteArray());
@@ -241,7 +243,7 @@ void tst_PointercalFile::readsNothingFromWhatIsNoFile()
     QCOMPARE(PointercalFile::read(in("pipe")), QByteArray());
 }
 
-void tst_PointercalFile::storesNewFile()
+void TestPointercalFile::storesNewFile()
 {
     QString error;
     QVERIFY2(PointercalFile::store(QStringList(in("pointercal")), "1 2 3\n", &error),
@@ -255,7 +257,7 @@ void tst_PointercalFile::storesNewFile()
 
 // Who has the old file open, as a power cut would find it, keeps all of the old
 // one: it is a new file that takes over the name.
-void tst_PointercalFile::replacesAsAWhole()
+void TestPointercalFile::replacesAsAWhole()
 {
     QVERIFY(put(in("pointercal"), "old\n"));
     const ino_t before = inodeOf(in("pointercal"));
@@ -270,7 +272,7 @@ void tst_PointercalFile::replacesAsAWhole()
     QCOMPARE(names(), QStringList("pointercal"));
 }
 
-void tst_PointercalFile::keepsTheMode()
+void TestPointercalFile::keepsTheMode()
 {
     QVERIFY(put(in("pointercal"), "old\n"));
     const QByteArray path = QFile::encodeName(in("pointercal"));
@@ -282,7 +284,7 @@ void tst_PointercalFile::keepsTheMode()
     QCOMPARE(int(status.st_mode & 07777), 0666);
 }
 
-void tst_PointercalFile::leftoverOfAPowerCutIsInNobodysWay()
+void TestPointercalFile::leftoverOfAPowerCutIsInNobodysWay()
 {
     QVERIFY(put(in("pointercal"), "old\n"));
     QVERIFY(put(in("pointercal.new"), "half of a much longer li"));
@@ -293,7 +295,7 @@ void tst_PointercalFile::leftoverOfAPowerCutIsInNobodysWay()
     QCOMPARE(names(), QStringList("pointercal"));
 }
 
-void tst_PointercalFile::sameContentIsNotStoredAgain()
+void TestPointercalFile::sameContentIsNotStoredAgain()
 {
     QVERIFY(put(in("pointercal"), "same\n"));
     const ino_t before = inodeOf(in("pointercal"));
@@ -302,7 +304,7 @@ void tst_PointercalFile::sameContentIsNotStoredAgain()
     QCOMPARE(inodeOf(in("pointercal")), before);
 }
 
-void tst_PointercalFile::followsALink()
+void TestPointercalFile::followsALink()
 {
     QVERIFY(QDir(m_folder).mkdir("data"));
     QVERIFY(put(in("data/pointercal"), "old\n"));
@@ -313,7 +315,7 @@ void tst_PointercalFile::followsALink()
     QCOMPARE(contentOf(in("data/pointercal")), QByteArray("new\n"));
 }
 
-void tst_PointercalFile::followsALinkToNothing()
+void TestPointercalFile::followsALinkToNothing()
 {
     QVERIFY(QDir(m_folder).mkdir("data"));
     QVERIFY(QFile::link("data/pointercal", in("pointercal")));
@@ -323,7 +325,7 @@ void tst_PointercalFile::followsALinkToNothing()
     QCOMPARE(contentOf(in("data/pointercal")), QByteArray("new\n"));
 }
 
-void tst_PointercalFile::storesInAll()
+void TestPointercalFile::storesInAll()
 {
     QVERIFY(put(in("one"), "old\n"));
     QString error;
@@ -334,7 +336,7 @@ void tst_PointercalFile::storesInAll()
                                     << "two");
 }
 
-void tst_PointercalFile::missingFolder()
+void TestPointercalFile::missingFolder()
 {
     QString error;
     QVERIFY(!PointercalFile::store(QStringList(in("none/pointercal")), "new\n", &error));
@@ -342,7 +344,7 @@ void tst_PointercalFile::missingFolder()
     QCOMPARE(names(), QStringList());
 }
 
-void tst_PointercalFile::unwritableFolder()
+void TestPointercalFile::unwritableFolder()
 {
     // Permissions do not bind root; /proc does.
     QString error;
@@ -361,7 +363,7 @@ void tst_PointercalFile::unwritableFolder()
     QCOMPARE(contentOf(in("pointercal")), QByteArray("old\n"));
 }
 
-void tst_PointercalFile::neverReplacesWhatIsNoFile()
+void TestPointercalFile::neverReplacesWhatIsNoFile()
 {
     QVERIFY(QDir(m_folder).mkdir("folder"));
     QCOMPARE(::mkfifo(QFile::encodeName(in("pipe")).constData(), 0600), 0);
@@ -375,7 +377,7 @@ void tst_PointercalFile::neverReplacesWhatIsNoFile()
     QVERIFY(QFileInfo(in("folder")).isDir());
 }
 
-void tst_PointercalFile::failureOfOneLeavesAllAsTheyWere()
+void TestPointercalFile::failureOfOneLeavesAllAsTheyWere()
 {
     QVERIFY(put(in("one"), "old\n"));
     QString error;
@@ -388,7 +390,7 @@ void tst_PointercalFile::failureOfOneLeavesAllAsTheyWere()
 
 // All three are written beside their files; then the third turns out to be a
 // mount point, over which nothing can be renamed.
-void tst_PointercalFile::failedRenameLeavesAllAsTheyWere()
+void TestPointercalFile::failedRenameLeavesAllAsTheyWere()
 {
     QVERIFY(put(in("one"), "old\n"));
     QVERIFY(put(in("three"), "old too\n"));
@@ -409,5 +411,5 @@ void tst_PointercalFile::failedRenameLeavesAllAsTheyWere()
                                     << "three");
 }
 
-QTEST_APPLESS_MAIN(tst_PointercalFile)
+MFTOOL_TEST(TestPointercalFile, NoApplication)
 #include "tst_pointercalfile.moc"

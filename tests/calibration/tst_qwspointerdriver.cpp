@@ -3,6 +3,7 @@
 #include "calibration/qwspointerdriver.h"
 #include "tests/api/qws.h"
 #include "tests/calibration/pointtext.h"
+#include "tests/support/testprogram.h"
 
 #include <QDir>
 #include <QFile>
@@ -56,7 +57,7 @@ const char oldFile[] = "17712 31 -999983 -17 9001 -2000003 65536 800 480 0\n";
 
 } // namespace
 
-class tst_QwsPointerDriver : public QObject
+class TestQwsPointerDriver : public QObject
 {
     Q_OBJECT
 private slots:
@@ -104,7 +105,7 @@ private:
     int m_divisions = 0;
 };
 
-void tst_QwsPointerDriver::init()
+void TestQwsPointerDriver::init()
 {
     m_dir = new QTemporaryDir;
     QVERIFY(m_dir->isValid());
@@ -114,7 +115,7 @@ void tst_QwsPointerDriver::init()
 }
 
 // Whatever was done, no touch and no calculation may have ended the process.
-void tst_QwsPointerDriver::cleanup()
+void TestQwsPointerDriver::cleanup()
 {
     qws::touch(QPoint(100, 100));
     qws::stop();
@@ -122,20 +123,20 @@ void tst_QwsPointerDriver::cleanup()
     QCOMPARE(qws::divisionsByZero(), m_divisions);
 }
 
-void tst_QwsPointerDriver::handlers()
+void TestQwsPointerDriver::handlers()
 {
     QTest::addColumn<int>("handler");
     QTest::newRow("linuxinput") << int(qws::LinuxInput);
     QTest::newRow("tslib") << int(qws::Tslib);
 }
 
-void tst_QwsPointerDriver::useFile(const char *name)
+void TestQwsPointerDriver::useFile(const char *name)
 {
     qputenv("POINTERCAL_FILE", QFile::encodeName(in(name)));
     qputenv("TSLIB_CALIBFILE", QFile::encodeName(in(name)));
 }
 
-void tst_QwsPointerDriver::mount()
+void TestQwsPointerDriver::mount()
 {
     useFile("mnt/pointercal");
 }
@@ -165,7 +166,7 @@ const QPoint oldMiddle(1535, 1969);
 
 } // namespace
 
-void tst_QwsPointerDriver::calibrationInForce()
+void TestQwsPointerDriver::calibrationInForce()
 {
     QFETCH(int, handler);
     QVERIFY(put(in("pointercal"), straightFile));
@@ -182,7 +183,7 @@ void tst_QwsPointerDriver::calibrationInForce()
     QCOMPARE(data.devPoints[Data::BottomRight], QPoint(4 * corner.x(), 4000 - 8 * corner.y()));
 }
 
-void tst_QwsPointerDriver::aborted()
+void TestQwsPointerDriver::aborted()
 {
     QFETCH(int, handler);
     QVERIFY(put(in("pointercal"), oldFile));
@@ -194,7 +195,7 @@ void tst_QwsPointerDriver::aborted()
     QCOMPARE(qws::touch(oldMiddle), before);
 }
 
-void tst_QwsPointerDriver::abortedWithoutAFile()
+void TestQwsPointerDriver::abortedWithoutAFile()
 {
     QFETCH(int, handler);
     qws::start(qws::Handler(handler));
@@ -205,7 +206,7 @@ void tst_QwsPointerDriver::abortedWithoutAFile()
 }
 
 // Rounded points would drift.
-void tst_QwsPointerDriver::abortedManyTimes()
+void TestQwsPointerDriver::abortedManyTimes()
 {
     QVERIFY(put(in("pointercal"), oldFile));
     qws::start(qws::Tslib);
@@ -216,7 +217,7 @@ void tst_QwsPointerDriver::abortedManyTimes()
 }
 
 // It is stored where the environment points now.
-void tst_QwsPointerDriver::abortedAfterAMount()
+void TestQwsPointerDriver::abortedAfterAMount()
 {
     QFETCH(int, handler);
     QVERIFY(put(in("pointercal"), oldFile));
@@ -231,7 +232,7 @@ void tst_QwsPointerDriver::abortedAfterAMount()
     QCOMPARE(qws::touch(oldMiddle), before);
 }
 
-void tst_QwsPointerDriver::abortedWithoutAFileAfterAMount()
+void TestQwsPointerDriver::abortedWithoutAFileAfterAMount()
 {
     QVERIFY(put(in("mnt/pointercal"), straightFile));
     qws::start(qws::Tslib);
@@ -246,7 +247,7 @@ void tst_QwsPointerDriver::abortedWithoutAFileAfterAMount()
     QCOMPARE(QFile::decodeName(qgetenv("TSLIB_CALIBFILE")), in("mnt/pointercal"));
 }
 
-void tst_QwsPointerDriver::abortedAndTheMountCannotBeWritten()
+void TestQwsPointerDriver::abortedAndTheMountCannotBeWritten()
 {
     QVERIFY(put(in("pointercal"), oldFile));
     qws::start(qws::Tslib);
@@ -260,7 +261,7 @@ void tst_QwsPointerDriver::abortedAndTheMountCannotBeWritten()
     QCOMPARE(qws::touch(oldMiddle), before);
 }
 
-void tst_QwsPointerDriver::accepted()
+void TestQwsPointerDriver::accepted()
 {
     QFETCH(int, handler);
     QVERIFY(put(in("pointercal"), oldFile));
@@ -272,7 +273,7 @@ void tst_QwsPointerDriver::accepted()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::acceptedTwice()
+void TestQwsPointerDriver::acceptedTwice()
 {
     QFETCH(int, handler);
     qws::start(qws::Handler(handler));
@@ -287,7 +288,7 @@ void tst_QwsPointerDriver::acceptedTwice()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::acceptedAfterAMount()
+void TestQwsPointerDriver::acceptedAfterAMount()
 {
     QFETCH(int, handler);
     QVERIFY(put(in("pointercal"), oldFile));
@@ -300,7 +301,7 @@ void tst_QwsPointerDriver::acceptedAfterAMount()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::abortedAfterAccepted()
+void TestQwsPointerDriver::abortedAfterAccepted()
 {
     QVERIFY(put(in("pointercal"), oldFile));
     qws::start(qws::Tslib);
@@ -311,7 +312,7 @@ void tst_QwsPointerDriver::abortedAfterAccepted()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::abortedAfterAcceptedAndAMount()
+void TestQwsPointerDriver::abortedAfterAcceptedAndAMount()
 {
     qws::start(qws::LinuxInput);
     QWSPointerDriver driver;
@@ -322,7 +323,7 @@ void tst_QwsPointerDriver::abortedAfterAcceptedAndAMount()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::degenerate_data()
+void TestQwsPointerDriver::degenerate_data()
 {
     QTest::addColumn<int>("handler");
     QTest::addColumn<QList<QPoint>>("device");
@@ -342,7 +343,7 @@ void tst_QwsPointerDriver::degenerate_data()
     }
 }
 
-void tst_QwsPointerDriver::degenerate()
+void TestQwsPointerDriver::degenerate()
 {
     QFETCH(int, handler);
     QFETCH(QList<QPoint>, device);
@@ -361,7 +362,7 @@ void tst_QwsPointerDriver::degenerate()
     QVERIFY(!qws::cursorIsVisible());
 }
 
-void tst_QwsPointerDriver::fileThatCannotBeWritten()
+void TestQwsPointerDriver::fileThatCannotBeWritten()
 {
     QVERIFY(put(in("pointercal"), oldFile));
     qws::start(qws::LinuxInput);
@@ -377,7 +378,7 @@ void tst_QwsPointerDriver::fileThatCannotBeWritten()
 }
 
 // Qt would open it for writing and wait for a reader.
-void tst_QwsPointerDriver::pipeInThePlaceOfTheFile()
+void TestQwsPointerDriver::pipeInThePlaceOfTheFile()
 {
     qws::start(qws::LinuxInput);
     QWSPointerDriver driver;
@@ -393,7 +394,7 @@ void tst_QwsPointerDriver::pipeInThePlaceOfTheFile()
     QCOMPARE(qws::touch(QPoint(300, 200)), QPoint(300, 200));
 }
 
-void tst_QwsPointerDriver::pointsThatDoNotFit()
+void TestQwsPointerDriver::pointsThatDoNotFit()
 {
     qws::start(qws::LinuxInput);
     QWSPointerDriver driver;
@@ -405,7 +406,7 @@ void tst_QwsPointerDriver::pointsThatDoNotFit()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(straightFile));
 }
 
-void tst_QwsPointerDriver::unusableFile_data()
+void TestQwsPointerDriver::unusableFile_data()
 {
     QTest::addColumn<int>("handler");
     QTest::addColumn<QByteArray>("content");
@@ -418,7 +419,7 @@ void tst_QwsPointerDriver::unusableFile_data()
 
 // As an older version of the tool may have left it behind. It takes a new
 // calibration to be rid of it.
-void tst_QwsPointerDriver::unusableFile()
+void TestQwsPointerDriver::unusableFile()
 {
     QFETCH(int, handler);
     QFETCH(QByteArray, content);
@@ -435,7 +436,7 @@ void tst_QwsPointerDriver::unusableFile()
     QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
-void tst_QwsPointerDriver::cursorIsHidden()
+void TestQwsPointerDriver::cursorIsHidden()
 {
     qws::start(qws::LinuxInput);
     QVERIFY(qws::cursorIsVisible());
@@ -447,7 +448,7 @@ void tst_QwsPointerDriver::cursorIsHidden()
     QVERIFY(!qws::cursorIsVisible());
 }
 
-void tst_QwsPointerDriver::withoutMouse()
+void TestQwsPointerDriver::withoutMouse()
 {
     qws::startWithoutMouse();
     QWSPointerDriver driver;
@@ -457,7 +458,7 @@ void tst_QwsPointerDriver::withoutMouse()
     QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
 }
 
-void tst_QwsPointerDriver::withoutServer()
+void TestQwsPointerDriver::withoutServer()
 {
     qws::stop();
     QWSPointerDriver driver;
@@ -467,11 +468,11 @@ void tst_QwsPointerDriver::withoutServer()
     QCOMPARE(contentOf(in("pointercal")), QByteArray("(none)"));
 }
 
-void tst_QwsPointerDriver::screenMapsToTheDevice()
+void TestQwsPointerDriver::screenMapsToTheDevice()
 {
     const QWSPointerDriver driver;
     QCOMPARE(driver.mapToDevice(QPoint(10, 20), QSize(800, 480)), QPoint(789, 459));
 }
 
-QTEST_MAIN(tst_QwsPointerDriver)
+MFTOOL_TEST(TestQwsPointerDriver, Widgets)
 #include "tst_qwspointerdriver.moc"

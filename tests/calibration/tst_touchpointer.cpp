@@ -1,5 +1,6 @@
 #include "calibration/touchpointer.h"
 #include "compat/screen.h"
+#include "tests/support/testprogram.h"
 
 #include <QApplication>
 #include <QMouseEvent>
@@ -49,7 +50,7 @@ const QRect mainPlace(0, 0, 400, 300);
 
 } // namespace
 
-class tst_TouchPointer : public QObject
+class TestTouchPointer : public QObject
 {
     Q_OBJECT
 private slots:
@@ -77,7 +78,7 @@ private:
     TouchPointer *m_pointer = nullptr;
 };
 
-void tst_TouchPointer::init()
+void TestTouchPointer::init()
 {
     m_main = new Recorder(mainPlace);
     m_main->show();
@@ -86,13 +87,13 @@ void tst_TouchPointer::init()
     m_pointer = new TouchPointer;
 }
 
-void tst_TouchPointer::cleanup()
+void TestTouchPointer::cleanup()
 {
     delete m_pointer;
     delete m_main;
 }
 
-void tst_TouchPointer::pressMoveRelease()
+void TestTouchPointer::pressMoveRelease()
 {
     m_pointer->touch(QPoint(100, 200));
     m_pointer->touch(QPoint(110, 190));
@@ -106,7 +107,7 @@ void tst_TouchPointer::pressMoveRelease()
                                             << "release 5,6 button 1 down 0");
 }
 
-void tst_TouchPointer::stillFingerDoesNotMove()
+void TestTouchPointer::stillFingerDoesNotMove()
 {
     m_pointer->touch(QPoint(100, 200));
     m_pointer->touch(QPoint(100, 200));
@@ -116,13 +117,13 @@ void tst_TouchPointer::stillFingerDoesNotMove()
                                             << "release 100,200 button 1 down 0");
 }
 
-void tst_TouchPointer::liftWithoutTouch()
+void TestTouchPointer::liftWithoutTouch()
 {
     m_pointer->lift();
     QCOMPARE(m_main->taken(), QStringList());
 }
 
-void tst_TouchPointer::clicksAButton()
+void TestTouchPointer::clicksAButton()
 {
     QPushButton *button = new QPushButton(m_main);
     button->setGeometry(50, 60, 80, 40);
@@ -136,7 +137,7 @@ void tst_TouchPointer::clicksAButton()
     QCOMPARE(m_main->taken(), QStringList());
 }
 
-void tst_TouchPointer::touchBelongsToWhereItBegan()
+void TestTouchPointer::touchBelongsToWhereItBegan()
 {
     Recorder other(QRect(420, 0, 100, 300));
     other.show();
@@ -154,7 +155,7 @@ void tst_TouchPointer::touchBelongsToWhereItBegan()
                                           << "release 10,10 button 1 down 0");
 }
 
-void tst_TouchPointer::keptToTheScreenWhenCalibrated()
+void TestTouchPointer::keptToTheScreenWhenCalibrated()
 {
     m_main->setGeometry(screenGeometry());
     const int right = screenGeometry().right();
@@ -170,7 +171,7 @@ void tst_TouchPointer::keptToTheScreenWhenCalibrated()
                            << QString("release %1,%2 button 1 down 0").arg(right).arg(bottom));
 }
 
-void tst_TouchPointer::rawGoesBeyondTheScreen()
+void TestTouchPointer::rawGoesBeyondTheScreen()
 {
     m_main->grabMouse();
     m_pointer->setRaw(true);
@@ -183,7 +184,7 @@ void tst_TouchPointer::rawGoesBeyondTheScreen()
     m_main->releaseMouse();
 }
 
-void tst_TouchPointer::grabberGetsEverything()
+void TestTouchPointer::grabberGetsEverything()
 {
     QPushButton *button = new QPushButton(m_main);
     button->setGeometry(50, 60, 80, 40);
@@ -207,7 +208,7 @@ void tst_TouchPointer::grabberGetsEverything()
 }
 
 // Without a window manager no window need be active.
-void tst_TouchPointer::grabberNeedNotBeActive()
+void TestTouchPointer::grabberNeedNotBeActive()
 {
     delete m_main;
     m_main = nullptr;
@@ -226,7 +227,7 @@ void tst_TouchPointer::grabberNeedNotBeActive()
                                              << "release 4095,16383 button 1 down 0");
 }
 
-void tst_TouchPointer::modalDialogBlocksTheRest()
+void TestTouchPointer::modalDialogBlocksTheRest()
 {
     Recorder modal(QRect(200, 100, 100, 50));
     modal.setWindowModality(Qt::ApplicationModal);
@@ -238,7 +239,7 @@ void tst_TouchPointer::modalDialogBlocksTheRest()
     QCOMPARE(modal.taken().size(), 2);
 }
 
-void tst_TouchPointer::popupComesFirst()
+void TestTouchPointer::popupComesFirst()
 {
     Recorder popup(QRect(200, 100, 100, 50));
     popup.setWindowFlags(Qt::Popup | Qt::FramelessWindowHint);
@@ -251,7 +252,7 @@ void tst_TouchPointer::popupComesFirst()
                                           << "release 10,10 button 1 down 0");
 }
 
-void tst_TouchPointer::underlyingWindowBesideTheTopOne()
+void TestTouchPointer::underlyingWindowBesideTheTopOne()
 {
     Recorder top(QRect(200, 100, 100, 50));
     top.show();
@@ -266,7 +267,7 @@ void tst_TouchPointer::underlyingWindowBesideTheTopOne()
                                             << "release 199,110 button 1 down 0");
 }
 
-void tst_TouchPointer::touchIsDroppedWhenCoordinatesChange()
+void TestTouchPointer::touchIsDroppedWhenCoordinatesChange()
 {
     m_main->grabMouse();
     m_pointer->touch(QPoint(100, 200));
@@ -282,7 +283,7 @@ void tst_TouchPointer::touchIsDroppedWhenCoordinatesChange()
     m_main->releaseMouse();
 }
 
-void tst_TouchPointer::changeBetweenTouchesDropsNothing()
+void TestTouchPointer::changeBetweenTouchesDropsNothing()
 {
     m_pointer->touch(QPoint(1, 1));
     m_pointer->setRaw(false);
@@ -296,7 +297,7 @@ void tst_TouchPointer::changeBetweenTouchesDropsNothing()
                                             << "release 2,2 button 1 down 0");
 }
 
-void tst_TouchPointer::receiverDisappears()
+void TestTouchPointer::receiverDisappears()
 {
     m_pointer->touch(QPoint(100, 200));
     delete m_main;
@@ -313,7 +314,7 @@ void tst_TouchPointer::receiverDisappears()
                                             << "release 3,4 button 1 down 0");
 }
 
-void tst_TouchPointer::nobodyThere()
+void TestTouchPointer::nobodyThere()
 {
     m_main->hide();
     m_pointer->touch(QPoint(3, 4));
@@ -321,5 +322,5 @@ void tst_TouchPointer::nobodyThere()
     QCOMPARE(m_main->taken(), QStringList());
 }
 
-QTEST_MAIN(tst_TouchPointer)
+MFTOOL_TEST(TestTouchPointer, Widgets)
 #include "tst_touchpointer.moc"

@@ -1,5 +1,6 @@
 #include "flash/bootstream.h"
 #include "tests/flash/steptest.h"
+#include "tests/support/testprogram.h"
 
 #include <unistd.h>
 
@@ -269,5 +270,5 @@ void TestBootStream::missingProgramFails()
                                       << "debug: Process error 'Failed to Start'");
 }
 
-QTEST_GUILESS_MAIN(TestBootStream)
+MFTOOL_TEST(TestBootStream, EventLoop)
 #include "tst_bootstream.moc"

@@ -1,5 +1,6 @@
 #include "flash/mfproc.h"
 #include "tests/flash/steptest.h"
+#include "tests/support/testprogram.h"
 
 #include <QPointer>
 
@@ -557,5 +558,5 @@ void TestMFProc::destroyedStepKillsItsToolInSilence()
              qPrintable(log.lines.first()));
 }
 
-QTEST_GUILESS_MAIN(TestMFProc)
+MFTOOL_TEST(TestMFProc, EventLoop)
 #include "tst_mfproc.moc"

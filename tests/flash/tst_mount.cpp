@@ -1,6 +1,7 @@
 #include "flash/mount.h"
 #include "tests/flash/loggingsteptest.h"
 #include "tests/flash/steptest.h"
+#include "tests/support/testprogram.h"
 
 class TestMount : public LoggingStepTest
 {
@@ -43,5 +44,5 @@ void TestMount::addOutcomes() const
                                                "debug: process finished with code 32"});
 }
 
-QTEST_GUILESS_MAIN(TestMount)
+MFTOOL_TEST(TestMount, EventLoop)
 #include "tst_mount.moc"

@@ -1,5 +1,6 @@
 #include "flash/rootfs.h"
 #include "tests/flash/steptest.h"
+#include "tests/support/testprogram.h"
 
 #include <algorithm>
 #include <numeric>
@@ -382,5 +383,5 @@ void TestRootFS::nextRunScansAgain()
     TRY_COMPARE(emitted.events, outcome);
 }
 
-QTEST_GUILESS_MAIN(TestRootFS)
+MFTOOL_TEST(TestRootFS, EventLoop)
 #include "tst_rootfs.moc"

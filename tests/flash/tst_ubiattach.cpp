@@ -1,6 +1,7 @@
 #include "flash/ubiattach.h"
 #include "tests/flash/loggingsteptest.h"
 #include "tests/flash/steptest.h"
+#include "tests/support/testprogram.h"
 
 class TestUBIAttach : public LoggingStepTest
 {
@@ -48,5 +49,5 @@ void TestUBIAttach::addOutcomes() const
         << QStringList({"debug: Starting ubiattach", "debug: process finished with code 255"});
 }
 
-QTEST_GUILESS_MAIN(TestUBIAttach)
+MFTOOL_TEST(TestUBIAttach, EventLoop)
 #include "tst_ubiattach.moc"

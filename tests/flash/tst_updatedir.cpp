@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestUpdateDir : public QObject
 {
     Q_OBJECT
@@ -252,5 +254,5 @@ void TestUpdateDir::askedForAndNoBase()
     QCOMPARE(chooseUpdateDir("/there/is/no/such/boot", dir), dir);
 }
 
-QTEST_GUILESS_MAIN(TestUpdateDir)
+MFTOOL_TEST(TestUpdateDir, EventLoop)
 #include "tst_updatedir.moc"

@@ -8,50 +8,31 @@
 #include <cerrno>
 
 #include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
+#include "tests/support/writewatch.h"
 
 namespace
 {
 
 const QString attribute = QStringLiteral("/sys/class/leds/ready/brightness");
 
-/// Where stores are collected, and how the file of the latest was opened; refusal
-/// is the errno that each of them meets, 0 for none.
-QList<QByteArray> *stores = nullptr;
+/// How the file of the latest store was opened.
 int accessMode = -1;
-int refusal = 0;
-
-} // namespace
-
-// Takes the place of the C library's, also for Qt.
-extern "C" ssize_t write(int fd, const void *bytes, size_t size)
-{
-    if (stores) {
-        stores->append(QByteArray(static_cast<const char *>(bytes), int(size)));
-        accessMode = fcntl(fd, F_GETFL) & O_ACCMODE;
-        if (refusal != 0) {
-            errno = refusal;
-            return -1;
-        }
-    }
-    return syscall(SYS_write, fd, bytes, size);
-}
-
-namespace
-{
 
 /// The stores that writeAttribute() makes, of which none is taken when @p error is not 0.
 QList<QByteArray> storesOf(const QString &path, const QByteArray &text, bool *result, int error = 0)
 {
     QList<QByteArray> seen;
-    stores = &seen;
-    refusal = error;
+    WriteWatch::set([&seen, error](int fd, const QByteArray &bytes) {
+        seen.append(bytes);
+        accessMode = fcntl(fd, F_GETFL) & O_ACCMODE;
+        return error;
+    });
     *result = writeAttribute(path, text);
-    stores = nullptr;
+    WriteWatch::set(nullptr);
     return seen;
 }
 
@@ -64,7 +45,7 @@ int openDescriptors()
 
 } // namespace
 
-class tst_Attribute : public QObject
+class TestAttribute : public QObject
 {
     Q_OBJECT
 
@@ -77,7 +58,7 @@ private slots:
     void closesTheFile();
 };
 
-void tst_Attribute::text_data()
+void TestAttribute::text_data()
 {
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArray>("stored");
@@ -90,7 +71,7 @@ void tst_Attribute::text_data()
     QTest::newRow("long") << QByteArray() << QByteArray(40000, 'x');
 }
 
-void tst_Attribute::text()
+void TestAttribute::text()
 {
     QFETCH(QByteArray, before);
     QFETCH(QByteArray, stored);
@@ -104,7 +85,7 @@ void tst_Attribute::text()
     QCOMPARE(accessMode, O_WRONLY);
 }
 
-void tst_Attribute::refusedStore()
+void TestAttribute::refusedStore()
 {
     BoardFolder board;
     board.write(attribute, "7");
@@ -120,7 +101,7 @@ void tst_Attribute::refusedStore()
     QCOMPARE(board.read(attribute), QByteArray("8"));
 }
 
-void tst_Attribute::notToBeOpened_data()
+void TestAttribute::notToBeOpened_data()
 {
     QTest::addColumn<QString>("path");
     QTest::newRow("no such folder") << "/sys/class/leds/armed/brightness";
@@ -128,7 +109,7 @@ void tst_Attribute::notToBeOpened_data()
     QTest::newRow("a file on the way") << attribute + "/value";
 }
 
-void tst_Attribute::notToBeOpened()
+void TestAttribute::notToBeOpened()
 {
     QFETCH(QString, path);
     BoardFolder board;
@@ -142,7 +123,7 @@ void tst_Attribute::notToBeOpened()
     QCOMPARE(board.read(attribute), QByteArray("7"));
 }
 
-void tst_Attribute::closesTheFile()
+void TestAttribute::closesTheFile()
 {
     BoardFolder board;
     board.write(attribute, "0");
@@ -154,5 +135,5 @@ void tst_Attribute::closesTheFile()
     QCOMPARE(openDescriptors(), before);
 }
 
-QTEST_APPLESS_MAIN(tst_Attribute)
+MFTOOL_TEST(TestAttribute, NoApplication)
 #include "tst_attribute.moc"

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestBoard : public QObject
 {
     Q_OBJECT
@@ -67,5 +69,5 @@ void TestBoard::leds()
     QCOMPARE(Board("/%2").ledBrightness("%1"), QString("/%2/sys/class/leds/%1/brightness"));
 }
 
-QTEST_APPLESS_MAIN(TestBoard)
+MFTOOL_TEST(TestBoard, NoApplication)
 #include "tst_board.moc"

@@ -3,6 +3,7 @@
 #include "hardware/boardrevision.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -11,7 +12,7 @@ const QString revisionFile = QStringLiteral("/sys/board_revision/marlow_revision
 
 } // namespace
 
-class tst_BoardRevision : public QObject
+class TestBoardRevision : public QObject
 {
     Q_OBJECT
 
@@ -22,7 +23,7 @@ private slots:
     void unreadable();
 };
 
-void tst_BoardRevision::text_data()
+void TestBoardRevision::text_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<int>("revision");
@@ -51,7 +52,7 @@ void tst_BoardRevision::text_data()
     QTest::newRow("too large") << QByteArray("4294967298") << 1 << zero;
 }
 
-void tst_BoardRevision::text()
+void TestBoardRevision::text()
 {
     QFETCH(QByteArray, file);
     QFETCH(int, revision);
@@ -63,7 +64,7 @@ void tst_BoardRevision::text()
     QCOMPARE(log.take(), messages);
 }
 
-void tst_BoardRevision::missing()
+void TestBoardRevision::missing()
 {
     BoardFolder keypad;
     LogCatcher log;
@@ -72,7 +73,7 @@ void tst_BoardRevision::missing()
              QStringList(QStringLiteral("debug: No revision file found, assuming rev 1")));
 }
 
-void tst_BoardRevision::unreadable()
+void TestBoardRevision::unreadable()
 {
     BoardFolder keypad;
     keypad.makeFolder(revisionFile);
@@ -82,5 +83,5 @@ void tst_BoardRevision::unreadable()
              QStringList(QStringLiteral("warning: Unable to read the board revision file")));
 }
 
-QTEST_GUILESS_MAIN(tst_BoardRevision)
+MFTOOL_TEST(TestBoardRevision, EventLoop)
 #include "tst_boardrevision.moc"

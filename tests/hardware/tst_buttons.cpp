@@ -17,6 +17,7 @@
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -82,7 +83,7 @@ int openDescriptors()
 
 } // namespace
 
-class tst_Buttons : public QObject
+class TestButtons : public QObject
 {
     Q_OBJECT
 
@@ -102,7 +103,7 @@ private slots:
     void descriptorOutlivesTheObject();
 };
 
-void tst_Buttons::metaObject()
+void TestButtons::metaObject()
 {
     const QMetaObject &meta = Buttons::staticMetaObject;
     QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
@@ -115,7 +116,7 @@ void tst_Buttons::metaObject()
     QCOMPARE(read.access(), QMetaMethod::Private);
 }
 
-void tst_Buttons::construction()
+void TestButtons::construction()
 {
     KeyBoard keypad;
     QVERIFY(keypad.isValid());
@@ -131,7 +132,7 @@ void tst_Buttons::construction()
     QCOMPARE(buttons->findChildren<QSocketNotifier *>().size(), 1);
 }
 
-void tst_Buttons::revision()
+void TestButtons::revision()
 {
     KeyBoard keypad;
     keypad.write(revisionFile, "4");
@@ -146,7 +147,7 @@ void tst_Buttons::revision()
     QCOMPARE(buttons.revision(), 4);
 }
 
-void tst_Buttons::noDevice()
+void TestButtons::noDevice()
 {
     BoardFolder keypad;
     keypad.write(revisionFile, "3");
@@ -164,7 +165,7 @@ void tst_Buttons::noDevice()
     QVERIFY(!buttons.homeDown());
 }
 
-void tst_Buttons::records_data()
+void TestButtons::records_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QList<bool>>("reported");
@@ -189,7 +190,7 @@ void tst_Buttons::records_data()
         << press + report.repeated(14) + release << (List() << true << false) << false;
 }
 
-void tst_Buttons::records()
+void TestButtons::records()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QList<bool>, reported);
@@ -210,7 +211,7 @@ void tst_Buttons::records()
     QCOMPARE(buttons.homeDown(), !downAfterwards);
 }
 
-void tst_Buttons::recordsInSeveralReads()
+void TestButtons::recordsInSeveralReads()
 {
     KeyBoard keypad;
     LogCatcher log;
@@ -229,7 +230,7 @@ void tst_Buttons::recordsInSeveralReads()
     QCOMPARE(stateWhenReported, QList<bool>() << true << false << true << false << true << false);
 }
 
-void tst_Buttons::shortRead()
+void TestButtons::shortRead()
 {
     KeyBoard keypad;
     LogCatcher log;
@@ -249,7 +250,7 @@ void tst_Buttons::shortRead()
     QTRY_COMPARE(home.count(), 1);
 }
 
-void tst_Buttons::atMostSixteenRecordsInARead()
+void TestButtons::atMostSixteenRecordsInARead()
 {
     KeyBoard keypad;
     LogCatcher log;
@@ -265,7 +266,7 @@ void tst_Buttons::atMostSixteenRecordsInARead()
     QVERIFY(!buttons.homeDown());
 }
 
-void tst_Buttons::unpluggedDeviceLetsTheKeyGo()
+void TestButtons::unpluggedDeviceLetsTheKeyGo()
 {
     // Both hang up: a pseudo terminal whose far end closes, and a device that is pulled.
     PtyLine device;
@@ -295,7 +296,7 @@ void tst_Buttons::unpluggedDeviceLetsTheKeyGo()
     QVERIFY(!notifier->isEnabled());
 }
 
-void tst_Buttons::endedDeviceSwitchesTheNotifierOff()
+void TestButtons::endedDeviceSwitchesTheNotifierOff()
 {
     // Always readable, and always at its end.
     BoardFolder keypad;
@@ -312,7 +313,7 @@ void tst_Buttons::endedDeviceSwitchesTheNotifierOff()
     QVERIFY(!buttons.homeDown());
 }
 
-void tst_Buttons::failedReadIsNotTheEnd()
+void TestButtons::failedReadIsNotTheEnd()
 {
     KeyBoard keypad;
     LogCatcher log;
@@ -330,7 +331,7 @@ void tst_Buttons::failedReadIsNotTheEnd()
     QTRY_COMPARE(states(home), QList<bool>() << true);
 }
 
-void tst_Buttons::descriptorOutlivesTheObject()
+void TestButtons::descriptorOutlivesTheObject()
 {
     KeyBoard keypad;
     LogCatcher log;
@@ -341,5 +342,5 @@ void tst_Buttons::descriptorOutlivesTheObject()
     QCOMPARE(openDescriptors(), before + 1);
 }
 
-QTEST_GUILESS_MAIN(tst_Buttons)
+MFTOOL_TEST(TestButtons, EventLoop)
 #include "tst_buttons.moc"

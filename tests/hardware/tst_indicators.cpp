@@ -8,6 +8,7 @@
 
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -317,5 +318,5 @@ void TestIndicators::biasFailsAtAStep()
           "stored");
 }
 
-QTEST_GUILESS_MAIN(TestIndicators)
+MFTOOL_TEST(TestIndicators, EventLoop)
 #include "tst_indicators.moc"

@@ -1,8 +1,9 @@
 #include <QtTest>
 
 #include "hardware/inputevent.h"
+#include "tests/support/testprogram.h"
 
-class tst_InputEvent : public QObject
+class TestInputEvent : public QObject
 {
     Q_OBJECT
 
@@ -14,12 +15,12 @@ private slots:
     void homeKey();
 };
 
-void tst_InputEvent::size()
+void TestInputEvent::size()
 {
     QCOMPARE(inputEventSize, 16);
 }
 
-void tst_InputEvent::decode_data()
+void TestInputEvent::decode_data()
 {
     QTest::addColumn<QByteArray>("record");
     QTest::addColumn<int>("type");
@@ -38,7 +39,7 @@ void tst_InputEvent::decode_data()
         << 0x12345678;
 }
 
-void tst_InputEvent::decode()
+void TestInputEvent::decode()
 {
     QFETCH(QByteArray, record);
     QFETCH(int, type);
@@ -55,7 +56,7 @@ void tst_InputEvent::decode()
     QCOMPARE(decodeInputEvent(shifted.constData() + 1).value, value);
 }
 
-void tst_InputEvent::homeKey_data()
+void TestInputEvent::homeKey_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<int>("code");
@@ -69,7 +70,7 @@ void tst_InputEvent::homeKey_data()
     QTest::newRow("code's low byte alike") << 1 << 0x166 << false;
 }
 
-void tst_InputEvent::homeKey()
+void TestInputEvent::homeKey()
 {
     QFETCH(int, type);
     QFETCH(int, code);
@@ -78,5 +79,5 @@ void tst_InputEvent::homeKey()
     QCOMPARE(isHomeKey(InputEvent{quint16(type), quint16(code), 0}), home);
 }
 
-QTEST_GUILESS_MAIN(tst_InputEvent)
+MFTOOL_TEST(TestInputEvent, EventLoop)
 #include "tst_inputevent.moc"

@@ -3,6 +3,7 @@
 #include "hardware/readings.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -13,7 +14,7 @@ const QString mountedVersionFile = QStringLiteral("/mnt/usr/lib/panel/version");
 
 } // namespace
 
-class tst_Readings : public QObject
+class TestReadings : public QObject
 {
     Q_OBJECT
 
@@ -28,7 +29,7 @@ private slots:
     void versionFileMissing();
 };
 
-void tst_Readings::voltage_data()
+void TestReadings::voltage_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<QByteArray>("reading");
@@ -44,7 +45,7 @@ void tst_Readings::voltage_data()
     QTest::newRow("empty") << QByteArray() << QByteArray();
 }
 
-void tst_Readings::voltage()
+void TestReadings::voltage()
 {
     QFETCH(QByteArray, file);
     QFETCH(QByteArray, reading);
@@ -55,7 +56,7 @@ void tst_Readings::voltage()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_Readings::voltageFileMissing()
+void TestReadings::voltageFileMissing()
 {
     BoardFolder keypad;
     LogCatcher log;
@@ -63,7 +64,7 @@ void tst_Readings::voltageFileMissing()
     QCOMPARE(log.take(), QStringList(QStringLiteral("warning: Failed to open voltage file")));
 }
 
-void tst_Readings::voltageFollowsTheFile()
+void TestReadings::voltageFollowsTheFile()
 {
     BoardFolder keypad;
     keypad.write(voltageFile, "11900\n");
@@ -72,7 +73,7 @@ void tst_Readings::voltageFollowsTheFile()
     QCOMPARE(readVoltage(keypad.board()), QByteArray("12100"));
 }
 
-void tst_Readings::version_data()
+void TestReadings::version_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<QString>("text");
@@ -91,7 +92,7 @@ void tst_Readings::version_data()
     QTest::newRow("empty") << QByteArray() << QString();
 }
 
-void tst_Readings::version()
+void TestReadings::version()
 {
     QFETCH(QByteArray, file);
     QFETCH(QString, text);
@@ -104,7 +105,7 @@ void tst_Readings::version()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_Readings::versionOfTheChosenSystem()
+void TestReadings::versionOfTheChosenSystem()
 {
     BoardFolder keypad;
     keypad.write(versionFile, "1.0\n");
@@ -116,7 +117,7 @@ void tst_Readings::versionOfTheChosenSystem()
     QCOMPARE(version, QStringLiteral("2.0"));
 }
 
-void tst_Readings::versionFileMissing()
+void TestReadings::versionFileMissing()
 {
     const QStringList message(
         QStringLiteral("debug: In ATE mode Could not Open Version file to read"));
@@ -136,5 +137,5 @@ void tst_Readings::versionFileMissing()
     QCOMPARE(version, QStringLiteral("before"));
 }
 
-QTEST_GUILESS_MAIN(tst_Readings)
+MFTOOL_TEST(TestReadings, EventLoop)
 #include "tst_readings.moc"

@@ -15,6 +15,7 @@
 
 #include "hardware/sdcardtest.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -119,7 +120,7 @@ const char mountNeedsRoot[] = "mounting needs more rights than this test has her
 
 } // namespace
 
-class tst_SdCardTest : public QObject
+class TestSdCardTest : public QObject
 {
     Q_OBJECT
 
@@ -154,7 +155,7 @@ private:
     int m_values[10];
 };
 
-void tst_SdCardTest::init()
+void TestSdCardTest::init()
 {
     numbers = tenNumbers;
     seeds.clear();
@@ -165,7 +166,7 @@ void tst_SdCardTest::init()
         value = -88;
 }
 
-qint64 tst_SdCardTest::run(const QString &mountDir)
+qint64 TestSdCardTest::run(const QString &mountDir)
 {
     const qint64 result = sdCardTest(mountDir, m_status, m_values);
     beforeNumber = nullptr;
@@ -181,7 +182,7 @@ qint64 tst_SdCardTest::run(const QString &mountDir)
 
 #define VALUES_UNTOUCHED() COMPARE_VALUES(-88, -88, -88, -88, -88, -88, -88, -88, -88, -88)
 
-void tst_SdCardTest::goodCard()
+void TestSdCardTest::goodCard()
 {
     Card card;
     LogCatcher log;
@@ -209,7 +210,7 @@ void tst_SdCardTest::goodCard()
                       << "debug: Full match between read and write");
 }
 
-void tst_SdCardTest::seededWithTheTime()
+void TestSdCardTest::seededWithTheTime()
 {
     Card card;
     LogCatcher log;
@@ -225,7 +226,7 @@ void tst_SdCardTest::seededWithTheTime()
     QCOMPARE(seeds.size(), 2);
 }
 
-void tst_SdCardTest::everyLineIsFlushed()
+void TestSdCardTest::everyLineIsFlushed()
 {
     Card card;
     LogCatcher log;
@@ -237,7 +238,7 @@ void tst_SdCardTest::everyLineIsFlushed()
         QCOMPARE(seen.at(i), QByteArray(tenLines).left(3 * i));
 }
 
-void tst_SdCardTest::oldFileIsDeleted()
+void TestSdCardTest::oldFileIsDeleted()
 {
     Card card;
     const QByteArray old = QByteArray("an older, longer file\n").repeated(10);
@@ -258,7 +259,7 @@ void tst_SdCardTest::oldFileIsDeleted()
     QCOMPARE(m_status, 0);
 }
 
-void tst_SdCardTest::probeFileIsNotTouchedByAGoodCard()
+void TestSdCardTest::probeFileIsNotTouchedByAGoodCard()
 {
     Card card;
     QVERIFY(card.put(probeFile, "mine"));
@@ -267,7 +268,7 @@ void tst_SdCardTest::probeFileIsNotTouchedByAGoodCard()
     QCOMPARE(card.get(probeFile), QByteArray("mine"));
 }
 
-void tst_SdCardTest::oldFileIsAFolder()
+void TestSdCardTest::oldFileIsAFolder()
 {
     Card card;
     QVERIFY(QDir(card.path()).mkpath(QLatin1String(testFile) + "/inside"));
@@ -282,7 +283,7 @@ void tst_SdCardTest::oldFileIsAFolder()
     QCOMPARE(drawn, 0);
 }
 
-void tst_SdCardTest::oldFileIsAMountPoint()
+void TestSdCardTest::oldFileIsAMountPoint()
 {
     Card card;
     QTemporaryDir elsewhere;
@@ -301,7 +302,7 @@ void tst_SdCardTest::oldFileIsAMountPoint()
     QVERIFY(!card.has(probeFile));
 }
 
-void tst_SdCardTest::oldFileOnReadOnlyCard()
+void TestSdCardTest::oldFileOnReadOnlyCard()
 {
     Card card;
     if (!card.mountTmpfs("size=64k"))
@@ -323,7 +324,7 @@ void tst_SdCardTest::oldFileOnReadOnlyCard()
     QVERIFY(!card.has(probeFile));
 }
 
-void tst_SdCardTest::oldProbeFile()
+void TestSdCardTest::oldProbeFile()
 {
     Card card;
     QVERIFY(QDir(card.path()).mkpath(QLatin1String(testFile) + "/inside"));
@@ -334,7 +335,7 @@ void tst_SdCardTest::oldProbeFile()
     QVERIFY(!card.has(probeFile));
 }
 
-void tst_SdCardTest::probeIsAFolder()
+void TestSdCardTest::probeIsAFolder()
 {
     // A card that cannot take the probe counts as write-protected, whatever the cause.
     Card card;
@@ -346,7 +347,7 @@ void tst_SdCardTest::probeIsAFolder()
     VALUES_UNTOUCHED();
 }
 
-void tst_SdCardTest::cardFolderGone()
+void TestSdCardTest::cardFolderGone()
 {
     Card card;
     const QString gone = card.path("gone");
@@ -360,7 +361,7 @@ void tst_SdCardTest::cardFolderGone()
     QCOMPARE(drawn, 0);
 }
 
-void tst_SdCardTest::readOnlyCard()
+void TestSdCardTest::readOnlyCard()
 {
     Card card;
     if (!card.mountTmpfs("size=64k") || !card.makeReadOnly())
@@ -373,7 +374,7 @@ void tst_SdCardTest::readOnlyCard()
                                      QStringLiteral("/ateTestFileOnSdCard.txt for write")));
 }
 
-void tst_SdCardTest::fileVanishes()
+void TestSdCardTest::fileVanishes()
 {
     Card card;
     LogCatcher log;
@@ -388,7 +389,7 @@ void tst_SdCardTest::fileVanishes()
                                      QStringLiteral("/ateTestFileOnSdCard.txt for Read")));
 }
 
-void tst_SdCardTest::byteDiffers()
+void TestSdCardTest::byteDiffers()
 {
     Card card;
     LogCatcher log;
@@ -414,7 +415,7 @@ void tst_SdCardTest::byteDiffers()
     QVERIFY(card.has(testFile));
 }
 
-void tst_SdCardTest::fullCard()
+void TestSdCardTest::fullCard()
 {
     Card card;
     if (!card.mountTmpfs("size=4k"))
@@ -429,7 +430,7 @@ void tst_SdCardTest::fullCard()
     QCOMPARE(card.get(testFile), QByteArray());
 }
 
-void tst_SdCardTest::linesReadBack_data()
+void TestSdCardTest::linesReadBack_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<QList<int>>("values");
@@ -458,7 +459,7 @@ void tst_SdCardTest::linesReadBack_data()
                                  << QStringLiteral("debug: Full match between read and write");
 }
 
-void tst_SdCardTest::linesReadBack()
+void TestSdCardTest::linesReadBack()
 {
     QFETCH(QByteArray, file);
     QFETCH(QList<int>, values);
@@ -480,5 +481,5 @@ void tst_SdCardTest::linesReadBack()
     QCOMPARE(m_status, lastMessage.contains(QStringLiteral("Error")) ? 3 : 0);
 }
 
-QTEST_GUILESS_MAIN(tst_SdCardTest)
+MFTOOL_TEST(TestSdCardTest, EventLoop)
 #include "tst_sdcardtest.moc"

@@ -3,7 +3,9 @@
 
 #include <QtTest>
 
-class tst_SdEvent : public QObject
+#include "tests/support/testprogram.h"
+
+class TestSdEvent : public QObject
 {
     Q_OBJECT
 
@@ -12,7 +14,7 @@ private slots:
     void line();
 };
 
-void tst_SdEvent::line_data()
+void TestSdEvent::line_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<int>("kind");
@@ -64,7 +66,7 @@ void tst_SdEvent::line_data()
     QTest::newRow("byte above 0x7F") << QByteArray("\xA3/media\n") << invalid << none;
 }
 
-void tst_SdEvent::line()
+void TestSdEvent::line()
 {
     QFETCH(QByteArray, line);
     QFETCH(int, kind);
@@ -74,5 +76,5 @@ void tst_SdEvent::line()
     QCOMPARE(event.dir, dir);
 }
 
-QTEST_GUILESS_MAIN(tst_SdEvent)
+MFTOOL_TEST(TestSdEvent, EventLoop)
 #include "tst_sdevent.moc"

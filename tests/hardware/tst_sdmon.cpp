@@ -15,6 +15,7 @@
 #include "tests/support/anyqt.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -271,5 +272,5 @@ void TestSdMon::signalOrder()
     QCOMPARE(signatureOf(meta.method(meta.methodOffset() + 1)), QByteArray("dirRemoved(QString)"));
 }
 
-QTEST_GUILESS_MAIN(TestSdMon)
+MFTOOL_TEST(TestSdMon, EventLoop)
 #include "tst_sdmon.moc"

@@ -5,6 +5,7 @@
 
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -13,7 +14,7 @@ const QString powerSwitch = QStringLiteral("/sys/class/gpio/sd_power/value");
 
 } // namespace
 
-class tst_SdPower : public QObject
+class TestSdPower : public QObject
 {
     Q_OBJECT
 
@@ -25,7 +26,7 @@ private slots:
     void refusedStore();
 };
 
-void tst_SdPower::switches_data()
+void TestSdPower::switches_data()
 {
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<bool>("on");
@@ -40,7 +41,7 @@ void tst_SdPower::switches_data()
     QTest::newRow("off again") << QByteArray("0\n") << false << QByteArray("0") << disabled;
 }
 
-void tst_SdPower::switches()
+void TestSdPower::switches()
 {
     QFETCH(QByteArray, before);
     QFETCH(bool, on);
@@ -54,7 +55,7 @@ void tst_SdPower::switches()
     QCOMPARE(log.take(), QStringList(said));
 }
 
-void tst_SdPower::boardWithoutTheSwitch()
+void TestSdPower::boardWithoutTheSwitch()
 {
     BoardFolder folder;
     folder.makeFolder(QStringLiteral("/sys/class/gpio/sd_power"));
@@ -65,7 +66,7 @@ void tst_SdPower::boardWithoutTheSwitch()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_SdPower::switchThatCannotBeOpened()
+void TestSdPower::switchThatCannotBeOpened()
 {
     // Root may open every file, but no folder for writing.
     BoardFolder folder;
@@ -79,7 +80,7 @@ void tst_SdPower::switchThatCannotBeOpened()
     QCOMPARE(log.take(), QStringList(failed));
 }
 
-void tst_SdPower::refusedStore()
+void TestSdPower::refusedStore()
 {
     BoardFolder folder;
     folder.link(powerSwitch, QStringLiteral("/dev/full"));
@@ -88,5 +89,5 @@ void tst_SdPower::refusedStore()
     QCOMPARE(log.take(), QStringList("debug: In ATE Mode --->, SD card Detection Enabled"));
 }
 
-QTEST_APPLESS_MAIN(tst_SdPower)
+MFTOOL_TEST(TestSdPower, NoApplication)
 #include "tst_sdpower.moc"

@@ -11,13 +11,14 @@
 #include <memory>
 
 #include <sys/inotify.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "hardware/buttons.h"
 #include "hardware/tamper.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
+#include "tests/support/writewatch.h"
 
 namespace
 {
@@ -32,31 +33,17 @@ const QString valueFile = QStringLiteral("/sys/class/gpio/gpio17/value");
 std::function<int(const QByteArray &, const QByteArray &)> onStore;
 QByteArray watchedRoot;
 
-} // namespace
-
-// Takes the place of the C library's, also for Qt.
-extern "C" ssize_t write(int fd, const void *bytes, size_t size)
+int watchStore(int fd, const QByteArray &bytes)
 {
-    if (onStore) {
-        char name[4096];
-        const QByteArray link = "/proc/self/fd/" + QByteArray::number(fd);
-        const ssize_t length = readlink(link.constData(), name, sizeof name);
-        const QByteArray path(name, int(qMax<ssize_t>(length, 0)));
-        if (path.startsWith(watchedRoot)) {
-            const auto hook = onStore;
-            const int error = hook(path.mid(watchedRoot.size()),
-                                   QByteArray(static_cast<const char *>(bytes), int(size)));
-            if (error != 0) {
-                errno = error;
-                return -1;
-            }
-        }
-    }
-    return syscall(SYS_write, fd, bytes, size);
+    char name[4096];
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(fd);
+    const ssize_t length = readlink(link.constData(), name, sizeof name);
+    const QByteArray path(name, int(qMax<ssize_t>(length, 0)));
+    if (!onStore || !path.startsWith(watchedRoot))
+        return 0;
+    const auto hook = onStore;
+    return hook(path.mid(watchedRoot.size()), bytes);
 }
-
-namespace
-{
 
 class GpioBoard : public BoardFolder
 {
@@ -73,6 +60,7 @@ public:
     ~GpioBoard()
     {
         onStore = nullptr;
+        WriteWatch::set(nullptr);
         close(m_watch);
     }
     Q_DISABLE_COPY(GpioBoard)
@@ -94,6 +82,7 @@ public:
         watchFolder(exportFile);
         watchFolder(valueFile);
         watchedRoot = QFile::encodeName(at(QString()));
+        WriteWatch::set(watchStore);
         onStore = [this, exported](const QByteArray &path, const QByteArray &bytes) {
             stores.append(Store(path, bytes));
             if (path != "/sys/class/gpio/export")
@@ -147,7 +136,7 @@ const GpioBoard::Store polarityStore("/sys/class/gpio/gpio17/active_low", "1");
 
 } // namespace
 
-class tst_Tamper : public QObject
+class TestTamper : public QObject
 {
     Q_OBJECT
 
@@ -168,7 +157,7 @@ private slots:
     void valueCannotBeOpenedAfterTheExport();
 };
 
-void tst_Tamper::aboveRevision3_data()
+void TestTamper::aboveRevision3_data()
 {
     QTest::addColumn<QByteArray>("revision");
     QTest::addColumn<bool>("exported");
@@ -178,7 +167,7 @@ void tst_Tamper::aboveRevision3_data()
     }
 }
 
-void tst_Tamper::aboveRevision3()
+void TestTamper::aboveRevision3()
 {
     QFETCH(QByteArray, revision);
     QFETCH(bool, exported);
@@ -193,14 +182,14 @@ void tst_Tamper::aboveRevision3()
     QVERIFY(keypad.stores.isEmpty());
 }
 
-void tst_Tamper::upToRevision3_data()
+void TestTamper::upToRevision3_data()
 {
     QTest::addColumn<QByteArray>("revision");
     for (const char *revision : {"1", "2", "3"})
         QTest::newRow(revision) << QByteArray(revision);
 }
 
-void tst_Tamper::upToRevision3()
+void TestTamper::upToRevision3()
 {
     QFETCH(QByteArray, revision);
     GpioBoard keypad(revision);
@@ -215,7 +204,7 @@ void tst_Tamper::upToRevision3()
     QCOMPARE(keypad.read(activeLowFile), QByteArray("0\n"));
 }
 
-void tst_Tamper::value_data()
+void TestTamper::value_data()
 {
     QTest::addColumn<QByteArray>("file");
     QTest::addColumn<bool>("active");
@@ -229,7 +218,7 @@ void tst_Tamper::value_data()
     QTest::newRow("empty") << QByteArray() << false;
 }
 
-void tst_Tamper::value()
+void TestTamper::value()
 {
     QFETCH(QByteArray, file);
     QFETCH(bool, active);
@@ -242,7 +231,7 @@ void tst_Tamper::value()
     QCOMPARE(keypad.log.take(), QStringList());
 }
 
-void tst_Tamper::exportsOnce()
+void TestTamper::exportsOnce()
 {
     GpioBoard keypad("2");
     keypad.makeExport();
@@ -262,7 +251,7 @@ void tst_Tamper::exportsOnce()
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("value")));
 }
 
-void tst_Tamper::exportCannotBeOpened()
+void TestTamper::exportCannotBeOpened()
 {
     const QStringList message(
         QStringLiteral("warning: Unable to export the tamper GPIO to user space"));
@@ -278,7 +267,7 @@ void tst_Tamper::exportCannotBeOpened()
     QCOMPARE(keypad.log.take(), message);
 }
 
-void tst_Tamper::exportWithoutEffect()
+void TestTamper::exportWithoutEffect()
 {
     GpioBoard keypad("2");
     keypad.makeExport();
@@ -290,7 +279,7 @@ void tst_Tamper::exportWithoutEffect()
     QCOMPARE(keypad.opened(), QStringList(QStringLiteral("export")));
 }
 
-void tst_Tamper::exportRefused()
+void TestTamper::exportRefused()
 {
     // A store that the kernel refuses is not an error by itself and is not tried again.
     GpioBoard keypad("2");
@@ -302,7 +291,7 @@ void tst_Tamper::exportRefused()
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore);
 }
 
-void tst_Tamper::polarityCannotBeOpened()
+void TestTamper::polarityCannotBeOpened()
 {
     GpioBoard keypad("2");
     keypad.makeExport();
@@ -323,7 +312,7 @@ void tst_Tamper::polarityCannotBeOpened()
     QCOMPARE(keypad.stores.size(), 1);
 }
 
-void tst_Tamper::polarityRefused()
+void TestTamper::polarityRefused()
 {
     GpioBoard keypad("2");
     keypad.makeExport();
@@ -340,7 +329,7 @@ void tst_Tamper::polarityRefused()
     QCOMPARE(keypad.log.take(), QStringList());
 }
 
-void tst_Tamper::valueCannotBeOpened()
+void TestTamper::valueCannotBeOpened()
 {
     GpioBoard keypad("3");
     keypad.makeExport();
@@ -352,7 +341,7 @@ void tst_Tamper::valueCannotBeOpened()
     QVERIFY(keypad.stores.isEmpty());
 }
 
-void tst_Tamper::valueCannotBeOpenedAfterTheExport()
+void TestTamper::valueCannotBeOpenedAfterTheExport()
 {
     GpioBoard keypad("1");
     keypad.makeExport();
@@ -367,5 +356,5 @@ void tst_Tamper::valueCannotBeOpenedAfterTheExport()
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
 }
 
-QTEST_GUILESS_MAIN(tst_Tamper)
+MFTOOL_TEST(TestTamper, EventLoop)
 #include "tst_tamper.moc"

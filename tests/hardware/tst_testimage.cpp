@@ -4,6 +4,7 @@
 #include <QtTest>
 
 #include "tests/support/boardfolder.h"
+#include "tests/support/testprogram.h"
 
 class TestTestImage : public QObject
 {
@@ -80,5 +81,5 @@ void TestTestImage::missingFolder()
     QCOMPARE(findTestImage(folder.at("/images"), "bars"), QString("bars"));
 }
 
-QTEST_APPLESS_MAIN(TestTestImage)
+MFTOOL_TEST(TestTestImage, NoApplication)
 #include "tst_testimage.moc"

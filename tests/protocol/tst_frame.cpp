@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestFrame : public QObject
 {
     Q_OBJECT
@@ -134,5 +136,5 @@ void TestFrame::hex()
     QTEST(hexValue(digits), "value");
 }
 
-QTEST_APPLESS_MAIN(TestFrame)
+MFTOOL_TEST(TestFrame, NoApplication)
 #include "tst_frame.moc"

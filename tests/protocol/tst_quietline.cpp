@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 /// What the kernel fills in for TCGETS2; its own header cannot stand beside <termios.h>.
 struct termios2 {
@@ -174,5 +175,5 @@ void TestQuietLine::terminalIsReadOnlyAfterIt()
     close(fd);
 }
 
-QTEST_APPLESS_MAIN(TestQuietLine)
+MFTOOL_TEST(TestQuietLine, NoApplication)
 #include "tst_quietline.moc"

@@ -5,6 +5,8 @@
 
 #include <climits>
 
+#include "tests/support/testprogram.h"
+
 class TestReplyData : public QObject
 {
     Q_OBJECT
@@ -153,5 +155,5 @@ void TestReplyData::sdCard()
     QCOMPARE(sdCardResponse(timeout, portNum, status, array), text);
 }
 
-QTEST_APPLESS_MAIN(TestReplyData)
+MFTOOL_TEST(TestReplyData, NoApplication)
 #include "tst_replydata.moc"

@@ -27,6 +27,7 @@
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -907,5 +908,5 @@ void TestTestProto::sdCardComesAndGoes()
     QVERIFY(m_log->has("debug: In ATE Mode--->, SD UnMount from m_sdCardMountPath=/another"));
 }
 
-QTEST_GUILESS_MAIN(TestTestProto)
+MFTOOL_TEST(TestTestProto, EventLoop)
 #include "tst_testproto.moc"

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -50,5 +52,5 @@ void TestIPlatPort::isAbstract()
     QCOMPARE(sizeof(IPlatPort), sizeof(void *)); // no data
 }
 
-QTEST_APPLESS_MAIN(TestIPlatPort)
+MFTOOL_TEST(TestIPlatPort, NoApplication)
 #include "tst_iplatport.moc"

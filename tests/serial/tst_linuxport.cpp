@@ -20,6 +20,7 @@
 #include "serial/linuxport.h"
 #include "tests/serial/pty.h"
 #include "tests/support/logcatcher.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -104,7 +105,7 @@ int hasControllingTerminal()
 
 } // namespace
 
-class tst_LinuxPort : public QObject
+class TestLinuxPort : public QObject
 {
     Q_OBJECT
 
@@ -143,14 +144,14 @@ private slots:
     void destructorCloses();
 };
 
-void tst_LinuxPort::init()
+void TestLinuxPort::init()
 {
     calls.clear();
     memset(&handedOver, 0xFF, sizeof handedOver);
     answer = AskTheSystem;
 }
 
-void tst_LinuxPort::startsClosed()
+void TestLinuxPort::startsClosed()
 {
     LinuxPort port;
     char byte = 'x';
@@ -162,7 +163,7 @@ void tst_LinuxPort::startsClosed()
     QVERIFY(calls.isEmpty());
 }
 
-void tst_LinuxPort::speed_data()
+void TestLinuxPort::speed_data()
 {
     QTest::addColumn<int>("requested");
     QTest::addColumn<uint>("code");
@@ -219,7 +220,7 @@ void tst_LinuxPort::speed_data()
     QTest::newRow("highest") << INT_MAX << uint(B4000000) << 4000000u;
 }
 
-void tst_LinuxPort::speed()
+void TestLinuxPort::speed()
 {
     QFETCH(int, requested);
     QFETCH(uint, code);
@@ -248,7 +249,7 @@ void tst_LinuxPort::speed()
     QCOMPARE(uint(kept.c_cflag & CBAUD), code);
 }
 
-void tst_LinuxPort::speedsBelowZero()
+void TestLinuxPort::speedsBelowZero()
 {
     Pty line;
     LogCatcher log;
@@ -259,7 +260,7 @@ void tst_LinuxPort::speedsBelowZero()
     QCOMPARE(uint(handedOver.c_cflag & CBAUD), uint(B0));
 }
 
-void tst_LinuxPort::characterSize_data()
+void TestLinuxPort::characterSize_data()
 {
     QTest::addColumn<int>("dataBits");
     QTest::addColumn<uint>("size");
@@ -273,7 +274,7 @@ void tst_LinuxPort::characterSize_data()
     QTest::newRow("-5") << -5 << uint(CS8);
 }
 
-void tst_LinuxPort::characterSize()
+void TestLinuxPort::characterSize()
 {
     QFETCH(int, dataBits);
     QFETCH(uint, size);
@@ -287,7 +288,7 @@ void tst_LinuxPort::characterSize()
     QCOMPARE(uint(handedOver.c_cflag), uint(CREAD | CLOCAL | B9600) | size);
 }
 
-void tst_LinuxPort::parity_data()
+void TestLinuxPort::parity_data()
 {
     QTest::addColumn<int>("parity");
     QTest::addColumn<uint>("flags");
@@ -298,7 +299,7 @@ void tst_LinuxPort::parity_data()
     QTest::newRow("-1") << -1 << 0u;
 }
 
-void tst_LinuxPort::parity()
+void TestLinuxPort::parity()
 {
     QFETCH(int, parity);
     QFETCH(uint, flags);
@@ -312,7 +313,7 @@ void tst_LinuxPort::parity()
     QCOMPARE(uint(handedOver.c_cflag), uint(CREAD | CLOCAL | B9600 | CS8) | flags);
 }
 
-void tst_LinuxPort::stopBits_data()
+void TestLinuxPort::stopBits_data()
 {
     QTest::addColumn<int>("stopBits");
     QTest::addColumn<uint>("flags");
@@ -323,7 +324,7 @@ void tst_LinuxPort::stopBits_data()
     QTest::newRow("3") << 3 << uint(CSTOPB);
 }
 
-void tst_LinuxPort::stopBits()
+void TestLinuxPort::stopBits()
 {
     QFETCH(int, stopBits);
     QFETCH(uint, flags);
@@ -339,7 +340,7 @@ void tst_LinuxPort::stopBits()
     QCOMPARE(uint(kept.c_cflag & CSTOPB), flags);
 }
 
-void tst_LinuxPort::allFlags()
+void TestLinuxPort::allFlags()
 {
     Pty line;
     LogCatcher log;
@@ -361,7 +362,7 @@ void tst_LinuxPort::allFlags()
         QCOMPARE(int(handedOver.c_cc[which]), which == VMIN ? 1 : 0);
 }
 
-void tst_LinuxPort::rawLineReadBack()
+void TestLinuxPort::rawLineReadBack()
 {
     Pty line;
     LogCatcher log;
@@ -379,7 +380,7 @@ void tst_LinuxPort::rawLineReadBack()
         QCOMPARE(int(kept.c_cc[which]), 0);
 }
 
-void tst_LinuxPort::inputIsDiscardedBeforeTheSettings()
+void TestLinuxPort::inputIsDiscardedBeforeTheSettings()
 {
     Pty line;
     LogCatcher log;
@@ -402,7 +403,7 @@ void tst_LinuxPort::inputIsDiscardedBeforeTheSettings()
     QCOMPARE(calls.at(1).argument, TCSANOW);
 }
 
-void tst_LinuxPort::access_data()
+void TestLinuxPort::access_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<int>("flags");
@@ -421,7 +422,7 @@ void tst_LinuxPort::access_data()
         << int(QIODevice::ReadWrite | QIODevice::Unbuffered) << O_RDWR;
 }
 
-void tst_LinuxPort::access()
+void TestLinuxPort::access()
 {
     QFETCH(int, mode);
     QFETCH(int, flags);
@@ -433,7 +434,7 @@ void tst_LinuxPort::access()
     QCOMPARE(kept & (O_ACCMODE | O_APPEND | O_NONBLOCK), flags | O_NONBLOCK);
 }
 
-void tst_LinuxPort::truncate_data()
+void TestLinuxPort::truncate_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<QByteArray>("left");
@@ -442,7 +443,7 @@ void tst_LinuxPort::truncate_data()
     QTest::newRow("write") << int(QIODevice::WriteOnly) << QByteArray("old");
 }
 
-void tst_LinuxPort::truncate()
+void TestLinuxPort::truncate()
 {
     // A plain file shows it; that it is no terminal is noticed only after opening.
     QFETCH(int, mode);
@@ -460,7 +461,7 @@ void tst_LinuxPort::truncate()
     QCOMPARE(file.readAll(), left);
 }
 
-void tst_LinuxPort::noControllingTerminal()
+void TestLinuxPort::noControllingTerminal()
 {
     Pty line;
     const QByteArray path = line.path().toLatin1();
@@ -483,7 +484,7 @@ void tst_LinuxPort::noControllingTerminal()
              0);
 }
 
-void tst_LinuxPort::childProcessesDoNotGetIt()
+void TestLinuxPort::childProcessesDoNotGetIt()
 {
     Pty line;
     LogCatcher log;
@@ -492,7 +493,7 @@ void tst_LinuxPort::childProcessesDoNotGetIt()
     QCOMPARE(fcntl(port.handle(), F_GETFD), FD_CLOEXEC);
 }
 
-void tst_LinuxPort::openWhileOpen()
+void TestLinuxPort::openWhileOpen()
 {
     Pty line;
     LogCatcher log;
@@ -515,7 +516,7 @@ void tst_LinuxPort::openWhileOpen()
     QCOMPARE(uint(kept.c_cflag & CBAUD), uint(B38400));
 }
 
-void tst_LinuxPort::logsTheRequestedSpeed()
+void TestLinuxPort::logsTheRequestedSpeed()
 {
     Pty line;
     LogCatcher log;
@@ -527,7 +528,7 @@ void tst_LinuxPort::logsTheRequestedSpeed()
                                      QStringLiteral(" opened and configured for speed 100000\n")));
 }
 
-void tst_LinuxPort::missingDevice()
+void TestLinuxPort::missingDevice()
 {
     LogCatcher log;
     LinuxPort port;
@@ -540,7 +541,7 @@ void tst_LinuxPort::missingDevice()
     QVERIFY(calls.isEmpty());
 }
 
-void tst_LinuxPort::noTerminal()
+void TestLinuxPort::noTerminal()
 {
     QTemporaryDir folder;
     QFile file(folder.filePath(QStringLiteral("file")));
@@ -558,7 +559,7 @@ void tst_LinuxPort::noTerminal()
     QCOMPARE(openDescriptors(), before);
 }
 
-void tst_LinuxPort::refusedSettings()
+void TestLinuxPort::refusedSettings()
 {
     Pty line;
     LogCatcher log;
@@ -577,7 +578,7 @@ void tst_LinuxPort::refusedSettings()
     QVERIFY(port.isOpen());
 }
 
-void tst_LinuxPort::receives()
+void TestLinuxPort::receives()
 {
     Pty line;
     LogCatcher log;
@@ -602,7 +603,7 @@ void tst_LinuxPort::receives()
     QCOMPARE(poll(&waiting, 1, 0), 0);
 }
 
-void tst_LinuxPort::nothingWaiting()
+void TestLinuxPort::nothingWaiting()
 {
     Pty line;
     LogCatcher log;
@@ -615,7 +616,7 @@ void tst_LinuxPort::nothingWaiting()
     QVERIFY(port.isOpen());
 }
 
-void tst_LinuxPort::sends()
+void TestLinuxPort::sends()
 {
     Pty line;
     LogCatcher log;
@@ -633,7 +634,7 @@ void tst_LinuxPort::sends()
     QCOMPARE(errno, EBADF);
 }
 
-void tst_LinuxPort::noRoom()
+void TestLinuxPort::noRoom()
 {
     Pty line;
     LogCatcher log;
@@ -650,7 +651,7 @@ void tst_LinuxPort::noRoom()
     QVERIFY(port.isOpen());
 }
 
-void tst_LinuxPort::close()
+void TestLinuxPort::close()
 {
     Pty line;
     LogCatcher log;
@@ -678,7 +679,7 @@ void tst_LinuxPort::close()
     QVERIFY(port.isOpen());
 }
 
-void tst_LinuxPort::destructorCloses()
+void TestLinuxPort::destructorCloses()
 {
     Pty line;
     LogCatcher log;
@@ -698,5 +699,5 @@ void tst_LinuxPort::destructorCloses()
     QCOMPARE(openDescriptors(), before);
 }
 
-QTEST_GUILESS_MAIN(tst_LinuxPort)
+MFTOOL_TEST(TestLinuxPort, EventLoop)
 #include "tst_linuxport.moc"

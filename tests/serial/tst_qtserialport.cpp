@@ -13,6 +13,7 @@
 #include "tests/support/anyqt.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
+#include "tests/support/testprogram.h"
 
 namespace
 {
@@ -198,7 +199,7 @@ QByteArray filled(int size)
 
 } // namespace
 
-class tst_QtSerialPort : public QObject
+class TestQtSerialPort : public QObject
 {
     Q_OBJECT
 
@@ -263,7 +264,7 @@ private slots:
     void queuedBytesFollow();
 };
 
-void tst_QtSerialPort::metaObject()
+void TestQtSerialPort::metaObject()
 {
     const QMetaObject &meta = QtSerialPort::staticMetaObject;
     QCOMPARE(meta.className(), "QtSerialPort");
@@ -279,7 +280,7 @@ void tst_QtSerialPort::metaObject()
                                     << "onExcept()");
 }
 
-void tst_QtSerialPort::initialValues()
+void TestQtSerialPort::initialValues()
 {
     QObject parent;
     FakePort port;
@@ -302,7 +303,7 @@ void tst_QtSerialPort::initialValues()
     QCOMPARE(child->portName, QStringLiteral("/dev/other"));
 }
 
-void tst_QtSerialPort::openPassesTheSettings()
+void TestQtSerialPort::openPassesTheSettings()
 {
     FakePort port;
     Device device(&port);
@@ -320,7 +321,7 @@ void tst_QtSerialPort::openPassesTheSettings()
     QCOMPARE(port.handleAsked, 1);
 }
 
-void tst_QtSerialPort::openFails()
+void TestQtSerialPort::openFails()
 {
     FakePort port;
     Device device(&port);
@@ -332,7 +333,7 @@ void tst_QtSerialPort::openFails()
     QCOMPARE(device.writeBuffer, QByteArray("old"));
 }
 
-void tst_QtSerialPort::openNotOpen()
+void TestQtSerialPort::openNotOpen()
 {
     FakePort port;
     Device device(&port);
@@ -349,7 +350,7 @@ void tst_QtSerialPort::openNotOpen()
     QCOMPARE(port.closed, 0);
 }
 
-void tst_QtSerialPort::openWhileOpen()
+void TestQtSerialPort::openWhileOpen()
 {
     FakePort port;
     Device device(&port);
@@ -364,7 +365,7 @@ void tst_QtSerialPort::openWhileOpen()
     QCOMPARE(device.writeBuffer, QByteArray("w"));
 }
 
-void tst_QtSerialPort::openClearsTheBuffers()
+void TestQtSerialPort::openClearsTheBuffers()
 {
     FakePort port;
     Device device(&port);
@@ -376,7 +377,7 @@ void tst_QtSerialPort::openClearsTheBuffers()
 }
 
 /// One that reads would take the bytes of whoever else reads the line.
-void tst_QtSerialPort::openMakesAWriteNotifierAlone()
+void TestQtSerialPort::openMakesAWriteNotifierAlone()
 {
     Pty line;
     QVERIFY(line.isValid());
@@ -398,7 +399,7 @@ void tst_QtSerialPort::openMakesAWriteNotifierAlone()
     delete device.port;
 }
 
-void tst_QtSerialPort::openWithoutADescriptorMakesNone()
+void TestQtSerialPort::openWithoutADescriptorMakesNone()
 {
     FakePort port;
     Device device(&port);
@@ -406,7 +407,7 @@ void tst_QtSerialPort::openWithoutADescriptorMakesNone()
     QVERIFY(device.findChildren<QSocketNotifier *>().isEmpty());
 }
 
-void tst_QtSerialPort::closeRemovesNotifiers()
+void TestQtSerialPort::closeRemovesNotifiers()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -426,7 +427,7 @@ void tst_QtSerialPort::closeRemovesNotifiers()
     QVERIFY(!device.isOpen());
 }
 
-void tst_QtSerialPort::closeKeepsTheBuffers()
+void TestQtSerialPort::closeKeepsTheBuffers()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -437,7 +438,7 @@ void tst_QtSerialPort::closeKeepsTheBuffers()
     QCOMPARE(device.writeBuffer, QByteArray("w"));
 }
 
-void tst_QtSerialPort::destructorLeavesThePort()
+void TestQtSerialPort::destructorLeavesThePort()
 {
     FakePort port;
     {
@@ -449,7 +450,7 @@ void tst_QtSerialPort::destructorLeavesThePort()
     QVERIFY(port.isUp);
 }
 
-void tst_QtSerialPort::sequential()
+void TestQtSerialPort::sequential()
 {
     FakePort port;
     Device device(&port);
@@ -459,7 +460,7 @@ void tst_QtSerialPort::sequential()
     QCOMPARE(device.pos(), qint64(0));
 }
 
-void tst_QtSerialPort::waitingReturnsAtOnce()
+void TestQtSerialPort::waitingReturnsAtOnce()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -478,7 +479,7 @@ void tst_QtSerialPort::waitingReturnsAtOnce()
     QVERIFY(port.offered.isEmpty());
 }
 
-void tst_QtSerialPort::readNothing()
+void TestQtSerialPort::readNothing()
 {
     FakePort port;
     Device device(&port);
@@ -492,7 +493,7 @@ void tst_QtSerialPort::readNothing()
     QVERIFY(device.atEnd());
 }
 
-void tst_QtSerialPort::readPart()
+void TestQtSerialPort::readPart()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -518,7 +519,7 @@ void tst_QtSerialPort::readPart()
     QVERIFY(device.atEnd());
 }
 
-void tst_QtSerialPort::readThroughTheDevice()
+void TestQtSerialPort::readThroughTheDevice()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -531,7 +532,7 @@ void tst_QtSerialPort::readThroughTheDevice()
     QCOMPARE(device.readAll(), QByteArray());
 }
 
-void tst_QtSerialPort::linesThroughTheDevice()
+void TestQtSerialPort::linesThroughTheDevice()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -551,7 +552,7 @@ void tst_QtSerialPort::linesThroughTheDevice()
     QVERIFY(!device.canReadLine());
 }
 
-void tst_QtSerialPort::canReadLine()
+void TestQtSerialPort::canReadLine()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -569,7 +570,7 @@ void tst_QtSerialPort::canReadLine()
     QCOMPARE(device.readLine(), QByteArray("an end\n"));
 }
 
-void tst_QtSerialPort::bytesAvailable()
+void TestQtSerialPort::bytesAvailable()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -583,7 +584,7 @@ void tst_QtSerialPort::bytesAvailable()
     QCOMPARE(device.readAll(), QByteArray("abcde"));
 }
 
-void tst_QtSerialPort::writeTakenWhole()
+void TestQtSerialPort::writeTakenWhole()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -602,7 +603,7 @@ void tst_QtSerialPort::writeTakenWhole()
     QCOMPARE(device.bytesToWrite(), qint64(0));
 }
 
-void tst_QtSerialPort::writeTakenInPart_data()
+void TestQtSerialPort::writeTakenInPart_data()
 {
     QTest::addColumn<int>("accepts");
     QTest::addColumn<int>("size");
@@ -618,7 +619,7 @@ void tst_QtSerialPort::writeTakenInPart_data()
     QTest::newRow("299 of 300") << 299 << 300 << 300 << 1;
 }
 
-void tst_QtSerialPort::writeTakenInPart()
+void TestQtSerialPort::writeTakenInPart()
 {
     QFETCH(int, accepts);
     QFETCH(int, size);
@@ -638,7 +639,7 @@ void tst_QtSerialPort::writeTakenInPart()
     QVERIFY(device.writeNotifier->isEnabled());
 }
 
-void tst_QtSerialPort::writeBehindQueuedBytes()
+void TestQtSerialPort::writeBehindQueuedBytes()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -655,7 +656,7 @@ void tst_QtSerialPort::writeBehindQueuedBytes()
     QCOMPARE(port.outgoing, QByteArray("firstsecond"));
 }
 
-void tst_QtSerialPort::writeBeyondTheCap()
+void TestQtSerialPort::writeBeyondTheCap()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -665,7 +666,7 @@ void tst_QtSerialPort::writeBeyondTheCap()
     QCOMPARE(device.writeBuffer, filled(250) + "012345");
 }
 
-void tst_QtSerialPort::writeWithFullBuffer()
+void TestQtSerialPort::writeWithFullBuffer()
 {
     LogCatcher log;
     FakePort port;
@@ -678,7 +679,7 @@ void tst_QtSerialPort::writeWithFullBuffer()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_QtSerialPort::writeFails()
+void TestQtSerialPort::writeFails()
 {
     LogCatcher log;
     FakePort port;
@@ -691,7 +692,7 @@ void tst_QtSerialPort::writeFails()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_QtSerialPort::writeWhenClosed()
+void TestQtSerialPort::writeWhenClosed()
 {
     FakePort port;
     Device device(&port);
@@ -701,7 +702,7 @@ void tst_QtSerialPort::writeWhenClosed()
     QCOMPARE(port.closed, 0);
 }
 
-void tst_QtSerialPort::writeWithoutRoom()
+void TestQtSerialPort::writeWithoutRoom()
 {
     // A line that takes nothing more fails with EAGAIN, which counts as any failure does.
     Pty line;
@@ -717,7 +718,7 @@ void tst_QtSerialPort::writeWithoutRoom()
     QVERIFY(!device.isOpen());
 }
 
-void tst_QtSerialPort::writeFromTextStream()
+void TestQtSerialPort::writeFromTextStream()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -727,7 +728,7 @@ void tst_QtSerialPort::writeFromTextStream()
     QCOMPARE(port.outgoing, QByteArray("AB12\r\n"));
 }
 
-void tst_QtSerialPort::onReadTakesWhatFits()
+void TestQtSerialPort::onReadTakesWhatFits()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -744,7 +745,7 @@ void tst_QtSerialPort::onReadTakesWhatFits()
     QCOMPARE(ready.count(), 2);
 }
 
-void tst_QtSerialPort::onReadNothingCame()
+void TestQtSerialPort::onReadNothingCame()
 {
     LogCatcher log;
     FakePort port;
@@ -757,7 +758,7 @@ void tst_QtSerialPort::onReadNothingCame()
     QCOMPARE(log.take(), QStringList());
 }
 
-void tst_QtSerialPort::onReadFillsUp()
+void TestQtSerialPort::onReadFillsUp()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -779,7 +780,7 @@ void tst_QtSerialPort::onReadFillsUp()
     QVERIFY(!device.readNotifier->isEnabled());
 }
 
-void tst_QtSerialPort::onReadFull()
+void TestQtSerialPort::onReadFull()
 {
     FakePort port;
     OpenDevice device(&port);
@@ -794,7 +795,7 @@ void tst_QtSerialPort::onReadFull()
     QVERIFY(!device.readNotifier->isEnabled());
 }
 
-void tst_QtSerialPort::onReadFails()
+void TestQtSerialPort::onReadFails()
 {
     LogCatcher log;
     FakePort port;
@@ -813,7 +814,7 @@ void tst_QtSerialPort::onReadFails()
     QCOMPARE(device.readBuffer, QByteArray("kept"));
 }
 
-void tst_QtSerialPort::onReadEmptiedByTheReader()
+void TestQtSerialPort::onReadEmptiedByTheReader()
 {
     // A reader that takes the bytes at once leaves no reason to stop reading.
     FakePort port;
@@ -827,7 +828,7 @@ void tst_QtSerialPort::onReadEmptiedByTheReader()
     QVERIFY(device.readNotifier->isEnabled());
 }
 
-void tst_QtSerialPort::onWriteSendsTheQueue()
+void TestQtSerialPort::onWriteSendsTheQueue()
 {
     LogCatcher log;
     FakePort port;
@@ -842,7 +843,7 @@ void tst_QtSerialPort::onWriteSendsTheQueue()
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
 }
 
-void tst_QtSerialPort::onWritePart()
+void TestQtSerialPort::onWritePart()
 {
     LogCatcher log;
     FakePort port;
@@ -862,7 +863,7 @@ void tst_QtSerialPort::onWritePart()
                                        << "debug: onWrite");
 }
 
-void tst_QtSerialPort::onWriteNothingTaken()
+void TestQtSerialPort::onWriteNothingTaken()
 {
     LogCatcher log;
     FakePort port;
@@ -876,7 +877,7 @@ void tst_QtSerialPort::onWriteNothingTaken()
     QVERIFY(device.isOpen());
 }
 
-void tst_QtSerialPort::onWriteEmpty()
+void TestQtSerialPort::onWriteEmpty()
 {
     LogCatcher log;
     FakePort port;
@@ -888,7 +889,7 @@ void tst_QtSerialPort::onWriteEmpty()
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
 }
 
-void tst_QtSerialPort::onWriteFails()
+void TestQtSerialPort::onWriteFails()
 {
     LogCatcher log;
     FakePort port;
@@ -905,7 +906,7 @@ void tst_QtSerialPort::onWriteFails()
     QVERIFY(!device.writeNotifier);
 }
 
-void tst_QtSerialPort::onExcept()
+void TestQtSerialPort::onExcept()
 {
     LogCatcher log;
     FakePort port;
@@ -918,7 +919,7 @@ void tst_QtSerialPort::onExcept()
     QVERIFY(!device.exceptNotifier);
 }
 
-void tst_QtSerialPort::slotsWithoutNotifiers()
+void TestQtSerialPort::slotsWithoutNotifiers()
 {
     // Each place that would switch a notifier, on a device that has none.
     LogCatcher log;
@@ -942,7 +943,7 @@ void tst_QtSerialPort::slotsWithoutNotifiers()
     QVERIFY(!device.isOpen());
 }
 
-void tst_QtSerialPort::notifiersThatFire()
+void TestQtSerialPort::notifiersThatFire()
 {
     LogCatcher log;
     Pair pair;
@@ -971,7 +972,7 @@ void tst_QtSerialPort::notifiersThatFire()
     device.close();
 }
 
-void tst_QtSerialPort::notifierDeletedFromItsOwnSignal()
+void TestQtSerialPort::notifierDeletedFromItsOwnSignal()
 {
     LogCatcher log;
     Pair pair;
@@ -986,7 +987,7 @@ void tst_QtSerialPort::notifierDeletedFromItsOwnSignal()
     QVERIFY(!device.readNotifier);
 }
 
-void tst_QtSerialPort::onARealLine()
+void TestQtSerialPort::onARealLine()
 {
     Pty line;
     QVERIFY(line.isValid());
@@ -1008,7 +1009,7 @@ void tst_QtSerialPort::onARealLine()
                  "debug: Failed to open /nonexistent/ttySP0: No such file or directory")));
 }
 
-void tst_QtSerialPort::stealsNoBytes()
+void TestQtSerialPort::stealsNoBytes()
 {
     // Another descriptor on the same line gets every byte, also while events are handled.
     Pty line;
@@ -1034,7 +1035,7 @@ void tst_QtSerialPort::stealsNoBytes()
 }
 
 /// What a slow line did not take at once goes out by itself when there is room again.
-void tst_QtSerialPort::queuedBytesFollow()
+void TestQtSerialPort::queuedBytesFollow()
 {
     Pty line;
     QVERIFY(line.isValid());
@@ -1078,5 +1079,5 @@ void tst_QtSerialPort::queuedBytesFollow()
     QCOMPARE(log.take(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_QtSerialPort)
+MFTOOL_TEST(TestQtSerialPort, EventLoop)
 #include "tst_qtserialport.moc"

@@ -2,6 +2,7 @@
 /// unwritable; each time the tool answers its station as it should and ends with
 /// status 0. Besides, what the two lines into the tool can be put through.
 #include "hardware/board.h"
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QElapsedTimer>
@@ -413,7 +414,7 @@ QString joined(const Outcome &outcome)
 
 } // namespace
 
-class tst_Faults : public QObject
+class TestFaults : public QObject
 {
     Q_OBJECT
 
@@ -438,12 +439,12 @@ private:
     QList<LineFault> m_lines;
 };
 
-void tst_Faults::initTestCase()
+void TestFaults::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
-void tst_Faults::path_data()
+void TestFaults::path_data()
 {
     m_faults = allFaults();
     QTest::addColumn<int>("index");
@@ -451,7 +452,7 @@ void tst_Faults::path_data()
         QTest::newRow(qPrintable(m_faults.at(i).name)) << i;
 }
 
-void tst_Faults::path()
+void TestFaults::path()
 {
     QFETCH(int, index);
     const Fault &fault = m_faults.at(index);
@@ -482,7 +483,7 @@ void tst_Faults::path()
     end(&rig);
 }
 
-void tst_Faults::end(Rig *rig)
+void TestFaults::end(Rig *rig)
 {
     QVERIFY(rig->station.send(wire::ExitRequest));
     QCOMPARE(rig->next(60000), QString::fromLatin1(ack));
@@ -492,7 +493,7 @@ void tst_Faults::end(Rig *rig)
 }
 
 /// A path that is added to the board must be added here.
-void tst_Faults::everyPathHasItsTurn()
+void TestFaults::everyPathHasItsTurn()
 {
     QStringList seen;
     const QList<Fault> faults = allFaults();
@@ -508,7 +509,7 @@ void tst_Faults::everyPathHasItsTurn()
         QVERIFY2(seen.contains(pathOf(Board::Path(path))), qPrintable(pathOf(Board::Path(path))));
 }
 
-void tst_Faults::programs_data()
+void TestFaults::programs_data()
 {
     m_programs = programFaults();
     QTest::addColumn<int>("index");
@@ -516,7 +517,7 @@ void tst_Faults::programs_data()
         QTest::newRow(m_programs.at(i).name) << i;
 }
 
-void tst_Faults::programs()
+void TestFaults::programs()
 {
     QFETCH(int, index);
     const Programs &row = m_programs.at(index);
@@ -539,7 +540,7 @@ void tst_Faults::programs()
     end(&rig);
 }
 
-void tst_Faults::noLine_data()
+void TestFaults::noLine_data()
 {
     m_lines = lineFaults();
     QTest::addColumn<int>("index");
@@ -548,7 +549,7 @@ void tst_Faults::noLine_data()
 }
 
 /// Nobody can be answered; the tool must end by itself.
-void tst_Faults::noLine()
+void TestFaults::noLine()
 {
     QFETCH(int, index);
     SKIP_UNLESS_CLOCKS_MOVE();
@@ -572,7 +573,7 @@ void tst_Faults::noLine()
 }
 
 /// A station that sends without listening, a megabyte and more.
-void tst_Faults::flood()
+void TestFaults::flood()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -608,7 +609,7 @@ void tst_Faults::flood()
     end(&rig);
 }
 
-void tst_Faults::pipeWriterThatNeverCloses()
+void TestFaults::pipeWriterThatNeverCloses()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
@@ -627,7 +628,7 @@ void tst_Faults::pipeWriterThatNeverCloses()
     close(writer);
 }
 
-void tst_Faults::pipeWriterThatNeverEndsItsLine()
+void TestFaults::pipeWriterThatNeverEndsItsLine()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
@@ -643,5 +644,5 @@ void tst_Faults::pipeWriterThatNeverEndsItsLine()
     close(writer);
 }
 
-QTEST_GUILESS_MAIN(tst_Faults)
+MFTOOL_TEST(TestFaults, EventLoop)
 #include "tst_faults.moc"

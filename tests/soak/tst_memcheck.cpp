@@ -1,5 +1,6 @@
 /// A unit's whole way through production under Valgrind: no error, and no block
 /// that nothing points to any more but those in tests/valgrind.supp.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QFileInfo>
@@ -16,7 +17,7 @@ const int limitMsecs = 240000; // everything is some forty times slower
 
 } // namespace
 
-class tst_Memcheck : public QObject
+class TestMemcheck : public QObject
 {
     Q_OBJECT
 
@@ -33,7 +34,7 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_Memcheck::initTestCase()
+void TestMemcheck::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     QString reason;
@@ -49,7 +50,7 @@ void tst_Memcheck::initTestCase()
 }
 
 /// @param reply  type and data of the one frame that must answer, in the end
-void tst_Memcheck::ask(quint16 type, const QByteArray &data, const QByteArray &reply)
+void TestMemcheck::ask(quint16 type, const QByteArray &data, const QByteArray &reply)
 {
     const Station::Answer answer = m_rig->station.request(type, data, limitMsecs, limitMsecs);
     QVERIFY2(!answer.frames.isEmpty(), qPrintable(answer.error));
@@ -58,7 +59,7 @@ void tst_Memcheck::ask(quint16 type, const QByteArray &data, const QByteArray &r
     QVERIFY2(last.data.startsWith(reply.mid(5)), last.data.constData());
 }
 
-void tst_Memcheck::touchTest()
+void TestMemcheck::touchTest()
 {
     ask(0x7030, "01", "0004");
     QVERIFY(m_rig->keypad.touch(123, 45));
@@ -67,7 +68,7 @@ void tst_Memcheck::touchTest()
 }
 
 /// The five targets, each held until the buzzer has fallen silent again.
-void tst_Memcheck::calibrate()
+void TestMemcheck::calibrate()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     const struct {
@@ -96,7 +97,7 @@ void tst_Memcheck::calibrate()
 }
 
 /// With a station that looks in between, and once more when all is over.
-void tst_Memcheck::flash()
+void TestMemcheck::flash()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin("ubiformat", "ubiformat: flashing eraseblock 44 "));
@@ -113,7 +114,7 @@ void tst_Memcheck::flash()
     ask(0x7053, "", "0003");
 }
 
-void tst_Memcheck::production()
+void TestMemcheck::production()
 {
     const QString suppressions = QStringLiteral(MEMCHECK_SUPPRESSIONS);
     KeypadOptions options;
@@ -199,5 +200,5 @@ void tst_Memcheck::production()
     QVERIFY(isClean);
 }
 
-QTEST_GUILESS_MAIN(tst_Memcheck)
+MFTOOL_TEST(TestMemcheck, EventLoop)
 #include "tst_memcheck.moc"

@@ -3,6 +3,7 @@
 ///
 /// MFTOOL_SOAK_REQUESTS says how many, 3000 when it is not set.
 #include "bench/station/frame.h"
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QDir>
@@ -128,7 +129,7 @@ struct Holdings {
 
 } // namespace
 
-class tst_Soak : public QObject
+class TestSoak : public QObject
 {
     Q_OBJECT
 
@@ -146,13 +147,13 @@ private:
     QString m_why;
 };
 
-void tst_Soak::initTestCase()
+void TestSoak::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
 /// Straight on the line, without a transcript that grows.
-QByteArray tst_Soak::exchange(const QByteArray &request, int expectedSize)
+QByteArray TestSoak::exchange(const QByteArray &request, int expectedSize)
 {
     const int line = m_rig->keypad.lineFd();
     if (write(line, request.constData(), size_t(request.size())) != request.size())
@@ -169,7 +170,7 @@ QByteArray tst_Soak::exchange(const QByteArray &request, int expectedSize)
     return received;
 }
 
-bool tst_Soak::one(int number)
+bool TestSoak::one(int number)
 {
     QByteArray request;
     QByteArray expected;
@@ -200,7 +201,7 @@ bool tst_Soak::one(int number)
 }
 
 /// A flash or a mount: children come and go.
-bool tst_Soak::program(quint16 request, quint16 reply)
+bool TestSoak::program(quint16 request, quint16 reply)
 {
     const Station::Answer answer = m_rig->station.request(request, "", 60000, 60000);
     const bool good = answer.acked && answer.data(reply) == "01";
@@ -210,7 +211,7 @@ bool tst_Soak::program(quint16 request, quint16 reply)
     return good;
 }
 
-void tst_Soak::mixedRequests()
+void TestSoak::mixedRequests()
 {
     bool isSet = false;
     int count = qEnvironmentVariableIntValue("MFTOOL_SOAK_REQUESTS", &isSet);
@@ -266,5 +267,5 @@ void tst_Soak::mixedRequests()
     QCOMPARE(m_rig->keypad.exitStatus().code, 0);
 }
 
-QTEST_GUILESS_MAIN(tst_Soak)
+MFTOOL_TEST(TestSoak, EventLoop)
 #include "tst_soak.moc"

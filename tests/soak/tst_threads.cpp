@@ -6,6 +6,7 @@
 #include "protocol/testproto.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 
 #include <QMetaMethod>
 #include <QMutex>
@@ -137,7 +138,7 @@ const char nothing[] = "#!/bin/sh\n";
 
 } // namespace
 
-class tst_Threads : public QObject
+class TestThreads : public QObject
 {
     Q_OBJECT
 
@@ -157,7 +158,7 @@ private:
     QScopedPointer<mftool> m_widget;
 };
 
-void tst_Threads::initTestCase()
+void TestThreads::initTestCase()
 {
     m_board.reset(new BoardFolder);
     m_line.reset(new PtyLine);
@@ -176,20 +177,20 @@ void tst_Threads::initTestCase()
     m_widget->show();
 }
 
-void tst_Threads::addProgram(const char *name, const char *script)
+void TestThreads::addProgram(const char *name, const char *script)
 {
     const QString path = QLatin1String("/programs/") + QLatin1String(name);
     m_board->write(path, script);
     QVERIFY(QFile::setPermissions(m_board->at(path), QFile::ReadOwner | QFile::ExeOwner));
 }
 
-void tst_Threads::cleanupTestCase()
+void TestThreads::cleanupTestCase()
 {
     m_widget.reset();
     qInstallMessageHandler(nullptr);
 }
 
-void tst_Threads::everyObjectLivesHere()
+void TestThreads::everyObjectLivesHere()
 {
     QList<QObject *> all = m_widget->findChildren<QObject *>();
     all.append(m_widget.data());
@@ -198,7 +199,7 @@ void tst_Threads::everyObjectLivesHere()
         QVERIFY2(object->thread() == QThread::currentThread(), object->metaObject()->className());
 }
 
-void tst_Threads::everySignalIsEmittedHere()
+void TestThreads::everySignalIsEmittedHere()
 {
     EmissionNotes notes;
     const SDMon *monitor = m_widget->findChild<SDMon *>();
@@ -227,7 +228,7 @@ void tst_Threads::everySignalIsEmittedHere()
     QVERIFY2(notes.elsewhere().isEmpty(), qPrintable(notes.elsewhere().join(' ')));
 }
 
-void tst_Threads::writeCardEvent(const QByteArray &line)
+void TestThreads::writeCardEvent(const QByteArray &line)
 {
     const int writer = open(QFile::encodeName(m_board->at("/tmp/sdstat")).constData(), O_WRONLY);
     QVERIFY(writer >= 0);
@@ -235,7 +236,7 @@ void tst_Threads::writeCardEvent(const QByteArray &line)
     close(writer);
 }
 
-void tst_Threads::cardEventsComeThroughTheQueue()
+void TestThreads::cardEventsComeThroughTheQueue()
 {
     const TestProto *protocol = m_widget->findChild<TestProto *>();
     SDMon *monitor = m_widget->findChild<SDMon *>();
@@ -276,5 +277,5 @@ void tst_Threads::cardEventsComeThroughTheQueue()
     QCOMPARE(loggedBy.value(removed), QThread::currentThreadId());
 }
 
-QTEST_MAIN(tst_Threads)
+MFTOOL_TEST(TestThreads, Widgets)
 #include "tst_threads.moc"

@@ -5,6 +5,7 @@
 
 #include "tests/support/onsignal.h"
 #include "tests/support/qttest4.h"
+#include "tests/support/testprogram.h"
 
 #include <type_traits>
 
@@ -20,7 +21,7 @@ void keep(QtMsgType, const QMessageLogContext &, const QString &text)
 
 } // namespace
 
-class tst_QtTest4 : public QObject
+class TestQtTest4 : public QObject
 {
     Q_OBJECT
 private slots:
@@ -34,14 +35,14 @@ private slots:
     void skipped();
 };
 
-void tst_QtTest4::namesAreTheShims()
+void TestQtTest4::namesAreTheShims()
 {
     QVERIFY((std::is_same<QTemporaryDir, qttest4::TemporaryDir>::value));
     QVERIFY((std::is_same<QSignalSpy, qttest4::SignalSpy>::value));
     QCOMPARE(QStringLiteral("a"), QString("a"));
 }
 
-void tst_QtTest4::waitsForACondition()
+void TestQtTest4::waitsForACondition()
 {
     QTimer timer;
     timer.setSingleShot(true);
@@ -50,7 +51,7 @@ void tst_QtTest4::waitsForACondition()
     QVERIFY(!waitUntil([] { return false; }, 10));
 }
 
-void tst_QtTest4::waitsForAValue()
+void TestQtTest4::waitsForAValue()
 {
     int ticks = 0;
     QTimer timer;
@@ -63,7 +64,7 @@ void tst_QtTest4::waitsForAValue()
     QTRY_COMPARE_WITH_TIMEOUT(ticks, end, 10);
 }
 
-void tst_QtTest4::spyWaits()
+void TestQtTest4::spyWaits()
 {
     QTimer timer;
     QSignalSpy spy(&timer, SIGNAL(timeout()));
@@ -73,7 +74,7 @@ void tst_QtTest4::spyWaits()
     QVERIFY(spy.count() >= 1);
 }
 
-void tst_QtTest4::folderIsTemporary()
+void TestQtTest4::folderIsTemporary()
 {
     QString path;
     {
@@ -89,7 +90,7 @@ void tst_QtTest4::folderIsTemporary()
     QVERIFY(QDir(QDir::homePath()).exists());
 }
 
-void tst_QtTest4::handlerTakesMessages()
+void TestQtTest4::handlerTakesMessages()
 {
     said.clear();
     const QtMessageHandler before = qInstallMessageHandler(keep);
@@ -101,7 +102,7 @@ void tst_QtTest4::handlerTakesMessages()
     QCOMPARE(said.size(), 1);
 }
 
-void tst_QtTest4::functionForASignal()
+void TestQtTest4::functionForASignal()
 {
     QObject *sender = new QObject;
     QStringList names;
@@ -114,10 +115,10 @@ void tst_QtTest4::functionForASignal()
                                   << "b");
 }
 
-void tst_QtTest4::skipped()
+void TestQtTest4::skipped()
 {
     QSKIP("with one argument");
 }
 
-QTEST_GUILESS_MAIN(tst_QtTest4)
+MFTOOL_TEST(TestQtTest4, EventLoop)
 #include "tst_qttest4.moc"

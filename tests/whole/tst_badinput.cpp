@@ -1,4 +1,5 @@
 /// What no station should send: the tool refuses it and goes on.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QDir>
@@ -45,7 +46,7 @@ bool isStopped(qint64 pid)
 
 } // namespace
 
-class tst_BadInput : public QObject
+class TestBadInput : public QObject
 {
     Q_OBJECT
 
@@ -74,7 +75,7 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_BadInput::initTestCase()
+void TestBadInput::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     signal(SIGPIPE, SIG_IGN);
@@ -82,7 +83,7 @@ void tst_BadInput::initTestCase()
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-bool tst_BadInput::recovers()
+bool TestBadInput::recovers()
 {
     // The first echo may still join what is left of the rubbish.
     for (int i = 0; i < 50; ++i) {
@@ -99,7 +100,7 @@ bool tst_BadInput::recovers()
     return false;
 }
 
-void tst_BadInput::chunk_data()
+void TestBadInput::chunk_data()
 {
     QTest::addColumn<QByteArray>("sent");
     QTest::addColumn<QStringList>("line");
@@ -169,7 +170,7 @@ void tst_BadInput::chunk_data()
         << QStringList("debug: Unhandled type: 0000");
 }
 
-void tst_BadInput::chunk()
+void TestBadInput::chunk()
 {
     QFETCH(QByteArray, sent);
     QFETCH(QStringList, line);
@@ -181,7 +182,7 @@ void tst_BadInput::chunk()
 }
 
 /// Pieces are never put together.
-void tst_BadInput::halves()
+void TestBadInput::halves()
 {
     QCOMPARE(m_rig->raw(echo5A.left(10)).line, QStringList("0005"));
     QCOMPARE(m_rig->raw(echo5A.mid(10)).line, QStringList("0005"));
@@ -191,14 +192,14 @@ void tst_BadInput::halves()
     QCOMPARE(m_rig->raw("\r\n").line, QStringList());
 }
 
-void tst_BadInput::aByteAtATime()
+void TestBadInput::aByteAtATime()
 {
     const QByteArray frame = echo5A.trimmed();
     for (const char byte : frame)
         QCOMPARE(m_rig->raw(QByteArray(1, byte)).line, QStringList("0005"));
 }
 
-void tst_BadInput::everyWrongDataLength()
+void TestBadInput::everyWrongDataLength()
 {
     for (const auto &request : lengths) {
         for (int length = 0; length < 20; ++length) {
@@ -215,14 +216,14 @@ void tst_BadInput::everyWrongDataLength()
 }
 
 /// 1024 bytes with the line end are one read.
-void tst_BadInput::largestChunk()
+void TestBadInput::largestChunk()
 {
     const QByteArray data(1024 - 18 - 2, '5');
     QCOMPARE(m_rig->request(0x6002, data).line,
              QStringList(QStringLiteral("6003 ") + QString::fromLatin1(data)));
 }
 
-void tst_BadInput::beyondTheLargestChunk()
+void TestBadInput::beyondTheLargestChunk()
 {
     for (const int size : {1027, 1500, 2048, 4000}) {
         m_rig->forget();
@@ -233,7 +234,7 @@ void tst_BadInput::beyondTheLargestChunk()
     }
 }
 
-void tst_BadInput::flood()
+void TestBadInput::flood()
 {
     m_rig->forget();
     QVERIFY(m_rig->station.sendRaw(QByteArray(100000, '\x01')));
@@ -250,7 +251,7 @@ void tst_BadInput::flood()
 
 // The pipe of the card
 
-void tst_BadInput::sdPipe_data()
+void TestBadInput::sdPipe_data()
 {
     QTest::addColumn<QByteArray>("message");
     QTest::addColumn<QStringList>("log"); // besides the line as it was read
@@ -277,7 +278,7 @@ void tst_BadInput::sdPipe_data()
     QTest::newRow("removal of nothing") << QByteArray("!") << QStringList(unmounted.arg(""));
 }
 
-void tst_BadInput::sdPipe()
+void TestBadInput::sdPipe()
 {
     QFETCH(QByteArray, message);
     QFETCH(QStringList, log);
@@ -298,7 +299,7 @@ void tst_BadInput::sdPipe()
     QCOMPARE(said, log);
 }
 
-void tst_BadInput::sdPipeTakesOneLinePerOpening()
+void TestBadInput::sdPipeTakesOneLinePerOpening()
 {
     m_rig->settle();
     m_rig->forget();
@@ -325,7 +326,7 @@ void tst_BadInput::sdPipeTakesOneLinePerOpening()
              }));
 }
 
-void tst_BadInput::sdPipeWriterThatNeverCloses()
+void TestBadInput::sdPipeWriterThatNeverCloses()
 {
     m_rig->forget();
     const int writer = m_rig->keypad.openFile("/tmp/sdstat", O_WRONLY);
@@ -342,7 +343,7 @@ void tst_BadInput::sdPipeWriterThatNeverCloses()
 }
 
 /// A line that never ends must not fill the memory.
-void tst_BadInput::sdPipeWithoutEnd()
+void TestBadInput::sdPipeWithoutEnd()
 {
     m_rig->forget();
     const int writer = m_rig->keypad.openFile("/tmp/sdstat", O_WRONLY);
@@ -425,7 +426,7 @@ QByteArray damaged(QRandomGenerator &random, QByteArray frame)
 
 } // namespace
 
-void tst_BadInput::anything()
+void TestBadInput::anything()
 {
     const quint32 seed = 20140101;
     QRandomGenerator random(seed);
@@ -450,7 +451,7 @@ void tst_BadInput::anything()
     }
 }
 
-void tst_BadInput::endsWell()
+void TestBadInput::endsWell()
 {
     QVERIFY(m_rig->station.send(0x6001));
     QCOMPARE(m_rig->next(), QString("0004"));
@@ -459,5 +460,5 @@ void tst_BadInput::endsWell()
     QCOMPARE(m_rig->keypad.exitStatus().code, 0);
 }
 
-QTEST_GUILESS_MAIN(tst_BadInput)
+MFTOOL_TEST(TestBadInput, EventLoop)
 #include "tst_badinput.moc"

@@ -1,4 +1,5 @@
 /// Voltage, version and the relay to the module on the same line.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <cerrno>
@@ -13,7 +14,7 @@ const QByteArray ack("7E000A00043102957F\r\n");
 
 } // namespace
 
-class tst_BoardReadings : public QObject
+class TestBoardReadings : public QObject
 {
     Q_OBJECT
 
@@ -37,20 +38,20 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_BoardReadings::initTestCase()
+void TestBoardReadings::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     m_rig.reset(new Rig);
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-QByteArray tst_BoardReadings::rawNext()
+QByteArray TestBoardReadings::rawNext()
 {
     const std::optional<Station::Received> received = m_rig->station.receive(10000);
     return received ? received->raw : m_rig->station.errorString().toUtf8();
 }
 
-void tst_BoardReadings::voltage_data()
+void TestBoardReadings::voltage_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QString>("reply");
@@ -65,7 +66,7 @@ void tst_BoardReadings::voltage_data()
     QTest::newRow("a line end") << QByteArray("\n") << "7081 00000000";
 }
 
-void tst_BoardReadings::voltage()
+void TestBoardReadings::voltage()
 {
     QFETCH(QByteArray, text);
     QFETCH(QString, reply);
@@ -75,7 +76,7 @@ void tst_BoardReadings::voltage()
     QCOMPARE(outcome.log, QStringList());
 }
 
-void tst_BoardReadings::noVoltage()
+void TestBoardReadings::noVoltage()
 {
     m_rig->keypad.fail(voltageFile, SysfsModel::Read, EIO);
     const Outcome unreadable = m_rig->request(0x7080);
@@ -89,7 +90,7 @@ void tst_BoardReadings::noVoltage()
     QCOMPARE(missing.log, QStringList("warning: Failed to open voltage file"));
 }
 
-void tst_BoardReadings::version_data()
+void TestBoardReadings::version_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QString>("reply");
@@ -112,7 +113,7 @@ void tst_BoardReadings::version_data()
         << QByteArray("1.2\0.3", 6) << "603D 01021.2           0000000000000000";
 }
 
-void tst_BoardReadings::version()
+void TestBoardReadings::version()
 {
     QFETCH(QByteArray, text);
     QFETCH(QString, reply);
@@ -122,7 +123,7 @@ void tst_BoardReadings::version()
     QCOMPARE(outcome.log, QStringList());
 }
 
-void tst_BoardReadings::noVersion()
+void TestBoardReadings::noVersion()
 {
     QVERIFY(m_rig->keypad.removeFile(versionFile));
     const Outcome missing = m_rig->request(0x603C, "01");
@@ -136,7 +137,7 @@ void tst_BoardReadings::noVersion()
     QVERIFY(m_rig->keypad.removeFile(versionFile));
 }
 
-void tst_BoardReadings::versionOfTheFlashIsNotReadUnmounted()
+void TestBoardReadings::versionOfTheFlashIsNotReadUnmounted()
 {
     QVERIFY(m_rig->keypad.makeDir("/mnt/usr/lib/panel"));
     QVERIFY(m_rig->keypad.writeFile("/mnt/usr/lib/panel/version", "9.9\n"));
@@ -149,7 +150,7 @@ void tst_BoardReadings::versionOfTheFlashIsNotReadUnmounted()
 
 // Passthrough
 
-void tst_BoardReadings::relayComesAheadOfTheAck_data()
+void TestBoardReadings::relayComesAheadOfTheAck_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::newRow("two bytes") << QByteArray("AB");
@@ -160,7 +161,7 @@ void tst_BoardReadings::relayComesAheadOfTheAck_data()
     QTest::newRow("more than a buffer") << QByteArray(900, 'q');
 }
 
-void tst_BoardReadings::relayComesAheadOfTheAck()
+void TestBoardReadings::relayComesAheadOfTheAck()
 {
     QFETCH(QByteArray, data);
     QCOMPARE(m_rig->request(0x7040, "01").line, QStringList("0004"));
@@ -172,7 +173,7 @@ void tst_BoardReadings::relayComesAheadOfTheAck()
     QCOMPARE(m_rig->request(0x7040, "00").line, QStringList("0004"));
 }
 
-void tst_BoardReadings::relayIsOffAtFirstAndAgain()
+void TestBoardReadings::relayIsOffAtFirstAndAgain()
 {
     QCOMPARE(m_rig->request(0x7041, "AB").line, QStringList("0004"));
     QCOMPARE(m_rig->request(0x7040, "01").log, QStringList("debug: QB740 passthrough -- enabled"));
@@ -182,7 +183,7 @@ void tst_BoardReadings::relayIsOffAtFirstAndAgain()
 }
 
 /// The port of the relay must not take the station's bytes.
-void tst_BoardReadings::nothingIsLostWhileRelaying()
+void TestBoardReadings::nothingIsLostWhileRelaying()
 {
     QCOMPARE(m_rig->request(0x7040, "01").line, QStringList("0004"));
     Station &station = m_rig->station;
@@ -199,5 +200,5 @@ void tst_BoardReadings::nothingIsLostWhileRelaying()
     QCOMPARE(m_rig->request(0x7040, "00").line, QStringList("0004"));
 }
 
-QTEST_GUILESS_MAIN(tst_BoardReadings)
+MFTOOL_TEST(TestBoardReadings, EventLoop)
 #include "tst_boardreadings.moc"

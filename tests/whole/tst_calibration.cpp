@@ -1,5 +1,6 @@
 /// Calibrating the touchscreen with presses on an X server's screen, as the
 /// station, the operator and the file system see it.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 #include "tests/whole/screenreader.h"
 
@@ -43,7 +44,7 @@ const QRgb white = 0xffffffff;
 
 } // namespace
 
-class tst_Calibration : public QObject
+class TestCalibration : public QObject
 {
     Q_OBJECT
 
@@ -85,20 +86,20 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_Calibration::initTestCase()
+void TestCalibration::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     startTool(onScreen());
 }
 
-void tst_Calibration::startTool(const KeypadOptions &options)
+void TestCalibration::startTool(const KeypadOptions &options)
 {
     m_rig.reset(new Rig(options));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
 /// A test that failed half way leaves no dialog and no held finger behind.
-void tst_Calibration::cleanup()
+void TestCalibration::cleanup()
 {
     if (!m_rig || !m_rig->keypad.isRunning())
         return;
@@ -109,7 +110,7 @@ void tst_Calibration::cleanup()
     m_rig->forget();
 }
 
-void tst_Calibration::open()
+void TestCalibration::open()
 {
     const Outcome opened = m_rig->request(wire::CalibrateRequest, "01");
     QCOMPARE(opened.line, QStringList(ack));
@@ -119,7 +120,7 @@ void tst_Calibration::open()
 }
 
 /// Touches until the tool has said, with the buzzer, that it is long enough.
-void tst_Calibration::press(const QPoint &at)
+void TestCalibration::press(const QPoint &at)
 {
     m_rig->forget();
     QVERIFY(m_rig->keypad.press(at.x(), at.y()));
@@ -128,7 +129,7 @@ void tst_Calibration::press(const QPoint &at)
     QVERIFY(!m_rig->station.receive(0).has_value());
 }
 
-void tst_Calibration::hold(const QPoint &at, const QString &point)
+void TestCalibration::hold(const QPoint &at, const QString &point)
 {
     press(at);
     QVERIFY(m_rig->keypad.release());
@@ -137,7 +138,7 @@ void tst_Calibration::hold(const QPoint &at, const QString &point)
 }
 
 /// All five targets, each missed by @p offset, with what is shown meanwhile.
-void tst_Calibration::cycle(const QPoint &offset)
+void TestCalibration::cycle(const QPoint &offset)
 {
     for (int i = 0; i < targetCount; ++i) {
         QVERIFY(waitForTarget(i));
@@ -153,7 +154,7 @@ void tst_Calibration::cycle(const QPoint &offset)
     }
 }
 
-bool tst_Calibration::targetShown(const QImage &screen, int index) const
+bool TestCalibration::targetShown(const QImage &screen, int index) const
 {
     const QPoint middle = targets[index];
     // A black dot in a white ring, on a ground that is neither.
@@ -161,7 +162,7 @@ bool tst_Calibration::targetShown(const QImage &screen, int index) const
 }
 
 /// The target on the screen; -1 for none, -2 for more than one.
-int tst_Calibration::target()
+int TestCalibration::target()
 {
     const QImage screen = m_rig->keypad.screen();
     int found = -1;
@@ -172,12 +173,12 @@ int tst_Calibration::target()
     return found;
 }
 
-bool tst_Calibration::waitForTarget(int index)
+bool TestCalibration::waitForTarget(int index)
 {
     return QTest::qWaitFor([&] { return target() == index; }, 20000);
 }
 
-void tst_Calibration::acceptedCycle()
+void TestCalibration::acceptedCycle()
 {
     QVERIFY(!m_rig->keypad.exists(defaultFile));
     open();
@@ -197,7 +198,7 @@ void tst_Calibration::acceptedCycle()
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
-void tst_Calibration::rejectedCycleKeepsTheAcceptedOne()
+void TestCalibration::rejectedCycleKeepsTheAcceptedOne()
 {
     open();
     cycle(QPoint(4, 2));
@@ -219,7 +220,7 @@ void tst_Calibration::rejectedCycleKeepsTheAcceptedOne()
     QCOMPARE(file(defaultFile), moved);
 }
 
-void tst_Calibration::movesAreAveraged()
+void TestCalibration::movesAreAveraged()
 {
     open();
     press(QPoint(100, 100));
@@ -228,7 +229,7 @@ void tst_Calibration::movesAreAveraged()
     QCOMPARE(m_rig->next(), QString("7021 000010700115"));
 }
 
-void tst_Calibration::secondRequestStartsAnew()
+void TestCalibration::secondRequestStartsAnew()
 {
     open();
     hold(targets[0], "7021 000002400024");
@@ -240,7 +241,7 @@ void tst_Calibration::secondRequestStartsAnew()
 }
 
 /// The next target is shown and the buzzer sounds, but no point was taken.
-void tst_Calibration::shortTouch()
+void TestCalibration::shortTouch()
 {
     open();
     hold(targets[0], "7021 000002400024");
@@ -257,7 +258,7 @@ void tst_Calibration::shortTouch()
 }
 
 /// Its release is the first point, half way from 0,0: the dialog saw no press.
-void tst_Calibration::touchFromBeforeItOpened()
+void TestCalibration::touchFromBeforeItOpened()
 {
     QVERIFY(m_rig->keypad.press(200, 100));
     QCOMPARE(m_rig->settle().line, QStringList());
@@ -268,7 +269,7 @@ void tst_Calibration::touchFromBeforeItOpened()
     hold(targets[1], "7021 010002400456");
 }
 
-void tst_Calibration::closedInTheMiddle()
+void TestCalibration::closedInTheMiddle()
 {
     QVERIFY(m_rig->keypad.writeFile(defaultFile, untouched));
     open();
@@ -282,7 +283,7 @@ void tst_Calibration::closedInTheMiddle()
     QCOMPARE(file(defaultFile), moved);
 }
 
-void tst_Calibration::closedWithoutBeingOpen()
+void TestCalibration::closedWithoutBeingOpen()
 {
     const Outcome closed = close();
     QCOMPARE(closed.line, QStringList(ack));
@@ -290,7 +291,7 @@ void tst_Calibration::closedWithoutBeingOpen()
     QCOMPARE(closed.stores, QStringList());
 }
 
-void tst_Calibration::testImageEndsIt()
+void TestCalibration::testImageEndsIt()
 {
     open();
     hold(targets[0], "7021 000002400024");
@@ -309,7 +310,7 @@ void tst_Calibration::testImageEndsIt()
     QCOMPARE(touched.stores, QStringList());
 }
 
-void tst_Calibration::itEndsATestImage()
+void TestCalibration::itEndsATestImage()
 {
     QCOMPARE(m_rig->request(wire::PatternRequest, "bars").line, QStringList(ack));
     QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00, 20000));
@@ -319,7 +320,7 @@ void tst_Calibration::itEndsATestImage()
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
-void tst_Calibration::touchTestGoesOnAfterwards()
+void TestCalibration::touchTestGoesOnAfterwards()
 {
     const QPoint button = ScreenReader::button();
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
@@ -346,7 +347,7 @@ void tst_Calibration::touchTestGoesOnAfterwards()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
-void tst_Calibration::touchTestWhileItIsOpen()
+void TestCalibration::touchTestWhileItIsOpen()
 {
     open();
     QCOMPARE(m_rig->request(wire::TouchTestRequest, "01").line, QStringList(ack));
@@ -360,7 +361,7 @@ void tst_Calibration::touchTestWhileItIsOpen()
     QCOMPARE(close().line, QStringList(ack));
 }
 
-void tst_Calibration::mountedFileSystemGetsTheFile()
+void TestCalibration::mountedFileSystemGetsTheFile()
 {
     const QByteArray before = file(defaultFile);
     QVERIFY(m_rig->station.request(wire::MountRequest).ok());
@@ -380,7 +381,7 @@ void tst_Calibration::mountedFileSystemGetsTheFile()
     QCOMPARE(file(defaultFile), before);
 }
 
-void tst_Calibration::testImageStoresOnTheMount()
+void TestCalibration::testImageStoresOnTheMount()
 {
     QVERIFY(m_rig->keypad.removeFile(mountedFile));
     open();
@@ -397,7 +398,7 @@ void tst_Calibration::testImageStoresOnTheMount()
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Flash NAND"));
 }
 
-void tst_Calibration::exitRequestStoresNothing()
+void TestCalibration::exitRequestStoresNothing()
 {
     startTool(onScreen());
     open();
@@ -414,7 +415,7 @@ void tst_Calibration::exitRequestStoresNothing()
     QCOMPARE(m_rig->stores(), QStringList());
 }
 
-void tst_Calibration::exitRequestFreesTheDialog()
+void TestCalibration::exitRequestFreesTheDialog()
 {
     startTool(KeypadOptions());
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
@@ -425,7 +426,7 @@ void tst_Calibration::exitRequestFreesTheDialog()
     QVERIFY(!m_rig->log().contains(settingCalibration));
 }
 
-void tst_Calibration::filesOfTheEnvironment()
+void TestCalibration::filesOfTheEnvironment()
 {
     KeypadOptions options = onScreen();
     options.environment.insert("POINTERCAL_FILE", "/root/files/of-qt");
@@ -455,7 +456,7 @@ void tst_Calibration::filesOfTheEnvironment()
     QCOMPARE(QByteArray(buffer, int(count)), old);
 }
 
-void tst_Calibration::fileThatCannotBeWritten()
+void TestCalibration::fileThatCannotBeWritten()
 {
     KeypadOptions options = onScreen();
     options.environment.insert("POINTERCAL_FILE", "/root/nowhere/pointercal");
@@ -471,6 +472,6 @@ void tst_Calibration::fileThatCannotBeWritten()
     open();
 }
 
-QTEST_MAIN(tst_Calibration)
+MFTOOL_TEST(TestCalibration, Widgets)
 
 #include "tst_calibration.moc"

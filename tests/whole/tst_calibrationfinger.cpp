@@ -1,5 +1,6 @@
 /// Calibrating the touchscreen by finger: the real touchscreen library reads a
 /// panel in a pipe, and the real file is written and used.
+#include "tests/support/testprogram.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 #include "tests/whole/screenreader.h"
@@ -42,7 +43,7 @@ const QPoint places[] = {{0, 0},     {799, 0},   {0, 479},   {799, 479}, {123, 3
 
 } // namespace
 
-class tst_CalibrationFinger : public QObject
+class TestCalibrationFinger : public QObject
 {
     Q_OBJECT
 
@@ -72,7 +73,7 @@ private:
     int m_panel = -1;
 };
 
-void tst_CalibrationFinger::initTestCase()
+void TestCalibrationFinger::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     m_rig.reset(new Rig(withPanel()));
@@ -96,7 +97,7 @@ void tst_CalibrationFinger::initTestCase()
     QCOMPARE(m_rig->request(wire::PatternRequest).line, QStringList(ack));
 }
 
-void tst_CalibrationFinger::cleanup()
+void TestCalibrationFinger::cleanup()
 {
     if (!m_rig || !m_rig->keypad.isRunning() || m_panel < 0)
         return;
@@ -108,7 +109,7 @@ void tst_CalibrationFinger::cleanup()
 
 /// A packet of the panel: a mark that tells whether it is touched, and two
 /// coordinates of 11 bits.
-void tst_CalibrationFinger::finger(const QPoint &panel)
+void TestCalibrationFinger::finger(const QPoint &panel)
 {
     const char packet[] = {char(0x81), char(panel.x() >> 7), char(panel.x() & 0x7f),
                            char(panel.y() >> 7), char(panel.y() & 0x7f)};
@@ -116,19 +117,19 @@ void tst_CalibrationFinger::finger(const QPoint &panel)
 }
 
 /// The coordinates of a release mean nothing.
-void tst_CalibrationFinger::lift()
+void TestCalibrationFinger::lift()
 {
     const char packet[] = {char(0x80), 0, 0, 0, 0};
     QCOMPARE(::write(m_panel, packet, sizeof packet), ssize_t(sizeof packet));
 }
 
-void tst_CalibrationFinger::tap(const QPoint &panel)
+void TestCalibrationFinger::tap(const QPoint &panel)
 {
     finger(panel);
     lift();
 }
 
-void tst_CalibrationFinger::hold(const QPoint &panel, const QString &point)
+void TestCalibrationFinger::hold(const QPoint &panel, const QString &point)
 {
     m_rig->forget();
     finger(panel);
@@ -139,12 +140,12 @@ void tst_CalibrationFinger::hold(const QPoint &panel, const QString &point)
     QCOMPARE(m_rig->stores(), QStringList({loud, loud, quiet, quiet}));
 }
 
-void tst_CalibrationFinger::touchTest(bool on)
+void TestCalibrationFinger::touchTest(bool on)
 {
     QCOMPARE(m_rig->request(wire::TouchTestRequest, on ? "01" : "00").line, QStringList(ack));
 }
 
-void tst_CalibrationFinger::comparePlaces()
+void TestCalibrationFinger::comparePlaces()
 {
     touchTest(true);
     for (const QPoint &place : places) {
@@ -162,7 +163,7 @@ void tst_CalibrationFinger::comparePlaces()
     touchTest(false);
 }
 
-void tst_CalibrationFinger::touchesAreRawWithoutAFile()
+void TestCalibrationFinger::touchesAreRawWithoutAFile()
 {
     QVERIFY(!m_rig->keypad.exists(defaultFile));
     touchTest(true);
@@ -174,7 +175,7 @@ void tst_CalibrationFinger::touchesAreRawWithoutAFile()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
-void tst_CalibrationFinger::shortTouch()
+void TestCalibrationFinger::shortTouch()
 {
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
     m_rig->forget();
@@ -185,7 +186,7 @@ void tst_CalibrationFinger::shortTouch()
     QVERIFY(!m_rig->keypad.exists(defaultFile));
 }
 
-void tst_CalibrationFinger::wholeCalibration()
+void TestCalibrationFinger::wholeCalibration()
 {
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
     hold(QPoint(1828, 148), "7021 000182800148");
@@ -220,12 +221,12 @@ void tst_CalibrationFinger::wholeCalibration()
     }
 }
 
-void tst_CalibrationFinger::tapsLandWhereTheFingerIs()
+void TestCalibrationFinger::tapsLandWhereTheFingerIs()
 {
     comparePlaces();
 }
 
-void tst_CalibrationFinger::startButton()
+void TestCalibrationFinger::startButton()
 {
     QVERIFY(m_rig->keypad.setStandin("kobs-ng", "no-image"));
     tap(onPanel(QPoint(100, 100)));
@@ -236,7 +237,7 @@ void tst_CalibrationFinger::startButton()
 }
 
 /// Closed before its end, it gives back what was in force.
-void tst_CalibrationFinger::rawAgainWhileItIsOpen()
+void TestCalibrationFinger::rawAgainWhileItIsOpen()
 {
     const QByteArray before = m_rig->keypad.readFile(defaultFile);
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
@@ -246,7 +247,7 @@ void tst_CalibrationFinger::rawAgainWhileItIsOpen()
     comparePlaces();
 }
 
-void tst_CalibrationFinger::fileIsUsedAfterARestart()
+void TestCalibrationFinger::fileIsUsedAfterARestart()
 {
     QVERIFY(m_rig->station.send(wire::ExitRequest));
     QVERIFY(m_rig->keypad.waitForExit(60000));
@@ -255,7 +256,7 @@ void tst_CalibrationFinger::fileIsUsedAfterARestart()
 }
 
 /// A calibration after the mount is stored there and in force at once.
-void tst_CalibrationFinger::mountedFileIsUsed()
+void TestCalibrationFinger::mountedFileIsUsed()
 {
     const QByteArray before = m_rig->keypad.readFile(defaultFile);
     QVERIFY(m_rig->station.request(wire::MountRequest).ok());
@@ -279,7 +280,7 @@ void tst_CalibrationFinger::mountedFileIsUsed()
 }
 
 /// Nothing is touched before it is there, and the log says why.
-void tst_CalibrationFinger::lateTouchscreen()
+void TestCalibrationFinger::lateTouchscreen()
 {
     ::close(m_panel);
     m_panel = -1;
@@ -314,6 +315,6 @@ void tst_CalibrationFinger::lateTouchscreen()
     QCOMPARE(m_rig->next(), QString("7031 300200"));
 }
 
-QTEST_MAIN(tst_CalibrationFinger)
+MFTOOL_TEST(TestCalibrationFinger, Widgets)
 
 #include "tst_calibrationfinger.moc"

@@ -1,5 +1,6 @@
 /// Programming the NAND, as the station, the operator and the board's programs
 /// see it.
+#include "tests/support/testprogram.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 #include "tests/whole/screenreader.h"
@@ -40,7 +41,7 @@ KeypadOptions withSettings(KeypadOptions options)
 
 } // namespace
 
-class tst_Flashing : public QObject
+class TestFlashing : public QObject
 {
     Q_OBJECT
 
@@ -80,13 +81,13 @@ private:
     QScopedPointer<ScreenReader> m_screen;
 };
 
-void tst_Flashing::initTestCase()
+void TestFlashing::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     QVERIFY2(startTool(onScreen()), qPrintable(m_rig->why()));
 }
 
-bool tst_Flashing::startTool(const KeypadOptions &options)
+bool TestFlashing::startTool(const KeypadOptions &options)
 {
     m_screen.reset();
     m_rig.reset(new Rig(withSettings(options)));
@@ -101,7 +102,7 @@ bool tst_Flashing::startTool(const KeypadOptions &options)
 
 /// Whatever a test left under way is brought to its end: a check that failed
 /// must not fail the ones behind it.
-void tst_Flashing::cleanup()
+void TestFlashing::cleanup()
 {
     if (!m_rig)
         return;
@@ -119,7 +120,7 @@ void tst_Flashing::cleanup()
 }
 
 /// Waits until the tool has read as far as this answer says: stage and percent.
-bool tst_Flashing::waitForQuery(const char *data)
+bool TestFlashing::waitForQuery(const char *data)
 {
     const QStringList wanted(QStringLiteral("7051 ") + QLatin1String(data));
     const QDeadlineTimer deadline(slow);
@@ -138,7 +139,7 @@ bool tst_Flashing::waitForQuery(const char *data)
 }
 
 /// A whole flash, with everything that the station hears of it.
-void tst_Flashing::flashWell()
+void TestFlashing::flashWell()
 {
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
@@ -147,7 +148,7 @@ void tst_Flashing::flashWell()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
-void tst_Flashing::fromTheButton()
+void TestFlashing::fromTheButton()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     // Below the logo there is nothing to press.
@@ -199,7 +200,7 @@ void tst_Flashing::fromTheButton()
                           "ubiformat /dev/mtd1 -y -f /boot/fw-1.2/qm8velrootfs.ubi"}));
 }
 
-void tst_Flashing::fromTheStation()
+void TestFlashing::fromTheStation()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
@@ -223,7 +224,7 @@ void tst_Flashing::fromTheStation()
 
 /// The tool's own output is all that is looked at, in every stage and at their
 /// seams.
-void tst_Flashing::everyStageAnswers()
+void TestFlashing::everyStageAnswers()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QCOMPARE(query().line, QStringList(notApplicable));
@@ -258,7 +259,7 @@ void tst_Flashing::everyStageAnswers()
     QCOMPARE(query().line, QStringList(notApplicable));
 }
 
-void tst_Flashing::wholeOutputAtFullSpeed()
+void TestFlashing::wholeOutputAtFullSpeed()
 {
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
@@ -273,7 +274,7 @@ void tst_Flashing::wholeOutputAtFullSpeed()
     QCOMPARE(end.stores, QStringList());
 }
 
-void tst_Flashing::programsAreStartedRight()
+void TestFlashing::programsAreStartedRight()
 {
     flashWell();
     const QList<VirtualKeypad::StandinCall> calls = m_rig->keypad.standinCalls();
@@ -295,7 +296,7 @@ void tst_Flashing::programsAreStartedRight()
     QCOMPARE(first.environment, second.environment);
 }
 
-void tst_Flashing::secondStartIsRefused()
+void TestFlashing::secondStartIsRefused()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
@@ -318,7 +319,7 @@ void tst_Flashing::secondStartIsRefused()
                           "ubiformat /dev/mtd1 -y -f /boot/fw-1.2/qm8velrootfs.ubi"}));
 }
 
-void tst_Flashing::moreEraseLinesThanExpected()
+void TestFlashing::moreEraseLinesThanExpected()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     const QString capture = QStringLiteral("/run/bench/captures/kobs-ng-good.stdout");
@@ -340,7 +341,7 @@ void tst_Flashing::moreEraseLinesThanExpected()
     QVERIFY(keypad.writeFile(capture, usual));
 }
 
-void tst_Flashing::failures_data()
+void TestFlashing::failures_data()
 {
     QTest::addColumn<QString>("program");
     QTest::addColumn<QString>("play");
@@ -373,7 +374,7 @@ void tst_Flashing::failures_data()
 }
 
 /// Each ends the sequence; after each the next flash is as good as any.
-void tst_Flashing::failures()
+void TestFlashing::failures()
 {
     QFETCH(QString, program);
     QFETCH(QString, play);
@@ -413,7 +414,7 @@ void tst_Flashing::failures()
     QCOMPARE(m_screen->bars(), QString("100 100 100 100"));
 }
 
-void tst_Flashing::imagesThatCauseFailures_data()
+void TestFlashing::imagesThatCauseFailures_data()
 {
     QTest::addColumn<QString>("removed");
     QTest::addColumn<QString>("emptied");
@@ -430,7 +431,7 @@ void tst_Flashing::imagesThatCauseFailures_data()
 }
 
 /// Nothing is checked before the programs run: what is missing is theirs to find.
-void tst_Flashing::imagesThatCauseFailures()
+void TestFlashing::imagesThatCauseFailures()
 {
     QFETCH(QString, removed);
     QFETCH(QString, emptied);
@@ -455,7 +456,7 @@ void tst_Flashing::imagesThatCauseFailures()
     QVERIFY(keypad.removeFile("/boot/fw-9.bad"));
 }
 
-void tst_Flashing::killedProgram()
+void TestFlashing::killedProgram()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     // It leaves an unfinished line.
@@ -488,7 +489,7 @@ void tst_Flashing::killedProgram()
     QCOMPARE(m_rig->next(slow), complete);
 }
 
-void tst_Flashing::updateDirectory_data()
+void TestFlashing::updateDirectory_data()
 {
     QTest::addColumn<QStringList>("folders");
     QTest::addColumn<QStringList>("files");
@@ -531,7 +532,7 @@ void tst_Flashing::updateDirectory_data()
         << betas << none << QByteArray("/data/fw/") << "/data/fw/";
 }
 
-void tst_Flashing::updateDirectory()
+void TestFlashing::updateDirectory()
 {
     QFETCH(QStringList, folders);
     QFETCH(QStringList, files);
@@ -561,7 +562,7 @@ void tst_Flashing::updateDirectory()
              QStringList({"/dev/mtd1", "-y", "-f", chosen + "/qm8velrootfs.ubi"}));
 }
 
-void tst_Flashing::exitRequestDuringAFlash()
+void TestFlashing::exitRequestDuringAFlash()
 {
     // Without a screen: what is left unfreed at the end is then the tool's own.
     QVERIFY2(startTool(KeypadOptions()), qPrintable(m_rig->why()));
@@ -586,7 +587,7 @@ void tst_Flashing::exitRequestDuringAFlash()
 
 /// The time-out is no failure of the flash, but its end: the program goes with
 /// the tool, and the line hears nothing more.
-void tst_Flashing::endsByTheTimer(const QString &program)
+void TestFlashing::endsByTheTimer(const QString &program)
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.waitForExit(slow));
@@ -602,7 +603,7 @@ void tst_Flashing::endsByTheTimer(const QString &program)
     QVERIFY(!m_rig->station.receive(0).has_value());
 }
 
-void tst_Flashing::stationFallsSilentDuringAFlash()
+void TestFlashing::stationFallsSilentDuringAFlash()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options;
@@ -627,7 +628,7 @@ void tst_Flashing::stationFallsSilentDuringAFlash()
 }
 
 /// The button needs no station; without one the tool has its 15 seconds all the same.
-void tst_Flashing::flashWithoutAStation()
+void TestFlashing::flashWithoutAStation()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options = onScreen();
@@ -655,7 +656,7 @@ void tst_Flashing::flashWithoutAStation()
     endsByTheTimer(boot);
 }
 
-void tst_Flashing::killedToolLeavesAQuietProgram()
+void TestFlashing::killedToolLeavesAQuietProgram()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, boot,
@@ -672,7 +673,7 @@ void tst_Flashing::killedToolLeavesAQuietProgram()
     QCOMPARE(keypad.readFile("/root/done"), QByteArray("whole\n"));
 }
 
-void tst_Flashing::killedToolEndsAPrintingProgram()
+void TestFlashing::killedToolEndsAPrintingProgram()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, boot,
@@ -690,6 +691,6 @@ void tst_Flashing::killedToolEndsAPrintingProgram()
     QVERIFY(!keypad.exists("/root/done"));
 }
 
-QTEST_MAIN(tst_Flashing)
+MFTOOL_TEST(TestFlashing, Widgets)
 
 #include "tst_flashing.moc"

@@ -1,5 +1,6 @@
 /// Home key, tamper switch and board revision.
 #include "tests/support/ptyline.h"
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <cerrno>
@@ -29,7 +30,7 @@ QByteArray report()
 
 } // namespace
 
-class tst_HomeKey : public QObject
+class TestHomeKey : public QObject
 {
     Q_OBJECT
 
@@ -61,7 +62,7 @@ private:
     int m_events = -1;
 };
 
-void tst_HomeKey::initTestCase()
+void TestHomeKey::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     m_rig.reset(new Rig);
@@ -70,7 +71,7 @@ void tst_HomeKey::initTestCase()
     QVERIFY(m_events >= 0);
 }
 
-bool tst_HomeKey::feed(const QByteArray &bytes)
+bool TestHomeKey::feed(const QByteArray &bytes)
 {
     if (!m_rig->keypad.writeEvents(bytes))
         return false;
@@ -79,7 +80,7 @@ bool tst_HomeKey::feed(const QByteArray &bytes)
         [this, &unread] { return ioctl(m_events, FIONREAD, &unread) == 0 && unread == 0; }, 20000);
 }
 
-bool tst_HomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
+bool TestHomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
 {
     m_rig->forget();
     if (!feed(bytes))
@@ -89,14 +90,14 @@ bool tst_HomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
     return true;
 }
 
-bool tst_HomeKey::unexport()
+bool TestHomeKey::unexport()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     return !keypad.hasNode("/sys/class/gpio/gpio17") ||
            keypad.writeFile("/sys/class/gpio/unexport", "17");
 }
 
-void tst_HomeKey::pressAndRelease()
+void TestHomeKey::pressAndRelease()
 {
     m_rig->forget();
     m_rig->keypad.setTamper(false);
@@ -112,7 +113,7 @@ void tst_HomeKey::pressAndRelease()
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 00"));
 }
 
-void tst_HomeKey::events_data()
+void TestHomeKey::events_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QStringList>("stores");
@@ -158,7 +159,7 @@ void tst_HomeKey::events_data()
     }() << QStringList(down) << "01";
 }
 
-void tst_HomeKey::events()
+void TestHomeKey::events()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QStringList, stores);
@@ -172,7 +173,7 @@ void tst_HomeKey::events()
 }
 
 /// Half a record is lost, and what follows is read from its start.
-void tst_HomeKey::piecesAreNotJoined()
+void TestHomeKey::piecesAreNotJoined()
 {
     Outcome outcome;
     QVERIFY(feedAndSettle(key(0), &outcome));
@@ -186,7 +187,7 @@ void tst_HomeKey::piecesAreNotJoined()
     QCOMPARE(outcome.stores, QStringList(up));
 }
 
-void tst_HomeKey::refusedStoreIsNotRepeated()
+void TestHomeKey::refusedStoreIsNotRepeated()
 {
     const QString buzzer("/sys/class/leds/buzzer/brightness");
     m_rig->keypad.fail(buzzer, SysfsModel::Write, EIO);
@@ -200,7 +201,7 @@ void tst_HomeKey::refusedStoreIsNotRepeated()
 }
 
 /// A terminal in the device's place hangs up as a pulled device does.
-void tst_HomeKey::unplugged()
+void TestHomeKey::unplugged()
 {
     Rig rig;
     VirtualKeypad &keypad = rig.keypad;
@@ -231,7 +232,7 @@ void tst_HomeKey::unplugged()
 
 // Tamper
 
-void tst_HomeKey::exportsOnce()
+void TestHomeKey::exportsOnce()
 {
     QVERIFY(unexport());
     m_rig->keypad.setTamper(true);
@@ -249,7 +250,7 @@ void tst_HomeKey::exportsOnce()
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
 }
 
-void tst_HomeKey::withHomeKey()
+void TestHomeKey::withHomeKey()
 {
     m_rig->keypad.setTamper(true);
     Outcome outcome;
@@ -261,7 +262,7 @@ void tst_HomeKey::withHomeKey()
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 00"));
 }
 
-void tst_HomeKey::exportFailures_data()
+void TestHomeKey::exportFailures_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<int>("operation");
@@ -279,7 +280,7 @@ void tst_HomeKey::exportFailures_data()
         << "warning: Failed to change the tamper GPIO to active low";
 }
 
-void tst_HomeKey::exportFailures()
+void TestHomeKey::exportFailures()
 {
     QFETCH(QString, file);
     QFETCH(int, operation);
@@ -307,7 +308,7 @@ void tst_HomeKey::exportFailures()
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
 }
 
-void tst_HomeKey::unreadableValue()
+void TestHomeKey::unreadableValue()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(unexport());
@@ -331,7 +332,7 @@ void tst_HomeKey::unreadableValue()
 }
 
 /// An export outlives the tool that made it.
-void tst_HomeKey::exportedBefore()
+void TestHomeKey::exportedBefore()
 {
     QVERIFY(unexport());
     Rig rig;
@@ -346,7 +347,7 @@ void tst_HomeKey::exportedBefore()
     QCOMPARE(outcome.stores, QStringList());
 }
 
-void tst_HomeKey::notAboveRevisionThree()
+void TestHomeKey::notAboveRevisionThree()
 {
     Rig rig;
     QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
@@ -369,7 +370,7 @@ void tst_HomeKey::notAboveRevisionThree()
 
 // Revision
 
-void tst_HomeKey::revision_data()
+void TestHomeKey::revision_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QStringList>("said");
@@ -387,7 +388,7 @@ void tst_HomeKey::revision_data()
     QTest::newRow("nothing") << QByteArray("") << QStringList({invalid(0), running(1)});
 }
 
-void tst_HomeKey::revision()
+void TestHomeKey::revision()
 {
     QFETCH(QByteArray, text);
     QFETCH(QStringList, said);
@@ -399,5 +400,5 @@ void tst_HomeKey::revision()
     QCOMPARE(rig.settle().log.filter(QRegularExpression("[Rr]ev(ision)? ")), said);
 }
 
-QTEST_GUILESS_MAIN(tst_HomeKey)
+MFTOOL_TEST(TestHomeKey, EventLoop)
 #include "tst_homekey.moc"

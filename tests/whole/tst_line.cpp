@@ -1,4 +1,5 @@
 /// The line itself: pulled out, plugged in again, and used for a long time.
+#include "tests/support/testprogram.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 
@@ -74,7 +75,7 @@ QByteArray numbered(int number, int size)
 
 } // namespace
 
-class tst_Line : public QObject
+class TestLine : public QObject
 {
     Q_OBJECT
 
@@ -90,12 +91,12 @@ private slots:
     void programsDoNotGetIt();
 };
 
-void tst_Line::initTestCase()
+void TestLine::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
-void tst_Line::hangsUp()
+void TestLine::hangsUp()
 {
     KeypadOptions options;
     ToolClock clock;
@@ -131,7 +132,7 @@ void tst_Line::hangsUp()
 }
 
 /// A station's program that ends does not end the line.
-void tst_Line::stationComesAndGoes()
+void TestLine::stationComesAndGoes()
 {
     VirtualKeypad keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
@@ -158,7 +159,7 @@ void tst_Line::stationComesAndGoes()
     QVERIFY(keypad.isRunning());
 }
 
-void tst_Line::thousandsOfReplies()
+void TestLine::thousandsOfReplies()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -190,7 +191,7 @@ void tst_Line::thousandsOfReplies()
 }
 
 /// As a driver without DMA does: each frame still is one message.
-void tst_Line::uartHandsFramesOverInPieces()
+void TestLine::uartHandsFramesOverInPieces()
 {
     KeypadOptions options;
     const QString library = QStringLiteral(UART_LINE);
@@ -215,7 +216,7 @@ void tst_Line::uartHandsFramesOverInPieces()
 }
 
 /// Something that can be read for ever and says nothing.
-void tst_Line::lineThatIsNone()
+void TestLine::lineThatIsNone()
 {
     KeypadOptions options;
     options.without.append(QStringLiteral("/dev/ttySP0"));
@@ -235,7 +236,7 @@ void tst_Line::lineThatIsNone()
 }
 
 /// The tool stands still in a reply, and goes on with the next byte.
-void tst_Line::nobodyDrainsIt()
+void TestLine::nobodyDrainsIt()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -248,7 +249,7 @@ void tst_Line::nobodyDrainsIt()
 }
 
 /// What the line did not take at once follows, and so do the relays after it.
-void tst_Line::relayOnASlowLine()
+void TestLine::relayOnASlowLine()
 {
     const QByteArray ack("7E000A00043102957F\r\n");
     // Where the line happens to be full just behind a relay, nothing is queued.
@@ -288,7 +289,7 @@ void tst_Line::relayOnASlowLine()
 }
 
 /// One that outlives the tool would hold the line open.
-void tst_Line::programsDoNotGetIt()
+void TestLine::programsDoNotGetIt()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -309,5 +310,5 @@ void tst_Line::programsDoNotGetIt()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_Line)
+MFTOOL_TEST(TestLine, EventLoop)
 #include "tst_line.moc"

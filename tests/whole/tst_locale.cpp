@@ -1,5 +1,6 @@
 /// Names and data with bytes above 0x7F, whatever language the login has: names
 /// are UTF-8 on the line and in the file system, and data are bytes.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 namespace
@@ -13,7 +14,7 @@ const char noUtf8[] = "Gr\xFC"
 
 } // namespace
 
-class tst_Locale : public QObject
+class TestLocale : public QObject
 {
     Q_OBJECT
 
@@ -36,12 +37,12 @@ private:
     QMap<QByteArray, QSharedPointer<Rig>> m_rigs;
 };
 
-void tst_Locale::initTestCase()
+void TestLocale::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
-void tst_Locale::locales()
+void TestLocale::locales()
 {
     QTest::addColumn<QByteArray>("locale");
     QTest::newRow("C") << QByteArray("C");
@@ -49,7 +50,7 @@ void tst_Locale::locales()
     QTest::newRow("one that is not installed") << QByteArray("xx_YY.ISO-8859-1");
 }
 
-Rig *tst_Locale::rig(const QByteArray &locale)
+Rig *TestLocale::rig(const QByteArray &locale)
 {
     QSharedPointer<Rig> &found = m_rigs[locale];
     if (found)
@@ -62,7 +63,7 @@ Rig *tst_Locale::rig(const QByteArray &locale)
     return found.data();
 }
 
-void tst_Locale::testImage_data()
+void TestLocale::testImage_data()
 {
     QTest::addColumn<QByteArray>("locale");
     QTest::addColumn<QByteArray>("name");
@@ -94,7 +95,7 @@ void tst_Locale::testImage_data()
     }
 }
 
-void tst_Locale::testImage()
+void TestLocale::testImage()
 {
     QFETCH(QByteArray, locale);
     QFETCH(QByteArray, name);
@@ -116,7 +117,7 @@ void tst_Locale::testImage()
     QCOMPARE(outcome.log, log);
 }
 
-void tst_Locale::dataAreBytes()
+void TestLocale::dataAreBytes()
 {
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
@@ -133,7 +134,7 @@ void tst_Locale::dataAreBytes()
     QCOMPARE(tool->request(0x7040, "00").line, QStringList("0004"));
 }
 
-void tst_Locale::cardFolder()
+void TestLocale::cardFolder()
 {
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
@@ -149,7 +150,7 @@ void tst_Locale::cardFolder()
     QCOMPARE(keypad.listDir(folder), QStringList("ateTestFileOnSdCard.txt"));
 }
 
-void tst_Locale::updateFolder()
+void TestLocale::updateFolder()
 {
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
@@ -166,5 +167,5 @@ void tst_Locale::updateFolder()
              qPrintable(call.workingDirectory + ' ' + call.arguments.join(' ')));
 }
 
-QTEST_GUILESS_MAIN(tst_Locale)
+MFTOOL_TEST(TestLocale, EventLoop)
 #include "tst_locale.moc"

@@ -1,5 +1,6 @@
 /// What the operator sees: the main screen to the pixel, the corner targets
 /// under a finger, and the test images that cover it all.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QBuffer>
@@ -204,7 +205,7 @@ KeypadOptions onScreen()
 
 } // namespace
 
-class tst_MainScreen : public QObject
+class TestMainScreen : public QObject
 {
     Q_OBJECT
 
@@ -233,32 +234,32 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_MainScreen::initTestCase()
+void TestMainScreen::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     m_rig.reset(new Rig(onScreen()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-void tst_MainScreen::init()
+void TestMainScreen::init()
 {
     QVERIFY(m_rig->keypad.isRunning());
 }
 
-bool tst_MainScreen::write(const QString &path, const QByteArray &bytes)
+bool TestMainScreen::write(const QString &path, const QByteArray &bytes)
 {
     return m_rig->keypad.writeFile(path, bytes);
 }
 
 /// Back to the main screen, with the pointer where nothing lights up under it.
-bool tst_MainScreen::removeImage()
+bool TestMainScreen::removeImage()
 {
     return m_rig->keypad.move(200, 10) && m_rig->request(0x7000).line == QStringList("0004") &&
            QTest::qWaitFor([this] { return checkMainScreen(m_rig->keypad.screen()).isEmpty(); },
                            20000);
 }
 
-void tst_MainScreen::logoFirst()
+void TestMainScreen::logoFirst()
 {
     QImage logo;
     QVERIFY(logo.loadFromData(m_rig->keypad.readFile("/home/default/tarnwick.png")));
@@ -274,13 +275,13 @@ void tst_MainScreen::logoFirst()
         QVERIFY(!isMarked(m_rig->keypad.screen(), corner));
 }
 
-void tst_MainScreen::numbers()
+void TestMainScreen::numbers()
 {
     QVERIFY(removeImage());
     QTRY_COMPARE_WITH_TIMEOUT(checkMainScreen(m_rig->keypad.screen()), QString(), 20000);
 }
 
-void tst_MainScreen::targetsToggle()
+void TestMainScreen::targetsToggle()
 {
     QVERIFY(removeImage());
     VirtualKeypad &keypad = m_rig->keypad;
@@ -311,7 +312,7 @@ void tst_MainScreen::targetsToggle()
 }
 
 /// Also under a picture that leaves the corners uncovered to the eye.
-void tst_MainScreen::coveredTargetsCannotBeReached()
+void TestMainScreen::coveredTargetsCannotBeReached()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(write("/home/default/small.png", picture(100, 50, 0xffff8000, 0xff008080)));
@@ -329,7 +330,7 @@ void tst_MainScreen::coveredTargetsCannotBeReached()
     QCOMPARE(keypad.standinCalls().size(), 0);
 }
 
-void tst_MainScreen::imageIsUnscaledAndCentred()
+void TestMainScreen::imageIsUnscaledAndCentred()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(removeImage());
@@ -346,7 +347,7 @@ void tst_MainScreen::imageIsUnscaledAndCentred()
     QTRY_VERIFY_WITH_TIMEOUT(keypad.screen() == expected, 20000);
 }
 
-void tst_MainScreen::largerImageIsCut()
+void TestMainScreen::largerImageIsCut()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QImage large(1000, 600, QImage::Format_RGB32);
@@ -365,7 +366,7 @@ void tst_MainScreen::largerImageIsCut()
                              20000);
 }
 
-void tst_MainScreen::imageStaysWhenTheNextCannotBeLoaded_data()
+void TestMainScreen::imageStaysWhenTheNextCannotBeLoaded_data()
 {
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<QByteArray>("content"); // null: there is no such file
@@ -379,7 +380,7 @@ void tst_MainScreen::imageStaysWhenTheNextCannotBeLoaded_data()
     QTest::newRow("a pipe") << QByteArray("/tmp/sdstat") << QByteArray();
 }
 
-void tst_MainScreen::imageStaysWhenTheNextCannotBeLoaded()
+void TestMainScreen::imageStaysWhenTheNextCannotBeLoaded()
 {
     QFETCH(QByteArray, name);
     QFETCH(QByteArray, content);
@@ -401,7 +402,7 @@ void tst_MainScreen::imageStaysWhenTheNextCannotBeLoaded()
     QVERIFY(keypad.screen() == before);
 }
 
-void tst_MainScreen::nextImageReplaces()
+void TestMainScreen::nextImageReplaces()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(removeImage());
@@ -421,7 +422,7 @@ void tst_MainScreen::nextImageReplaces()
     QVERIFY(keypad.waitForPixel(400, 240, 0xff123456, 20000));
 }
 
-void tst_MainScreen::emptyNameRemoves()
+void TestMainScreen::emptyNameRemoves()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QCOMPARE(m_rig->request(0x7000, "bars.png").line, QStringList("0004"));
@@ -433,7 +434,7 @@ void tst_MainScreen::emptyNameRemoves()
     QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
 }
 
-void tst_MainScreen::names_data()
+void TestMainScreen::names_data()
 {
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<QString>("path");
@@ -464,7 +465,7 @@ void tst_MainScreen::names_data()
         << QByteArray("sub.png/inner.png") << "/home/default/sub.png/inner.png" << true;
 }
 
-void tst_MainScreen::names()
+void TestMainScreen::names()
 {
     QFETCH(QByteArray, name);
     QFETCH(QString, path);
@@ -486,7 +487,7 @@ void tst_MainScreen::names()
     QCOMPARE(outcome.log, log);
 }
 
-void tst_MainScreen::shortScreen_data()
+void TestMainScreen::shortScreen_data()
 {
     QTest::addColumn<int>("rows");
     QTest::addColumn<int>("coloursFrom");
@@ -495,7 +496,7 @@ void tst_MainScreen::shortScreen_data()
 }
 
 /// Where there is no room for the corner targets they give theirs to the colours.
-void tst_MainScreen::shortScreen()
+void TestMainScreen::shortScreen()
 {
     QFETCH(int, rows);
     QFETCH(int, coloursFrom);
@@ -527,5 +528,5 @@ void tst_MainScreen::shortScreen()
     QVERIFY(server.waitForFinished(20000));
 }
 
-QTEST_GUILESS_MAIN(tst_MainScreen)
+MFTOOL_TEST(TestMainScreen, EventLoop)
 #include "tst_mainscreen.moc"

@@ -1,4 +1,5 @@
 /// Mounting the NAND's file system, as the station and the board's programs see it.
+#include "tests/support/testprogram.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 
@@ -42,7 +43,7 @@ KeypadOptions options()
 
 } // namespace
 
-class tst_Mounting : public QObject
+class TestMounting : public QObject
 {
     Q_OBJECT
 
@@ -77,14 +78,14 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_Mounting::initTestCase()
+void TestMounting::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     m_rig.reset(new Rig(options()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-void tst_Mounting::cleanup()
+void TestMounting::cleanup()
 {
     if (!m_rig || !m_rig->keypad.isRunning())
         return;
@@ -94,7 +95,7 @@ void tst_Mounting::cleanup()
 }
 
 /// Starts the flash and lets it fail at once. @return how its program was called
-VirtualKeypad::StandinCall tst_Mounting::flashOnce()
+VirtualKeypad::StandinCall TestMounting::flashOnce()
 {
     m_rig->keypad.setStandin("kobs-ng", "no-image");
     m_rig->station.request(wire::FlashRequest, QByteArray(), slow, slow);
@@ -108,7 +109,7 @@ VirtualKeypad::StandinCall tst_Mounting::flashOnce()
 
 /// The ways in which a program fails: it ends as in one of @p captures, of which the
 /// tool logs @p refusal, or is missing, or crashes.
-void tst_Mounting::addFailures(const QStringList &captures, const QString &refusal)
+void TestMounting::addFailures(const QStringList &captures, const QString &refusal)
 {
     QTest::addColumn<QString>("play");
     QTest::addColumn<QStringList>("line");
@@ -126,7 +127,7 @@ void tst_Mounting::addFailures(const QStringList &captures, const QString &refus
 
 /// Mounts while @p program, called by @p lastCall, fails in the row's way. @p log and
 /// @p calls are what there is before that.
-void tst_Mounting::mountFailing(const QString &program, const QStringList &log,
+void TestMounting::mountFailing(const QString &program, const QStringList &log,
                                 const QStringList &calls, const QString &lastCall)
 {
     QFETCH(QString, play);
@@ -145,17 +146,17 @@ void tst_Mounting::mountFailing(const QString &program, const QStringList &log,
     QCOMPARE(Programs::calls(keypad), play == "missing" ? calls : calls + QStringList(lastCall));
 }
 
-void tst_Mounting::attachFailures_data()
+void TestMounting::attachFailures_data()
 {
     addFailures({"no-ubi", "twice"}, "debug: process finished with code 255");
 }
 
-void tst_Mounting::attachFailures()
+void TestMounting::attachFailures()
 {
     mountFailing(attach, {"debug: Starting ubiattach"}, {}, attachCall);
 }
 
-void tst_Mounting::nothingIsMountedAfterAFailedAttach()
+void TestMounting::nothingIsMountedAfterAFailedAttach()
 {
     // Longer than the pause after an attach that succeeded.
     QVERIFY(m_rig->station.expectSilence(2300));
@@ -163,12 +164,12 @@ void tst_Mounting::nothingIsMountedAfterAFailedAttach()
     QCOMPARE(m_rig->settle().log, QStringList());
 }
 
-void tst_Mounting::mountFailures_data()
+void TestMounting::mountFailures_data()
 {
     addFailures({"no-volume", "already"}, "debug: process finished with code 32");
 }
 
-void tst_Mounting::mountFailures()
+void TestMounting::mountFailures()
 {
     mountFailing(mountProgram,
                  {"debug: Starting ubiattach", attachedLine, code0, "debug: Starting mount"},
@@ -176,7 +177,7 @@ void tst_Mounting::mountFailures()
 }
 
 /// The program is content, but there is no file system with an /etc.
-void tst_Mounting::nothingToMount()
+void TestMounting::nothingToMount()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, mountProgram, "echo one\nexit 0\n"));
@@ -192,7 +193,7 @@ void tst_Mounting::nothingToMount()
                           "debug: Mount appears to have failed, or there is nothing to mount"}));
 }
 
-void tst_Mounting::environmentStaysWithoutAMount()
+void TestMounting::environmentStaysWithoutAMount()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     // What lies there before the mount is not looked at.
@@ -204,7 +205,7 @@ void tst_Mounting::environmentStaysWithoutAMount()
     QVERIFY(!call.environment.contains("TSLIB_CALIBFILE"));
 }
 
-void tst_Mounting::mounts()
+void TestMounting::mounts()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     m_rig->forget();
@@ -232,7 +233,7 @@ void tst_Mounting::mounts()
     QVERIFY2(between >= pauseBetween, qPrintable(QString::number(between)));
 }
 
-void tst_Mounting::mountedAlready()
+void TestMounting::mountedAlready()
 {
     const Outcome again = m_rig->request(wire::MountRequest);
     QCOMPARE(again.line, QStringList(ack));
@@ -242,7 +243,7 @@ void tst_Mounting::mountedAlready()
     QCOMPARE(Programs::calls(m_rig->keypad), QStringList());
 }
 
-void tst_Mounting::versionComesFromTheMount()
+void TestMounting::versionComesFromTheMount()
 {
     QCOMPARE(version(), mountedVersion);
     // Never again from the running system, and then there is no answer at all.
@@ -254,14 +255,14 @@ void tst_Mounting::versionComesFromTheMount()
     QCOMPARE(version(), mountedVersion);
 }
 
-void tst_Mounting::environmentPointsAtTheMount()
+void TestMounting::environmentPointsAtTheMount()
 {
     const VirtualKeypad::StandinCall call = flashOnce();
     QCOMPARE(call.environment.value("POINTERCAL_FILE"), QString("/mnt/etc/pointercal"));
     QCOMPARE(call.environment.value("TSLIB_CALIBFILE"), QString("/mnt/etc/pointercal"));
 }
 
-void tst_Mounting::flashingUnmountsNothing()
+void TestMounting::flashingUnmountsNothing()
 {
     m_rig->station.clear();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
@@ -274,7 +275,7 @@ void tst_Mounting::flashingUnmountsNothing()
 
 /// The second request finds the volume attached, and is told so; the first one
 /// goes its way.
-void tst_Mounting::requestDuringThePause()
+void TestMounting::requestDuringThePause()
 {
     m_rig.reset(new Rig(options()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
@@ -289,7 +290,7 @@ void tst_Mounting::requestDuringThePause()
     QCOMPARE(Programs::calls(keypad), QStringList({attachCall, attachCall, mountCall}));
 }
 
-void tst_Mounting::exitRequestDuringThePause()
+void TestMounting::exitRequestDuringThePause()
 {
     m_rig.reset(new Rig(options()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
@@ -305,6 +306,6 @@ void tst_Mounting::exitRequestDuringThePause()
     QCOMPARE(Programs::calls(keypad), QStringList(attachCall));
 }
 
-QTEST_GUILESS_MAIN(tst_Mounting)
+MFTOOL_TEST(TestMounting, EventLoop)
 
 #include "tst_mounting.moc"

@@ -1,4 +1,5 @@
 /// Every request with right and wrong data, on the line, in /sys and in the log.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <cerrno>
@@ -19,7 +20,7 @@ QStringList ledStores(const char *shown)
 
 } // namespace
 
-class tst_Requests : public QObject
+class TestRequests : public QObject
 {
     Q_OBJECT
 
@@ -46,20 +47,20 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_Requests::initTestCase()
+void TestRequests::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     m_rig.reset(new Rig);
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-void tst_Requests::init()
+void TestRequests::init()
 {
     QVERIFY(m_rig->keypad.isRunning());
 }
 
 /// Whole frames as they stand on the line.
-void tst_Requests::worked_data()
+void TestRequests::worked_data()
 {
     QTest::addColumn<QByteArray>("sent");
     QTest::addColumn<QByteArray>("came");
@@ -81,7 +82,7 @@ void tst_Requests::worked_data()
     QTest::newRow("checksum") << QByteArray("7E000E61431F006403617F\r\n") << nak;
 }
 
-void tst_Requests::worked()
+void TestRequests::worked()
 {
     QFETCH(QByteArray, sent);
     QFETCH(QByteArray, came);
@@ -93,7 +94,7 @@ void tst_Requests::worked()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
-void tst_Requests::table_data()
+void TestRequests::table_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<QByteArray>("data");
@@ -259,7 +260,7 @@ void tst_Requests::table_data()
     row(0x7080, "00", nak);
 }
 
-void tst_Requests::table()
+void TestRequests::table()
 {
     QFETCH(int, type);
     QFETCH(QByteArray, data);
@@ -272,7 +273,7 @@ void tst_Requests::table()
     QCOMPARE(outcome.log, log);
 }
 
-void tst_Requests::biasPower()
+void TestRequests::biasPower()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     QVERIFY(!keypad.hasNode("/sys/class/gpio/gpio62"));
@@ -301,7 +302,7 @@ void tst_Requests::biasPower()
     QCOMPARE(keypad.attribute("/sys/class/gpio/gpio62/value"), QByteArray("0\n"));
 }
 
-void tst_Requests::biasPowerFailures_data()
+void TestRequests::biasPowerFailures_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QStringList>("stores");
@@ -323,7 +324,7 @@ void tst_Requests::biasPowerFailures_data()
                               "LCD Bias Power manipulation";
 }
 
-void tst_Requests::biasPowerFailures()
+void TestRequests::biasPowerFailures()
 {
     QFETCH(QString, file);
     QFETCH(QStringList, stores);
@@ -344,7 +345,7 @@ void tst_Requests::biasPowerFailures()
 }
 
 /// Only an open that fails stops the sequence.
-void tst_Requests::biasPowerRefusedStores()
+void TestRequests::biasPowerRefusedStores()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     keypad.removeNode("/sys/class/gpio/gpio62");
@@ -359,7 +360,7 @@ void tst_Requests::biasPowerRefusedStores()
                           "gpio/gpio62/value=0"}));
 }
 
-void tst_Requests::cannotOpen_data()
+void TestRequests::cannotOpen_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<int>("type");
@@ -418,7 +419,7 @@ void tst_Requests::cannotOpen_data()
                                 << QStringList(row.log) << row.stores << row.reply;
 }
 
-void tst_Requests::cannotOpen()
+void TestRequests::cannotOpen()
 {
     QFETCH(QString, path);
     QFETCH(int, type);
@@ -436,7 +437,7 @@ void tst_Requests::cannotOpen()
     }
 }
 
-void tst_Requests::refusedStores_data()
+void TestRequests::refusedStores_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<int>("type");
@@ -453,7 +454,7 @@ void tst_Requests::refusedStores_data()
 }
 
 /// A store that the driver refuses is stored once, and nobody hears of it.
-void tst_Requests::refusedStores()
+void TestRequests::refusedStores()
 {
     QFETCH(QString, path);
     QFETCH(int, type);
@@ -468,7 +469,7 @@ void tst_Requests::refusedStores()
     QCOMPARE(outcome.stores.filter(file), QStringList(store));
 }
 
-void tst_Requests::missingLed()
+void TestRequests::missingLed()
 {
     QVERIFY(m_rig->keypad.removeNode("/sys/class/leds/trouble"));
     const Outcome outcome = m_rig->request(0x6144, "000F0000000000");
@@ -479,7 +480,7 @@ void tst_Requests::missingLed()
 }
 
 /// What appears while the tool runs is used without a restart.
-void tst_Requests::createdLater()
+void TestRequests::createdLater()
 {
     VirtualKeypad &keypad = m_rig->keypad;
     if (!keypad.hasNode("/sys/class/leds/trouble"))
@@ -489,7 +490,7 @@ void tst_Requests::createdLater()
 
 /// At the start every LED is lit, whatever it is called; a folder without a
 /// brightness is named.
-void tst_Requests::allTheLedsThereAre()
+void TestRequests::allTheLedsThereAre()
 {
     Rig rig;
     QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
@@ -517,5 +518,5 @@ void tst_Requests::allTheLedsThereAre()
     QCOMPARE(log.filter("SD card Detection").size(), 0);
 }
 
-QTEST_GUILESS_MAIN(tst_Requests)
+MFTOOL_TEST(TestRequests, EventLoop)
 #include "tst_requests.moc"

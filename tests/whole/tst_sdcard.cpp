@@ -1,5 +1,6 @@
 /// The card: told of by the pipe, read back on request, each result by a cause
 /// that a real card has.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <fcntl.h>
@@ -18,7 +19,7 @@ const QString zeros = QString(20, QLatin1Char('0'));
 
 } // namespace
 
-class tst_SdCard : public QObject
+class TestSdCard : public QObject
 {
     Q_OBJECT
 
@@ -51,14 +52,14 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_SdCard::initTestCase()
+void TestSdCard::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
     m_rig.reset(new Rig);
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
 }
 
-bool tst_SdCard::insert(const QString &dir)
+bool TestSdCard::insert(const QString &dir)
 {
     m_rig->settle();
     m_rig->forget();
@@ -68,7 +69,7 @@ bool tst_SdCard::insert(const QString &dir)
 }
 
 /// An empty card that behaves as @p kind, in the slot.
-bool tst_SdCard::freshCard(VirtualKeypad::Card kind)
+bool TestSdCard::freshCard(VirtualKeypad::Card kind)
 {
     VirtualKeypad &keypad = m_rig->keypad;
     if (!keypad.setCard(VirtualKeypad::Writable))
@@ -81,7 +82,7 @@ bool tst_SdCard::freshCard(VirtualKeypad::Card kind)
     return keypad.setCard(kind) && insert();
 }
 
-void tst_SdCard::noCard_data()
+void TestSdCard::noCard_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QString>("reply");
@@ -92,7 +93,7 @@ void tst_SdCard::noCard_data()
     QTest::newRow("no numbers") << QByteArray("01x1-1") << "6162 0100000100000000000000000000";
 }
 
-void tst_SdCard::noCard()
+void TestSdCard::noCard()
 {
     QFETCH(QByteArray, data);
     QFETCH(QString, reply);
@@ -103,7 +104,7 @@ void tst_SdCard::noCard()
                                        "cannot continue readSdCardread"}));
 }
 
-void tst_SdCard::toldByThePipe()
+void TestSdCard::toldByThePipe()
 {
     m_rig->forget();
     QVERIFY(m_rig->keypad.insertCard());
@@ -126,7 +127,7 @@ void tst_SdCard::toldByThePipe()
                      "debug: In ATE Mode--->, SD UnMount from m_sdCardMountPath=/media/other"}));
 }
 
-void tst_SdCard::healthy()
+void TestSdCard::healthy()
 {
     QVERIFY(freshCard(VirtualKeypad::Writable));
     QVERIFY(m_rig->keypad.writeFile(testFile, "of an earlier test\n"));
@@ -168,7 +169,7 @@ void tst_SdCard::healthy()
     QCOMPARE(m_rig->keypad.listDir(card), QStringList("ateTestFileOnSdCard.txt"));
 }
 
-void tst_SdCard::healthyAgain()
+void TestSdCard::healthyAgain()
 {
     QVERIFY(freshCard(VirtualKeypad::Writable));
     const QByteArray before = m_rig->keypad.readFile(testFile);
@@ -177,7 +178,7 @@ void tst_SdCard::healthyAgain()
         QCOMPARE(read().line.value(0).left(13), QString("6162 01050200"));
 }
 
-void tst_SdCard::echoedNumbers_data()
+void TestSdCard::echoedNumbers_data()
 {
     QTest::addColumn<QByteArray>("numbers");
     QTest::addColumn<QString>("start");
@@ -186,7 +187,7 @@ void tst_SdCard::echoedNumbers_data()
     QTest::newRow("0, 255") << QByteArray("00FF") << "6162 0100FF00";
 }
 
-void tst_SdCard::echoedNumbers()
+void TestSdCard::echoedNumbers()
 {
     QFETCH(QByteArray, numbers);
     QFETCH(QString, start);
@@ -197,7 +198,7 @@ void tst_SdCard::echoedNumbers()
     QCOMPARE(outcome.line.first().size(), 33);
 }
 
-void tst_SdCard::folderGone()
+void TestSdCard::folderGone()
 {
     QVERIFY(freshCard(VirtualKeypad::Writable));
     QVERIFY(m_rig->keypad.setCard(VirtualKeypad::NoFolder));
@@ -207,7 +208,7 @@ void tst_SdCard::folderGone()
                                        "debug: Cannot Open File:" + testFile + " for write"}));
 }
 
-void tst_SdCard::undeletable_data()
+void TestSdCard::undeletable_data()
 {
     QTest::addColumn<bool>("writable");
     QTest::addColumn<QString>("how"); // folder, bound file, file
@@ -218,7 +219,7 @@ void tst_SdCard::undeletable_data()
     QTest::newRow("file on a read-only card") << false << "file";
 }
 
-void tst_SdCard::undeletable()
+void TestSdCard::undeletable()
 {
     QFETCH(bool, writable);
     QFETCH(QString, how);
@@ -255,7 +256,7 @@ void tst_SdCard::undeletable()
     QCOMPARE(left, QStringList("ateTestFileOnSdCard.txt"));
 }
 
-void tst_SdCard::writeProtected()
+void TestSdCard::writeProtected()
 {
     QVERIFY(freshCard(VirtualKeypad::ReadOnly));
     const Outcome outcome = read();
@@ -265,7 +266,7 @@ void tst_SdCard::writeProtected()
 }
 
 /// The file can be made but holds nothing: ten lines are read all the same.
-void tst_SdCard::full()
+void TestSdCard::full()
 {
     QVERIFY(freshCard(VirtualKeypad::Full));
     const Outcome outcome = read();
@@ -280,7 +281,7 @@ void tst_SdCard::full()
 }
 
 /// The first digit of the file comes back as its neighbour.
-void tst_SdCard::readsBackWrong()
+void TestSdCard::readsBackWrong()
 {
     QVERIFY2(freshCard(VirtualKeypad::ReadsBackWrong), qPrintable(m_rig->keypad.errorString()));
     // By chance the digit is a letter whose neighbour is none: then 0 is read.
@@ -302,7 +303,7 @@ void tst_SdCard::readsBackWrong()
 }
 
 /// Where the card is mounted is what the pipe says.
-void tst_SdCard::anotherFolder()
+void TestSdCard::anotherFolder()
 {
     QVERIFY(m_rig->keypad.makeDir("/media/a card"));
     QVERIFY(insert("/media/a card"));
@@ -312,7 +313,7 @@ void tst_SdCard::anotherFolder()
     QCOMPARE(m_rig->keypad.listDir("/media/a card"), QStringList("ateTestFileOnSdCard.txt"));
 }
 
-void tst_SdCard::removed()
+void TestSdCard::removed()
 {
     QVERIFY(freshCard(VirtualKeypad::Writable));
     m_rig->forget();
@@ -324,5 +325,5 @@ void tst_SdCard::removed()
     QCOMPARE(m_rig->keypad.listDir(card), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_SdCard)
+MFTOOL_TEST(TestSdCard, EventLoop)
 #include "tst_sdcard.moc"

@@ -1,6 +1,7 @@
 /// How the tool starts, with everything and with something missing, and how it
 /// ends.
 #include "bench/keypad/keypadlog.h"
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <fcntl.h>
@@ -75,7 +76,7 @@ bool buzzesWithTheKey(VirtualKeypad &keypad)
 
 } // namespace
 
-class tst_Startup : public QObject
+class TestStartup : public QObject
 {
     Q_OBJECT
 
@@ -103,12 +104,12 @@ private:
     void expectTimeOut(Rig &rig);
 };
 
-void tst_Startup::initTestCase()
+void TestStartup::initTestCase()
 {
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
-void tst_Startup::healthyBoard()
+void TestStartup::healthyBoard()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
@@ -150,7 +151,7 @@ void tst_Startup::healthyBoard()
 }
 
 /// The tool knows its name before it builds anything: Qt can put it before each line.
-void tst_Startup::identity()
+void TestStartup::identity()
 {
     KeypadOptions options;
     options.environment.insert(
@@ -160,7 +161,7 @@ void tst_Startup::identity()
     QVERIFY(rig.waitForLog("debug: ZRV8810-MF: Input event opened"));
 }
 
-void tst_Startup::commandLine_data()
+void TestStartup::commandLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("said"); // about the speed
@@ -181,7 +182,7 @@ void tst_Startup::commandLine_data()
         << QStringList({"-B", "9600", "-N", "--n", "b", "57600"}) << QString() << uint(B115200);
 }
 
-void tst_Startup::commandLine()
+void TestStartup::commandLine()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, said);
@@ -202,7 +203,7 @@ void tst_Startup::commandLine()
     QCOMPARE(rig.next(), arguments.contains("-n") ? QString("6003 5A") : QString("0005"));
 }
 
-void tst_Startup::checksOff()
+void TestStartup::checksOff()
 {
     Rig rig(with({"-b", "-n"})); // a word as speed, and nevertheless the switch
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -218,7 +219,7 @@ void tst_Startup::checksOff()
     QCOMPARE(rig.raw("7E000C6002175A7F\r\n").line, QStringList("0005"));
 }
 
-void tst_Startup::exitRequest()
+void TestStartup::exitRequest()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -236,7 +237,7 @@ void tst_Startup::exitRequest()
     QCOMPARE(rig.stores(), QStringList());
 }
 
-void tst_Startup::startsAgain()
+void TestStartup::startsAgain()
 {
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -252,7 +253,7 @@ void tst_Startup::startsAgain()
     QVERIFY(rig.waitForLog("debug: In ATE Mode--->, SD fifo already exists"));
 }
 
-void tst_Startup::missing_data()
+void TestStartup::missing_data()
 {
     QTest::addColumn<QStringList>("without");
     QTest::addColumn<QString>("first"); // what the line says first
@@ -284,7 +285,7 @@ void tst_Startup::missing_data()
         << QStringList();
 }
 
-void tst_Startup::missing()
+void TestStartup::missing()
 {
     QFETCH(QStringList, without);
     QFETCH(QString, first);
@@ -304,7 +305,7 @@ void tst_Startup::missing()
     QCOMPARE(rig.keypad.exitStatus().code, 0);
 }
 
-void tst_Startup::everythingMissing()
+void TestStartup::everythingMissing()
 {
     Rig rig(lacking({"/dev/ttySP0", "/dev/input/event0", "/sys/class", "/sys/board_revision",
                      "/home/default", "/tmp", "/usr/lib/panel/version", "/boot", "/mnt"}));
@@ -333,7 +334,7 @@ void tst_Startup::everythingMissing()
              }));
 }
 
-void tst_Startup::noLine()
+void TestStartup::noLine()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
@@ -349,7 +350,7 @@ void tst_Startup::noLine()
     expectTimeOut(rig);
 }
 
-void tst_Startup::noBuzzer()
+void TestStartup::noBuzzer()
 {
     Rig rig(lacking({"/sys/class/leds/buzzer"}));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
@@ -372,7 +373,7 @@ void tst_Startup::noBuzzer()
 // The time-outs
 
 /// Wakes the tool, which then finds its time to be up.
-void tst_Startup::expectTimeOut(Rig &rig)
+void TestStartup::expectTimeOut(Rig &rig)
 {
     rig.keypad.pressHome();
     QVERIFY(rig.keypad.waitForExit(30000));
@@ -381,7 +382,7 @@ void tst_Startup::expectTimeOut(Rig &rig)
     QVERIFY(rig.waitForLog(timedOut));
 }
 
-void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
+void TestStartup::fifteenSecondsAtSixtyTimesTheSpeed()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     KeypadOptions options;
@@ -417,7 +418,7 @@ void tst_Startup::fifteenSecondsAtSixtyTimesTheSpeed()
     QVERIFY2(waited >= 14990, qPrintable(QString::number(waited)));
 }
 
-void tst_Startup::fifteenSeconds()
+void TestStartup::fifteenSeconds()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
@@ -433,7 +434,7 @@ void tst_Startup::fifteenSeconds()
     QCOMPARE(rig.stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
 }
 
-void tst_Startup::badMarksBuyNoTime()
+void TestStartup::badMarksBuyNoTime()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
@@ -448,7 +449,7 @@ void tst_Startup::badMarksBuyNoTime()
     expectTimeOut(rig);
 }
 
-void tst_Startup::damagedFrameBuysTenMinutes()
+void TestStartup::damagedFrameBuysTenMinutes()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
@@ -463,7 +464,7 @@ void tst_Startup::damagedFrameBuysTenMinutes()
     expectTimeOut(rig);
 }
 
-void tst_Startup::tenMinutesCountFromTheLastFrame()
+void TestStartup::tenMinutesCountFromTheLastFrame()
 {
     SKIP_UNLESS_CLOCKS_MOVE();
     ToolClock clock;
@@ -491,5 +492,5 @@ void tst_Startup::tenMinutesCountFromTheLastFrame()
     QCOMPARE(rig.stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
 }
 
-QTEST_GUILESS_MAIN(tst_Startup)
+MFTOOL_TEST(TestStartup, EventLoop)
 #include "tst_startup.moc"

@@ -1,4 +1,5 @@
 /// The touchscreen test under a real finger, and the start button that it covers.
+#include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
 #include <QImage>
@@ -19,7 +20,7 @@ KeypadOptions onScreen()
 
 } // namespace
 
-class tst_Touch : public QObject
+class TestTouch : public QObject
 {
     Q_OBJECT
 
@@ -43,7 +44,7 @@ private:
     QScopedPointer<Rig> m_rig;
 };
 
-void tst_Touch::initTestCase()
+void TestTouch::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     m_rig.reset(new Rig(onScreen()));
@@ -52,13 +53,13 @@ void tst_Touch::initTestCase()
     QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
 }
 
-void tst_Touch::moveAway()
+void TestTouch::moveAway()
 {
     m_rig->keypad.release();
     m_rig->keypad.move(200, 10);
 }
 
-void tst_Touch::offAtFirst()
+void TestTouch::offAtFirst()
 {
     m_rig->settle();
     m_rig->forget();
@@ -69,7 +70,7 @@ void tst_Touch::offAtFirst()
     QCOMPARE(outcome.log, QStringList());
 }
 
-void tst_Touch::reportsPresses_data()
+void TestTouch::reportsPresses_data()
 {
     QTest::addColumn<QPoint>("at");
     QTest::addColumn<QString>("reply");
@@ -82,7 +83,7 @@ void tst_Touch::reportsPresses_data()
     QTest::newRow("a progress bar") << QPoint(600, 350) << "7031 600350";
 }
 
-void tst_Touch::reportsPresses()
+void TestTouch::reportsPresses()
 {
     QFETCH(QPoint, at);
     QFETCH(QString, reply);
@@ -97,7 +98,7 @@ void tst_Touch::reportsPresses()
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
-void tst_Touch::reachesNothingElse()
+void TestTouch::reachesNothingElse()
 {
     QCOMPARE(m_rig->request(0x7030, "FF").line, QStringList("0004"));
     moveAway();
@@ -116,7 +117,7 @@ void tst_Touch::reachesNothingElse()
     QTRY_VERIFY_WITH_TIMEOUT(m_rig->keypad.screen() == before, 20000);
 }
 
-void tst_Touch::reportsOnTheLogoToo()
+void TestTouch::reportsOnTheLogoToo()
 {
     QCOMPARE(m_rig->request(0x7000, "tarnwick.png").line, QStringList("0004"));
     QCOMPARE(m_rig->request(0x7030, "01").line, QStringList("0004"));
@@ -127,7 +128,7 @@ void tst_Touch::reportsOnTheLogoToo()
     QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
 }
 
-void tst_Touch::offAgain()
+void TestTouch::offAgain()
 {
     moveAway();
     const QImage unmarked = target();
@@ -142,7 +143,7 @@ void tst_Touch::offAgain()
     QCOMPARE(outcome.log, QStringList());
 }
 
-void tst_Touch::startButtonWorks()
+void TestTouch::startButtonWorks()
 {
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(startButton.x(), startButton.y()));
@@ -156,7 +157,7 @@ void tst_Touch::startButtonWorks()
 }
 
 /// The status line stays in its place.
-void tst_Touch::startButtonIsGoneAfterwards()
+void TestTouch::startButtonIsGoneAfterwards()
 {
     QVERIFY(m_rig->keypad.touch(startButton.x(), startButton.y()));
     QCOMPARE(m_rig->settle().line, QStringList());
@@ -164,5 +165,5 @@ void tst_Touch::startButtonIsGoneAfterwards()
     QCOMPARE(m_rig->keypad.standinCalls().size(), 2);
 }
 
-QTEST_GUILESS_MAIN(tst_Touch)
+MFTOOL_TEST(TestTouch, EventLoop)
 #include "tst_touch.moc"

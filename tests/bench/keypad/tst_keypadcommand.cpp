@@ -5,6 +5,8 @@
 #include <csignal>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 /// "bench keypad" as a person runs it.
 class TestKeypadCommand : public QObject
 {
@@ -407,5 +409,5 @@ void TestKeypadCommand::saysWhyItCannotWork()
     QCOMPARE(errors, reason);
 }
 
-QTEST_GUILESS_MAIN(TestKeypadCommand)
+MFTOOL_TEST(TestKeypadCommand, EventLoop)
 #include "tst_keypadcommand.moc"

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestKeypadConsole : public QObject
 {
     Q_OBJECT
@@ -220,5 +222,5 @@ void TestKeypadConsole::quit()
     QVERIFY(m_console->isOver());
 }
 
-QTEST_GUILESS_MAIN(TestKeypadConsole)
+MFTOOL_TEST(TestKeypadConsole, EventLoop)
 #include "tst_keypadconsole.moc"

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestKeypadLog : public QObject
 {
     Q_OBJECT
@@ -103,5 +105,5 @@ void TestKeypadLog::controlCharactersInMessages()
                                          "b\x01"));
 }
 
-QTEST_APPLESS_MAIN(TestKeypadLog)
+MFTOOL_TEST(TestKeypadLog, NoApplication)
 #include "tst_keypadlog.moc"

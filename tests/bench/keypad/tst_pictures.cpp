@@ -3,6 +3,8 @@
 #include <QImage>
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -100,5 +102,5 @@ void TestPictures::unknownName()
     QCOMPARE(Pictures::png("none.png"), QByteArray());
 }
 
-QTEST_APPLESS_MAIN(TestPictures)
+MFTOOL_TEST(TestPictures, NoApplication)
 #include "tst_pictures.moc"

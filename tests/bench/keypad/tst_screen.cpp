@@ -1,7 +1,10 @@
 #include "bench/keypad/virtualkeypad.h"
 
-#include <QtNetwork>
+#include <QtNetwork/QTcpServer>
+#include <QtNetwork/QTcpSocket>
 #include <QtTest>
+
+#include "tests/support/testprogram.h"
 
 class TestScreen : public QObject
 {
@@ -125,5 +128,5 @@ void TestScreen::vncPlatform()
     QVERIFY(viewer.readAll().startsWith("RFB 003."));
 }
 
-QTEST_GUILESS_MAIN(TestScreen)
+MFTOOL_TEST(TestScreen, EventLoop)
 #include "tst_screen.moc"

@@ -4,6 +4,8 @@
 
 #include <csignal>
 
+#include "tests/support/testprogram.h"
+
 class TestStandin : public QObject
 {
     Q_OBJECT
@@ -296,5 +298,5 @@ void TestStandin::wrongWord()
     QCOMPARE(result.errors, QByteArray("mount: no captured run is called \"sideways\"\n"));
 }
 
-QTEST_GUILESS_MAIN(TestStandin)
+MFTOOL_TEST(TestStandin, EventLoop)
 #include "tst_standin.moc"

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+#include "tests/support/testprogram.h"
+
 class TestSysfsModel : public QObject
 {
     Q_OBJECT
@@ -370,5 +372,5 @@ void TestSysfsModel::textEndsAtNul()
     QCOMPARE(model.show(ready), QByteArray("12\n"));
 }
 
-QTEST_APPLESS_MAIN(TestSysfsModel)
+MFTOOL_TEST(TestSysfsModel, NoApplication)
 #include "tst_sysfsmodel.moc"

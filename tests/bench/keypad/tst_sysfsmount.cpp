@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 /// The kernel's manners through system calls: every descriptor here was opened
 /// in the keypad and is used by this process.
 class TestSysfsMount : public QObject
@@ -287,5 +289,5 @@ void TestSysfsMount::orderAndTime()
     }
 }
 
-QTEST_GUILESS_MAIN(TestSysfsMount)
+MFTOOL_TEST(TestSysfsMount, EventLoop)
 #include "tst_sysfsmount.moc"

@@ -10,6 +10,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 class TestVirtualKeypad : public QObject
 {
     Q_OBJECT
@@ -678,5 +680,5 @@ void TestVirtualKeypad::waitsWithoutAnEventLoopAndSignalsWithOne()
     QCOMPARE(logged, QStringList("logged"));
 }
 
-QTEST_GUILESS_MAIN(TestVirtualKeypad)
+MFTOOL_TEST(TestVirtualKeypad, EventLoop)
 #include "tst_virtualkeypad.moc"

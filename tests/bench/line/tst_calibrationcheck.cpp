@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include "tests/support/testprogram.h"
+
 Q_DECLARE_METATYPE(CalibrationPoints)
 
 namespace
@@ -179,5 +181,5 @@ void TestCalibrationCheck::takesPointsFromFrames()
     QCOMPARE(points, CalibrationPoints({{0, {400, 420}}}));
 }
 
-QTEST_GUILESS_MAIN(TestCalibrationCheck)
+MFTOOL_TEST(TestCalibrationCheck, EventLoop)
 #include "tst_calibrationcheck.moc"

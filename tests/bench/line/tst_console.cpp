@@ -1,6 +1,7 @@
 #include "bench/line/console.h"
 
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QTest>
 
@@ -285,5 +286,5 @@ void TestConsole::keepsProgressInOneLine()
     QCOMPARE(last, "...        1 Volts  " + QByteArray(39, 'x'));
 }
 
-QTEST_GUILESS_MAIN(TestConsole)
+MFTOOL_TEST(TestConsole, EventLoop)
 #include "tst_console.moc"

@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -166,5 +168,5 @@ void TestInterrupt::theFirstCauseStays()
     QCOMPARE(interrupt.reason(), QStringLiteral("interrupted: the program was told to terminate"));
 }
 
-QTEST_GUILESS_MAIN(TestInterrupt)
+MFTOOL_TEST(TestInterrupt, EventLoop)
 #include "tst_interrupt.moc"

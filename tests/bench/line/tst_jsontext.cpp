@@ -4,6 +4,8 @@
 #include <QJsonObject>
 #include <QTest>
 
+#include "tests/support/testprogram.h"
+
 class TestJsonText : public QObject
 {
     Q_OBJECT
@@ -118,5 +120,5 @@ void TestJsonText::showsControlCharacters()
     QVERIFY(hasControlCharacters(QStringLiteral("a\033"), true));
 }
 
-QTEST_GUILESS_MAIN(TestJsonText)
+MFTOOL_TEST(TestJsonText, EventLoop)
 #include "tst_jsontext.moc"

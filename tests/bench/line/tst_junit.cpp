@@ -1,6 +1,7 @@
 #include "bench/line/junit.h"
 
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -127,5 +128,5 @@ void TestJunit::readersRefuseWhatIsWrong()
     QVERIFY(!complaints(xml).isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestJunit)
+MFTOOL_TEST(TestJunit, EventLoop)
 #include "tst_junit.moc"

@@ -1,6 +1,7 @@
 #include "bench/keypad/virtualkeypad.h"
 #include "bench/station/station.h"
 #include "bench/station/transcript.h"
+#include "tests/support/testprogram.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -864,5 +865,5 @@ void TestLineCommand::aTranscriptIsReplayed()
     QVERIFY2(shown.contains("00012345") && shown.contains("00009999"), shown.constData());
 }
 
-QTEST_GUILESS_MAIN(TestLineCommand)
+MFTOOL_TEST(TestLineCommand, EventLoop)
 #include "tst_linecommand.moc"

@@ -1,5 +1,6 @@
 #include "bench/line/linerun.h"
 #include "bench/line/operatordesk.h"
+#include "tests/support/testprogram.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -88,5 +89,5 @@ void TestLineRun::asksNobodyIntoAClosedInput()
     QCOMPARE(QFile::exists(options.outDir), !refused);
 }
 
-QTEST_GUILESS_MAIN(TestLineRun)
+MFTOOL_TEST(TestLineRun, EventLoop)
 #include "tst_linerun.moc"

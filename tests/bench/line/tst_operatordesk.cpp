@@ -9,6 +9,8 @@
 #include <pty.h>
 #include <unistd.h>
 
+#include "tests/support/testprogram.h"
+
 namespace
 {
 
@@ -209,5 +211,5 @@ void TestOperatorDesk::servesTheLineMeanwhile()
     QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
 }
 
-QTEST_GUILESS_MAIN(TestOperatorDesk)
+MFTOOL_TEST(TestOperatorDesk, EventLoop)
 #include "tst_operatordesk.moc"

@@ -1,6 +1,7 @@
 #include "bench/line/plan.h"
 
 #include "bench/station/messages.h"
+#include "tests/support/testprogram.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -757,5 +758,5 @@ void TestPlan::describesLimits()
     QTEST(plan->steps.first().expected.first().fields.first().describe(), "text");
 }
 
-QTEST_GUILESS_MAIN(TestPlan)
+MFTOOL_TEST(TestPlan, EventLoop)
 #include "tst_plan.moc"

@@ -1,6 +1,7 @@
 #include "bench/line/record.h"
 
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -228,5 +229,5 @@ void TestRecord::anInterruptDecides()
     QCOMPARE(unit.reason, QStringLiteral("step 2 \"b\": interrupted"));
 }
 
-QTEST_GUILESS_MAIN(TestRecord)
+MFTOOL_TEST(TestRecord, EventLoop)
 #include "tst_record.moc"

@@ -1,6 +1,7 @@
 #include "bench/line/recordfolder.h"
 
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -236,5 +237,5 @@ void TestRecordFolder::tellsWhenTheDiskIsFull()
     QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/record.json")));
 }
 
-QTEST_GUILESS_MAIN(TestRecordFolder)
+MFTOOL_TEST(TestRecordFolder, EventLoop)
 #include "tst_recordfolder.moc"

@@ -1,6 +1,7 @@
 #include "bench/line/report.h"
 
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -213,5 +214,5 @@ void TestReport::countsUnitsThatWereNotTested()
     QVERIFY(page.contains("interrupted"));
 }
 
-QTEST_GUILESS_MAIN(TestReport)
+MFTOOL_TEST(TestReport, EventLoop)
 #include "tst_report.moc"

@@ -5,6 +5,7 @@
 #include "bench/station/meaning.h"
 #include "bench/station/messages.h"
 #include "tests/bench/line/samplerecord.h"
+#include "tests/support/testprogram.h"
 
 #include <QImage>
 #include <QJsonArray>
@@ -359,5 +360,5 @@ void TestReportLayout::takesFewPages()
     QVERIFY2(text.contains(QStringLiteral("desk 3")), qPrintable(text));
 }
 
-QTEST_MAIN(TestReportLayout)
+MFTOOL_TEST(TestReportLayout, Widgets)
 #include "tst_reportlayout.moc"

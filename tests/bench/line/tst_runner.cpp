@@ -1,6 +1,7 @@
 #include "bench/line/runner.h"
 
 #include "tests/bench/line/fakekeypad.h"
+#include "tests/support/testprogram.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -1118,5 +1119,5 @@ void TestRunner::notesStepsInTheTranscript()
     QCOMPARE(entries.at(2).bytes, Ack);
 }
 
-QTEST_GUILESS_MAIN(TestRunner)
+MFTOOL_TEST(TestRunner, EventLoop)
 #include "tst_runner.moc"

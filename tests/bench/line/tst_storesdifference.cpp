@@ -2,6 +2,8 @@
 
 #include <QTest>
 
+#include "tests/support/testprogram.h"
+
 Q_DECLARE_METATYPE(QList<MadeStore>)
 
 class TestStoresDifference : public QObject
@@ -55,5 +57,5 @@ void TestStoresDifference::tellsTheFirst()
     QTEST(difference.found, "found");
 }
 
-QTEST_GUILESS_MAIN(TestStoresDifference)
+MFTOOL_TEST(TestStoresDifference, EventLoop)
 #include "tst_storesdifference.moc"

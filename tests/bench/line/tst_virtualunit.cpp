@@ -2,6 +2,7 @@
 
 #include "bench/line/fault.h"
 #include "bench/station/station.h"
+#include "tests/support/testprogram.h"
 
 #include <QTest>
 
@@ -328,5 +329,5 @@ void TestVirtualUnit::injectsALateFaultOnceTheToolRuns()
     QTRY_COMPARE_WITH_TIMEOUT(unit.end(), QStringLiteral("the tool was ended by signal 9"), 30000);
 }
 
-QTEST_GUILESS_MAIN(TestVirtualUnit)
+MFTOOL_TEST(TestVirtualUnit, EventLoop)
 #include "tst_virtualunit.moc"

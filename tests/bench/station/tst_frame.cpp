@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 using wire::Problem;
 using wire::Sender;
 
@@ -311,5 +313,5 @@ void TestFrame::tellsTheTypeOfAFragment()
     QCOMPARE(report.frame.type, quint16(0x603C));
 }
 
-QTEST_GUILESS_MAIN(TestFrame)
+MFTOOL_TEST(TestFrame, EventLoop)
 #include "tst_frame.moc"

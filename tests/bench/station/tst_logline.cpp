@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestLogLine : public QObject
 {
     Q_OBJECT
@@ -313,5 +315,5 @@ void TestLogLine::hintsAgreeWithTheRightFrame()
     QVERIFY(offers > 20);
 }
 
-QTEST_GUILESS_MAIN(TestLogLine)
+MFTOOL_TEST(TestLogLine, EventLoop)
 #include "tst_logline.moc"

@@ -1,5 +1,6 @@
 #include "bench/station/meaning.h"
 #include "bench/station/messages.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -271,5 +272,5 @@ void TestMeaning::complainsOfWrongData()
         QVERIFY2(meaning.text.contains(QString::fromLatin1(data)), qPrintable(meaning.text));
 }
 
-QTEST_GUILESS_MAIN(TestMeaning)
+MFTOOL_TEST(TestMeaning, EventLoop)
 #include "tst_meaning.moc"

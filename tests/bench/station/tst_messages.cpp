@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include "tests/support/testprogram.h"
+
 class TestMessages : public QObject
 {
     Q_OBJECT
@@ -156,5 +158,5 @@ void TestMessages::namesTheFieldsOfReplies()
     QCOMPARE(wire::fieldNames(type).join(' '), fields);
 }
 
-QTEST_GUILESS_MAIN(TestMessages)
+MFTOOL_TEST(TestMessages, EventLoop)
 #include "tst_messages.moc"

@@ -2,6 +2,7 @@
 #include "bench/station/meaning.h"
 #include "bench/station/messages.h"
 #include "bench/station/requests.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -156,5 +157,5 @@ void TestProtocolPage::everyCommandSendsItsFrame()
     QCOMPARE(commands, QStringList());
 }
 
-QTEST_GUILESS_MAIN(TestProtocolPage)
+MFTOOL_TEST(TestProtocolPage, EventLoop)
 #include "tst_protocolpage.moc"

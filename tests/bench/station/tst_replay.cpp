@@ -1,6 +1,7 @@
 #include "bench/station/replay.h"
 #include "bench/station/station.h"
 #include "fakekeypad.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -253,5 +254,5 @@ void TestReplay::stopsWhenTheLineFails()
     QCOMPARE(result.sent, 1);
 }
 
-QTEST_GUILESS_MAIN(TestReplay)
+MFTOOL_TEST(TestReplay, EventLoop)
 #include "tst_replay.moc"

@@ -1,5 +1,6 @@
 #include "bench/station/messages.h"
 #include "bench/station/requests.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -139,5 +140,5 @@ void TestRequests::helpNamesEveryRequest()
     QVERIFY(help.contains("send TYPE [DATA]"));
 }
 
-QTEST_GUILESS_MAIN(TestRequests)
+MFTOOL_TEST(TestRequests, EventLoop)
 #include "tst_requests.moc"

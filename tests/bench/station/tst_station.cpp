@@ -1,5 +1,6 @@
 #include "bench/station/station.h"
 #include "fakekeypad.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -631,5 +632,5 @@ void TestStation::keepsUpInALongRun()
     QCOMPARE(m_keypad->reads().size(), requests);
 }
 
-QTEST_GUILESS_MAIN(TestStation)
+MFTOOL_TEST(TestStation, EventLoop)
 #include "tst_station.moc"

@@ -1,6 +1,7 @@
 #include "bench/station/stationcommand.h"
 #include "bench/station/transcript.h"
 #include "fakekeypad.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -415,5 +416,5 @@ void TestStationCommand::decodesStandardInput()
     QCOMPARE(none.err, QString("bench decode: no frame found\n"));
 }
 
-QTEST_GUILESS_MAIN(TestStationCommand)
+MFTOOL_TEST(TestStationCommand, EventLoop)
 #include "tst_stationcommand.moc"

@@ -1,5 +1,6 @@
 #include "bench/station/escape.h"
 #include "bench/station/transcript.h"
+#include "tests/support/testprogram.h"
 
 #include <QtTest>
 
@@ -216,5 +217,5 @@ void TestTranscript::saysWhyAFileFails()
     QVERIFY(error.startsWith("/nowhere/line.txt: "));
 }
 
-QTEST_GUILESS_MAIN(TestTranscript)
+MFTOOL_TEST(TestTranscript, EventLoop)
 #include "tst_transcript.moc"
