@@ -33,8 +33,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         checkSteps(*plan, json);
         return 0;
     }
-    // Refused with the file, the place and a reason, in one line.
-    FUZZ_VERIFY(error.startsWith(file + QLatin1String(": ")), json);
-    FUZZ_VERIFY(!error.contains(QLatin1Char('\n')), json);
+    // Refused with the file, the place and a reason; of several mistakes each on a line.
+    const QStringList lines = error.split(QLatin1Char('\n'));
+    FUZZ_VERIFY(lines.first().startsWith(file + QLatin1String(": ")), json);
+    for (const QString &mistake : lines.mid(1))
+        FUZZ_VERIFY(mistake.startsWith(QLatin1String("  ")) && mistake.size() > 2, json);
     return 0;
 }
