@@ -1,5 +1,6 @@
 /// The bench: everything to try the tool on a Linux PC, one subcommand each.
 
+#include "bench/board/boardcommand.h"
 #include "bench/common/command.h"
 #include "bench/keypad/keypadcommand.h"
 #include "bench/line/linecommand.h"
@@ -19,6 +20,7 @@ const Command commands[] = {
     {"keypad", "run the tool on a virtual keypad", runKeypadCommand},
     {"station", "talk to a keypad over its serial line", stationCommand},
     {"decode", "explain frames, right or wrong", decodeCommand},
+    {"board", "make the emulated board for the line", runBoardCommand},
     {"line", "run a test plan on one unit or many", runLineCommand},
 };
 

@@ -5,6 +5,7 @@
 #   install-packages.sh build fuzz   what coverage-guided fuzzing needs
 #   install-packages.sh build perf   what all performance figures need
 #   install-packages.sh armel        what cross-building for the board's CPU needs
+#   install-packages.sh board        what making and running the emulated board needs
 #   install-packages.sh lint         what reads the board's package
 # Does nothing, not even as root, when all of them are there.
 set -eu
@@ -15,6 +16,8 @@ test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime 
       python3 python3-jsonschema clang-format-14 dpkg-dev file libxml2-utils chromium
       poppler-utils"
 armel="g++-arm-linux-gnueabi qemu-user-static mmdebstrap python3"
+board="$armel qemu-system-arm qemu-utils kmod cpio make binutils e2fsprogs mtd-utils xz-utils zstd
+       debian-archive-keyring"
 fuzz="clang libclang-rt-14-dev"
 perf="libbenchmark-dev valgrind"
 lint="shellcheck mandoc lintian"
@@ -25,11 +28,12 @@ for list in "$@"; do
     build) wanted="$wanted $build" ;;
     test) wanted="$wanted $test" ;;
     armel) wanted="$wanted $armel" ;;
+    board) wanted="$wanted $board" ;;
     lint) wanted="$wanted $lint" ;;
     fuzz) wanted="$wanted $fuzz" ;;
     perf) wanted="$wanted $perf" ;;
     *)
-        echo "usage: $0 [build] [test] [armel] [lint] [fuzz] [perf]" >&2
+        echo "usage: $0 [build] [test] [armel] [board] [lint] [fuzz] [perf]" >&2
         exit 2
         ;;
     esac

@@ -26,9 +26,10 @@ MAY_INCLUDE = {
     "calibration": ["compat"],
     "compat": [],
     "bench/common": [],
+    "bench/board": ["bench/common"],
     "bench/keypad": ["bench/common"],
     "bench/station": ["bench/common"],
-    "bench/line": ["bench/common", "bench/keypad", "bench/station"],
+    "bench/line": ["bench/board", "bench/common", "bench/keypad", "bench/station"],
     # It times the tool's own functions beside their floors.
     "bench/perf": TOOL + ["bench/common", "bench/keypad", "bench/station"],
 }
