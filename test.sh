@@ -5,6 +5,7 @@
 #   ./test.sh                          release, qt6 and asan
 #   ./test.sh release qt6 asan armel   and the board's CPU, as continuous integration does
 #   ./test.sh release                  one preset: release, qt6, asan, armel, debug or qt4
+#   ./test.sh board                    the production test on an emulated board
 # armel fetches a sysroot of 470 MB once. Where its packages cannot be had it is
 # skipped; whatever else goes wrong with it is a failure, as everywhere. qt4 builds
 # the tool with a Qt 4.8 whose qmake QT4_QMAKE names, and runs the tests that it can;
@@ -25,6 +26,18 @@ have_armel() {
     exit 1
 }
 
+# The board with a real kernel, whose image is made once. 77: it cannot be had here.
+test_board() {
+    scripts/install-packages.sh build board || return 77
+    cmake --preset release -DMFTOOL_WERROR="${MFTOOL_WERROR:-OFF}" >/dev/null
+    cmake --build --preset release -j "$jobs" --target bench
+    made=0
+    timeout 1800 build/bench board || made=$?
+    [ "$made" != 4 ] || return 77
+    [ "$made" = 0 ] || return 1
+    tests/board/vm.sh build
+}
+
 scripts/install-packages.sh build test
 presets=${*:-release qt6 asan}
 jobs=$(nproc)
@@ -37,6 +50,19 @@ for preset in $presets; do
     if [ "$preset" = armel ] && ! have_armel; then
         echo "SKIPPED: armel, its packages cannot be had here"
         skipped="$skipped $preset"
+        continue
+    fi
+    if [ "$preset" = board ]; then
+        status=0
+        (set -e; test_board) || status=$?
+        case $status in
+        0) passed="$passed board" ;;
+        77)
+            echo "SKIPPED: board, its packages cannot be had here"
+            skipped="$skipped board"
+            ;;
+        *) exit "$status" ;;
+        esac
         continue
     fi
     if [ "$preset" = qt4 ] && [ ! -x "${QT4_QMAKE:-}" ]; then

@@ -1,9 +1,11 @@
 #include "bench/line/linecommand.h"
 
+#include "bench/board/boardimage.h"
 #include "bench/common/command.h"
 #include "bench/line/fault.h"
 #include "bench/line/linerun.h"
 #include "bench/line/operatordesk.h"
+#include "bench/line/vmfault.h"
 #include "bench/station/station.h"
 
 #include <QRegularExpression>
@@ -36,6 +38,14 @@ QCommandLineOption option(const char *name, const char *text, const char *value 
 
 struct Choices {
     QCommandLineOption port = option("port", "Serial port with a real unit.", "device");
+    QCommandLineOption board =
+        option("board", "\"vm\": on emulated boards with a real kernel; \"bench board\" makes one.",
+               "kind");
+    QCommandLineOption line =
+        option("line", "Of an emulated board: \"usb\", an adapter, or \"uart\" (default usb).",
+               "kind", QStringLiteral("usb"));
+    QCommandLineOption package =
+        option("package", "The tool's package for armel that the board was made with.", "file");
     QCommandLineOption baud =
         option("baud", "Speed of the port (default 115200).", "rate", QStringLiteral("115200"));
     QCommandLineOption units =
@@ -138,6 +148,34 @@ void readFaults(const QStringList &texts, LineOptions *options, QString *error)
     }
 }
 
+/// The emulated board, and whether it can have the faults.
+void readBoard(const QCommandLineParser &parser, const Choices &choices, LineOptions *options,
+               QString *error)
+{
+    const QString kind = text(parser, choices.board, error);
+    const QString line = text(parser, choices.line, error);
+    if (!parser.isSet(choices.board))
+        return;
+    if (kind != QLatin1String("vm"))
+        refuse(QStringLiteral("--board takes \"vm\""), error);
+    if (!options->port.isEmpty())
+        refuse(QStringLiteral("--port and --board exclude each other"), error);
+    if (line != QLatin1String("usb") && line != QLatin1String("uart"))
+        refuse(QStringLiteral("--line takes \"usb\" or \"uart\""), error);
+    for (const QList<const Fault *> &faults : qAsConst(options->faults)) {
+        for (const Fault *fault : faults) {
+            const VmFault &played = VmFault::byName(QLatin1String(fault->name));
+            if (played.refused)
+                refuse(QStringLiteral("--fault %1 with --board: %2")
+                           .arg(QLatin1String(fault->name), QLatin1String(played.refused)),
+                       error);
+        }
+    }
+    options->board = VmBoardOptions();
+    options->board->line =
+        line == QLatin1String("uart") ? VmBoardOptions::Uart : VmBoardOptions::Usb;
+}
+
 LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     LineOptions options;
@@ -159,6 +197,7 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     text(parser, choices.fault, error);
     if (error->isEmpty())
         readFaults(parser.values(choices.fault), &options, error);
+    readBoard(parser, choices, &options, error);
     if (!options.port.isEmpty() && !options.faults.isEmpty())
         refuse(QStringLiteral("a real unit has the faults it has: --port and --fault exclude "
                               "each other"),
@@ -173,9 +212,9 @@ int runLineCommand(const QStringList &arguments)
     const Choices choices;
     QCommandLineParser parser;
     parser.setApplicationDescription(QLatin1String(Description) + Fault::help());
-    parser.addOptions({choices.port, choices.baud, choices.units, choices.fault, choices.serial,
-                       choices.station, choices.out, choices.display, choices.flash, choices.pace,
-                       choices.check});
+    parser.addOptions({choices.port, choices.board, choices.line, choices.package, choices.baud,
+                       choices.units, choices.fault, choices.serial, choices.station, choices.out,
+                       choices.display, choices.flash, choices.pace, choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -195,6 +234,11 @@ int runLineCommand(const QStringList &arguments)
         std::printf("%s: %d steps\n", qPrintable(plan->file), static_cast<int>(plan->steps.size()));
         return BenchExit::Good;
     }
+
+    if (options.board)
+        options.board->image = BoardImage::find(parser.value(choices.package), &error);
+    if (!error.isEmpty())
+        return complain(name, error, BenchExit::Unable);
 
     Interrupt interrupt;
     interrupt.followSignals();

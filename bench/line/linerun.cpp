@@ -4,6 +4,7 @@
 #include "bench/line/operatordesk.h"
 #include "bench/line/realunit.h"
 #include "bench/line/runner.h"
+#include "bench/line/vmunit.h"
 
 #include <algorithm>
 
@@ -125,6 +126,11 @@ std::unique_ptr<Unit> LineRun::makeUnit(int number) const
 {
     if (!m_options.port.isEmpty())
         return std::make_unique<RealUnit>(m_options.port, m_options.baudRate, m_desk);
+    if (m_options.board) {
+        VmBoardOptions options = *m_options.board;
+        options.isInterrupted = [this] { return isInterrupted(); };
+        return std::make_unique<VmUnit>(options, faultsOf(number));
+    }
     VirtualUnitOptions options;
     options.display = m_options.display;
     options.flashSeconds = m_options.flashSeconds;

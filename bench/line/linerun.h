@@ -2,6 +2,7 @@
 #ifndef BENCH_LINE_LINERUN_H
 #define BENCH_LINE_LINERUN_H
 
+#include "bench/board/vmboard.h"
 #include "bench/line/console.h"
 #include "bench/line/plan.h"
 #include "bench/line/recordfolder.h"
@@ -10,12 +11,14 @@
 #include <QHash>
 
 #include <memory>
+#include <optional>
 
 class OperatorDesk;
 class Station;
 
 struct LineOptions {
-    QString port; ///< empty: virtual keypads
+    QString port; ///< empty: virtual keypads, or emulated boards
+    std::optional<VmBoardOptions> board;
     int baudRate = 115200;
     int units = 1;
     QString serialNumber; ///< of the first unit; the trailing number counts up

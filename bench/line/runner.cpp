@@ -243,7 +243,7 @@ void Runner::attempt(const Plan::Step &step, Attempt *attempt)
     m_unit->beginStep();
     if (!operate(step, attempt))
         return;
-    attempt->limitMs = step.limitMs;
+    attempt->limitMs = m_unit->limitFor(step.limitMs);
     if (step.operation && m_unit->hasOperator())
         attempt->limitMs += m_plan.operatorLimitMs + step.operation->bootMs;
     attempt->deadline.setRemainingTime(attempt->limitMs);
@@ -440,13 +440,14 @@ bool Runner::takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attemp
     if (frame.data != attempt->last)
         attempt->same.start();
     attempt->last = frame.data;
-    if (poll.stallMs == 0 || attempt->same.elapsed() < poll.stallMs)
+    const int stallMs = m_unit->limitFor(poll.stallMs);
+    if (stallMs == 0 || attempt->same.elapsed() < stallMs)
         return true;
-    attempt->record->expected = QStringLiteral("progress every %1").arg(seconds(poll.stallMs));
+    attempt->record->expected = QStringLiteral("progress every %1").arg(seconds(stallMs));
     attempt->record->came = meaning.text;
     return attempt->fail(
         Outcome::TimeOut,
-        QStringLiteral("no progress in %1, still %2").arg(seconds(poll.stallMs), meaning.text));
+        QStringLiteral("no progress in %1, still %2").arg(seconds(stallMs), meaning.text));
 }
 
 bool Runner::checkPoints(const Plan::Step &step, Attempt *attempt)

@@ -1,5 +1,6 @@
 /// A unit on the line, apart from its serial line: the hand at it, the look at
-/// its board. A virtual keypad and a real unit with an operator are the two kinds.
+/// its board. Its kinds: a virtual keypad, an emulated board with a real kernel,
+/// a real unit with an operator.
 #ifndef BENCH_LINE_UNIT_H
 #define BENCH_LINE_UNIT_H
 
@@ -48,6 +49,8 @@ public:
                          QString *error) = 0;
     /// Whether a person acts: what follows an operation may come late.
     virtual bool hasOperator() const = 0;
+    /// What a plan's time limit, in milliseconds, is for this unit.
+    virtual int limitFor(int limitMs) const { return limitMs; }
     virtual Done look(const QString &question, int limitMs, QString *error) = 0;
     /// @param difference  set to what is there instead
     virtual Finding check(const Plan::Check &check, Difference *difference) = 0;

@@ -1,14 +1,11 @@
 #include "bench/line/virtualunit.h"
 
 #include "bench/line/fault.h"
-#include "bench/line/storesdifference.h"
+#include "bench/line/findings.h"
 #include "bench/station/station.h"
-
-#include <QSet>
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <iterator>
 
 #include <unistd.h>
@@ -41,11 +38,6 @@ QString momentOf(const Fault &fault)
     if (fault.card != VirtualKeypad::Writable)
         return QStringLiteral("no card was put in");
     return QString();
-}
-
-bool isNear(int a, int b, int tolerance)
-{
-    return std::abs(a - b) <= tolerance;
 }
 
 } // namespace
@@ -183,11 +175,11 @@ Unit::Finding VirtualUnit::check(const Plan::Check &check, Difference *differenc
             *found = QStringLiteral("no such attribute");
             return NotYet;
         }
-        return checkText(check, m_keypad.attribute(check.path), found);
+        return Findings::text(check, m_keypad.attribute(check.path), found);
     case Plan::Check::File:
         return checkFile(check, found);
     case Plan::Check::Pixel:
-        return checkPixel(check, found);
+        return Findings::pixel(check, m_keypad.screen(), found);
     case Plan::Check::Log:
         return checkLog(check, found);
     case Plan::Check::Exit:
@@ -198,70 +190,27 @@ Unit::Finding VirtualUnit::check(const Plan::Check &check, Difference *differenc
 
 Unit::Finding VirtualUnit::checkStores(const Plan::Check &check, Difference *difference)
 {
-    QSet<QString> paths;
-    for (const Plan::Store &store : check.stores)
-        paths.insert(store.path);
     QList<MadeStore> made;
     const QList<SysfsModel::Store> all = m_keypad.stores().mid(m_firstStore);
-    for (const SysfsModel::Store &store : all) {
-        if (paths.contains(store.path))
-            made.append({store.path, QString::fromLatin1(store.text), store.error != 0});
-    }
-    const StoresDifference first = storesDifference(check.stores, made);
-    *difference = {first.wanted, first.found};
-    switch (first.kind) {
-    case StoresDifference::None:
-        return Holds;
-    case StoresDifference::Missing:
-        return NotYet;
-    case StoresDifference::Wrong:
-        break;
-    }
-    return Broken;
-}
-
-Unit::Finding VirtualUnit::checkText(const Plan::Check &check, const QByteArray &bytes,
-                                     QString *found) const
-{
-    const QString text = QString::fromLatin1(bytes).trimmed();
-    *found = QStringLiteral("'%1'").arg(text);
-    return !check.text || matches(*check.text, text) ? Holds : NotYet;
+    for (const SysfsModel::Store &store : all)
+        made.append({store.path, QString::fromLatin1(store.text), store.error != 0});
+    return Findings::stores(check, made, difference);
 }
 
 Unit::Finding VirtualUnit::checkFile(const Plan::Check &check, QString *found)
 {
     const bool exists = m_keypad.exists(check.path);
-    *found = exists ? QStringLiteral("it exists") : QStringLiteral("no such file");
-    if (exists != check.exists)
-        return NotYet;
-    return exists ? checkText(check, m_keypad.readFile(check.path), found) : Holds;
-}
-
-Unit::Finding VirtualUnit::checkPixel(const Plan::Check &check, QString *found)
-{
-    const QImage screen = m_keypad.screen();
-    if (!screen.valid(check.point))
-        return CannotLook;
-    const QColor colour = screen.pixelColor(check.point);
-    *found = colour.name();
-    const bool near = isNear(colour.red(), check.colour.red(), check.tolerance) &&
-                      isNear(colour.green(), check.colour.green(), check.tolerance) &&
-                      isNear(colour.blue(), check.colour.blue(), check.tolerance);
-    return near ? Holds : NotYet;
+    return Findings::file(check, exists, exists ? m_keypad.readFile(check.path) : QByteArray(),
+                          found);
 }
 
 Unit::Finding VirtualUnit::checkLog(const Plan::Check &check, QString *found)
 {
+    QStringList texts;
     const QList<VirtualKeypad::LogLine> lines = m_keypad.log().mid(m_firstLine);
-    const bool logged =
-        std::any_of(lines.begin(), lines.end(), [&check](const VirtualKeypad::LogLine &line) {
-            return line.text.contains(check.text.value_or(QString()));
-        });
-    *found = lines.isEmpty() ? QStringLiteral("no line")
-                             : QStringLiteral("\"%1\" and before it %2 others")
-                                   .arg(lines.last().text.trimmed())
-                                   .arg(lines.size() - 1);
-    return logged ? Holds : NotYet;
+    for (const VirtualKeypad::LogLine &line : lines)
+        texts.append(line.text);
+    return Findings::log(check, texts, found);
 }
 
 Unit::Finding VirtualUnit::checkExit(const Plan::Check &check, QString *found)
@@ -295,9 +244,7 @@ QString VirtualUnit::ending()
     const bool hasEnded = status.code >= 0 || status.signal != 0;
     if (status.running || !hasEnded)
         return QString();
-    return status.signal != 0
-               ? QStringLiteral("the tool was ended by signal %1").arg(status.signal)
-               : QStringLiteral("the tool ended with exit status %1").arg(status.code);
+    return Findings::ending(status.code, status.signal);
 }
 
 QString VirtualUnit::missedFault() const

@@ -45,9 +45,7 @@ private:
     bool switchPower(bool on);
     bool moveCard(bool in);
     Finding checkStores(const Plan::Check &check, Difference *difference);
-    Finding checkText(const Plan::Check &check, const QByteArray &bytes, QString *found) const;
     Finding checkFile(const Plan::Check &check, QString *found);
-    Finding checkPixel(const Plan::Check &check, QString *found);
     Finding checkLog(const Plan::Check &check, QString *found);
     Finding checkExit(const Plan::Check &check, QString *found);
     /// How the tool ended; empty while it runs and before it was first started.

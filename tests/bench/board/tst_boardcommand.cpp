@@ -19,6 +19,7 @@ private Q_SLOTS:
     void anotherPackageIsAnotherBoard();
     void oneThatIsThereIsKept();
     void saysWhatIsMissing();
+    void lineWithoutBoard();
 
 private:
     void run(const QStringList &arguments, const QString &searchPath = QString());
@@ -127,6 +128,15 @@ void TestBoardCommand::saysWhatIsMissing()
     QCOMPARE(process.exitCode(), 77);
     QVERIFY2(errors.startsWith("not installed: qemu-system-arm "), errors.constData());
     QVERIFY2(errors.endsWith("; scripts/install-packages.sh build board\n"), errors.constData());
+}
+
+void TestBoardCommand::lineWithoutBoard()
+{
+    run({QStringLiteral("line"), QStringLiteral(SOURCE_DIR "/bench/plans/production.json"),
+         QStringLiteral("--board"), QStringLiteral("vm")});
+    QCOMPARE(m_status, 4);
+    QCOMPARE(m_errors, QByteArray("bench line: there is no board for this source tree yet: run "
+                                  "build/bench board\n"));
 }
 
 MFTOOL_TEST(TestBoardCommand, EventLoop)

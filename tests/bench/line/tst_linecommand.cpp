@@ -435,6 +435,7 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     empty("--serial-number", "--serial-number takes a text, not an empty text");
     empty("--station", "--station takes a text, not an empty text");
     empty("--display", "--display takes a name, not an empty text");
+    empty("--board", "--board takes a kind, not an empty text");
     empty("--fault", "--fault takes a name[:unit], not an empty text");
     row("empty plan", {QString()}, "one plan is wanted; see --help");
     for (const char *unit : {"0", "", "x", "1:1", "99999999999"}) {
@@ -454,6 +455,20 @@ void TestLineCommand::wrongOptionsAreRefused_data()
         {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--fault"),
          QStringLiteral("dies")},
         "a real unit has the faults it has: --port and --fault exclude each other");
+    row("kind of board", {plan, QStringLiteral("--board"), QStringLiteral("pc")},
+        "--board takes \"vm\"");
+    row("emulated and real board",
+        {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--board"),
+         QStringLiteral("vm")},
+        "--port and --board exclude each other");
+    row("line of a board",
+        {plan, QStringLiteral("--board"), QStringLiteral("vm"), QStringLiteral("--line"),
+         QStringLiteral("parallel")},
+        "--line takes \"usb\" or \"uart\"");
+    row("fault that a kernel has not",
+        {plan, QStringLiteral("--board"), QStringLiteral("vm"), QStringLiteral("--fault"),
+         QStringLiteral("babbles")},
+        "--fault babbles with --board: the board's own systemd starts the tool");
 }
 
 void TestLineCommand::wrongOptionsAreRefused()
