@@ -3,13 +3,13 @@
 #ifndef BENCH_LINE_CONSOLE_H
 #define BENCH_LINE_CONSOLE_H
 
-#include "bench/line/runner.h"
+#include "bench/line/linewatcher.h"
 
 #include <QElapsedTimer>
 
 #include <cstdio>
 
-class Console : public RunWatcher
+class Console : public LineWatcher
 {
 public:
     /// @param isTerminal  whether @p out takes back a line; it shows colour then too, unless
@@ -20,14 +20,13 @@ public:
     /// Whether a stream should be written to as a terminal.
     static bool isTerminal(FILE *out);
 
-    void begin(const Plan &plan, const UnitRecord &unit, int units);
+    void begin(const Plan &plan, const UnitRecord &unit, int units) override;
     void stepStarted(const Plan::Step &step, int number) override;
     void progressed(const QString &text) override;
     void stepEnded(const StepRecord &step) override;
-    /// @param files  folder with the unit's record; empty when it could not be written
-    void end(const UnitRecord &unit, const QString &files);
-    /// Of several units, those that were not tested too: yield and times.
-    void summary(const QList<UnitRecord> &units, const QString &files);
+    void end(const UnitRecord &unit, const QString &files) override;
+    /// Yield and times.
+    void summary(const QList<UnitRecord> &units, const QString &files) override;
     /// "pass" in its colour.
     QString shown(Outcome outcome) const;
 

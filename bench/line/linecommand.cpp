@@ -2,9 +2,10 @@
 
 #include "bench/board/boardimage.h"
 #include "bench/common/command.h"
+#include "bench/line/console.h"
 #include "bench/line/fault.h"
 #include "bench/line/linerun.h"
-#include "bench/line/operatordesk.h"
+#include "bench/line/terminaldesk.h"
 #include "bench/line/vmfault.h"
 #include "bench/station/station.h"
 
@@ -244,7 +245,7 @@ int runLineCommand(const QStringList &arguments)
     interrupt.followSignals();
     options.interrupt = &interrupt;
     Console console(stdout, Console::isTerminal(stdout), &interrupt);
-    OperatorDesk desk(STDIN_FILENO, stdout, &interrupt);
+    TerminalDesk desk(STDIN_FILENO, stdout, &interrupt);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     if (!error.isEmpty())
         complain(name, error, BenchExit::Unable);

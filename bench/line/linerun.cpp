@@ -16,8 +16,9 @@ const int NextUnitLimitMs = 3600000;
 
 } // namespace
 
-LineRun::LineRun(const Plan &plan, const LineOptions &options, Console *console, OperatorDesk *desk)
-    : m_plan(plan), m_options(options), m_console(console), m_desk(desk)
+LineRun::LineRun(const Plan &plan, const LineOptions &options, LineWatcher *watcher,
+                 OperatorDesk *desk)
+    : m_plan(plan), m_options(options), m_watcher(watcher), m_desk(desk)
 {
 }
 
@@ -54,7 +55,7 @@ Outcome LineRun::run(QString *error)
         return worst;
     QString unwritten;
     const bool written = m_folder.writeSummary(m_records, &unwritten);
-    m_console->summary(m_records, written ? m_folder.path() : QString());
+    m_watcher->summary(m_records, written ? m_folder.path() : QString());
     if (written)
         return worst;
     *error = error->isEmpty() ? unwritten : *error + QStringLiteral("; ") + unwritten;
@@ -167,7 +168,7 @@ void LineRun::runUnit(int number, QString *error)
     const std::unique_ptr<Unit> unit = makeUnit(number);
     UnitRecord record = newRecord(number);
     record.unit = unit->description();
-    m_console->begin(m_plan, record, m_options.units);
+    m_watcher->begin(m_plan, record, m_options.units);
     const QString dir = m_folder.unitPath(number);
     Station station;
     if (!station.transcript().logTo(dir + QLatin1Char('/') + RecordFolder::transcriptName(),
@@ -175,7 +176,7 @@ void LineRun::runUnit(int number, QString *error)
         !m_folder.keep(record, error)) {
         record.reason = *error; // what cannot be recorded is not begun
         record.ended = true;
-        m_console->end(record, QString());
+        m_watcher->end(record, QString());
         m_records.append(record);
         return;
     }
@@ -184,7 +185,7 @@ void LineRun::runUnit(int number, QString *error)
     const bool written = m_folder.write(record, station.transcript(), unit->log(), error);
     if (written)
         *error = station.transcript().logError();
-    m_console->end(record, written ? dir : QString());
+    m_watcher->end(record, written ? dir : QString());
 }
 
 void LineRun::test(Unit *unit, Station *station, UnitRecord *record)
@@ -207,7 +208,7 @@ void LineRun::test(Unit *unit, Station *station, UnitRecord *record)
         QString error; // the disk may have room again when it is written for good
         m_folder.keep(soFar, &error);
     };
-    Runner(m_plan, unit, station, m_console, options).run(record);
+    Runner(m_plan, unit, station, m_watcher, options).run(record);
     const QString missed = unit->missedFault();
     if (missed.isEmpty() || record->outcome >= Outcome::Error)
         return;

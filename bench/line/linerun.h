@@ -3,7 +3,7 @@
 #define BENCH_LINE_LINERUN_H
 
 #include "bench/board/vmboard.h"
-#include "bench/line/console.h"
+#include "bench/line/linewatcher.h"
 #include "bench/line/plan.h"
 #include "bench/line/recordfolder.h"
 #include "bench/line/virtualunit.h"
@@ -34,10 +34,10 @@ struct LineOptions {
 class LineRun
 {
 public:
-    LineRun(const Plan &plan, const LineOptions &options, Console *console, OperatorDesk *desk);
+    LineRun(const Plan &plan, const LineOptions &options, LineWatcher *watcher, OperatorDesk *desk);
 
     /// Once a record cannot be written no further unit is begun, and all that can be told is
-    /// told on the console.
+    /// told to the watcher.
     /// @param error  set to what could not be written, or why not all units were tested
     /// @return the worst outcome, at least Error when *error is set
     Outcome run(QString *error);
@@ -59,7 +59,7 @@ private:
 
     const Plan &m_plan;
     const LineOptions m_options;
-    Console *m_console;
+    LineWatcher *m_watcher;
     OperatorDesk *m_desk;
     RecordFolder m_folder;
     QList<UnitRecord> m_records;

@@ -1,49 +1,30 @@
-/// The person at a real unit: told what to do on one stream, answers on another.
+/// The person at the line: told what to do, asked what there is to see. Where that person
+/// sits (a terminal, another program's window) is for those who implement it.
 #ifndef BENCH_LINE_OPERATORDESK_H
 #define BENCH_LINE_OPERATORDESK_H
 
-#include "bench/line/interrupt.h"
-
-#include <QByteArray>
 #include <QString>
-
-#include <cstdio>
 
 class OperatorDesk
 {
 public:
     enum Reply { Yes, No, TooLate, Nobody, Interrupted };
 
-    /// @param answers  descriptor that lines are read from; of a terminal only what is
-    ///                 typed after a question answers it
-    /// @param prompts  where questions are printed
-    /// @param interrupt  once it is raised no answer is waited for; raised when nobody can
-    ///                   read the questions any more. May be absent
-    OperatorDesk(int answers, FILE *prompts, Interrupt *interrupt = nullptr)
-        : m_answers(answers), m_prompts(prompts), m_interrupt(interrupt)
-    {
-    }
+    virtual ~OperatorDesk() = default;
 
     /// Whether nobody can answer any question: what the answers are read from has ended.
-    bool isDeserted();
+    virtual bool isDeserted() = 0;
     /// Tells without waiting for an answer.
-    void tell(const QString &text);
-    /// Waits for the Enter key.
-    Reply confirm(const QString &text, int limitMs);
-    /// Waits for y or n. Neither is assumed: after anything else, Enter alone too, it asks again.
-    Reply question(const QString &text, int limitMs);
-
-private:
-    void flush();
-    void forgetTypedAhead();
-    Reply readLine(int limitMs, QByteArray *line);
-    Reply awaitLine(int limitMs, QByteArray *line);
-    bool readSome(int limitMs);
-
-    int m_answers;
-    FILE *m_prompts;
-    Interrupt *m_interrupt;
-    QByteArray m_pending;
+    virtual void tell(const QString &text) = 0;
+    /// Waits until what was asked for is done. @return Yes then
+    virtual Reply confirm(const QString &text, int limitMs) = 0;
+    /// Waits for yes or no; neither is assumed.
+    virtual Reply question(const QString &text, int limitMs) = 0;
+    /// Waits for a line, typed or scanned.
+    /// @param line  set to it, without white space around it; may be empty. Left alone when
+    ///              none came
+    /// @return Yes for any line
+    virtual Reply ask(const QString &text, int limitMs, QString *line) = 0;
 };
 
 #endif

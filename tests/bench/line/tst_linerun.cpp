@@ -1,5 +1,6 @@
+#include "bench/line/console.h"
 #include "bench/line/linerun.h"
-#include "bench/line/operatordesk.h"
+#include "bench/line/terminaldesk.h"
 #include "tests/support/testprogram.h"
 
 #include <QTemporaryDir>
@@ -78,7 +79,7 @@ void TestLineRun::asksNobodyIntoAClosedInput()
     const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
     FILE *paper = std::tmpfile();
     Console console(paper, false);
-    OperatorDesk desk(nothing, paper);
+    TerminalDesk desk(nothing, paper);
     const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
     std::fclose(paper);
     close(nothing);

@@ -1,4 +1,4 @@
-#include "bench/line/operatordesk.h"
+#include "bench/line/terminaldesk.h"
 
 #include <QElapsedTimer>
 #include <QList>
@@ -52,14 +52,14 @@ struct Desk {
 
     QList<int> ends = newPipe();
     FILE *prompts = std::tmpfile();
-    OperatorDesk desk{ends.at(0), prompts};
+    TerminalDesk desk{ends.at(0), prompts};
 };
 
 const int LongMs = 20000;
 
 } // namespace
 
-class TestOperatorDesk : public QObject
+class TestTerminalDesk : public QObject
 {
     Q_OBJECT
 
@@ -70,6 +70,8 @@ private slots:
     void asksUntilItUnderstands();
     void keepsWhatAProgramSaidAhead();
     void forgetsWhatAPersonTypedAhead();
+    void asksForALine_data();
+    void asksForALine();
     void stopsWhenInterrupted();
     void asksNobodyWhoCannotRead();
     void isTooLate();
@@ -78,36 +80,36 @@ private slots:
     void servesTheLineMeanwhile();
 };
 
-void TestOperatorDesk::tellsWithoutWaiting()
+void TestTerminalDesk::tellsWithoutWaiting()
 {
     Desk desk;
     desk.desk.tell(QStringLiteral("Touch it."));
     QCOMPARE(desk.printed(), QByteArray("\n  >> Touch it.\n"));
 }
 
-void TestOperatorDesk::confirmsWithEnter()
+void TestTerminalDesk::confirmsWithEnter()
 {
     Desk desk;
     desk.type("\n");
-    QCOMPARE(int(desk.desk.confirm(QStringLiteral("Press it."), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("Press it."), LongMs)), int(TerminalDesk::Yes));
     QCOMPARE(desk.printed(), QByteArray("\n  >> Press it.  Then press Enter: "));
 }
 
-void TestOperatorDesk::asksUntilItUnderstands_data()
+void TestTerminalDesk::asksUntilItUnderstands_data()
 {
     QTest::addColumn<QByteArray>("typed");
     QTest::addColumn<int>("reply");
     QTest::addColumn<int>("questions");
-    QTest::newRow("enter is no yes") << QByteArray("\n\ny\n") << int(OperatorDesk::Yes) << 3;
-    QTest::newRow("enter is no no") << QByteArray(" \nn\n") << int(OperatorDesk::No) << 2;
-    QTest::newRow("y") << QByteArray("y\n") << int(OperatorDesk::Yes) << 1;
-    QTest::newRow("YES") << QByteArray(" YES \n") << int(OperatorDesk::Yes) << 1;
-    QTest::newRow("n") << QByteArray("n\n") << int(OperatorDesk::No) << 1;
-    QTest::newRow("No") << QByteArray("No\r\n") << int(OperatorDesk::No) << 1;
-    QTest::newRow("perhaps, then n") << QByteArray("perhaps\nn\n") << int(OperatorDesk::No) << 2;
+    QTest::newRow("enter is no yes") << QByteArray("\n\ny\n") << int(TerminalDesk::Yes) << 3;
+    QTest::newRow("enter is no no") << QByteArray(" \nn\n") << int(TerminalDesk::No) << 2;
+    QTest::newRow("y") << QByteArray("y\n") << int(TerminalDesk::Yes) << 1;
+    QTest::newRow("YES") << QByteArray(" YES \n") << int(TerminalDesk::Yes) << 1;
+    QTest::newRow("n") << QByteArray("n\n") << int(TerminalDesk::No) << 1;
+    QTest::newRow("No") << QByteArray("No\r\n") << int(TerminalDesk::No) << 1;
+    QTest::newRow("perhaps, then n") << QByteArray("perhaps\nn\n") << int(TerminalDesk::No) << 2;
 }
 
-void TestOperatorDesk::asksUntilItUnderstands()
+void TestTerminalDesk::asksUntilItUnderstands()
 {
     QFETCH(QByteArray, typed);
     QFETCH(int, questions);
@@ -117,49 +119,72 @@ void TestOperatorDesk::asksUntilItUnderstands()
     QCOMPARE(desk.printed().count("Is it lit? [y/n]"), questions);
 }
 
-void TestOperatorDesk::keepsWhatAProgramSaidAhead()
+void TestTerminalDesk::keepsWhatAProgramSaidAhead()
 {
     Desk desk;
     desk.type("\nn\ny");
-    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
-    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::No));
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(TerminalDesk::Yes));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(TerminalDesk::No));
     desk.type("\n");
-    QCOMPARE(int(desk.desk.question(QStringLiteral("3"), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("3"), LongMs)), int(TerminalDesk::Yes));
 }
 
-void TestOperatorDesk::forgetsWhatAPersonTypedAhead()
+void TestTerminalDesk::forgetsWhatAPersonTypedAhead()
 {
     int keyboard = -1;
     int terminal = -1;
     QVERIFY(openpty(&keyboard, &terminal, nullptr, nullptr, nullptr) == 0);
     FILE *prompts = std::tmpfile();
-    OperatorDesk desk(terminal, prompts);
+    TerminalDesk desk(terminal, prompts);
     // A key that bounces: the second line must not answer what comes next.
     QCOMPARE(write(keyboard, "\n\n", 2), ssize_t(2));
     QTimer::singleShot(50, [keyboard] { QCOMPARE(write(keyboard, "\n\n", 2), ssize_t(2)); });
-    QCOMPARE(int(desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.confirm(QStringLiteral("1"), LongMs)), int(TerminalDesk::Yes));
     QTimer::singleShot(50, [keyboard] { QCOMPARE(write(keyboard, "n\n", 2), ssize_t(2)); });
-    QCOMPARE(int(desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::No));
+    QCOMPARE(int(desk.question(QStringLiteral("2"), LongMs)), int(TerminalDesk::No));
     std::fclose(prompts);
     close(terminal);
     close(keyboard);
 }
 
-void TestOperatorDesk::stopsWhenInterrupted()
+void TestTerminalDesk::asksForALine_data()
+{
+    QTest::addColumn<QByteArray>("typed");
+    QTest::addColumn<QString>("line");
+    QTest::newRow("a word") << QByteArray("KP-0042\n") << "KP-0042";
+    QTest::newRow("what a scanner sends") << QByteArray(" KP-0042 \r\n") << "KP-0042";
+    QTest::newRow("not only ASCII")
+        << QByteArray("J\xc3\xb6rg\n") << QString(QLatin1String("J\xf6rg"));
+    QTest::newRow("Enter alone") << QByteArray("\nKP-0042\n") << "";
+}
+
+void TestTerminalDesk::asksForALine()
+{
+    QFETCH(QByteArray, typed);
+    Desk desk;
+    desk.type(typed);
+    QString line = QStringLiteral("before");
+    QCOMPARE(int(desk.desk.ask(QStringLiteral("Serial number"), LongMs, &line)),
+             int(TerminalDesk::Yes));
+    QTEST(line, "line");
+    QCOMPARE(desk.printed(), QByteArray("\n  >> Serial number: "));
+}
+
+void TestTerminalDesk::stopsWhenInterrupted()
 {
     Desk desk;
     Interrupt interrupt;
-    OperatorDesk interruptible(desk.ends.at(0), desk.prompts, &interrupt);
+    TerminalDesk interruptible(desk.ends.at(0), desk.prompts, &interrupt);
     QTimer::singleShot(50, [&interrupt] { interrupt.raise(); });
     QCOMPARE(int(interruptible.question(QStringLiteral("1"), LongMs)),
-             int(OperatorDesk::Interrupted));
+             int(TerminalDesk::Interrupted));
     QCOMPARE(int(interruptible.confirm(QStringLiteral("2"), LongMs)),
-             int(OperatorDesk::Interrupted));
+             int(TerminalDesk::Interrupted));
     // What is printed next begins a line of its own.
     QCOMPARE(desk.printed(), QByteArray("\n  >> 1 [y/n] \n\n  >> 2  Then press Enter: \n"));
 }
 
-void TestOperatorDesk::asksNobodyWhoCannotRead()
+void TestTerminalDesk::asksNobodyWhoCannotRead()
 {
     Desk desk;
     const QList<int> ends = newPipe();
@@ -167,32 +192,35 @@ void TestOperatorDesk::asksNobodyWhoCannotRead()
     close(ends.at(0));
     Interrupt interrupt;
     interrupt.followSignals(); // the pipe's signal would end the test
-    OperatorDesk unread(desk.ends.at(0), prompts, &interrupt);
-    QCOMPARE(int(unread.question(QStringLiteral("1"), LongMs)), int(OperatorDesk::Interrupted));
+    TerminalDesk unread(desk.ends.at(0), prompts, &interrupt);
+    QCOMPARE(int(unread.question(QStringLiteral("1"), LongMs)), int(TerminalDesk::Interrupted));
     QVERIFY(interrupt.isRaised());
     std::fclose(prompts);
 }
 
-void TestOperatorDesk::isTooLate()
+void TestTerminalDesk::isTooLate()
 {
     Desk desk;
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), 100)), int(OperatorDesk::TooLate));
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), 100)), int(TerminalDesk::TooLate));
     QVERIFY(clock.elapsed() >= 100);
     desk.type("half a line");
-    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), 100)), int(OperatorDesk::TooLate));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), 100)), int(TerminalDesk::TooLate));
 }
 
-void TestOperatorDesk::noticesThatNobodyIsThere()
+void TestTerminalDesk::noticesThatNobodyIsThere()
 {
     Desk desk;
     desk.hangUp();
-    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Nobody));
-    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(OperatorDesk::Nobody));
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(TerminalDesk::Nobody));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("2"), LongMs)), int(TerminalDesk::Nobody));
+    QString line = QStringLiteral("before");
+    QCOMPARE(int(desk.desk.ask(QStringLiteral("3"), LongMs, &line)), int(TerminalDesk::Nobody));
+    QCOMPARE(line, QStringLiteral("before"));
 }
 
-void TestOperatorDesk::knowsBeforeItAsksThatNobodyIsThere()
+void TestTerminalDesk::knowsBeforeItAsksThatNobodyIsThere()
 {
     Desk desk;
     QVERIFY(!desk.desk.isDeserted());
@@ -200,16 +228,16 @@ void TestOperatorDesk::knowsBeforeItAsksThatNobodyIsThere()
     desk.type("y\n");
     desk.hangUp();
     QVERIFY(!desk.desk.isDeserted());
-    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), LongMs)), int(TerminalDesk::Yes));
     QVERIFY(desk.desk.isDeserted());
 }
 
-void TestOperatorDesk::servesTheLineMeanwhile()
+void TestTerminalDesk::servesTheLineMeanwhile()
 {
     Desk desk;
     QTimer::singleShot(50, [&desk] { desk.type("\n"); });
-    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(OperatorDesk::Yes));
+    QCOMPARE(int(desk.desk.confirm(QStringLiteral("1"), LongMs)), int(TerminalDesk::Yes));
 }
 
-MFTOOL_TEST(TestOperatorDesk, EventLoop)
-#include "tst_operatordesk.moc"
+MFTOOL_TEST(TestTerminalDesk, EventLoop)
+#include "tst_terminaldesk.moc"

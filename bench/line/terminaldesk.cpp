@@ -1,4 +1,4 @@
-#include "bench/line/operatordesk.h"
+#include "bench/line/terminaldesk.h"
 
 #include <QDeadlineTimer>
 #include <QEventLoop>
@@ -17,18 +17,18 @@ const int SliceMs = 20; ///< the line is served between two looks at the keyboar
 
 } // namespace
 
-bool OperatorDesk::isDeserted()
+bool TerminalDesk::isDeserted()
 {
     return m_pending.isEmpty() && !readSome(0);
 }
 
-void OperatorDesk::tell(const QString &text)
+void TerminalDesk::tell(const QString &text)
 {
     std::fprintf(m_prompts, "\n  >> %s\n", qPrintable(text));
     flush();
 }
 
-OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
+TerminalDesk::Reply TerminalDesk::confirm(const QString &text, int limitMs)
 {
     forgetTypedAhead();
     std::fprintf(m_prompts, "\n  >> %s  Then press Enter: ", qPrintable(text));
@@ -37,7 +37,7 @@ OperatorDesk::Reply OperatorDesk::confirm(const QString &text, int limitMs)
     return readLine(limitMs, &line);
 }
 
-OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
+TerminalDesk::Reply TerminalDesk::question(const QString &text, int limitMs)
 {
     const QDeadlineTimer deadline(limitMs);
     forgetTypedAhead();
@@ -56,7 +56,19 @@ OperatorDesk::Reply OperatorDesk::question(const QString &text, int limitMs)
     }
 }
 
-void OperatorDesk::flush()
+TerminalDesk::Reply TerminalDesk::ask(const QString &text, int limitMs, QString *line)
+{
+    forgetTypedAhead();
+    std::fprintf(m_prompts, "\n  >> %s: ", qPrintable(text));
+    flush();
+    QByteArray typed;
+    const Reply reply = readLine(limitMs, &typed);
+    if (reply == Yes)
+        *line = QString::fromUtf8(typed).trimmed();
+    return reply;
+}
+
+void TerminalDesk::flush()
 {
     if (m_interrupt != nullptr)
         m_interrupt->flush(m_prompts);
@@ -66,7 +78,7 @@ void OperatorDesk::flush()
 
 /// A key that was hit twice must not answer a question that nobody has read. A
 /// program that answers through a pipe means what it says.
-void OperatorDesk::forgetTypedAhead()
+void TerminalDesk::forgetTypedAhead()
 {
     if (isatty(m_answers) == 0)
         return;
@@ -74,7 +86,7 @@ void OperatorDesk::forgetTypedAhead()
     m_pending.clear();
 }
 
-OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
+TerminalDesk::Reply TerminalDesk::readLine(int limitMs, QByteArray *line)
 {
     const Reply reply = awaitLine(limitMs, line);
     if (reply != Yes) { // nobody has ended the prompt's line
@@ -85,7 +97,7 @@ OperatorDesk::Reply OperatorDesk::readLine(int limitMs, QByteArray *line)
 }
 
 /// @return Yes for any line
-OperatorDesk::Reply OperatorDesk::awaitLine(int limitMs, QByteArray *line)
+TerminalDesk::Reply TerminalDesk::awaitLine(int limitMs, QByteArray *line)
 {
     const QDeadlineTimer deadline(limitMs);
     for (;;) {
@@ -108,7 +120,7 @@ OperatorDesk::Reply OperatorDesk::awaitLine(int limitMs, QByteArray *line)
 }
 
 /// Takes what is typed within the limit. @return false when nothing more can be
-bool OperatorDesk::readSome(int limitMs)
+bool TerminalDesk::readSome(int limitMs)
 {
     pollfd keyboard = {m_answers, POLLIN, 0};
     if (poll(&keyboard, 1, limitMs) <= 0)
