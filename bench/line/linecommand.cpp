@@ -69,6 +69,10 @@ struct Choices {
     QCommandLineOption pace =
         option("pace", "Pause after each step, in milliseconds (default 150).", "ms",
                QStringLiteral("150"));
+    QCommandLineOption set =
+        option("set", "Sets a variable of the plan; can be repeated.", "name=value");
+    QCommandLineOption variant =
+        option("variant", "JSON file with variables of the plan; its name is recorded.", "file");
     QCommandLineOption check = option("check", "Only read the plan and say whether it is right.");
 };
 
@@ -177,6 +181,21 @@ void readBoard(const QCommandLineParser &parser, const Choices &choices, LineOpt
         line == QLatin1String("uart") ? VmBoardOptions::Uart : VmBoardOptions::Usb;
 }
 
+/// What single variables are set to holds against what the variant says.
+PlanSettings readSettings(const QCommandLineParser &parser, const Choices &choices, QString *error)
+{
+    PlanSettings settings;
+    const QString variant = text(parser, choices.variant, error);
+    if (error->isEmpty() && !variant.isEmpty())
+        settings.load(variant, error);
+    const QStringList assignments = parser.values(choices.set);
+    for (const QString &assignment : assignments) {
+        if (error->isEmpty())
+            settings.set(assignment, error);
+    }
+    return settings;
+}
+
 LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     LineOptions options;
@@ -215,7 +234,8 @@ int runLineCommand(const QStringList &arguments)
     parser.setApplicationDescription(QLatin1String(Description) + Fault::help());
     parser.addOptions({choices.port, choices.board, choices.line, choices.package, choices.baud,
                        choices.units, choices.fault, choices.serial, choices.station, choices.out,
-                       choices.display, choices.flash, choices.pace, choices.check});
+                       choices.display, choices.flash, choices.pace, choices.set, choices.variant,
+                       choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -226,9 +246,10 @@ int runLineCommand(const QStringList &arguments)
     LineOptions options = readOptions(parser, choices, &error);
     if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
         error = QStringLiteral("one plan is wanted; see --help");
+    const PlanSettings settings = readSettings(parser, choices, &error);
     std::optional<Plan> plan;
     if (error.isEmpty())
-        plan = Plan::load(parser.positionalArguments().first(), &error);
+        plan = Plan::load(parser.positionalArguments().first(), &error, settings);
     if (!plan)
         return complain(name, error, BenchExit::Usage);
     if (parser.isSet(choices.check)) {

@@ -154,19 +154,25 @@ QString Plan::Check::brief() const
     return QString();
 }
 
-std::optional<Plan> Plan::load(const QString &file, QString *error)
+std::optional<Plan> Plan::load(const QString &file, QString *error, const PlanSettings &settings)
 {
     QFile opened(file);
     if (!opened.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("%1: %2").arg(file, opened.errorString());
         return std::nullopt;
     }
-    return readPlan(opened.readAll(), file, error);
+    return readPlan(opened.readAll(), file, settings, error);
 }
 
-std::optional<Plan> Plan::fromJson(const QByteArray &json, const QString &file, QString *error)
+std::optional<Plan> Plan::fromJson(const QByteArray &json, const QString &file, QString *error,
+                                   const PlanSettings &settings)
 {
-    return readPlan(json, file, error);
+    return readPlan(json, file, settings, error);
+}
+
+bool Plan::takesSerialNumber(const QString &text) const
+{
+    return serialNumber.pattern().isEmpty() || serialNumber.match(text).hasMatch();
 }
 
 bool Plan::needsDisplay() const

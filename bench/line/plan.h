@@ -4,11 +4,14 @@
 #ifndef BENCH_LINE_PLAN_H
 #define BENCH_LINE_PLAN_H
 
+#include "bench/line/planvariables.h"
 #include "bench/station/frame.h"
 
 #include <QColor>
+#include <QJsonObject>
 #include <QList>
 #include <QPoint>
+#include <QRegularExpression>
 #include <QString>
 #include <QStringList>
 
@@ -128,17 +131,42 @@ struct Plan {
         bool required = false; ///< when it fails, the unit is done
     };
 
+    /// What becomes of a unit that failed.
+    struct Retest {
+        int times = 0;       ///< at most
+        bool byHand = false; ///< only when the operator says so
+    };
+
+    /// A file that the plan was read from.
+    struct Source {
+        QString file;
+        QString sha256; ///< of its bytes, hexadecimal
+    };
+
     QString name;
     QString title;
-    QString file; ///< it was read from
+    QString file;   ///< it was read from
+    QString sha256; ///< of that file's bytes, hexadecimal
+    QList<Source> includes;
+    QString variant;       ///< name of the file of variables; empty for none
+    QJsonObject variables; ///< that were set from outside, with their values
     int operatorLimitMs = 0;
+    /// The whole of a serial number; an empty pattern for any.
+    QRegularExpression serialNumber;
+    bool wantsOperator = false; ///< a record names who tested
+    Retest retest;
     QList<Step> steps;
 
     /// @param error  set to all that is wrong, as by readPlan(), when nothing is returned
-    static std::optional<Plan> load(const QString &file, QString *error);
-    /// @param file  name for messages and for Plan::file
-    static std::optional<Plan> fromJson(const QByteArray &json, const QString &file,
-                                        QString *error);
+    static std::optional<Plan> load(const QString &file, QString *error,
+                                    const PlanSettings &settings = PlanSettings());
+    /// @param file  name for messages and for Plan::file; files that are included are looked
+    ///              for beside it
+    static std::optional<Plan> fromJson(const QByteArray &json, const QString &file, QString *error,
+                                        const PlanSettings &settings = PlanSettings());
+
+    /// Whether a unit may have that serial number.
+    bool takesSerialNumber(const QString &text) const;
 
     /// Whether any step needs a display.
     bool needsDisplay() const;

@@ -5,8 +5,14 @@
 #include "bench/station/messages.h"
 #include "bench/station/requests.h"
 
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
+
+#include <algorithm>
 
 namespace
 {
@@ -17,6 +23,13 @@ const int LongestMs = 3600000;
 const int ScreenWidth = 800;
 const int ScreenHeight = 480;
 const int DefaultTolerance = 8;
+const int MostIncludes = 100;
+const int MostRetests = 10;
+
+QString sha256(const QByteArray &bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
 
 /// What a keypad sends, in the order of the types.
 QStringList replyNames()
@@ -426,39 +439,165 @@ Plan::Step readStep(ObjectReader &reader, int defaultLimitMs)
     return step;
 }
 
-void readSteps(ObjectReader &reader, int limitMs, Plan *plan)
+/// Reads the steps of a plan, and of the files that it includes.
+class StepsReader
 {
-    QSet<QString> names;
-    QSet<QString> pictures;
-    const QJsonArray list = reader.list(QStringLiteral("steps"), ObjectReader::Required);
-    for (int i = 0; i < list.size(); ++i) {
-        QString place = QStringLiteral("step %1").arg(i + 1);
-        const QString name = list.at(i).toObject().value(QStringLiteral("name")).toString();
+public:
+    StepsReader(const PlanVariables &variables, int limitMs, Plan *plan)
+        : m_variables(variables), m_limitMs(limitMs), m_plan(plan), m_chain(plan->file)
+    {
+    }
+
+    void read(ObjectReader &reader)
+    {
+        const QJsonArray list = reader.list(QStringLiteral("steps"), ObjectReader::Required);
+        for (int i = 0; i < list.size(); ++i)
+            readElement(reader, QStringLiteral("step %1").arg(i + 1), list.at(i));
+    }
+
+private:
+    void readElement(ObjectReader &reader, QString place, const QJsonValue &value)
+    {
+        const QString name = value.toObject().value(QStringLiteral("name")).toString();
         if (!name.isEmpty())
             place += QStringLiteral(" \"%1\"").arg(name);
-        ObjectReader inner = reader.element(list.at(i), place);
-        const Plan::Step step = readStep(inner, limitMs);
-        // A report that names the failed step must mean one.
-        if (!step.name.isEmpty() && names.contains(step.name))
-            inner.refuse(QStringLiteral("an earlier step has the same name"));
-        if (!step.picture.isEmpty() && pictures.contains(step.picture))
-            inner.refuse(QStringLiteral("an earlier step has a \"picture\" of the same name"));
-        names.insert(step.name);
-        pictures.insert(step.picture);
-        plan->steps.append(step);
+        ObjectReader original = reader.element(value, place);
+        const QJsonValue filled = m_variables.filledIn(value, original);
+        ObjectReader inner = reader.inner(filled.toObject(), place);
+        if (!value.isObject())
+            return;
+        if (inner.has(QStringLiteral("include")))
+            include(inner);
+        else
+            take(inner);
     }
+
+    void take(ObjectReader &inner)
+    {
+        const Plan::Step step = readStep(inner, m_limitMs);
+        // A report that names the failed step must mean one.
+        if (!step.name.isEmpty() && m_names.contains(step.name))
+            inner.refuse(QStringLiteral("an earlier step has the same name"));
+        if (!step.picture.isEmpty() && m_pictures.contains(step.picture))
+            inner.refuse(QStringLiteral("an earlier step has a \"picture\" of the same name"));
+        m_names.insert(step.name);
+        m_pictures.insert(step.picture);
+        m_plan->steps.append(step);
+    }
+
+    void include(ObjectReader &inner)
+    {
+        const QString name = inner.text(QStringLiteral("include"));
+        inner.finish();
+        if (name.isEmpty())
+            return;
+        const QString file = QDir::cleanPath(QFileInfo(m_chain.last()).dir().filePath(name));
+        const QStringList chain = m_chain + QStringList(file);
+        if (isOpen(file)) {
+            inner.refuse(QStringLiteral("the files include each other: %1")
+                             .arg(chain.join(QStringLiteral(", then "))));
+        } else if (m_plan->includes.size() == MostIncludes) {
+            if (!m_isTooMuch)
+                inner.refuse(QStringLiteral("more than %1 files are included").arg(MostIncludes));
+            m_isTooMuch = true;
+        } else {
+            m_chain = chain;
+            readFile(inner, file);
+            m_chain.removeLast();
+        }
+    }
+
+    bool isOpen(const QString &file) const
+    {
+        const QString path = QFileInfo(file).canonicalFilePath();
+        return std::any_of(m_chain.begin(), m_chain.end(), [&path](const QString &each) {
+            return !path.isEmpty() && QFileInfo(each).canonicalFilePath() == path;
+        });
+    }
+
+    void readFile(ObjectReader &inner, const QString &file)
+    {
+        QFile opened(file);
+        if (QFileInfo::exists(file) && !QFileInfo(file).isFile()) {
+            inner.refuse(QStringLiteral("%1 is not a file").arg(file));
+            return;
+        }
+        if (!opened.open(QIODevice::ReadOnly)) {
+            inner.refuse(QStringLiteral("%1: %2").arg(file, opened.errorString()));
+            return;
+        }
+        const QByteArray bytes = opened.readAll();
+        m_plan->includes.append({file, sha256(bytes)});
+        QStringList mistakes;
+        const std::optional<QJsonValue> value = readJson(bytes, &mistakes);
+        for (const QString &mistake : mistakes)
+            inner.refuse(QStringLiteral("%1: %2").arg(file, mistake));
+        if (!value)
+            return;
+        ObjectReader reader = inner.element(*value, file);
+        if (!value->isObject())
+            return;
+        reader.anyText(QStringLiteral("$schema"));
+        read(reader);
+        reader.finish();
+    }
+
+    const PlanVariables &m_variables;
+    const int m_limitMs;
+    Plan *m_plan;
+    QStringList m_chain; ///< the files that are being read, from the plan on
+    QSet<QString> m_names;
+    QSet<QString> m_pictures;
+    bool m_isTooMuch = false;
+};
+
+QRegularExpression serialNumber(ObjectReader &reader)
+{
+    const QString pattern = reader.text(QStringLiteral("serial_number"));
+    const QRegularExpression expression(QRegularExpression::anchoredPattern(pattern));
+    // As it stands: "a)(b" is none, and within brackets it would be one.
+    const QRegularExpression alone(pattern);
+    if (!alone.isValid())
+        reader.refuse(QStringLiteral("\"serial_number\" is not a regular expression: %1")
+                          .arg(alone.errorString()));
+    return pattern.isEmpty() ? QRegularExpression() : expression;
 }
 
-void readMembers(const QJsonObject &object, Plan *plan, QStringList *mistakes)
+Plan::Retest retest(ObjectReader &reader)
+{
+    const QString key = QStringLiteral("retest");
+    if (!reader.has(key))
+        return Plan::Retest();
+    ObjectReader inner = reader.element(reader.value(key), key);
+    Plan::Retest retest;
+    retest.times = inner.requiredInteger(QStringLiteral("times"), 1, MostRetests);
+    retest.byHand = inner.choice(QStringLiteral("when"),
+                                 {QStringLiteral("at once"), QStringLiteral("by hand")}) == 1;
+    inner.finish();
+    return retest;
+}
+
+void readMembers(const QJsonObject &object, const PlanSettings &settings, Plan *plan,
+                 QStringList *mistakes)
 {
     ObjectReader reader(object, QString(), mistakes);
+    PlanVariables variables;
+    variables.read(reader, settings);
+    plan->variables = variables.settings();
+    plan->variant = settings.variant;
     reader.anyText(QStringLiteral("$schema"));
     plan->name = reader.text(QStringLiteral("plan"), ObjectReader::Required);
-    plan->title = reader.text(QStringLiteral("title"), ObjectReader::Required);
+    plan->title =
+        variables.filledIn(reader.text(QStringLiteral("title"), ObjectReader::Required), reader)
+            .toVariant()
+            .toString();
+    plan->serialNumber = serialNumber(reader);
+    plan->wantsOperator = reader.boolean(QStringLiteral("operator"), false);
+    plan->retest = retest(reader);
     const int limitMs = reader.integer(QStringLiteral("limit_ms"), 1, LongestMs, DefaultLimitMs);
     plan->operatorLimitMs =
         reader.integer(QStringLiteral("operator_limit_ms"), 1, LongestMs, DefaultOperatorLimitMs);
-    readSteps(reader, limitMs, plan);
+    StepsReader(variables, limitMs, plan).read(reader);
     reader.finish();
 }
 
@@ -466,16 +605,18 @@ void readMembers(const QJsonObject &object, Plan *plan, QStringList *mistakes)
 
 } // namespace
 
-std::optional<Plan> readPlan(const QByteArray &json, const QString &file, QString *error)
+std::optional<Plan> readPlan(const QByteArray &json, const QString &file,
+                             const PlanSettings &settings, QString *error)
 {
     QStringList mistakes;
     Plan plan;
     plan.file = file;
+    plan.sha256 = sha256(json);
     const std::optional<QJsonValue> value = readJson(json, &mistakes);
     if (value && !value->isObject())
         mistakes.append(QStringLiteral("a plan is an object: { ... }"));
     else if (value)
-        readMembers(value->toObject(), &plan, &mistakes);
+        readMembers(value->toObject(), settings, &plan, &mistakes);
     if (mistakes.isEmpty())
         return plan;
     *error = mistakes.size() == 1 ? QStringLiteral("%1: %2").arg(file, mistakes.first())

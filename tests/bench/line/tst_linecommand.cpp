@@ -445,6 +445,13 @@ void TestLineCommand::wrongOptionsAreRefused_data()
             << QStringLiteral("--fault %1: there is no such unit; they count from 1 to 1")
                    .arg(fault);
     }
+    row("no such variable", {plan, QStringLiteral("--set"), QStringLiteral("version=1")},
+        SOURCE_DIR "/bench/plans/production.json: no variable \"version\" can be set; the plan has "
+                   "new_version, old_version");
+    row("no assignment", {plan, QStringLiteral("--set"), QStringLiteral("old_version")},
+        "--set takes NAME=VALUE, not \"old_version\"");
+    row("no such variant", {plan, QStringLiteral("--variant"), QStringLiteral("/nowhere/a.json")},
+        "/nowhere/a.json: No such file or directory");
     row("no such fault", {plan, QStringLiteral("--fault"), QStringLiteral("rust")},
         "there is no fault \"rust\"; see --help");
     row("fault of a unit too many",

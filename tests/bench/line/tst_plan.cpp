@@ -8,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace
@@ -120,6 +121,19 @@ private slots:
     void schemaRefusesWrongPlans();
     void tellsWhatIsNoJson();
     void tellsThatAFileIsMissing();
+    void fillsInVariables();
+    void setsVariables();
+    void refusesWrongSettings_data();
+    void refusesWrongSettings();
+    void readsAVariant();
+    void refusesAWrongVariant_data();
+    void refusesAWrongVariant();
+    void includesSteps();
+    void namesThePlaceInAnIncludedFile();
+    void refusesFilesThatIncludeEachOther();
+    void takesSerialNumbers();
+    void readsRetests();
+    void productionTakesOtherVersions();
     void readsEveryPlanOfTheBench_data();
     void readsEveryPlanOfTheBench();
     void schemaTakesEveryPlanOfTheBench_data() { readsEveryPlanOfTheBench_data(); }
@@ -132,6 +146,9 @@ private slots:
     void describesLimits();
 
 private:
+    QString write(const char *name, const QByteArray &json);
+
+    QTemporaryDir m_dir;
     PublishedSchema m_schema;
     bool m_hasSchema = false;
 };
@@ -359,6 +376,7 @@ void TestPlan::takesRightSteps_data()
         << stepWith(R"("calibration":{"max_error_px":800,"x_grows":"left","y_grows":"up"})");
     QTest::newRow("boot") << stepWith(
         R"("operator":{"ask":"a","do":[{"power":"on"}],"boot_ms":180000})");
+    QTest::newRow("no variable") << QByteArray(R"({"name":"s","look":"$${a}"})");
     QTest::newRow("file that exists") << checking(R"({"file":"/a","exists":true,"text":""})");
 }
 
@@ -412,6 +430,42 @@ void TestPlan::refusesWrongPlans_data()
     row("limit of the plan",
         R"({"plan":"p","title":"P","limit_ms":0,"steps":[{"name":"s","expect":["ACK"]}]})",
         "\"limit_ms\" must be a whole number from 1 to 3600000");
+    const auto member = [&row](const char *name, const QByteArray &text, const char *error,
+                               bool schemaRefuses = true) {
+        row(name,
+            R"({"plan":"p","title":"P","steps":[{"name":"s","expect":["ACK"]}],)" + text + "}",
+            error, schemaRefuses);
+    };
+    member("serial number no text", R"("serial_number":4)",
+           "\"serial_number\" must be a text that is not empty");
+    member("serial number no expression", R"("serial_number":"KP-(")",
+           "\"serial_number\" is not a regular expression: missing closing parenthesis", false);
+    member("serial number only right within brackets", R"("serial_number":"a)(b")",
+           "\"serial_number\" is not a regular expression: unmatched closing parenthesis", false);
+    member("operator no boolean", R"("operator":"yes")", "\"operator\" must be true or false");
+    member("retest without times", R"("retest":{"when":"at once"})",
+           "retest: \"times\" is missing");
+    member("retest never", R"("retest":{"times":0})",
+           "retest: \"times\" must be a whole number from 1 to 10");
+    member("retest later", R"("retest":{"times":1,"when":"later"})",
+           "retest: \"when\" must be \"at once\" or \"by hand\"");
+    member("variables no object", R"("variables":["a"])", "\"variables\" must be an object");
+    member("variable of another kind", R"("variables":{"a":true})",
+           "\"variables\": \"a\" must be a number or a text");
+    member("variable's name", R"("variables":{"A b":1})",
+           "\"variables\": \"A b\" must be a name of a-z, 0-9 and _");
+    step("no such variable", stepWith(R"("look":"Is it ${colour}?")"),
+         "there is no variable \"colour\"; the plan has none", false);
+    step("variable that does not end", stepWith(R"("look":"${colour")"),
+         "\"${colour\" is not closed with }", false);
+    row("include and more", planWith(R"({"include":"a.json","name":"s"})"),
+        "step 1 \"s\": \"name\" is not known here\n"
+        "step 1 \"s\": a.json: No such file or directory");
+    row("include of what is not there", planWith(R"({"include":"/nowhere/a.json"})"),
+        "step 1: /nowhere/a.json: No such file or directory", false);
+    row("include of a device", planWith(R"({"include":"/dev/zero"})"),
+        "step 1: /dev/zero is not a file", false);
+
     row("step no object", planWith("1"), "step 1: must be an object");
     row("step without a name", planWith(R"({"expect":["ACK"]})"), "step 1: \"name\" is missing");
     row("name misspelt", planWith(R"({"nmae":"s","expect":["ACK"]})"),
@@ -646,6 +700,242 @@ void TestPlan::tellsThatAFileIsMissing()
     QString error;
     QVERIFY(!Plan::load(QStringLiteral("/nowhere/plan.json"), &error));
     QCOMPARE(error, QStringLiteral("/nowhere/plan.json: No such file or directory"));
+}
+
+/// @return the file's path
+QString TestPlan::write(const char *name, const QByteArray &json)
+{
+    const QString path = m_dir.filePath(QLatin1String(name));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size())
+        qFatal("cannot write a plan");
+    return path;
+}
+
+void TestPlan::fillsInVariables()
+{
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::fromJson(R"json({"plan":"p","title":"Model ${model}, $${model}",
+            "variables":{"model":"A7","low":11000.5,"level":100},
+            "steps":[{"name":"Light ${model}","request":"backlight ${level}","limit_ms":"${level}",
+             "expect":[{"frame":"voltage reply",
+              "fields":{"voltage":{"min":"${low}","max":14500},"text":"${model}-${low}"}}]}]})json",
+                       QStringLiteral("p.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QCOMPARE(plan->title, QStringLiteral("Model A7, ${model}"));
+    const Plan::Step &step = plan->steps.first();
+    QCOMPARE(step.name, QStringLiteral("Light A7"));
+    QCOMPARE(step.request->data, QByteArray("0064"));
+    QCOMPARE(step.limitMs, 100);
+    const QList<Plan::Limit> fields = step.expected.first().fields;
+    QCOMPARE(fields.at(0).text.value(), QStringLiteral("A7-11000.5"));
+    QCOMPARE(fields.at(1).min.value(), 11000.5);
+    QVERIFY(plan->variables.isEmpty()); // nobody has set one
+}
+
+void TestPlan::setsVariables()
+{
+    PlanSettings settings;
+    QString error;
+    QVERIFY(settings.set(QStringLiteral("low=9000"), &error));
+    QVERIFY(settings.set(QStringLiteral("version=20* = 7"), &error));
+    const std::optional<Plan> plan = Plan::fromJson(R"({"plan":"p","title":"P",
+            "variables":{"low":11000,"version":"1","model":"A7"},
+            "steps":[{"name":"s","expect":[{"frame":"voltage reply",
+              "fields":{"voltage":{"min":"${low}"}}},
+             {"frame":"version reply","fields":{"version":"${version}"}}]}]})",
+                                                    QStringLiteral("p.json"), &error, settings);
+    QVERIFY2(plan, qPrintable(error));
+    const Plan::Step &step = plan->steps.first();
+    QCOMPARE(step.expected.at(0).fields.first().min.value(), 9000.0);
+    QCOMPARE(step.expected.at(1).fields.first().text.value(), QStringLiteral("20* = 7"));
+    QCOMPARE(plan->variables,
+             (QJsonObject{{QStringLiteral("low"), 9000},
+                          {QStringLiteral("version"), QStringLiteral("20* = 7")}}));
+}
+
+void TestPlan::refusesWrongSettings_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no value") << "low"
+                              << "--set takes NAME=VALUE, not \"low\"";
+    QTest::newRow("no name") << "=1"
+                             << "--set takes NAME=VALUE, not \"=1\"";
+    QTest::newRow("another name") << "lwo=1"
+                                  << "p.json: no variable \"lwo\" can be set; the plan has low";
+    QTest::newRow("a text for a number") << "low=much"
+                                         << "p.json: the variable \"low\" is a number";
+    QTest::newRow("no number at all") << "low="
+                                      << "p.json: the variable \"low\" is a number";
+}
+
+void TestPlan::refusesWrongSettings()
+{
+    QFETCH(QString, setting);
+    PlanSettings settings;
+    QString error;
+    if (settings.set(setting, &error))
+        QVERIFY(!Plan::fromJson(R"({"plan":"p","title":"P","variables":{"low":1},
+                                    "steps":[{"name":"s","look":"${low}?"}]})",
+                                QStringLiteral("p.json"), &error, settings));
+    QTEST(error, "reason");
+}
+
+void TestPlan::readsAVariant()
+{
+    const QString file = write("model-b.json", R"({"low":9000,"model":"B"})");
+    PlanSettings settings;
+    QString error;
+    QVERIFY2(settings.load(file, &error), qPrintable(error));
+    QVERIFY(settings.set(QStringLiteral("model=C"), &error)); // the nearer one holds
+    const std::optional<Plan> plan = Plan::fromJson(
+        R"({"plan":"p","title":"${model}","variables":{"low":1,"model":"A"},
+            "steps":[{"name":"s","look":"l"}]})",
+        QStringLiteral("p.json"), &error, settings);
+    QVERIFY2(plan, qPrintable(error));
+    QCOMPARE(plan->title, QStringLiteral("C"));
+    QCOMPARE(plan->variant, QStringLiteral("model-b"));
+    QCOMPARE(plan->variables, (QJsonObject{{QStringLiteral("low"), 9000},
+                                           {QStringLiteral("model"), QStringLiteral("C")}}));
+}
+
+void TestPlan::refusesAWrongVariant_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("no object") << QByteArray("[1]")
+                               << "a variant is an object of variables: { \"name\": ... }";
+    QTest::newRow("twice") << QByteArray(R"({"low":1,"low":2})")
+                           << "line 1, column 10: \"low\" is there twice";
+}
+
+void TestPlan::refusesAWrongVariant()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, reason);
+    const QString file = write("variant.json", json);
+    QString error;
+    QVERIFY(!PlanSettings().load(file, &error));
+    QCOMPARE(error, file + QStringLiteral(": ") + reason);
+    QVERIFY(!PlanSettings().load(QStringLiteral("/nowhere/v.json"), &error));
+    QCOMPARE(error, QStringLiteral("/nowhere/v.json: No such file or directory"));
+}
+
+void TestPlan::includesSteps()
+{
+    QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("parts")));
+    const QString file = write("plan.json", R"({"plan":"p","title":"P","limit_ms":700,
+        "variables":{"what":"voltage"},
+        "steps":[{"name":"first","look":"l"},{"include":"parts/two.json"},
+                 {"name":"last","look":"l"}]})");
+    write("parts/two.json", R"({"$schema":"x","steps":[{"name":"second","request":"${what}",
+        "expect":["voltage reply"]},{"include":"three.json"}]})");
+    write("parts/three.json", R"({"steps":[{"name":"third","look":"l"}]})");
+    QString error;
+    const std::optional<Plan> plan = Plan::load(file, &error);
+    QVERIFY2(plan, qPrintable(error));
+    QStringList names;
+    for (const Plan::Step &step : plan->steps)
+        names.append(step.name);
+    QCOMPARE(names, (QStringList{QStringLiteral("first"), QStringLiteral("second"),
+                                 QStringLiteral("third"), QStringLiteral("last")}));
+    QCOMPARE(plan->steps.at(1).limitMs, 700);
+    QCOMPARE(plan->includes.size(), 2);
+    QCOMPARE(plan->includes.at(1).file, m_dir.filePath(QStringLiteral("parts/three.json")));
+    // As sha256sum prints it.
+    QCOMPARE(plan->includes.at(1).sha256,
+             QStringLiteral("6256482543524a461f907df46b3074c36ec32b36d7e5ff996971a62a33f0576e"));
+    QCOMPARE(plan->sha256.size(), 64);
+}
+
+void TestPlan::namesThePlaceInAnIncludedFile()
+{
+    const QString file = write("plan.json", R"({"plan":"p","title":"P","steps":[
+        {"name":"first","look":"l"},{"include":"part.json"}]})");
+    const QString part = write("part.json", R"({"title":"no","steps":[{"name":"first","look":"l"},
+        {"name":"b","loook":"l"}]})");
+    QString error;
+    QVERIFY(!Plan::load(file, &error));
+    const QString place = QStringLiteral("\n  step 2: %1: ").arg(part);
+    QCOMPARE(error, QStringLiteral("%1: 4 mistakes:").arg(file) + place +
+                        QStringLiteral("step 1 \"first\": an earlier step has the same name") +
+                        place +
+                        QStringLiteral("step 2 \"b\": it tests nothing: \"expect\", "
+                                       "\"calibration\", \"check\", \"look\" or \"quiet_ms\" "
+                                       "is missing") +
+                        place + QStringLiteral("step 2 \"b\": \"loook\" is not known here") +
+                        place + QStringLiteral("\"title\" is not known here"));
+    write("part.json", "{'steps'}");
+    QVERIFY(!Plan::load(file, &error));
+    QCOMPARE(error, QStringLiteral("%1: step 2: %2: line 1, column 2: JSON has double quotes, not "
+                                   "single ones")
+                        .arg(file, part));
+}
+
+void TestPlan::refusesFilesThatIncludeEachOther()
+{
+    const QString plan = write("plan.json", R"({"plan":"p","title":"P","steps":[
+        {"name":"first","look":"l"},{"include":"a.json"}]})");
+    const QString a = write("a.json", R"({"steps":[{"include":"b.json"}]})");
+    const QString b = write("b.json", R"({"steps":[{"include":"./a.json"}]})");
+    QString error;
+    QVERIFY(!Plan::load(plan, &error));
+    QCOMPARE(error, QStringLiteral("%1: step 2: %2: step 1: %3: step 1: the files include each "
+                                   "other: %1, then %2, then %3, then %2")
+                        .arg(plan, a, b));
+}
+
+void TestPlan::takesSerialNumbers()
+{
+    QString error;
+    const std::optional<Plan> plan = Plan::fromJson(
+        R"({"plan":"p","title":"P","serial_number":"KP-\\d{4}|spare",
+            "operator":true,"steps":[{"name":"s","look":"l"}]})",
+        QStringLiteral("p"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QVERIFY(plan->wantsOperator);
+    QVERIFY(plan->takesSerialNumber(QStringLiteral("KP-0042")));
+    QVERIFY(plan->takesSerialNumber(QStringLiteral("spare")));
+    for (const char *wrong : {"KP-00421", "xKP-0042", "KP-004", "spare part", "KP-0042\n", ""})
+        QVERIFY2(!plan->takesSerialNumber(QString::fromLatin1(wrong)), wrong);
+    QVERIFY(Plan().takesSerialNumber(QStringLiteral("anything")));
+}
+
+void TestPlan::readsRetests()
+{
+    const auto retest = [](const QByteArray &value) {
+        QString error;
+        return Plan::fromJson(R"({"plan":"p","title":"P",)" + value +
+                                  R"("steps":[{"name":"s","look":"l"}]})",
+                              QStringLiteral("p"), &error)
+            .value()
+            .retest;
+    };
+    QCOMPARE(retest("").times, 0);
+    QCOMPARE(retest(R"("retest":{"times":2},)").times, 2);
+    QVERIFY(!retest(R"("retest":{"times":2},)").byHand);
+    QVERIFY(!retest(R"("retest":{"times":1,"when":"at once"},)").byHand);
+    QVERIFY(retest(R"("retest":{"times":1,"when":"by hand"},)").byHand);
+}
+
+void TestPlan::productionTakesOtherVersions()
+{
+    PlanSettings settings;
+    QString error;
+    QVERIFY(settings.set(QStringLiteral("old_version=20090101 3.0"), &error));
+    QVERIFY(settings.set(QStringLiteral("new_version=20150505 4.1"), &error));
+    const std::optional<Plan> plan =
+        Plan::load(QStringLiteral(SOURCE_DIR "/bench/plans/production.json"), &error, settings);
+    QVERIFY2(plan, qPrintable(error));
+    QStringList versions;
+    for (const Plan::Step &step : plan->steps) {
+        if (step.name.startsWith(QLatin1String("Version")))
+            versions.append(step.expected.first().describe());
+    }
+    QCOMPARE(versions, (QStringList{QStringLiteral("version reply, version '20090101 3.0'"),
+                                    QStringLiteral("version reply, version '20150505 4.1'")}));
 }
 
 void TestPlan::readsEveryPlanOfTheBench_data()
