@@ -4,6 +4,7 @@
 #include "bench/common/command.h"
 #include "bench/keypad/keypadcommand.h"
 #include "bench/line/linecommand.h"
+#include "bench/records/recordscommand.h"
 #include "bench/station/stationcommand.h"
 
 #include <QCoreApplication>
@@ -22,6 +23,7 @@ const Command commands[] = {
     {"decode", "explain frames, right or wrong", decodeCommand},
     {"board", "make the emulated board for the line", runBoardCommand},
     {"line", "run a test plan on one unit or many", runLineCommand},
+    {"records", "ask and fill the store of all records", recordsCommand},
 };
 
 void printUsage(FILE *to)

@@ -11,8 +11,9 @@
 set -eu
 
 build="cmake ninja-build g++ pkg-config qtbase5-dev libts-dev libfuse3-dev fuse3
-       libkainjow-mustache-dev libxcb1-dev libxcb-xtest0-dev xvfb xauth fonts-dejavu-core"
-test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libgl-dev libts-bin faketime valgrind mmdebstrap
+       libqt5sql5-sqlite libqt5sql5-psql libkainjow-mustache-dev libxcb1-dev
+       libxcb-xtest0-dev xvfb xauth fonts-dejavu-core"
+test="qt6-base-dev qt6-5compat-dev qt6-qpa-plugins libqt6sql6-sqlite libqt6sql6-psql postgresql libgl-dev libts-bin faketime valgrind mmdebstrap
       python3 python3-jsonschema clang-format-14 dpkg-dev file libxml2-utils chromium
       poppler-utils"
 armel="g++-arm-linux-gnueabi qemu-user-static mmdebstrap python3"

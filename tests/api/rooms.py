@@ -30,6 +30,7 @@ MAY_INCLUDE = {
     "bench/keypad": ["bench/common"],
     "bench/station": ["bench/common"],
     "bench/line": ["bench/board", "bench/common", "bench/keypad", "bench/station"],
+    "bench/records": ["bench/common"],
     # It times the tool's own functions beside their floors.
     "bench/perf": TOOL + ["bench/common", "bench/keypad", "bench/station"],
 }

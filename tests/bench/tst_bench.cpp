@@ -57,7 +57,7 @@ void TestBench::listsItsCommands()
     const Run help = run(BENCH, {"--help"});
     QCOMPARE(help.status, 0);
     for (const char *word : {"\n  keypad ", "\n  station ", "\n  decode ", "\n  board ",
-                             "\n  line ", "\n  help ", "--version", "Exit status"})
+                             "\n  line ", "\n  records ", "\n  help ", "--version", "Exit status"})
         QVERIFY2(help.out.contains(word), word);
     QCOMPARE(run(BENCH, {"help"}).out, help.out);
     const Run nothing = run(BENCH, {});
@@ -147,8 +147,8 @@ void TestBench::completes_data()
     QTest::addColumn<QStringList>("line");
     QTest::addColumn<QStringList>("words");
     QTest::newRow("commands") << QStringList{""}
-                              << QStringList{"keypad", "station", "decode", "board",
-                                             "line",   "help",    "--help", "--version"};
+                              << QStringList{"keypad",  "station", "decode", "board",    "line",
+                                             "records", "help",    "--help", "--version"};
     QTest::newRow("begun command") << QStringList{"k"} << QStringList{"keypad"};
     QTest::newRow("help") << QStringList{"help", "s"} << QStringList{"station"};
     QTest::newRow("options of a keypad")

@@ -1,0 +1,23 @@
+/// Brings records into the store: those that wait in an output folder, or all of it.
+#ifndef BENCH_RECORDS_IMPORTER_H
+#define BENCH_RECORDS_IMPORTER_H
+
+#include "bench/records/store.h"
+
+#include <QString>
+#include <QStringList>
+
+struct ImportResult {
+    int stored = 0;
+    int known = 0;        ///< were in the store already
+    int waiting = 0;      ///< could not be stored, and stay entered
+    QStringList problems; ///< a line each
+};
+
+/// Those that the line entered and that nobody works on any more. Several may do so at once.
+ImportResult importWaiting(Store *store, const QString &dir);
+
+/// Every record.json in @p dir and below.
+ImportResult importFolder(Store *store, const QString &dir);
+
+#endif

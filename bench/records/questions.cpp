@@ -1,0 +1,380 @@
+#include "bench/records/questions.h"
+
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStringList>
+#include <QVariant>
+
+#include <algorithm>
+#include <cmath>
+
+namespace
+{
+
+struct FilterRow {
+    const char *condition;
+    const char *words;
+    QString RecordFilter::*value;
+};
+
+/// What a series of records has in common.
+const FilterRow seriesRows[] = {
+    {"series.day >= ?", "since", &RecordFilter::since},
+    {"series.day <= ?", "until", &RecordFilter::until},
+    {"series.plan = ?", "plan", &RecordFilter::plan},
+    {"series.station = ?", "station", &RecordFilter::station},
+    {"series.variant = ?", "variant", &RecordFilter::variant},
+};
+
+/// What each record has for itself.
+const FilterRow recordRows[] = {
+    {"record.serial_number = ?", "serial number", &RecordFilter::serialNumber},
+    {"record.outcome = ?", "outcome", &RecordFilter::outcome},
+};
+
+/// The rows of @p rows that @p filter has a value for.
+template<size_t Size>
+QList<FilterRow> asked(const FilterRow (&rows)[Size], const RecordFilter &filter)
+{
+    QList<FilterRow> found;
+    for (const FilterRow &row : rows) {
+        if (!(filter.*row.value).isEmpty())
+            found.append(row);
+    }
+    return found;
+}
+
+QString conditions(const QList<FilterRow> &rows)
+{
+    QStringList all;
+    for (const FilterRow &row : rows)
+        all.append(QLatin1String(row.condition));
+    return all.isEmpty() ? QString()
+                         : QStringLiteral(" WHERE ") + all.join(QStringLiteral(" AND "));
+}
+
+QVariantList valuesOf(const QList<FilterRow> &rows, const RecordFilter &filter)
+{
+    QVariantList values;
+    for (const FilterRow &row : rows)
+        values.append(filter.*row.value);
+    return values;
+}
+
+const char ListedColumns[] = "SELECT record.key, serial_number, start_ms, plan, variant, station,"
+                             " fixture, operator, attempt, seconds, outcome, reason FROM record"
+                             " JOIN series ON series.key = record.series";
+
+ListedRecord listed(const QSqlQuery &query)
+{
+    ListedRecord record;
+    record.key = query.value(0).toLongLong();
+    record.serialNumber = query.value(1).toString();
+    record.start = query.value(2).toLongLong();
+    record.plan = query.value(3).toString();
+    record.variant = query.value(4).toString();
+    record.station = query.value(5).toString();
+    record.fixture = query.value(6).toString();
+    record.operatorName = query.value(7).toString();
+    record.attempt = query.value(8).toInt();
+    record.seconds = query.value(9).toDouble();
+    record.outcome = query.value(10).toString();
+    record.reason = query.value(11).toString();
+    return record;
+}
+
+std::optional<double> limit(const QVariant &value)
+{
+    return value.isNull() ? std::nullopt : std::optional<double>(value.toDouble());
+}
+
+bool isWhole(double value)
+{
+    return value == std::floor(value);
+}
+
+/// @param shift  the mean of the distances to an origin
+double deviation(double sumOfSquares, double shift, qint64 count)
+{
+    const auto many = static_cast<double>(count);
+    const double variance = (sumOfSquares - many * shift * shift) / (many - 1);
+    return std::sqrt(std::max(0.0, variance));
+}
+
+} // namespace
+
+QString RecordFilter::describe() const
+{
+    QStringList parts;
+    for (const FilterRow &row : asked(seriesRows, *this) + asked(recordRows, *this))
+        parts.append(QStringLiteral("%1 %2").arg(QLatin1String(row.words), this->*row.value));
+    return parts.join(QStringLiteral(", "));
+}
+
+void UnitCount::add(const UnitCount &other)
+{
+    units += other.units;
+    firstPass += other.firstPass;
+    finalPass += other.finalPass;
+    retested += other.retested;
+    attempts += other.attempts;
+}
+
+Questions::Questions(const QSqlDatabase &database, const RecordFilter &filter)
+    : m_database(database), m_filter(filter)
+{
+}
+
+/// Asks with the filter's conditions on series and records.
+bool Questions::askRecords(QSqlQuery *query, const QString &select, const QString &order,
+                           QString *error) const
+{
+    const QList<FilterRow> rows = asked(seriesRows, m_filter) + asked(recordRows, m_filter);
+    return ask(query, select + conditions(rows) + order, valuesOf(rows, m_filter), error);
+}
+
+/// " AND COLUMN IN (...)" for rows of the series that are asked for, with its values.
+QString Questions::inSeries(const QString &column, QVariantList *values) const
+{
+    const QList<FilterRow> rows = asked(seriesRows, m_filter);
+    if (rows.isEmpty())
+        return QString();
+    *values += valuesOf(rows, m_filter);
+    return QStringLiteral(" AND %1 IN (SELECT key FROM series%2)").arg(column, conditions(rows));
+}
+
+bool Questions::ask(QSqlQuery *query, const QString &statement, const QVariantList &values,
+                    QString *error) const
+{
+    query->setForwardOnly(true);
+    bool good = query->prepare(statement);
+    for (const QVariant &value : values)
+        query->addBindValue(value);
+    good = good && query->exec();
+    if (!good)
+        *error = query->lastError().text().trimmed();
+    return good;
+}
+
+bool Questions::list(int most, QList<ListedRecord> *records, QString *error) const
+{
+    QSqlQuery query(m_database);
+    if (!askRecords(&query, QLatin1String(ListedColumns),
+                    QStringLiteral(" ORDER BY start_ms DESC, record.key DESC LIMIT %1").arg(most),
+                    error))
+        return false;
+    while (query.next())
+        records->append(listed(query));
+    return true;
+}
+
+bool Questions::each(const std::function<void(const ListedRecord &)> &take, QString *error) const
+{
+    QSqlQuery query(m_database);
+    if (!askRecords(&query, QLatin1String(ListedColumns),
+                    QStringLiteral(" ORDER BY start_ms, record.key"), error))
+        return false;
+    while (query.next())
+        take(listed(query));
+    return true;
+}
+
+bool Questions::eachValue(const std::function<void(const ListedValue &)> &take,
+                          QString *error) const
+{
+    QSqlQuery query(m_database);
+    if (!askRecords(
+            &query,
+            QStringLiteral("SELECT start_ms, serial_number, series.plan, step_kind.name,"
+                           " quantity.name, value, shown, quantity.unit, minimum, maximum, good"
+                           " FROM measurement JOIN record ON record.key = measurement.record"
+                           " JOIN series ON series.key = record.series"
+                           " JOIN quantity ON quantity.key = measurement.quantity"
+                           " JOIN step_kind ON step_kind.key = quantity.kind"),
+            QStringLiteral(" ORDER BY start_ms, record.key, measurement.quantity"), error))
+        return false;
+    while (query.next()) {
+        ListedValue value;
+        value.start = query.value(0).toLongLong();
+        value.serialNumber = query.value(1).toString();
+        value.plan = query.value(2).toString();
+        value.step = query.value(3).toString();
+        value.name = query.value(4).toString();
+        value.value = query.value(5).isNull() ? query.value(6).toString()
+                                              : QString::number(query.value(5).toDouble(), 'g', 15);
+        value.unit = query.value(7).toString();
+        value.minimum = limit(query.value(8));
+        value.maximum = limit(query.value(9));
+        value.good = query.value(10).toInt() != 0;
+        take(value);
+    }
+    return true;
+}
+
+bool Questions::json(qint64 key, QByteArray *json, QString *error) const
+{
+    QSqlQuery query(m_database);
+    if (!ask(&query, QStringLiteral("SELECT json FROM record_json WHERE record = ?"), {key},
+             error) ||
+        !query.next())
+        return false;
+    *json = query.value(0).toString().toUtf8();
+    return true;
+}
+
+bool Questions::units(QList<UnitGroup> *groups, QString *error) const
+{
+    QVariantList values;
+    const QString which = inSeries(QStringLiteral("first_series"), &values);
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT day, plan, station, variant, units, first_pass, final_pass,"
+                            " retested, attempts FROM (SELECT first_series, COUNT(*) AS units,"
+                            " SUM(first_passed) AS first_pass, SUM(latest_passed) AS final_pass,"
+                            " SUM(CASE WHEN attempts > 1 THEN 1 ELSE 0 END) AS retested,"
+                            " SUM(attempts) AS attempts FROM unit WHERE 1 = 1%1"
+                            " GROUP BY first_series) AS counted"
+                            " JOIN series ON series.key = first_series"
+                            " ORDER BY day, plan, station, variant")
+                 .arg(which),
+             values, error))
+        return false;
+    while (query.next()) {
+        UnitGroup group;
+        group.day = query.value(0).toString();
+        group.plan = query.value(1).toString();
+        group.station = query.value(2).toString();
+        group.variant = query.value(3).toString();
+        group.count = {query.value(4).toLongLong(), query.value(5).toLongLong(),
+                       query.value(6).toLongLong(), query.value(7).toLongLong(),
+                       query.value(8).toLongLong()};
+        groups->append(group);
+    }
+    return true;
+}
+
+bool Questions::failures(QList<StepFailures> *steps, QString *error) const
+{
+    QVariantList values;
+    const QString which = inSeries(QStringLiteral("record.series"), &values);
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT plan, failed_step, COUNT(*) FROM record"
+                            " JOIN series ON series.key = record.series WHERE failed_step <> ''%1"
+                            " GROUP BY plan, failed_step ORDER BY 3 DESC, 1, 2")
+                 .arg(which),
+             values, error))
+        return false;
+    while (query.next())
+        steps->append(
+            {query.value(0).toString(), query.value(1).toString(), query.value(2).toLongLong()});
+    return true;
+}
+
+bool Questions::slowest(int most, QList<StepTime> *steps, QString *error) const
+{
+    QVariantList values;
+    const QString which = inSeries(QStringLiteral("series"), &values);
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT plan, name, runs, seconds / runs, most FROM (SELECT kind,"
+                            " SUM(runs) AS runs, SUM(seconds) AS seconds, MAX(most) AS most"
+                            " FROM step_sum WHERE 1 = 1%1 GROUP BY kind) AS summed"
+                            " JOIN step_kind ON step_kind.key = kind"
+                            " ORDER BY 4 DESC, 1, 2 LIMIT %2")
+                 .arg(which)
+                 .arg(most),
+             values, error))
+        return false;
+    while (query.next())
+        steps->append({query.value(0).toString(), query.value(1).toString(),
+                       query.value(2).toLongLong(), query.value(3).toDouble(),
+                       query.value(4).toDouble()});
+    return true;
+}
+
+bool Questions::quantities(QList<QuantityAnswer> *answers, QString *error) const
+{
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT quantity.key, step_kind.plan, step_kind.name, quantity.name,"
+                            " unit, minimum, maximum, origin FROM quantity"
+                            " JOIN step_kind ON step_kind.key = kind WHERE origin IS NOT NULL"
+                            " ORDER BY 2, 3, 4, 6, 7"),
+             {}, error))
+        return false;
+    while (query.next()) {
+        QuantityAnswer answer;
+        answer.plan = query.value(1).toString();
+        answer.step = query.value(2).toString();
+        answer.name = query.value(3).toString();
+        answer.unit = query.value(4).toString();
+        answer.minimum = limit(query.value(5));
+        answer.maximum = limit(query.value(6));
+        const qint64 key = query.value(0).toLongLong();
+        if (!measure(key, query.value(7).toDouble(), &answer, error))
+            return false;
+        const bool differs = answer.values.most > answer.values.least;
+        if (answer.values.count == 0 || (!differs && !answer.minimum && !answer.maximum))
+            continue;
+        if (!count(key, &answer, error))
+            return false;
+        answers->append(answer);
+    }
+    return true;
+}
+
+bool Questions::measure(qint64 key, double origin, QuantityAnswer *answer, QString *error) const
+{
+    const QString distance = QStringLiteral("(value - %1)").arg(origin, 0, 'g', 17);
+    QVariantList values = {key};
+    const QString which = inSeries(QStringLiteral("series"), &values);
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT COUNT(*), AVG(%1), SUM(%1 * %1), MIN(value), MAX(value),"
+                            " SUM(1 - good) FROM measurement"
+                            " WHERE quantity = ? AND value IS NOT NULL%2")
+                 .arg(distance, which),
+             values, error) ||
+        !query.next())
+        return false;
+    Statistics &found = answer->values;
+    found.count = query.value(0).toLongLong();
+    const double shift = query.value(1).toDouble();
+    found.mean = origin + shift;
+    if (found.count > 1)
+        found.deviation = deviation(query.value(2).toDouble(), shift, found.count);
+    found.least = query.value(3).toDouble();
+    found.most = query.value(4).toDouble();
+    answer->outside = query.value(5).toLongLong();
+    return true;
+}
+
+bool Questions::count(qint64 key, QuantityAnswer *answer, QString *error) const
+{
+    const bool whole = isWhole(answer->values.least) && isWhole(answer->values.most);
+    const Bins bins = chooseBins(answer->values, answer->minimum, answer->maximum, whole);
+    // Casting a number rounds it on a server, and cuts it in a file.
+    const QString bar =
+        QStringLiteral("CAST(%1((value - %2) / %3) AS INTEGER)")
+            .arg(m_database.driverName() == QLatin1String("QPSQL") ? QStringLiteral("FLOOR")
+                                                                   : QString())
+            .arg(bins.from, 0, 'g', 17)
+            .arg(bins.width, 0, 'g', 17);
+    QVariantList values = {key};
+    const QString which = inSeries(QStringLiteral("series"), &values);
+    QSqlQuery query(m_database);
+    if (!ask(&query,
+             QStringLiteral("SELECT %1 AS bar, COUNT(*) FROM measurement"
+                            " WHERE quantity = ? AND value IS NOT NULL%2 GROUP BY bar")
+                 .arg(bar, which),
+             values, error))
+        return false;
+    answer->bins = bins;
+    answer->bars.fill(0, bins.count);
+    // A value that lies on an edge may be taken for the next bar's.
+    while (query.next())
+        answer->bars[qBound(0, query.value(0).toInt(), bins.count - 1)] +=
+            query.value(1).toLongLong();
+    return true;
+}

@@ -1,0 +1,27 @@
+/// One page about many records: yields and their trend, what failed, how the measured
+/// values lie between their limits, what takes long. It needs nothing beside it.
+#ifndef BENCH_RECORDS_RECORDSREPORT_H
+#define BENCH_RECORDS_RECORDSREPORT_H
+
+#include "bench/records/questions.h"
+
+#include <QByteArray>
+#include <QDateTime>
+
+/// Everything that the page shows.
+struct RecordsAnswer {
+    QString which; ///< of the filter, for a person; empty for all records
+    QDateTime time;
+    QList<UnitGroup> units;
+    QList<StepFailures> failures;
+    QList<StepTime> slowest;
+    QList<QuantityAnswer> quantities;
+};
+
+/// Asks all of it. False with *error when the store does not answer.
+bool askAll(const Questions &questions, RecordsAnswer *answer, QString *error);
+
+/// @return HTML, UTF-8
+QByteArray recordsReport(const RecordsAnswer &answer);
+
+#endif
