@@ -1046,7 +1046,7 @@ void TestQtSerialPort::queuedBytesFollow()
     // any failed write does.
     for (int size = 100; device.bytesToWrite() == 0 && size < 250; ++size) {
         if (!device.isOpen()) {
-            Pty::readFrom(line.master(), sent.size());
+            Pty::readFrom(line.master(), static_cast<int>(sent.size()));
             sent.clear();
             QVERIFY(device.open(QIODevice::ReadWrite));
         }
