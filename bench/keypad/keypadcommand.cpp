@@ -190,6 +190,12 @@ int runKeypadCommand(const QStringList &arguments)
         return complain(name, QStringLiteral("--flash-seconds takes a number from 0"),
                         BenchExit::Usage);
     session.firstCommands = parser.values(choices.first);
+    for (const QString &command : qAsConst(session.firstCommands)) {
+        const QString wrong = KeypadConsole::misspelt(command);
+        if (!wrong.isEmpty())
+            return complain(name, QStringLiteral("--do \"%1\": %2").arg(command, wrong),
+                            BenchExit::Usage);
+    }
     session.readsInput = !parser.isSet(choices.noInput);
     session.startsOff = parser.isSet(choices.off);
     if (session.startsOff && !session.readsInput)

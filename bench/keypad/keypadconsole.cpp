@@ -1,9 +1,11 @@
 #include "bench/keypad/keypadconsole.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstring>
+#include <iterator>
 
 namespace
 {
@@ -56,6 +58,14 @@ int choice(const QString &word, const char *first, const char *second)
     if (word == QLatin1String(first))
         return 1;
     return word == QLatin1String(second) ? 0 : -1;
+}
+
+/// None for a line that is empty or a comment.
+QStringList wordsOf(const QString &line)
+{
+    const QString text = line.simplified();
+    return text.isEmpty() || text.startsWith(QLatin1Char('#')) ? QStringList()
+                                                               : text.split(QLatin1Char(' '));
 }
 
 QString storeText(const SysfsModel::Store &store)
@@ -118,21 +128,35 @@ QString KeypadConsole::help()
     return text;
 }
 
+const KeypadConsole::Row *KeypadConsole::rowOf(const QString &name)
+{
+    const auto row = std::find_if(std::begin(rows), std::end(rows), [&name](const Row &each) {
+        return name == QLatin1String(each.name);
+    });
+    return row == std::end(rows) ? nullptr : row;
+}
+
+QString KeypadConsole::misspelt(const QString &line)
+{
+    const QStringList words = wordsOf(line);
+    if (words.isEmpty())
+        return QString();
+    const Row *row = rowOf(words.first());
+    if (!row)
+        return QStringLiteral("there is no command \"%1\"; try help").arg(words.first());
+    const int arguments = int(words.size()) - 1;
+    if (arguments < row->least || arguments > row->most)
+        return QStringLiteral("usage: %1 %2").arg(words.first(), QLatin1String(row->arguments));
+    return QString();
+}
+
 KeypadConsole::Outcome KeypadConsole::execute(const QString &line)
 {
-    QStringList words = line.simplified().split(QLatin1Char(' '));
-    if (words.first().isEmpty() || words.first().startsWith(QLatin1Char('#')))
-        return Outcome();
-    const QString name = words.takeFirst();
-    for (const Row &row : rows) {
-        if (name != QLatin1String(row.name))
-            continue;
-        if (words.size() < row.least || words.size() > row.most)
-            return result(false,
-                          QStringLiteral("usage: %1 %2").arg(name, QLatin1String(row.arguments)));
-        return (this->*row.action)(words);
-    }
-    return result(false, QStringLiteral("there is no command \"%1\"; try help").arg(name));
+    const QString wrong = misspelt(line);
+    if (!wrong.isEmpty())
+        return result(false, wrong);
+    const QStringList words = wordsOf(line);
+    return words.isEmpty() ? Outcome() : (this->*rowOf(words.first())->action)(words.mid(1));
 }
 
 KeypadConsole::Outcome KeypadConsole::result(bool ok, const QString &reason) const

@@ -24,6 +24,9 @@ public:
     bool isPowered() const { return m_powered; }
     /// "quit" has been given.
     bool isOver() const { return m_over; }
+    /// What is wrong with a line whatever the keypad is like: an unknown command, too few or
+    /// too many arguments. Empty when it can be tried.
+    static QString misspelt(const QString &line);
     /// All commands, one a line.
     static QString help();
 
@@ -38,6 +41,7 @@ private:
         Action action;
     };
     static const Row rows[];
+    static const Row *rowOf(const QString &name);
 
     Outcome result(bool ok, const QString &reason = QString()) const;
     Outcome power(const QStringList &arguments);

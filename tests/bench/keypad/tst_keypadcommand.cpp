@@ -101,6 +101,13 @@ void TestKeypadCommand::wrongOptions_data()
     QTest::newRow("unknown") << QStringList("--colour")
                              << QByteArray("bench keypad: Unknown option 'colour'; see bench "
                                            "keypad --help\n");
+    QTest::newRow("unknown command")
+        << QStringList({"--do", "card out", "--do", "nonsense"})
+        << QByteArray("bench keypad: --do \"nonsense\": there is no command \"nonsense\"; try "
+                      "help\n");
+    QTest::newRow("command without its argument")
+        << QStringList({"--do", "home"})
+        << QByteArray("bench keypad: --do \"home\": usage: home down|up\n");
     QTest::newRow("windows") << QStringList("--help-all")
                              << QByteArray("bench keypad: Unknown option 'help-all'; see bench "
                                            "keypad --help\n");
@@ -315,7 +322,7 @@ void TestKeypadCommand::commandsBeforeTheStart()
     QVERIFY(bench.waitForFinished());
     QVERIFY(bench.readAllStandardError().startsWith("bench keypad: cannot start nosuch: "));
     QCOMPARE(bench.exitCode(), 4);
-    start(bench, {"--offscreen", "--do", "nonsense", "--tool", "/bin/true"});
+    start(bench, {"--offscreen", "--do", "remove /sys/nonsense", "--tool", "/bin/true"});
     QVERIFY(bench.waitForFinished());
     QCOMPARE(bench.exitCode(), 4);
 }
