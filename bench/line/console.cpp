@@ -8,6 +8,7 @@
 namespace
 {
 
+const int OutcomeWidth = 11; ///< of "INTERRUPTED", the longest
 const int WidestName = 40;
 const int WidestValue = 90;
 /// In a file every line of progress stays, so they come seldom.
@@ -28,6 +29,12 @@ const char *colourOf(Outcome outcome)
         break;
     }
     return "\033[33m";
+}
+
+/// What stands in the column of outcomes where there is none yet, or no more.
+QString outcomeColumn(const char *text = "")
+{
+    return QStringLiteral("%1 ").arg(QLatin1String(text), -OutcomeWidth);
 }
 
 QString lineOf(const StepRecord &step)
@@ -78,7 +85,8 @@ void Console::line(const QString &text)
 void Console::detail(const char *title, const QString &text)
 {
     if (!text.isEmpty())
-        line(QStringLiteral("              %1 %2").arg(QLatin1String(title), -9).arg(text));
+        line(outcomeColumn() +
+             QStringLiteral("     %1 %2").arg(QLatin1String(title), -9).arg(text));
 }
 
 void Console::eraseProgress()
@@ -90,7 +98,7 @@ void Console::eraseProgress()
 
 QString Console::shown(Outcome outcome) const
 {
-    const QString name = QStringLiteral("%1").arg(outcomeName(outcome).toUpper(), -8);
+    const QString name = QStringLiteral("%1").arg(outcomeName(outcome).toUpper(), -OutcomeWidth);
     if (!m_hasColour)
         return name;
     return QLatin1String(colourOf(outcome)) + name + QStringLiteral("\033[0m");
@@ -126,7 +134,7 @@ void Console::stepStarted(const Plan::Step &step, int number)
 /// A line that is wider than the terminal could not be taken back.
 void Console::showProgress(const QString &text)
 {
-    QString shown = QStringLiteral("...      ") + text;
+    QString shown = outcomeColumn("...") + text;
     winsize size = {};
     if (ioctl(fileno(m_out), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 &&
         shown.size() >= size.ws_col)
@@ -143,7 +151,7 @@ void Console::progressed(const QString &text)
         if (m_sinceProgress.elapsed() < ProgressEveryMs)
             return;
         m_sinceProgress.restart();
-        line(QStringLiteral("...      %1  %2").arg(m_running, text));
+        line(outcomeColumn("...") + QStringLiteral("%1  %2").arg(m_running, text));
         return;
     }
     showProgress(QStringLiteral("%1  %2").arg(m_running, text));
@@ -151,14 +159,15 @@ void Console::progressed(const QString &text)
 
 void Console::stepEnded(const StepRecord &step)
 {
-    if (step.outcome == Outcome::NotRun)
+    if (step.tries == 0)
         return; // the unit's end tells how many
-    QString text = QStringLiteral("%1 %2 %3 %4  %5")
-                       .arg(shown(step.outcome))
-                       .arg(step.number, 3)
-                       .arg(step.name, -m_nameWidth)
-                       .arg(shownSeconds(step.seconds), 8)
-                       .arg(shortened(lineOf(step)));
+    QString text =
+        QStringLiteral("%1 %2 %3 %4  %5")
+            .arg(shown(step.outcome))
+            .arg(step.number, 3)
+            .arg(step.name, -m_nameWidth)
+            .arg(shownSeconds(step.seconds), 8)
+            .arg(shortened(step.outcome == Outcome::NotRun ? step.reason : lineOf(step)));
     if (!step.limits().isEmpty())
         text += QStringLiteral("  [%1]").arg(step.limits());
     if (step.tries > 1)
@@ -167,11 +176,12 @@ void Console::stepEnded(const StepRecord &step)
         std::count_if(step.checks.begin(), step.checks.end(),
                       [](const CheckRecord &c) { return c.result == CheckRecord::Skipped; });
     if (skipped > 0)
-        text += QStringLiteral("  (%1 board check%2 skipped)")
+        text += QStringLiteral("  (%1 check%2 skipped)")
                     .arg(skipped)
                     .arg(QLatin1String(skipped == 1 ? "" : "s"));
     line(text);
-    if (step.outcome == Outcome::Pass)
+    detail("picture", step.lostPicture);
+    if (step.outcome <= Outcome::Pass)
         return;
     if (step.expected.isEmpty())
         detail("reason", step.reason);
@@ -211,13 +221,13 @@ void Console::end(const UnitRecord &unit, const QString &files)
     bool isOfAStep = unit.outcome == Outcome::Pass;
     for (const StepRecord &step : unit.steps) {
         if (step.outcome > Outcome::Pass)
-            line(QStringLiteral("         step %1 \"%2\": %3")
-                     .arg(step.number)
-                     .arg(step.name, outcomeName(step.outcome)));
+            line(outcomeColumn() + QStringLiteral("step %1 \"%2\": %3")
+                                       .arg(step.number)
+                                       .arg(step.name, outcomeName(step.outcome)));
         isOfAStep = isOfAStep || step.outcome == unit.outcome;
     }
     if (!isOfAStep)
-        line(QStringLiteral("         %1").arg(unit.reason));
+        line(outcomeColumn() + unit.reason);
     reportIn(files);
 }
 

@@ -53,7 +53,7 @@ QString parserComplaint(const QJsonParseError &error)
     case QJsonParseError::MissingValueSeparator:
         return QStringLiteral("a comma or \"]\" is missing");
     case QJsonParseError::MissingObject:
-        return QStringLiteral("nothing follows a comma");
+        return QStringLiteral("nothing follows a comma, or a value is missing");
     case QJsonParseError::MissingNameSeparator:
         return QStringLiteral("a colon is missing after a key");
     case QJsonParseError::IllegalValue:

@@ -153,14 +153,26 @@ void readFaults(const QStringList &texts, LineOptions *options, QString *error)
     }
 }
 
+/// Whoever gives an option of a unit that is not asked for wants another one than gets tested.
+void refuseWithout(const char *other, const QCommandLineParser &parser,
+                   const QCommandLineOption &option, QString *error)
+{
+    if (parser.isSet(option))
+        refuse(QStringLiteral("--%1 needs --%2").arg(option.names().first(), QLatin1String(other)),
+               error);
+}
+
 /// The emulated board, and whether it can have the faults.
 void readBoard(const QCommandLineParser &parser, const Choices &choices, LineOptions *options,
                QString *error)
 {
     const QString kind = text(parser, choices.board, error);
     const QString line = text(parser, choices.line, error);
-    if (!parser.isSet(choices.board))
+    if (!parser.isSet(choices.board)) {
+        for (const QCommandLineOption *option : {&choices.line, &choices.package})
+            refuseWithout("board vm", parser, *option, error);
         return;
+    }
     if (kind != QLatin1String("vm"))
         refuse(QStringLiteral("--board takes \"vm\""), error);
     if (!options->port.isEmpty())
@@ -218,6 +230,8 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     if (error->isEmpty())
         readFaults(parser.values(choices.fault), &options, error);
     readBoard(parser, choices, &options, error);
+    if (options.port.isEmpty())
+        refuseWithout("port", parser, choices.baud, error);
     if (!options.port.isEmpty() && !options.faults.isEmpty())
         refuse(QStringLiteral("a real unit has the faults it has: --port and --fault exclude "
                               "each other"),

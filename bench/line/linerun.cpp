@@ -84,9 +84,7 @@ void LineRun::runUnits(QString *error)
 bool LineRun::wantsAnswers() const
 {
     const auto asks = [](const Plan::Step &step) {
-        // What a hand does beside a request is confirmed, see Runner::operate().
-        return !step.look.isEmpty() ||
-               (step.operation && (step.request || !step.raw.isEmpty() || step.expected.isEmpty()));
+        return !step.look.isEmpty() || step.isConfirmed();
     };
     return m_options.units > 1 || std::any_of(m_plan.steps.begin(), m_plan.steps.end(), asks);
 }
@@ -185,6 +183,9 @@ void LineRun::runUnit(int number, QString *error)
     const bool written = m_folder.write(record, station.transcript(), unit->log(), error);
     if (written)
         *error = station.transcript().logError();
+    const QString lost = record.lostPicture();
+    if (error->isEmpty() && !lost.isEmpty())
+        *error = dir + QStringLiteral(": ") + lost;
     m_watcher->end(record, written ? dir : QString());
 }
 

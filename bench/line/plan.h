@@ -129,6 +129,12 @@ struct Plan {
         int quietMs = 0; ///< nothing more may come for so long
         int tries = 1;
         bool required = false; ///< when it fails, the unit is done
+
+        /// Whether anything is sent.
+        bool sends() const { return request || !raw.isEmpty(); }
+        /// Whether a person says when the operation is done: what it causes does not come
+        /// over the line by itself.
+        bool isConfirmed() const { return operation && (sends() || expected.isEmpty()); }
     };
 
     /// What becomes of a unit that failed.

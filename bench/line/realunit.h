@@ -20,7 +20,7 @@ public:
     bool hasOperator() const override { return true; }
     Done look(const QString &question, int limitMs, QString *error) override;
     Finding check(const Plan::Check &check, Difference *difference) override;
-    bool takePicture(const QString &) override { return false; }
+    QImage screen() override { return QImage(); }
     QString end() override { return QString(); }
     QByteArray log() override { return QByteArray(); }
     QString missedFault() const override { return QString(); }

@@ -94,7 +94,7 @@ QJsonObject toJson(const StepRecord &step)
     object.insert(QStringLiteral("step"), step.number);
     object.insert(QStringLiteral("name"), step.name);
     insertText(&object, QStringLiteral("group"), step.group);
-    if (step.outcome == Outcome::NotRun) {
+    if (step.tries == 0) {
         object.insert(QStringLiteral("outcome"), outcomeName(step.outcome));
         return object;
     }
@@ -109,6 +109,7 @@ QJsonObject toJson(const StepRecord &step)
     if (!attempts.isEmpty())
         object.insert(QStringLiteral("attempts"), attempts);
     insertText(&object, QStringLiteral("picture"), step.picture);
+    insertText(&object, QStringLiteral("lost_picture"), step.lostPicture);
     return object;
 }
 
@@ -168,9 +169,22 @@ QString StepRecord::limits() const
     return limits.join(QStringLiteral(", "));
 }
 
+bool UnitRecord::wasBegun() const
+{
+    return outcome != Outcome::NotRun || !steps.isEmpty();
+}
+
 double UnitRecord::seconds() const
 {
     return static_cast<double>(start.msecsTo(end)) / 1000;
+}
+
+QString UnitRecord::lostPicture() const
+{
+    const auto lost = std::find_if(steps.begin(), steps.end(), [](const StepRecord &step) {
+        return !step.lostPicture.isEmpty();
+    });
+    return lost == steps.end() ? QString() : lost->lostPicture;
 }
 
 int UnitRecord::count(Outcome wanted) const
@@ -182,6 +196,8 @@ int UnitRecord::count(Outcome wanted) const
 void UnitRecord::conclude()
 {
     ended = true;
+    if (!steps.isEmpty() && count(Outcome::NotRun) == steps.size())
+        reason = QStringLiteral("nothing of it could be tested");
     for (const StepRecord &step : steps) {
         if (step.outcome <= outcome)
             continue;

@@ -14,7 +14,7 @@
 
 /// In the order of how much is wrong; of several the worst decides.
 enum class Outcome {
-    NotRun,     ///< an earlier step ended the unit
+    NotRun,     ///< an earlier step ended the unit, or nothing of it could be looked at
     Pass,       ///< all held
     Fail,       ///< something came or was shown that is not as it should be
     TimeOut,    ///< the unit, or the operator, did not answer in time
@@ -39,7 +39,7 @@ struct Measurement {
     QString shown() const;
 };
 
-/// One look at the board.
+/// One look at the board, or at the unit where nobody could be asked.
 struct CheckRecord {
     enum Result { Held, Broken, Skipped };
 
@@ -70,9 +70,10 @@ struct StepRecord : AttemptRecord {
     int number = 0; ///< from 1
     QString name;
     QString group;
-    int tries = 0;
+    int tries = 0;                 ///< none when the step was not even begun
     QList<AttemptRecord> attempts; ///< every try, the last one too
     QString picture;               ///< file beside the record
+    QString lostPicture;           ///< which one could not be written, and why
 
     /// Measured values, else what came (of much the last).
     QString value() const;
@@ -98,8 +99,12 @@ struct UnitRecord {
     QString reason; ///< of the step that decided, with its name
     QList<StepRecord> steps;
 
+    /// Whether it has a record of its own: one that nobody came to has none.
+    bool wasBegun() const;
     double seconds() const;
     int count(Outcome outcome) const;
+    /// The first picture that could not be written, and why; empty when none was lost.
+    QString lostPicture() const;
     /// The run is over: sets outcome and reason from the steps; the first of the worst decides.
     void conclude();
 };

@@ -40,24 +40,6 @@ void syncFolder(const QString &path)
     close(folder);
 }
 
-bool save(const QString &path, const QByteArray &bytes, QString *error)
-{
-    // As a whole: who watches the folder never reads half a record. Of what is still in
-    // its buffer commit() does not say that a full disk did not take it. It does see to it
-    // that the disk has the content before the name.
-    QSaveFile file(path);
-    errno = 0;
-    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
-        file.commit()) {
-        syncFolder(QFileInfo(path).path());
-        return true;
-    }
-    // Of a disk that takes only a part Qt does not know what was wrong with it.
-    const int number = errno;
-    *error = number != 0 ? systemError(number) : file.errorString();
-    return false;
-}
-
 /// Files of one folder; all are tried.
 class Writer
 {
@@ -67,7 +49,7 @@ public:
     void write(const char *name, const QByteArray &bytes)
     {
         QString reason;
-        if (save(m_dir + QLatin1Char('/') + QLatin1String(name), bytes, &reason))
+        if (saveWhole(m_dir + QLatin1Char('/') + QLatin1String(name), bytes, &reason))
             return;
         m_missing.append(QLatin1String(name));
         if (m_reason.isEmpty())
@@ -120,6 +102,24 @@ void pointLatestTo(const QString &dir, const QString &name)
 }
 
 } // namespace
+
+bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
+{
+    // As a whole: who watches the folder never reads half a record. Of what is still in
+    // its buffer commit() does not say that a full disk did not take it. It does see to it
+    // that the disk has the content before the name.
+    QSaveFile file(path);
+    errno = 0;
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
+        file.commit()) {
+        syncFolder(QFileInfo(path).path());
+        return true;
+    }
+    // Of a disk that takes only a part Qt does not know what was wrong with it.
+    const int number = errno;
+    *error = number != 0 ? systemError(number) : file.errorString();
+    return false;
+}
 
 bool RecordFolder::create(const QString &dir, int units, QString *error)
 {
@@ -180,7 +180,7 @@ bool RecordFolder::writeSummary(const QList<UnitRecord> &units, QString *error) 
 {
     QStringList folders;
     for (const UnitRecord &unit : units)
-        folders.append(unit.outcome == Outcome::NotRun ? QString() : unitName(unit.number));
+        folders.append(unit.wasBegun() ? unitName(unit.number) : QString());
     Writer writer(m_path);
     writer.write(JunitName, toJunit(units));
     writer.write(ReportName, lineReport(units, folders));

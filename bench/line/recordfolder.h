@@ -6,6 +6,10 @@
 #include "bench/line/record.h"
 #include "bench/station/transcript.h"
 
+/// Writes a file as a whole, and on the disk when this returns: nobody ever reads half of it.
+/// False with *error.
+bool saveWhole(const QString &path, const QByteArray &bytes, QString *error);
+
 class RecordFolder
 {
 public:

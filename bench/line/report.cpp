@@ -91,6 +91,19 @@ data checks(const StepRecord &step)
     return values;
 }
 
+/// A path in the pieces between which a narrow page may break it.
+data parts(const QString &path)
+{
+    data values(data::type::list);
+    for (int begin = 0; begin < path.size();) {
+        const auto slash = path.indexOf(QLatin1Char('/'), begin);
+        const int end = slash < 0 ? static_cast<int>(path.size()) : static_cast<int>(slash) + 1;
+        values << object({{"part", text(path.mid(begin, end - begin))}});
+        begin = end;
+    }
+    return values;
+}
+
 data notes(const StepRecord &step)
 {
     data values(data::type::list);
@@ -117,22 +130,25 @@ data earlierTries(const StepRecord &step)
 data stepValues(const StepRecord &step)
 {
     const bool passed = step.outcome == Outcome::Pass;
-    const bool ran = step.outcome != Outcome::NotRun;
+    const bool began = step.tries > 0;
+    const bool untested = began && step.outcome == Outcome::NotRun;
+    const bool failed = step.outcome > Outcome::Pass;
+    const QString value = step.value().isEmpty() ? step.shownByBoard() : step.value();
     return object({{"outcome", text(outcomeName(step.outcome))},
                    {"class", text(classOf(step.outcome))},
                    {"number", number(step.number)},
                    {"name", text(step.name)},
                    {"sent", text(step.sent)},
-                   {"value", text(step.value().isEmpty() ? step.shownByBoard() : step.value())},
+                   {"value", text(untested ? step.reason : value)},
                    {"limits", text(step.limits())},
-                   {"time", text(ran ? shownSeconds(step.seconds) : QString())},
+                   {"time", text(began ? shownSeconds(step.seconds) : QString())},
                    {"tries", text(step.tries > 1 ? QString::number(step.tries) : QString())},
                    {"earlierTries", earlierTries(step)},
                    {"notes", notes(step)},
                    {"checks", checks(step)},
-                   {"passed", data(passed)},
+                   {"passed", data(passed || untested)},
                    // One that was not run is not at fault: its reason is another step's.
-                   {"bad", data(ran && !passed)},
+                   {"bad", data(failed)},
                    {"reason", text(passed ? QString() : step.reason)},
                    {"expected", text(step.expected)},
                    {"came", text(step.came)},
@@ -206,8 +222,8 @@ QString countedChecks(const UnitRecord &unit)
     if (counts[CheckRecord::Broken] > 0)
         all.append(QStringLiteral("%1 broken").arg(counts[CheckRecord::Broken]));
     if (counts[CheckRecord::Skipped] > 0)
-        all.append(QStringLiteral("%1 skipped, the board was out of sight")
-                       .arg(counts[CheckRecord::Skipped]));
+        all.append(
+            QStringLiteral("%1 skipped, nobody could look").arg(counts[CheckRecord::Skipped]));
     return all.join(QStringLiteral(", "));
 }
 
@@ -216,7 +232,7 @@ data unitValues(const UnitRecord &unit)
     return object({{"outcome", text(outcomeName(unit.outcome))},
                    {"class", text(classOf(unit.outcome))},
                    {"name", text(nameOf(unit))},
-                   {"plan", text(unit.planFile)},
+                   {"plan", parts(unit.planFile)},
                    {"station", text(unit.station)},
                    {"unit", text(unit.unit)},
                    {"unitNumber", number(unit.number)},
@@ -256,6 +272,7 @@ QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
     one.set("decisive", text(decisiveStep(unit)));
     one.set("steps", steps);
     one.set("pictures", pictures(unit, pictureDir));
+    one.set("lostPicture", text(unit.lostPicture()));
     one.set("transcript", lines(transcript));
     one.set("lineCount", number(static_cast<int>(transcript.entries().size())));
     one.set("log", text(QString::fromUtf8(log)));
@@ -302,7 +319,7 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
                 {"yield", text(QString::number(100.0 * good / std::max(1, count), 'f', 1))},
                 {"good", number(good)},
                 {"units", number(count)},
-                {"plan", text(first.planFile)},
+                {"plan", parts(first.planFile)},
                 {"station", text(first.station)},
                 {"unit", text(first.unit)},
                 {"start", text(shownTime(first.start))},

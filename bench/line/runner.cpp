@@ -1,8 +1,10 @@
 #include "bench/line/runner.h"
 
+#include "bench/line/recordfolder.h"
 #include "bench/station/escape.h"
 #include "bench/station/messages.h"
 
+#include <QBuffer>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -200,7 +202,7 @@ StepRecord Runner::runStep(const Plan::Step &step, int number)
         m_over = QStringLiteral("the %1 gave no sign in step %2")
                      .arg(QLatin1String(attempt.alone ? "operator" : "unit"))
                      .arg(number);
-    else if (record.outcome != Outcome::Pass && step.required)
+    else if (record.outcome > Outcome::Pass && step.required)
         m_over = QStringLiteral("step %1 is required").arg(number);
     m_watcher->stepEnded(record);
     return record;
@@ -224,6 +226,8 @@ AttemptRecord Runner::tryStep(const Plan::Step &step, Attempt *attempt)
         attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
     else if (record.outcome != Outcome::Pass)
         settle(attempt);
+    else if (!hasTested(step, record))
+        attempt->fail(Outcome::NotRun, QStringLiteral("not tested: nobody could look"));
     record.seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
     attempt->record = nullptr;
     return record;
@@ -261,10 +265,8 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
     if (m_station->isHungUp()) // a person need not act for nothing
         return attempt->fail(Outcome::Error, QStringLiteral("the line hung up"));
     QString error;
-    const bool sends = step.request || !step.raw.isEmpty();
-    const bool confirm = sends || step.expected.isEmpty();
     const Unit::Done done =
-        m_unit->operate(*step.operation, confirm, m_plan.operatorLimitMs, &error);
+        m_unit->operate(*step.operation, step.isConfirmed(), m_plan.operatorLimitMs, &error);
     attempt->record->notes.append(step.operation->ask);
     if (done == Unit::Performed)
         return true;
@@ -488,6 +490,9 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
     }
     if (finding == Unit::NotYet && isInterrupted()) // nobody knows
         return attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
+    if (finding == Unit::CannotLook && !m_unit->hasOperator()) // its display has gone
+        return attempt->fail(Outcome::Error,
+                             QStringLiteral("it could not be looked at: ") + record.what);
     if (finding == Unit::Holds)
         record.result = CheckRecord::Held;
     else if (finding != Unit::CannotLook)
@@ -504,8 +509,13 @@ bool Runner::runCheck(const Plan::Check &check, Attempt *attempt)
 
 bool Runner::look(const Plan::Step &step, Attempt *attempt)
 {
-    if (step.look.isEmpty() || !m_unit->hasOperator())
+    if (step.look.isEmpty())
         return true;
+    if (!m_unit->hasOperator()) {
+        if (step.checks.isEmpty()) // else these have looked
+            attempt->record->checks.append({step.look, step.look, CheckRecord::Skipped, QString()});
+        return true;
+    }
     QString error;
     switch (m_unit->look(step.look, m_plan.operatorLimitMs, &error)) {
     case Unit::Performed:
@@ -520,6 +530,16 @@ bool Runner::look(const Plan::Step &step, Attempt *attempt)
         break;
     }
     return attempt->fail(Outcome::Error, error);
+}
+
+/// Whether a step that went well has found out anything about the unit.
+bool Runner::hasTested(const Plan::Step &step, const AttemptRecord &record) const
+{
+    const bool hasLooked =
+        std::any_of(record.checks.begin(), record.checks.end(),
+                    [](const CheckRecord &check) { return check.result != CheckRecord::Skipped; });
+    return hasLooked || !step.expected.isEmpty() || step.calibration || step.quietMs > 0 ||
+           (!step.look.isEmpty() && m_unit->hasOperator());
 }
 
 bool Runner::keepsQuiet(const Plan::Step &step, Attempt *attempt)
@@ -574,12 +594,20 @@ void Runner::settle(Attempt *attempt)
 
 void Runner::takePicture(const Plan::Step &step, StepRecord *record)
 {
-    const bool failed = record->outcome != Outcome::Pass;
+    const bool failed = record->outcome > Outcome::Pass;
     if (m_options.pictureDir.isEmpty() || (step.picture.isEmpty() && !failed) ||
         record->outcome == Outcome::Interrupted)
         return;
     const QString name = step.picture.isEmpty() ? QStringLiteral("step-%1.png").arg(record->number)
                                                 : step.picture + QStringLiteral(".png");
-    if (m_unit->takePicture(m_options.pictureDir + QLatin1Char('/') + name))
+    const QImage screen = m_unit->screen();
+    if (screen.isNull())
+        return;
+    QBuffer png;
+    screen.save(&png, "PNG");
+    QString error;
+    if (saveWhole(m_options.pictureDir + QLatin1Char('/') + name, png.data(), &error))
         record->picture = name;
+    else
+        record->lostPicture = QStringLiteral("%1 could not be written: %2").arg(name, error);
 }

@@ -40,7 +40,8 @@ struct RunOptions {
 /// and nothing else. After a failed step the run goes on with the next one,
 /// unless the step is required, or the unit is beyond an answer: its tool ended,
 /// its line failed, or it gave no sign within the step's limit. A step that is
-/// interrupted has not failed, and none is begun after it.
+/// interrupted has not failed, and none is begun after it. A step of which nothing could
+/// be looked at has not passed either: it counts as not run.
 class Runner : public QObject
 {
     Q_OBJECT
@@ -78,6 +79,7 @@ private:
     bool heardNothing(const QDeadlineTimer &deadline, Attempt *attempt);
     QString silencedBy(const Plan::Step &step);
     bool look(const Plan::Step &step, Attempt *attempt);
+    bool hasTested(const Plan::Step &step, const AttemptRecord &record) const;
     bool missing(const QString &expected, Attempt *attempt);
     void takePicture(const Plan::Step &step, StepRecord *record);
     void settle(Attempt *attempt);

@@ -7,6 +7,7 @@
 #include "bench/line/plan.h"
 
 #include <QByteArray>
+#include <QImage>
 #include <QString>
 
 class Station;
@@ -54,8 +55,8 @@ public:
     virtual Done look(const QString &question, int limitMs, QString *error) = 0;
     /// @param difference  set to what is there instead
     virtual Finding check(const Plan::Check &check, Difference *difference) = 0;
-    /// False where there is no screen to see, or it could not be written.
-    virtual bool takePicture(const QString &file) = 0;
+    /// What the screen shows; null where it cannot be seen.
+    virtual QImage screen() = 0;
     /// How the tool ended; empty while it runs, before it was started, and where
     /// that cannot be known.
     virtual QString end() = 0;

@@ -161,7 +161,7 @@ bool VirtualUnit::moveCard(bool in)
 
 Unit::Done VirtualUnit::look(const QString &, int, QString *)
 {
-    return Performed; // the board checks of the step have looked
+    return Impossible; // no person is asked; the board checks of a step look
 }
 
 Unit::Finding VirtualUnit::check(const Plan::Check &check, Difference *difference)
@@ -228,9 +228,9 @@ Unit::Finding VirtualUnit::checkExit(const Plan::Check &check, QString *found)
     return status.code == check.status ? Holds : Broken;
 }
 
-bool VirtualUnit::takePicture(const QString &file)
+QImage VirtualUnit::screen()
 {
-    return m_keypad.screenshot(file);
+    return m_keypad.screen();
 }
 
 QString VirtualUnit::end()

@@ -181,7 +181,7 @@ bool VmUnit::touch(const QPoint &point, int holdMs)
 
 Unit::Done VmUnit::look(const QString &, int, QString *)
 {
-    return Performed; // the board checks of the step have looked
+    return Impossible; // no person is asked; the board checks of a step look
 }
 
 Unit::Finding VmUnit::check(const Plan::Check &check, Difference *difference)
@@ -239,10 +239,9 @@ Unit::Finding VmUnit::checkExit(const Plan::Check &check, QString *found)
     return m_board.ending().status == check.status ? Holds : Broken;
 }
 
-bool VmUnit::takePicture(const QString &file)
+QImage VmUnit::screen()
 {
-    const QImage screen = m_board.isOn() ? m_board.screen() : QImage();
-    return !screen.isNull() && screen.save(file);
+    return m_board.isOn() ? m_board.screen() : QImage();
 }
 
 QString VmUnit::end()

@@ -29,7 +29,7 @@ public:
     int limitFor(int limitMs) const override;
     Done look(const QString &question, int limitMs, QString *error) override;
     Finding check(const Plan::Check &check, Difference *difference) override;
-    bool takePicture(const QString &file) override;
+    QImage screen() override;
     QString end() override;
     QByteArray log() override;
     QString missedFault() const override;

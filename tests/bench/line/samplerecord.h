@@ -76,6 +76,7 @@ inline UnitRecord sampleRecord()
     died.reason = QStringLiteral("the tool crashed");
 
     StepRecord rest = sampleStep(5, "Rest", Outcome::NotRun, 0);
+    rest.tries = 0;
     rest.reason = QStringLiteral("the tool crashed");
 
     unit.steps = {volts, light, key, died, rest};

@@ -299,6 +299,10 @@ void TestLineCommand::aGoodUnitPasses()
         const QImage image(dir + QLatin1String(picture) + QStringLiteral(".png"));
         QVERIFY2(image.size() == QSize(800, 480), picture);
     }
+    // The status that the result comes with is on the screen: much later it is no other.
+    const QRect status(0, 225, 800, 80);
+    QCOMPARE(QImage(dir + QStringLiteral("flashed.png")).copy(status),
+             QImage(dir + QStringLiteral("calibrated.png")).copy(status));
     QXmlStreamReader xml(contentOf(dir + QStringLiteral("junit.xml")));
     QVERIFY(xml.readNextStartElement());
     QCOMPARE(xml.attributes().value(QStringLiteral("tests")).toString(),
@@ -462,6 +466,10 @@ void TestLineCommand::wrongOptionsAreRefused_data()
         {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--fault"),
          QStringLiteral("dies")},
         "a real unit has the faults it has: --port and --fault exclude each other");
+    row("speed of no port", {plan, QStringLiteral("--baud"), QStringLiteral("9600")},
+        "--baud needs --port");
+    row("line of no board", {plan, QStringLiteral("--line"), QStringLiteral("uart")},
+        "--line needs --board vm");
     row("kind of board", {plan, QStringLiteral("--board"), QStringLiteral("pc")},
         "--board takes \"vm\"");
     row("emulated and real board",
@@ -533,7 +541,7 @@ void TestLineCommand::aRealUnitIsAskedFor()
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), 60000);
     QVERIFY2(run.process.exitCode() == 0, qPrintable(run.output()));
     // Nobody can look into a real unit's board, and the line says so.
-    QVERIFY(run.output().contains(QStringLiteral("(1 board check skipped)")));
+    QVERIFY(run.output().contains(QStringLiteral("(1 check skipped)")));
     const QJsonArray steps = recordIn(run.latest()).value(QStringLiteral("steps")).toArray();
     QCOMPARE(steps.at(1)[QStringLiteral("checks")][0][QStringLiteral("result")].toString(),
              QStringLiteral("skipped"));
@@ -690,7 +698,7 @@ void TestLineCommand::everySignalEndsTheUnit()
     const QString output = run.output();
     QVERIFY2(output.contains(QStringLiteral("Yield 0.0 % (0 of 3 units), 2 not tested, ")),
              qPrintable(output));
-    QCOMPARE(output.count(QRegularExpression(QStringLiteral("\nNOT RUN  unit   [23] +%1\n")
+    QCOMPARE(output.count(QRegularExpression(QStringLiteral("\nNOT RUN     unit   [23] +%1\n")
                                                  .arg(QRegularExpression::escape(reason)))),
              2);
 }
@@ -800,11 +808,11 @@ void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts_data()
     QTest::addColumn<QString>("unwritten");
     QTest::newRow("before the first unit")
         << "4k"
-        << "NOT RUN  unit   1 .*/unit-01: record.json could not be written: No space left"
+        << "NOT RUN     unit   1 .*/unit-01: record.json could not be written: No space left"
         << "Yield 0.0 % (0 of 3 units), 3 not tested\n"
         << "record.json";
     QTest::newRow("during the first unit") << "16k"
-                                           << "PASS     unit   1 "
+                                           << "PASS        unit   1 "
                                            << "Yield 33.3 % (1 of 3 units), 2 not tested, "
                                            << ".*report.html";
 }

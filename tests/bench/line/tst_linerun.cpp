@@ -1,13 +1,35 @@
 #include "bench/line/console.h"
 #include "bench/line/linerun.h"
 #include "bench/line/terminaldesk.h"
+#include "bench/line/virtualunit.h"
 #include "tests/support/testprogram.h"
 
+#include <QDir>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <fcntl.h>
 #include <unistd.h>
+
+namespace
+{
+
+/// Puts a folder in the place of the step's picture.
+class Meddler : public Console
+{
+public:
+    Meddler(FILE *paper, const QString &folder) : Console(paper, false), m_folder(folder) {}
+    void stepStarted(const Plan::Step &step, int number) override
+    {
+        QDir(m_folder).mkpath(QStringLiteral("latest/unit-01/bars.png"));
+        Console::stepStarted(step, number);
+    }
+
+private:
+    const QString m_folder;
+};
+
+} // namespace
 
 class TestLineRun : public QObject
 {
@@ -18,6 +40,7 @@ private slots:
     void countsSerialNumbersUp();
     void asksNobodyIntoAClosedInput_data();
     void asksNobodyIntoAClosedInput();
+    void aLostPictureIsALostRecord();
 };
 
 void TestLineRun::countsSerialNumbersUp_data()
@@ -88,6 +111,42 @@ void TestLineRun::asksNobodyIntoAClosedInput()
                                              "closed")
                             : QString());
     QCOMPARE(QFile::exists(options.outDir), !refused);
+}
+
+void TestLineRun::aLostPictureIsALostRecord()
+{
+    const QString reason = VirtualKeypad::whyNoDisplay(KeypadDisplay::Xvfb);
+    if (!reason.isEmpty())
+        QSKIP(qPrintable(reason));
+    QString error;
+    const std::optional<Plan> plan =
+        Plan::fromJson(R"({"plan": "p", "title": "P", "steps": [{"name": "s",
+                           "operator": {"ask": "On.", "do": [{"power": "on"}]},
+                           "expect": ["ACK", "ready"], "limit_ms": 30000, "picture": "bars"}]})",
+                       QStringLiteral("plan.json"), &error);
+    QVERIFY2(plan, qPrintable(error));
+    QTemporaryDir folder;
+    LineOptions options;
+    options.units = 2;
+    options.outDir = folder.path();
+    options.display.kind = KeypadDisplay::Xvfb;
+    FILE *paper = std::tmpfile();
+    Meddler console(paper, folder.path());
+    TerminalDesk desk(STDIN_FILENO, paper);
+    const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
+    std::rewind(paper);
+    QByteArray told(4096, '\0');
+    told.resize(static_cast<int>(std::fread(told.data(), 1, 4096, paper)));
+    std::fclose(paper);
+    QCOMPARE(int(outcome), int(Outcome::Error));
+    QVERIFY2(error.contains(QStringLiteral("/unit-01: bars.png could not be written: ")),
+             qPrintable(error));
+    QVERIFY2(told.contains("                 picture   bars.png could not be written: "),
+             told.constData());
+    QVERIFY2(told.contains("Yield 50.0 % (1 of 2 units), 1 not tested"), told.constData());
+    QFile record(folder.filePath(QStringLiteral("latest/unit-01/record.json")));
+    QVERIFY(record.open(QIODevice::ReadOnly));
+    QVERIFY(record.readAll().contains("\"lost_picture\": \"bars.png could not be written: "));
 }
 
 MFTOOL_TEST(TestLineRun, EventLoop)

@@ -36,6 +36,8 @@ private slots:
     void putsTheVerdictFirst();
     void showsEveryStep();
     void embedsPictures();
+    void tellsAPictureThatWasLost();
+    void saysWhatNobodyCouldTest();
     void leavesOutPicturesThatAreNotThere();
     void showsTheTranscriptAndTheLog();
     void escapesWhatItIsGiven();
@@ -62,7 +64,7 @@ void TestReport::putsTheVerdictFirst()
     QVERIFY(page.contains("<a href=\"#step-4\">step 4 &quot;Died&quot;: the tool crashed</a>"));
     QVERIFY(page.contains("<tr id=\"step-4\" class=\"error bad\">"));
     QVERIFY(page.contains("1 pass, 1 fail, 1 time-out, 1 error, 1 not run"));
-    QVERIFY(page.contains("1 held, 1 broken, 1 skipped, the board was out of sight"));
+    QVERIFY(page.contains("1 held, 1 broken, 1 skipped, nobody could look"));
     QVERIFY(page.contains("virtual keypad with the fault led-missing"));
 }
 
@@ -94,6 +96,29 @@ void TestReport::embedsPictures()
     const QByteArray page = unitReport(sampleRecord(), dir.path(), Transcript(), QByteArray());
     QVERIFY(page.contains("<img alt=\"1. Volts\" src=\"data:image/png;base64,UE5HIQ==\">"));
     QVERIFY(!page.contains("None were taken."));
+}
+
+void TestReport::tellsAPictureThatWasLost()
+{
+    UnitRecord unit = sampleRecord();
+    unit.steps[1].lostPicture = QStringLiteral("bars.png could not be written: full");
+    const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
+    QVERIFY(page.contains("<p class=\"fail\">bars.png could not be written: full</p>"));
+}
+
+void TestReport::saysWhatNobodyCouldTest()
+{
+    UnitRecord unit = sampleRecord();
+    unit.steps = {sampleStep(1, "Seen", Outcome::NotRun, 0.1)};
+    unit.steps[0].reason = QStringLiteral("not tested: nobody could look");
+    CheckRecord look;
+    look.what = QStringLiteral("Is it lit?");
+    unit.steps[0].checks.append(look);
+    const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
+    QVERIFY(page.contains("<td class=\"value\">not tested: nobody could look</td>"));
+    QVERIFY(page.contains("<span class=\"notrun\">skipped</span>: Is it lit?"));
+    QVERIFY(page.contains("<td class=\"took number\">100 ms</td>"));
+    QVERIFY(!page.contains("<tr class=\"notrun bad more\">"));
 }
 
 void TestReport::leavesOutPicturesThatAreNotThere()
@@ -141,7 +166,7 @@ void TestReport::summarisesUnits()
     QVERIFY(page.contains("<h1>1 of 2 units passed</h1>"));
     QVERIFY(page.contains("<title>1 of 2 passed, Test of &lt;units&gt;</title>"));
     QVERIFY(page.contains("7.67 s a unit on average, 12.3 s the longest, 15.3 s in all"));
-    QVERIFY(page.contains("<dt>Plan</dt><dd>plans/production.json</dd>"));
+    QVERIFY(page.contains("<dt>Plan</dt><dd>plans/<wbr>production.json<wbr></dd>"));
     QVERIFY(page.contains("<dt>Station</dt><dd>desk 3</dd>"));
     QVERIFY(page.contains("<a href=\"unit-02/report.html\">KP-0042</a>"));
     QVERIFY(page.contains("step 4 &quot;Died&quot;"));

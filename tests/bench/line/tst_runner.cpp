@@ -3,7 +3,9 @@
 #include "tests/bench/line/fakekeypad.h"
 #include "tests/support/testprogram.h"
 
+#include <QDir>
 #include <QElapsedTimer>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
@@ -71,11 +73,7 @@ public:
         ++looks;
         return findings.size() > 1 ? findings.takeFirst() : findings.first();
     }
-    bool takePicture(const QString &file) override
-    {
-        pictures.append(file);
-        return true;
-    }
+    QImage screen() override { return shows; }
     QString end() override { return ended; }
     QByteArray log() override { return QByteArray(); }
     QString missedFault() const override { return QString(); }
@@ -94,7 +92,7 @@ public:
     int operatorLimitMs = 0;
     int steps = 0;
     int looks = 0;
-    QStringList pictures;
+    QImage shows;
 };
 
 class Listener : public RunWatcher
@@ -206,6 +204,7 @@ private slots:
     void tellsWhereAStoreDiffers();
     void failsWhenTheBoardShowsNothingInTime();
     void skipsWhatItCannotLookAt();
+    void doesNotSkipWhatItOughtToSee();
     void asksForAnOperation();
     void confirmsAnOperationBeforeARequest();
     void waitsLongerForAPerson();
@@ -219,6 +218,8 @@ private slots:
     void asksNobodyOnALineThatHungUp();
     void asksWhatAPersonSees();
     void asksNobodyAtAVirtualUnit();
+    void doesNotPassWhatNobodySaw();
+    void tellsAPictureThatWasLost();
     void endsWhenTheToolEnds();
     void hearsTheLastWordsOfATool();
     void endsWhenTheLineHangsUp();
@@ -700,10 +701,26 @@ void TestRunner::failsWhenTheBoardShowsNothingInTime()
 void TestRunner::skipsWhatItCannotLookAt()
 {
     Bench bench;
+    bench.unit.isReal = true;
     bench.unit.findings = {Unit::CannotLook};
-    const UnitRecord record = bench.run(R"({"name":"s","check":[{"log":"x"}]})");
+    bench.keypad.answer(AskButtons, Ack);
+    const UnitRecord record =
+        bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],"check":[{"log":"x"}]})");
     COMPARE_OUTCOME(record, "pass");
     QCOMPARE(int(record.steps.first().checks.first().result), int(CheckRecord::Skipped));
+}
+
+void TestRunner::doesNotSkipWhatItOughtToSee()
+{
+    // The display of a virtual keypad has gone.
+    Bench bench;
+    bench.unit.findings = {Unit::CannotLook};
+    bench.keypad.answer(AskButtons, Ack);
+    const UnitRecord record =
+        bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],"check":[{"log":"x"}]})");
+    COMPARE_OUTCOME(record, "error");
+    QCOMPARE(record.reason,
+             QStringLiteral("step 1 \"s\": it could not be looked at: log line \"x\""));
 }
 
 void TestRunner::asksForAnOperation()
@@ -914,6 +931,47 @@ void TestRunner::asksNobodyAtAVirtualUnit()
     QVERIFY(bench.unit.asked.isEmpty());
 }
 
+void TestRunner::doesNotPassWhatNobodySaw()
+{
+    // Nobody is there who could look.
+    Bench look;
+    look.keypad.answer(AskButtons, Ack);
+    const UnitRecord unseen =
+        look.run(R"({"name":"s","look":"Is it lit?","required":true},)" + Buttons);
+    COMPARE_OUTCOME(unseen.steps.at(0), "not run");
+    QCOMPARE(unseen.steps.at(0).reason, QStringLiteral("not tested: nobody could look"));
+    QCOMPARE(unseen.steps.at(0).checks.size(), 1);
+    QCOMPARE(unseen.steps.at(0).checks.first().what, QStringLiteral("Is it lit?"));
+    QCOMPARE(int(unseen.steps.at(0).checks.first().result), int(CheckRecord::Skipped));
+    COMPARE_OUTCOME(unseen.steps.at(1), "pass"); // nothing has failed
+    COMPARE_OUTCOME(unseen, "pass");
+
+    // Nobody can look at the board of a real unit.
+    Bench board;
+    board.unit.isReal = true;
+    board.unit.findings = {Unit::CannotLook};
+    const UnitRecord dark = board.run(R"({"name":"s","check":[{"log":"x"}]})");
+    COMPARE_OUTCOME(dark.steps.at(0), "not run");
+    COMPARE_OUTCOME(dark, "not run");
+    QCOMPARE(dark.reason, QStringLiteral("nothing of it could be tested"));
+    QCOMPARE(exitStatus(dark.outcome), 4);
+
+    // Something was tested, so the step counts; what was not is said.
+    Bench reply;
+    reply.keypad.answer(AskButtons, Ack);
+    const UnitRecord answered =
+        reply.run(R"({"name":"s","request":"buttons","expect":["ACK"],"look":"Is it lit?"})");
+    COMPARE_OUTCOME(answered, "pass");
+    QCOMPARE(int(answered.steps.at(0).checks.value(0).result), int(CheckRecord::Skipped));
+
+    // The checks of a step have looked in a person's place.
+    Bench checked;
+    const UnitRecord seen =
+        checked.run(R"({"name":"s","check":[{"log":"x"}],"look":"Is it lit?"})");
+    COMPARE_OUTCOME(seen, "pass");
+    QCOMPARE(seen.steps.at(0).checks.size(), 1);
+}
+
 void TestRunner::endsWhenTheToolEnds()
 {
     Bench bench;
@@ -952,7 +1010,9 @@ void TestRunner::endsWhenInterrupted()
     Bench bench;
     Interrupt interrupt;
     bench.options.interrupt = &interrupt;
-    bench.options.pictureDir = QStringLiteral("/d");
+    QTemporaryDir folder;
+    bench.options.pictureDir = folder.path();
+    bench.unit.shows = QImage(4, 3, QImage::Format_RGB32);
     QTimer::singleShot(50, [&interrupt] { interrupt.raise(); });
     const UnitRecord record = bench.run(Backlight + "," + Buttons);
     COMPARE_OUTCOME(record, "interrupted");
@@ -960,7 +1020,7 @@ void TestRunner::endsWhenInterrupted()
     COMPARE_OUTCOME(record.steps.at(1), "not run");
     QCOMPARE(record.steps.at(1).reason, QStringLiteral("interrupted"));
     QVERIFY(!bench.keypad.requests.contains(AskButtons));
-    QVERIFY(bench.unit.pictures.isEmpty()); // nothing has gone wrong
+    QVERIFY(QDir(folder.path()).isEmpty()); // nothing has gone wrong
 }
 
 void TestRunner::anInterruptedCheckHasNotFailed()
@@ -1081,8 +1141,11 @@ void TestRunner::handsOverTheRecordAsItGrows()
 
 void TestRunner::takesPictures()
 {
+    QTemporaryDir folder;
     Bench bench;
-    bench.options.pictureDir = QStringLiteral("/d");
+    bench.options.pictureDir = folder.path();
+    bench.unit.shows = QImage(4, 3, QImage::Format_RGB32);
+    bench.unit.shows.fill(Qt::green);
     bench.keypad.answer(AskButtons, Ack);
     bench.keypad.answer(AskBacklight100, Nak);
     const UnitRecord record =
@@ -1091,8 +1154,25 @@ void TestRunner::takesPictures()
     QCOMPARE(record.steps.at(0).picture, QStringLiteral("bars.png"));
     QCOMPARE(record.steps.at(1).picture, QStringLiteral("step-2.png")); // it failed
     QCOMPARE(record.steps.at(2).picture, QString());
-    QCOMPARE(bench.unit.pictures,
-             QStringList({QStringLiteral("/d/bars.png"), QStringLiteral("/d/step-2.png")}));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
+             QStringList({QStringLiteral("bars.png"), QStringLiteral("step-2.png")}));
+    const QImage bars(folder.filePath(QStringLiteral("bars.png")));
+    QCOMPARE(bars.size(), QSize(4, 3));
+    QCOMPARE(bars.pixelColor(3, 2), QColor(Qt::green));
+}
+
+void TestRunner::tellsAPictureThatWasLost()
+{
+    Bench bench;
+    bench.options.pictureDir = QStringLiteral("/nowhere");
+    bench.unit.shows = QImage(4, 3, QImage::Format_RGB32);
+    bench.keypad.answer(AskButtons, Ack);
+    const UnitRecord record =
+        bench.run(R"({"name":"s","request":"buttons","expect":["ACK"],"picture":"bars"})");
+    COMPARE_OUTCOME(record, "pass"); // the unit is not to blame
+    QCOMPARE(record.steps.at(0).picture, QString());
+    QCOMPARE(record.lostPicture(),
+             QStringLiteral("bars.png could not be written: No such file or directory"));
 }
 
 void TestRunner::tellsAboutEveryStep()
