@@ -24,6 +24,7 @@ QString withEnding(const QString &path)
 QImage loadPicture(const QString &path)
 {
     const QFileInfo info(path);
-    const QString file = info.exists() ? path : withEnding(path);
+    // A folder is in nobody's way: QImageReader cannot open it and goes on as well.
+    const QString file = info.exists() && !info.isDir() ? path : withEnding(path);
     return QFileInfo(file).isFile() ? QImage(file) : QImage();
 }

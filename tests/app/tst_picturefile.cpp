@@ -17,6 +17,7 @@ private slots:
 
     void wholeName();
     void endingLeftOut();
+    void folderOfTheSameName();
     void nameItselfComesFirst();
     void contentsDecideTheFormat();
     void noPicture_data();
@@ -52,6 +53,13 @@ void TestPictureFile::wholeName()
 void TestPictureFile::endingLeftOut()
 {
     makePicture("bars1.png", QSize(10, 20));
+    QCOMPARE(loadPicture(at("bars1")).size(), QSize(10, 20));
+}
+
+void TestPictureFile::folderOfTheSameName()
+{
+    makePicture("bars1.png", QSize(10, 20));
+    m_folder->makeFolder("/pictures/bars1");
     QCOMPARE(loadPicture(at("bars1")).size(), QSize(10, 20));
 }
 
