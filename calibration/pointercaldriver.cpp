@@ -37,7 +37,9 @@ void PointercalDriver::calibrate(const QWSPointerCalibrationData *data)
     setRaw(false);
 
     Calibration wanted = m_inForce;
-    if (!(*data == m_inForce.points) && !computed(*data, &wanted)) {
+    const bool isHandedBack = *data == m_inForce.points;
+    AffineMap map;
+    if (!isHandedBack && !computed(*data, &wanted, &map)) {
         qWarning("The calibration points determine no map, nothing is stored");
         return;
     }
@@ -49,6 +51,8 @@ void PointercalDriver::calibrate(const QWSPointerCalibrationData *data)
         qWarning("Failed to store the calibration: %s", qPrintable(error));
         return;
     }
+    if (!isHandedBack)
+        logResidual(map, *data);
     const bool isNew = wanted.content != m_inForce.content;
     m_inForce = wanted;
     if (isNew && m_touchScreen)
@@ -82,19 +86,18 @@ PointercalDriver::Calibration PointercalDriver::load()
     return calibration;
 }
 
-bool PointercalDriver::computed(const QWSPointerCalibrationData &data, Calibration *result)
+bool PointercalDriver::computed(const QWSPointerCalibrationData &data, Calibration *result,
+                                AffineMap *map)
 {
-    AffineMap map;
-    if (!fitAffine(data, &map))
+    if (!fitAffine(data, map))
         return false;
-    const QByteArray content = PointercalFile::format(map);
+    const QByteArray content = PointercalFile::format(*map);
     const QByteArray forLibrary = PointercalFile::forLibrary(content, screenGeometry().size());
     if (forLibrary.isEmpty())
         return false;
     result->points = data;
     result->content = content;
     result->forLibrary = forLibrary;
-    logResidual(map, data);
     return true;
 }
 

@@ -8,6 +8,7 @@
 
 #include <QByteArray>
 
+struct AffineMap;
 class TouchPointer;
 class TouchScreen;
 
@@ -45,7 +46,8 @@ private:
     };
 
     static Calibration load();
-    static bool computed(const QWSPointerCalibrationData &data, Calibration *result);
+    static bool computed(const QWSPointerCalibrationData &data, Calibration *result,
+                         AffineMap *map);
     void openTouchScreen();
     void setRaw(bool raw);
 

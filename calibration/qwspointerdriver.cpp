@@ -151,6 +151,10 @@ QWSPointerDriver::QWSPointerDriver(QObject *parent)
 
 void QWSPointerDriver::getCalibration(QWSPointerCalibrationData *data) const
 {
+    if (m_cleared) {
+        *data = m_before;
+        return;
+    }
     // Qt takes the screen points from here, and fills in the device points alone.
     const AffineMap identity = {1, 0, 0, 0, 1, 0, 1};
     *data = pointsOf(identity, screenGeometry().size());

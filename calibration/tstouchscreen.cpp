@@ -151,6 +151,8 @@ bool TsTouchScreen::start()
         complain("Failed to open touchscreen %1, looking for it every second");
         return false;
     }
+    // A flashing program has no use for it, and would hold a panel open that is gone.
+    ::fcntl(ts_fd(m_device), F_SETFD, FD_CLOEXEC);
     const LentCalibration lent(m_calibration.isEmpty() ? QByteArray(identity) : m_calibration);
     if (!lent.isValid() || ts_config(m_device) != 0) {
         complain("Failed to configure touchscreen %1, trying again every second");

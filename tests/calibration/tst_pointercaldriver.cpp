@@ -2,6 +2,7 @@
 #include "calibration/pointercaldriver.h"
 #include "compat/screen.h"
 #include "tests/calibration/pointtext.h"
+#include "tests/support/logcatcher.h"
 #include "tests/support/testprogram.h"
 
 #include <QDir>
@@ -172,6 +173,7 @@ private slots:
     void clearingTouchesNoFile();
     void setOnALine();
     void unwritableFile();
+    void fitThatIsNotStoredIsNotPraised();
     void mouseIsNotMapped();
 
     void missingDevice();
@@ -180,6 +182,7 @@ private slots:
     void deviceThatIsNoTouchscreen_data();
     void deviceThatIsNoTouchscreen();
     void brokenConfiguration();
+    void childrenDoNotGetThePanel();
     void uncalibratedTouches();
     void calibratedTouches();
     void calibrationNamedInTheOtherWay();
@@ -418,6 +421,18 @@ void TestPointercalDriver::unwritableFile()
     QCOMPARE(text(inForce(driver).devPoints), text(before.devPoints));
 }
 
+void TestPointercalDriver::fitThatIsNotStoredIsNotPraised()
+{
+    PointercalDriver driver;
+    qputenv("TSLIB_CALIBFILE", QFile::encodeName(in("none/pointercal")));
+    Data data = swappedPanel();
+    data.devPoints[Data::Center] += QPoint(200, 0);
+    const LogCatcher log;
+    driver.calibrate(&data);
+    QCOMPARE(log.lines(), QStringList("warning: Failed to store the calibration: " +
+                                      in("none/pointercal") + ": No such file or directory"));
+}
+
 void TestPointercalDriver::mouseIsNotMapped()
 {
     QVERIFY(put(in("pointercal"), otherFile));
@@ -507,6 +522,23 @@ void TestPointercalDriver::brokenConfiguration()
     QTest::ignoreMessage(QtWarningMsg, qPrintable("Failed to configure touchscreen " + in("panel") +
                                                   ", trying again every second"));
     const PointercalDriver driver;
+}
+
+void TestPointercalDriver::childrenDoNotGetThePanel()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    const PointercalDriver driver;
+    int opened = 0; // by the library; the test has the panel open, too
+    const QDir folder("/proc/self/fd");
+    const QStringList names = folder.entryList(QDir::Files | QDir::System);
+    for (const QString &name : names) {
+        if (name.toInt() == m_panel || QFile::symLinkTarget(folder.filePath(name)) != in("panel"))
+            continue;
+        ++opened;
+        QCOMPARE(::fcntl(name.toInt(), F_GETFD), FD_CLOEXEC);
+    }
+    QVERIFY(opened > 0);
 }
 
 void TestPointercalDriver::uncalibratedTouches()

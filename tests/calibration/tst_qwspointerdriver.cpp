@@ -66,6 +66,7 @@ private slots:
 
     void calibrationInForce_data() { handlers(); }
     void calibrationInForce();
+    void clearingChangesNothingInForce();
     void aborted_data() { handlers(); }
     void aborted();
     void abortedWithoutAFile_data() { handlers(); }
@@ -181,6 +182,22 @@ void TestQwsPointerDriver::calibrationInForce()
     const QPoint corner = data.screenPoints[Data::BottomRight];
     QVERIFY(corner.x() > 400 && corner.y() > 240);
     QCOMPARE(data.devPoints[Data::BottomRight], QPoint(4 * corner.x(), 4000 - 8 * corner.y()));
+}
+
+void TestQwsPointerDriver::clearingChangesNothingInForce()
+{
+    QVERIFY(put(in("pointercal"), straightFile));
+    qws::start(qws::LinuxInput);
+    QWSPointerDriver driver;
+    Data before;
+    driver.getCalibration(&before);
+    driver.clearCalibration();
+    Data data;
+    driver.getCalibration(&data);
+    QCOMPARE(text(data.devPoints), text(before.devPoints));
+    driver.calibrate(&data);
+    QCOMPARE(contentOf(in("pointercal")), QByteArray(straightFile));
+    QCOMPARE(qws::touch(QPoint(1600, 2080)), QPoint(400, 240));
 }
 
 void TestQwsPointerDriver::aborted()
