@@ -31,7 +31,7 @@ inline void skip(const char *reason, const char *file, int line)
 class SignalSpy : public QSignalSpy
 {
 public:
-    SignalSpy(const QObject *sender, const char *signal) : QSignalSpy(sender, signal) {}
+    SignalSpy(QObject *sender, const char *signal) : QSignalSpy(sender, signal) {}
 
     /// Until one more signal has come; false when none comes.
     bool wait(int msecs = 5000)
@@ -121,11 +121,12 @@ inline MessageHandler installMessageHandler(MessageHandler handler)
 {
     static QtsHandler first = nullptr;
     const MessageHandler before = messageHandler();
+    // First of all, for other threads may be logging meanwhile.
+    if (!handler && before)
+        installInQt(first);
     messageHandler() = handler;
     if (handler && !before)
         first = installInQt(passOn);
-    else if (!handler && before)
-        installInQt(first);
     return before;
 }
 
@@ -138,6 +139,7 @@ inline MessageHandler installMessageHandler(MessageHandler handler)
 #undef QSKIP
 #undef QTEST_GUILESS_MAIN
 #undef QStringLiteral
+#undef QSignalSpy
 
 #define QTRY_VERIFY_WITH_TIMEOUT(condition, msecs)                                                 \
     do {                                                                                           \
