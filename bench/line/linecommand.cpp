@@ -4,6 +4,8 @@
 #include "bench/common/command.h"
 #include "bench/line/console.h"
 #include "bench/line/fault.h"
+#include "bench/line/jsondesk.h"
+#include "bench/line/jsonwatcher.h"
 #include "bench/line/linerun.h"
 #include "bench/line/terminaldesk.h"
 #include "bench/line/vmfault.h"
@@ -73,6 +75,10 @@ struct Choices {
         option("set", "Sets a variable of the plan; can be repeated.", "name=value");
     QCommandLineOption variant =
         option("variant", "JSON file with variables of the plan; its name is recorded.", "file");
+    QCommandLineOption fixture =
+        option("fixture", "Name of the fixture, for other programs and the record.", "name");
+    QCommandLineOption json =
+        option("json", "For another program: progress and answers as JSON lines.");
     QCommandLineOption check = option("check", "Only read the plan and say whether it is right.");
 };
 
@@ -218,6 +224,7 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     options.units = integer(parser, choices.units, 1, MostUnits, error);
     options.serialNumber = text(parser, choices.serial, error);
     options.station = text(parser, choices.station, error);
+    options.fixture = text(parser, choices.fixture, error);
     options.outDir = text(parser, choices.out, error);
     options.flashSeconds = decimal(parser, choices.flash, 0, MostFlashSeconds, error);
     options.paceMs = integer(parser, choices.pace, 0, MostPaceMs, error);
@@ -239,6 +246,25 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     return options;
 }
 
+/// @return exit status
+int runForPerson(const Plan &plan, const LineOptions &options, Interrupt *interrupt, QString *error)
+{
+    Console console(stdout, Console::isTerminal(stdout), interrupt);
+    TerminalDesk desk(STDIN_FILENO, stdout, interrupt);
+    return exitStatus(LineRun(plan, options, &console, &desk).run(error));
+}
+
+int runForProgram(const Plan &plan, const LineOptions &options, Interrupt *interrupt,
+                  QString *error)
+{
+    JsonStream stream(stdout, options.fixture, interrupt);
+    JsonWatcher watcher(&stream);
+    JsonDesk desk(STDIN_FILENO, &stream, interrupt);
+    const int status = exitStatus(LineRun(plan, options, &watcher, &desk).run(error));
+    stream.say("end", {{QStringLiteral("status"), status}, {QStringLiteral("error"), *error}});
+    return status;
+}
+
 } // namespace
 
 int runLineCommand(const QStringList &arguments)
@@ -249,7 +275,7 @@ int runLineCommand(const QStringList &arguments)
     parser.addOptions({choices.port, choices.board, choices.line, choices.package, choices.baud,
                        choices.units, choices.fault, choices.serial, choices.station, choices.out,
                        choices.display, choices.flash, choices.pace, choices.set, choices.variant,
-                       choices.check});
+                       choices.fixture, choices.json, choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -279,13 +305,13 @@ int runLineCommand(const QStringList &arguments)
     Interrupt interrupt;
     interrupt.followSignals();
     options.interrupt = &interrupt;
-    Console console(stdout, Console::isTerminal(stdout), &interrupt);
-    TerminalDesk desk(STDIN_FILENO, stdout, &interrupt);
-    const Outcome outcome = LineRun(*plan, options, &console, &desk).run(&error);
+    const int asPlanned = parser.isSet(choices.json)
+                              ? runForProgram(*plan, options, &interrupt, &error)
+                              : runForPerson(*plan, options, &interrupt, &error);
     if (!error.isEmpty())
         complain(name, error, BenchExit::Unable);
     if (std::ferror(stdout) != 0 && !interrupt.isRaised())
         return complain(name, QStringLiteral("standard output could not be written"),
                         BenchExit::Unable);
-    return exitStatus(outcome);
+    return asPlanned;
 }

@@ -146,6 +146,7 @@ UnitRecord LineRun::newRecord(int number) const
     record.number = number;
     record.serialNumber = countedUp(m_options.serialNumber, number - 1);
     record.station = m_options.station;
+    record.fixture = m_options.fixture;
     const QList<const Fault *> faults = faultsOf(number);
     for (const Fault *fault : faults)
         record.faults.append(QLatin1String(fault->name));

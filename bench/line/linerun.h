@@ -23,6 +23,7 @@ struct LineOptions {
     int units = 1;
     QString serialNumber; ///< of the first unit; the trailing number counts up
     QString station;
+    QString fixture; ///< empty where there is only one
     QString outDir;
     KeypadDisplay display;
     double flashSeconds = 0;

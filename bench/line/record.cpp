@@ -219,6 +219,7 @@ QJsonObject toJson(const UnitRecord &unit)
     object.insert(QStringLiteral("number"), unit.number);
     object.insert(QStringLiteral("serial_number"), unit.serialNumber);
     object.insert(QStringLiteral("station"), unit.station);
+    insertText(&object, QStringLiteral("fixture"), unit.fixture);
     object.insert(QStringLiteral("unit"), unit.unit);
     if (!unit.faults.isEmpty())
         object.insert(QStringLiteral("faults"), QJsonArray::fromStringList(unit.faults));

@@ -89,6 +89,7 @@ struct UnitRecord {
     int number = 1;
     QString serialNumber;
     QString station;
+    QString fixture; ///< empty where there is only one
     QString unit; ///< "virtual keypad", or the port
     QStringList faults;
     QString toolVersion;

@@ -4,11 +4,6 @@
 #include <QEventLoop>
 
 #include <algorithm>
-#include <cerrno>
-
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace
 {
@@ -19,7 +14,7 @@ const int SliceMs = 20; ///< the line is served between two looks at the keyboar
 
 bool TerminalDesk::isDeserted()
 {
-    return m_pending.isEmpty() && !readSome(0);
+    return m_answers.isEmpty() && !m_answers.read(0);
 }
 
 void TerminalDesk::tell(const QString &text)
@@ -30,7 +25,7 @@ void TerminalDesk::tell(const QString &text)
 
 TerminalDesk::Reply TerminalDesk::confirm(const QString &text, int limitMs)
 {
-    forgetTypedAhead();
+    m_answers.forgetTypedAhead();
     std::fprintf(m_prompts, "\n  >> %s  Then press Enter: ", qPrintable(text));
     flush();
     QByteArray line;
@@ -40,7 +35,7 @@ TerminalDesk::Reply TerminalDesk::confirm(const QString &text, int limitMs)
 TerminalDesk::Reply TerminalDesk::question(const QString &text, int limitMs)
 {
     const QDeadlineTimer deadline(limitMs);
-    forgetTypedAhead();
+    m_answers.forgetTypedAhead();
     for (;;) {
         std::fprintf(m_prompts, "\n  >> %s [y/n] ", qPrintable(text));
         flush();
@@ -58,7 +53,7 @@ TerminalDesk::Reply TerminalDesk::question(const QString &text, int limitMs)
 
 TerminalDesk::Reply TerminalDesk::ask(const QString &text, int limitMs, QString *line)
 {
-    forgetTypedAhead();
+    m_answers.forgetTypedAhead();
     std::fprintf(m_prompts, "\n  >> %s: ", qPrintable(text));
     flush();
     QByteArray typed;
@@ -76,16 +71,6 @@ void TerminalDesk::flush()
         std::fflush(m_prompts);
 }
 
-/// A key that was hit twice must not answer a question that nobody has read. A
-/// program that answers through a pipe means what it says.
-void TerminalDesk::forgetTypedAhead()
-{
-    if (isatty(m_answers) == 0)
-        return;
-    tcflush(m_answers, TCIFLUSH);
-    m_pending.clear();
-}
-
 TerminalDesk::Reply TerminalDesk::readLine(int limitMs, QByteArray *line)
 {
     const Reply reply = awaitLine(limitMs, line);
@@ -101,33 +86,16 @@ TerminalDesk::Reply TerminalDesk::awaitLine(int limitMs, QByteArray *line)
 {
     const QDeadlineTimer deadline(limitMs);
     for (;;) {
-        const auto end = m_pending.indexOf('\n');
-        if (end >= 0) {
-            *line = m_pending.left(end);
-            m_pending.remove(0, end + 1);
+        if (m_answers.takeLine(line))
             return Yes;
-        }
         if (m_interrupt != nullptr && m_interrupt->isRaised())
             return Interrupted;
         if (deadline.hasExpired())
             return TooLate;
         const bool canType =
-            readSome(static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
+            m_answers.read(static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
         QEventLoop().processEvents();
         if (!canType)
             return Nobody;
     }
-}
-
-/// Takes what is typed within the limit. @return false when nothing more can be
-bool TerminalDesk::readSome(int limitMs)
-{
-    pollfd keyboard = {m_answers, POLLIN, 0};
-    if (poll(&keyboard, 1, limitMs) <= 0)
-        return true;
-    char bytes[256];
-    const ssize_t count = read(m_answers, bytes, sizeof bytes);
-    if (count > 0)
-        m_pending.append(bytes, static_cast<int>(count));
-    return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }

@@ -3,6 +3,7 @@
 #define BENCH_LINE_TERMINALDESK_H
 
 #include "bench/line/interrupt.h"
+#include "bench/line/lineinput.h"
 #include "bench/line/operatordesk.h"
 
 #include <QByteArray>
@@ -32,15 +33,12 @@ public:
 
 private:
     void flush();
-    void forgetTypedAhead();
     Reply readLine(int limitMs, QByteArray *line);
     Reply awaitLine(int limitMs, QByteArray *line);
-    bool readSome(int limitMs);
 
-    int m_answers;
+    LineInput m_answers;
     FILE *m_prompts;
     Interrupt *m_interrupt;
-    QByteArray m_pending;
 };
 
 #endif
