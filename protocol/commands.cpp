@@ -36,10 +36,10 @@ enum RequestType {
 
 const quint16 echoReply = 0x6003;
 
-/// The value of the two characters at @p position, one byte.
+/// The value of the two characters at @p position, one byte. The data must be long enough.
 uint byteAt(const QByteArray &data, int position)
 {
-    return hexValue(data.mid(position, 2));
+    return hexValue(data.constData() + position, 2);
 }
 
 /// Any two characters but "00" switch on.

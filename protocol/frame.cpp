@@ -11,24 +11,26 @@ const int dataAt = 12;
 const int fieldWidth = 4;
 const int endMarkWidth = 2;
 const int smallestFrame = dataAt + fieldWidth + endMarkWidth;
+/// Room for a length of more than four digits, too.
+const int largestHeader = dataAt + 4;
 /// Characters that the length field leaves out: both marks and the checksum.
 const int uncounted = 8;
 /// Characters that the length field counts besides the data.
 const int countedHeader = 10;
 
-quint16 sumOf(const QByteArray &characters)
+quint16 sumOf(const char *characters, int count)
 {
     quint16 sum = 0;
-    for (int i = 0; i < characters.size(); ++i)
-        sum = static_cast<quint16>(sum + static_cast<quint8>(characters.at(i)));
+    for (int i = 0; i < count; ++i)
+        sum = static_cast<quint16>(sum + static_cast<quint8>(characters[i]));
     return sum;
 }
 
-bool marksAreRight(const QByteArray &message)
+bool marksAreRight(const char *message, int size)
 {
-    const int last = static_cast<int>(message.size()) - 1;
-    return message.at(0) == '7' && (message.at(1) == 'E' || message.at(1) == 'e') &&
-           message.at(last - 1) == '7' && (message.at(last) == 'F' || message.at(last) == 'f');
+    const char *const end = message + size - endMarkWidth;
+    return message[0] == '7' && (message[1] == 'E' || message[1] == 'e') && end[0] == '7' &&
+           (end[1] == 'F' || end[1] == 'f');
 }
 
 int digitValue(char digit)
@@ -42,19 +44,24 @@ int digitValue(char digit)
     return -1;
 }
 
-/// Lower-case hexadecimal, zero-filled to @p width.
-QByteArray hexField(uint value, int width)
+/// Writes @p value in lower-case hexadecimal, zero-filled to @p width digits; in more
+/// when it needs them.
+/// @return the end of what was written
+char *putHex(char *to, quint64 value, int width)
 {
-    return QByteArray::number(value, 16).rightJustified(width, '0');
+    while (value >> (4 * width) != 0)
+        ++width;
+    for (int i = width - 1; i >= 0; --i, value /= 16)
+        to[i] = "0123456789abcdef"[value % 16];
+    return to + width;
 }
 
-/// The header in lower case, its header check included.
-QByteArray formatHeader(quint16 type, int dataSize)
+void raiseCase(char *from, const char *end)
 {
-    QByteArray header = "7E" + hexField(static_cast<uint>(dataSize + countedHeader), fieldWidth) +
-                        hexField(type, fieldWidth);
-    const uint check = sumOf(header.left(headerCheckAt)) & 0xFFU;
-    return header + hexField(check, 2);
+    for (; from != end; ++from) {
+        if (*from >= 'a')
+            *from = static_cast<char>(*from - 'a' + 'A');
+    }
 }
 
 } // namespace
@@ -62,6 +69,7 @@ QByteArray formatHeader(quint16 type, int dataSize)
 ReceivedFrame checkFrame(const QByteArray &message, bool strict)
 {
     ReceivedFrame frame = {FrameEmpty, 0, QByteArray(), 0};
+    const char *const characters = message.constData();
     const int size = static_cast<int>(message.size());
     if (size == 0)
         return frame;
@@ -69,22 +77,22 @@ ReceivedFrame checkFrame(const QByteArray &message, bool strict)
         frame.verdict = FrameTooShort;
         return frame;
     }
-    if (!marksAreRight(message)) {
+    if (!marksAreRight(characters, size)) {
         frame.verdict = FrameBadMarks;
         return frame;
     }
 
-    frame.type = static_cast<quint16>(hexValue(message.mid(typeAt, fieldWidth)));
-    const int length = size - uncounted;
-    if (strict && hexValue(message.mid(lengthAt, fieldWidth)) != static_cast<uint>(length)) {
+    frame.type = static_cast<quint16>(hexValue(characters + typeAt, fieldWidth));
+    const uint length = static_cast<uint>(size - uncounted);
+    if (strict && hexValue(characters + lengthAt, fieldWidth) != length) {
         frame.verdict = FrameBadLength;
-        frame.expected = static_cast<uint>(length);
+        frame.expected = length;
         return frame;
     }
 
     const int checksumAt = size - endMarkWidth - fieldWidth;
-    const quint16 checksum = sumOf(message.left(checksumAt));
-    if (strict && hexValue(message.mid(checksumAt, fieldWidth)) != checksum) {
+    const quint16 checksum = sumOf(characters, checksumAt);
+    if (strict && hexValue(characters + checksumAt, fieldWidth) != checksum) {
         frame.verdict = FrameBadChecksum;
         frame.expected = checksum;
         return frame;
@@ -100,11 +108,11 @@ bool hasFrameMarks(FrameVerdict verdict)
     return verdict == FrameBadLength || verdict == FrameBadChecksum || verdict == FrameGood;
 }
 
-uint hexValue(const QByteArray &digits)
+uint hexValue(const char *digits, int count)
 {
     uint value = 0;
-    for (int i = 0; i < digits.size(); ++i) {
-        const int digit = digitValue(digits.at(i));
+    for (int i = 0; i < count; ++i) {
+        const int digit = digitValue(digits[i]);
         if (digit < 0)
             return 0;
         value = value * 16 + static_cast<uint>(digit);
@@ -114,9 +122,23 @@ uint hexValue(const QByteArray &digits)
 
 QByteArray buildFrame(quint16 type, const QByteArray &data)
 {
+    const int dataSize = static_cast<int>(data.size());
+    char header[largestHeader] = {'7', 'E'};
+    char *end = putHex(header + lengthAt, static_cast<uint>(countedHeader + dataSize), fieldWidth);
+    end = putHex(end, type, fieldWidth);
+    end = putHex(end, sumOf(header, headerCheckAt) & 0xFFU, 2);
+    const int headerSize = static_cast<int>(end - header);
+
     // The station expects the sums over the lower-case header, although the
     // line carries it in upper case.
-    const QByteArray header = formatHeader(type, static_cast<int>(data.size()));
-    const uint checksum = static_cast<quint16>(sumOf(header) + sumOf(data));
-    return header.toUpper() + data + hexField(checksum, fieldWidth).toUpper() + "7F\r\n";
+    const int sum = sumOf(header, headerSize) + sumOf(data.constData(), dataSize);
+    raiseCase(header, end);
+    char trailer[] = "CCCC7F\r\n";
+    raiseCase(trailer, putHex(trailer, static_cast<quint16>(sum), fieldWidth));
+
+    const int trailerSize = static_cast<int>(sizeof(trailer)) - 1;
+    QByteArray frame;
+    frame.reserve(headerSize + dataSize + trailerSize);
+    frame.append(header, headerSize).append(data).append(trailer, trailerSize);
+    return frame;
 }

@@ -35,9 +35,9 @@ ReceivedFrame checkFrame(const QByteArray &message, bool strict);
 /// @return true when start and end marks are right, so that the message is meant for this unit
 bool hasFrameMarks(FrameVerdict verdict);
 
-/// @return the value of hexadecimal @p digits, upper or lower case; 0 when any
-///         of them is none or there are none
-uint hexValue(const QByteArray &digits);
+/// @return the value of @p count hexadecimal @p digits, upper or lower case; 0 when
+///         one of them is not a digit or @p count is 0
+uint hexValue(const char *digits, int count);
 
 /// @return the frame to send, carriage return and line feed included
 /// @param data  goes out unchanged

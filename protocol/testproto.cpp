@@ -159,10 +159,10 @@ void TestProto::read()
     }
     m_endsInRow = 0;
 
-    const QByteArray bytes = QByteArray(chunk, size < 0 ? 0 : static_cast<int>(size)).trimmed();
-    qDebug("Got_newsocket: %s", bytes.constData());
-    const int end = static_cast<int>(bytes.indexOf('\0'));
-    parseMessage(end < 0 ? bytes : bytes.left(end));
+    QByteArray message = QByteArray(chunk, size < 0 ? 0 : static_cast<int>(size)).trimmed();
+    qDebug("Got_newsocket: %s", message.constData());
+    message.truncate(static_cast<int>(qstrlen(message.constData())));
+    parseMessage(message);
 }
 
 void TestProto::parseMessage(const QByteArray &message)

@@ -32,7 +32,7 @@ public:
     /// Sends the exit request and waits for the end.
     void finish();
 
-    qint64 pid() const { return m_keypad.toolPid(); }
+    qint64 pid() { return m_keypad.toolPid(); }
     VirtualKeypad &keypad() { return m_keypad; }
 
 private:

@@ -16,6 +16,7 @@ private slots:
     void withoutStrictChecks();
     void build_data();
     void build();
+    void lengthOfFiveDigits();
     void hex_data();
     void hex();
 };
@@ -116,6 +117,15 @@ void TestFrame::build()
     QTEST(buildFrame(static_cast<quint16>(type), data), "frame");
 }
 
+void TestFrame::lengthOfFiveDigits()
+{
+    const QByteArray frame = buildFrame(0x7042, QByteArray(0x10000 - 10, 'x'));
+    QCOMPARE(frame.left(14), QByteArray("7E10000704208x"));
+    // The sums of header and data: 0x2A2 and 65,526 times 0x78.
+    QCOMPARE(frame.right(9), QByteArray("xFDF27F\r\n"));
+    QCOMPARE(static_cast<int>(frame.size()), 13 + 65526 + 8);
+}
+
 void TestFrame::hex_data()
 {
     QTest::addColumn<QByteArray>("digits");
@@ -133,7 +143,7 @@ void TestFrame::hex_data()
 void TestFrame::hex()
 {
     QFETCH(QByteArray, digits);
-    QTEST(hexValue(digits), "value");
+    QTEST(hexValue(digits.constData(), static_cast<int>(digits.size())), "value");
 }
 
 MFTOOL_TEST(TestFrame, NoApplication)
