@@ -16,6 +16,16 @@ inline QByteArray signatureOf(const QMetaMethod &method)
 #endif
 }
 
+/// What a signal's access() says: with Qt 4 only its own class may emit it.
+inline QMetaMethod::Access accessOfSignals()
+{
+#if QT_VERSION < 0x050000
+    return QMetaMethod::Protected;
+#else
+    return QMetaMethod::Public;
+#endif
+}
+
 /// Handles events until @p isTrue, for @p msecs at most.
 template<typename Condition> bool waitUntil(Condition isTrue, int msecs = 5000)
 {
