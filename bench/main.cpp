@@ -51,7 +51,7 @@ int runCommand(const QStringList &arguments)
     return BenchExit::Usage;
 }
 
-/// @param arguments  what stands behind "help"
+/// @param arguments  what follows "help"
 int runHelp(const QStringList &arguments)
 {
     if (arguments.isEmpty()) {

@@ -24,7 +24,7 @@ const char Description[] =
     "real units at a serial port, where the operator is asked to act and to look.\n"
     "\n"
     "Leaves record.json, junit.xml, report.html, the transcript, the tool's log and pictures\n"
-    "in OUT/<time>/, for several units in a folder each.\n"
+    "in OUT/<time>/; with several units, in a folder for each of them.\n"
     "\n"
     "Exit status: 0 all units passed, 1 one failed, 2 the command line or the plan is wrong,\n"
     "3 a unit or the operator did not answer in time, 4 a unit could not be tested, or a record\n"
@@ -45,7 +45,7 @@ struct Choices {
         option("board", "\"vm\": on emulated boards with a real kernel; \"bench board\" makes one.",
                "kind");
     QCommandLineOption line =
-        option("line", "Of an emulated board: \"usb\", an adapter, or \"uart\" (default usb).",
+        option("line", "Serial line of an emulated board: \"usb\" or \"uart\" (default usb).",
                "kind", QStringLiteral("usb"));
     QCommandLineOption package =
         option("package", "The tool's package for armel that the board was made with.", "file");
@@ -54,10 +54,10 @@ struct Choices {
     QCommandLineOption units =
         option("units", "How many units, one after the other.", "n", QStringLiteral("1"));
     QCommandLineOption fault =
-        option("fault", "Fault of a virtual unit, of all or of that number; can be repeated.",
+        option("fault", "Gives all virtual units a fault, or only that one; can be repeated.",
                "name[:unit]");
     QCommandLineOption serial = option(
-        "serial-number", "Of the first unit; its last digits count up with the units.", "text");
+        "serial-number", "Serial number of the first unit; its last digits count up.", "text");
     QCommandLineOption station =
         option("station", "Name of this station (default: this machine's).", "text",
                QSysInfo::machineHostName());
@@ -182,7 +182,7 @@ void readBoard(const QCommandLineParser &parser, const Choices &choices, LineOpt
     if (kind != QLatin1String("vm"))
         refuse(QStringLiteral("--board takes \"vm\""), error);
     if (!options->port.isEmpty())
-        refuse(QStringLiteral("--port and --board exclude each other"), error);
+        refuse(QStringLiteral("--port and --board cannot be used together"), error);
     if (line != QLatin1String("usb") && line != QLatin1String("uart"))
         refuse(QStringLiteral("--line takes \"usb\" or \"uart\""), error);
     for (const QList<const Fault *> &faults : qAsConst(options->faults)) {
@@ -220,7 +220,7 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     options.port = text(parser, choices.port, error);
     options.baudRate = integer(parser, choices.baud, 1, MostBaud, error);
     if (error->isEmpty() && !Station::isBaudRate(options.baudRate))
-        *error = QStringLiteral("--baud: %1 is no standard baud rate").arg(options.baudRate);
+        *error = QStringLiteral("--baud: %1 is not a standard baud rate").arg(options.baudRate);
     options.units = integer(parser, choices.units, 1, MostUnits, error);
     options.serialNumber = text(parser, choices.serial, error);
     options.station = text(parser, choices.station, error);
@@ -240,8 +240,7 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     if (options.port.isEmpty())
         refuseWithout("port", parser, choices.baud, error);
     if (!options.port.isEmpty() && !options.faults.isEmpty())
-        refuse(QStringLiteral("a real unit has the faults it has: --port and --fault exclude "
-                              "each other"),
+        refuse(QStringLiteral("--fault is for virtual units; it cannot be used with --port"),
                error);
     return options;
 }
@@ -285,7 +284,7 @@ int runLineCommand(const QStringList &arguments)
     QString error;
     LineOptions options = readOptions(parser, choices, &error);
     if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
-        error = QStringLiteral("one plan is wanted; see --help");
+        error = QStringLiteral("give one plan; see --help");
     const PlanSettings settings = readSettings(parser, choices, &error);
     std::optional<Plan> plan;
     if (error.isEmpty())

@@ -363,7 +363,7 @@ void readSending(ObjectReader &reader, Plan::Step *step)
     else if (reader.anyText(QStringLiteral("data")))
         reader.refuse(QStringLiteral("\"data\" needs a \"request\""));
     if (isRaw && isRequest)
-        reader.refuse(QStringLiteral("\"request\" and \"raw\" exclude each other"));
+        reader.refuse(QStringLiteral("\"request\" and \"raw\" cannot be used together"));
 }
 
 QString picture(ObjectReader &reader)

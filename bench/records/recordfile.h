@@ -13,7 +13,7 @@ struct RecordFile {
     struct Measurement {
         QString name;
         std::optional<double> value; ///< absent for a text, and where nothing came
-        QString text;                ///< of what is no number
+        QString text;                ///< of what is not a number
         QString unit;
         std::optional<double> minimum;
         std::optional<double> maximum;

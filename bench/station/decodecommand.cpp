@@ -15,7 +15,7 @@ const char *const Help = R"(Usage: bench decode [FRAME]
 
 Explains a frame: sender, type, fields, and when it is wrong which check fails,
 what it should be and what the keypad makes of it. FRAME is a line from any log:
-time stamps and prefixes before the frame and line ends behind it are skipped.
+time stamps and prefixes before the frame and line ends after it are skipped.
 Without FRAME, or with -, every line of standard input that holds a frame is
 explained.
 

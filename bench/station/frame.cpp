@@ -41,7 +41,7 @@ bool isHex(const QByteArray &field)
 }
 
 /// Header or header check in the case that @p sender adds up. The start mark
-/// is no number that the keypad formats: it is summed in upper case.
+/// is not a number that the keypad formats: it is summed in upper case.
 QByteArray summedHeader(Sender sender, const QByteArray &header)
 {
     if (sender == Sender::Station)

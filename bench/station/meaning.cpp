@@ -71,7 +71,7 @@ Reading readLevel(const QByteArray &characters, Form form)
         reading.text = QString::number(value, 16).rightJustified(2, QLatin1Char('0')).toUpper();
     if (!isNumber)
         reading.complaint =
-            QStringLiteral("\"%1\" is no hexadecimal number: the keypad takes it for 0")
+            QStringLiteral("\"%1\" is not a hexadecimal number: the keypad reads it as 0")
                 .arg(shown(characters));
     return reading;
 }

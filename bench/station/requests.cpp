@@ -79,8 +79,8 @@ std::optional<QByteArray> byteOf(const QString &word, int base, QString *error)
     const int value = word.toInt(&isNumber, base);
     if (isNumber && value >= 0 && value <= 0xFF)
         return hexByte(value);
-    *error = base == 16 ? QStringLiteral("\"%1\" is no hexadecimal number from 00 to FF").arg(word)
-                        : QStringLiteral("\"%1\" is no number from 0 to 255").arg(word);
+    *error = base == 16 ? QStringLiteral("\"%1\" is not a hexadecimal number from 00 to FF").arg(word)
+                        : QStringLiteral("\"%1\" is not a number from 0 to 255").arg(word);
     return std::nullopt;
 }
 
@@ -141,7 +141,7 @@ std::optional<Frame> parseSend(const QStringList &arguments, QString *error)
     bool isNumber = false;
     const uint type = arguments.at(0).toUInt(&isNumber, 16);
     if (!isNumber || type > 0xFFFF) {
-        *error = QStringLiteral("\"%1\" is no message type of up to four hexadecimal digits")
+        *error = QStringLiteral("\"%1\" is not a message type of up to four hexadecimal digits")
                      .arg(arguments.at(0));
         return std::nullopt;
     }

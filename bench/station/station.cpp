@@ -74,7 +74,7 @@ QString openError(const QString &path)
 {
     const int number = errno;
     if (number == ENOTTY)
-        return QStringLiteral("%1 is no serial line").arg(path);
+        return QStringLiteral("%1 is not a serial line").arg(path);
     if (number == EWOULDBLOCK)
         return QStringLiteral("%1 is in use by another program").arg(path);
     const QString error = QStringLiteral("%1: %2").arg(path, systemError());
@@ -228,7 +228,7 @@ bool Station::open(const QString &path, int baudRate)
     const auto row = std::find_if(std::begin(Speeds), std::end(Speeds),
                                   [baudRate](const auto &each) { return each.rate == baudRate; });
     if (row == std::end(Speeds))
-        return fail(QStringLiteral("%1 is no standard baud rate").arg(baudRate));
+        return fail(QStringLiteral("%1 is not a standard baud rate").arg(baudRate));
     const int descriptor =
         ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)

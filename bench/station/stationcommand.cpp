@@ -397,7 +397,7 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
         if (parser.isSet(baud))
             options->baudRate = parser.value(baud).toInt();
         if (!Station::isBaudRate(options->baudRate))
-            *error = QStringLiteral("%1 is no standard baud rate").arg(parser.value(baud));
+            *error = QStringLiteral("%1 is not a standard baud rate").arg(parser.value(baud));
         if (parser.isSet(transcript))
             options->transcript = parser.value(transcript);
         if (parser.isSet(transcript) && options->transcript.isEmpty())

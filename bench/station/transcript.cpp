@@ -102,7 +102,7 @@ std::optional<Transcript::Entry> readEntry(const QByteArray &line, QString *erro
     const auto row = std::find_if(std::begin(Marks), std::end(Marks),
                                   [mark](const auto &each) { return each.mark == mark; });
     if (row == std::end(Marks)) {
-        *error = QStringLiteral("no mark >, < or - behind the time");
+        *error = QStringLiteral("no mark >, < or - after the time");
         return std::nullopt;
     }
     entry.kind = row->kind;

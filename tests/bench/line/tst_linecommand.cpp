@@ -409,12 +409,12 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     const auto row = [](const char *name, const QStringList &arguments, const char *reason) {
         QTest::newRow(name) << arguments << QString::fromLatin1(reason);
     };
-    row("no plan", {}, "one plan is wanted; see --help");
-    row("two plans", {plan, plan}, "one plan is wanted; see --help");
+    row("no plan", {}, "give one plan; see --help");
+    row("two plans", {plan, plan}, "give one plan; see --help");
     row("no such option", {plan, QStringLiteral("--fast")},
         "Unknown option 'fast'; see bench line --help");
     row("no standard rate", {plan, QStringLiteral("--baud"), QStringLiteral("1234")},
-        "--baud: 1234 is no standard baud rate");
+        "--baud: 1234 is not a standard baud rate");
     row("no units", {plan, QStringLiteral("--units"), QStringLiteral("0")},
         "--units takes a whole number from 1 to 9999");
     for (const char *units : {"many", "1e3", "99999999999", "2.5", "0x2", "-1", "+2", " 2", ""}) {
@@ -441,7 +441,7 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     empty("--display", "--display takes a name, not an empty text");
     empty("--board", "--board takes a kind, not an empty text");
     empty("--fault", "--fault takes a name[:unit], not an empty text");
-    row("empty plan", {QString()}, "one plan is wanted; see --help");
+    row("empty plan", {QString()}, "give one plan; see --help");
     for (const char *unit : {"0", "", "x", "1:1", "99999999999"}) {
         const QString fault = QStringLiteral("hangs:%1").arg(QLatin1String(unit));
         QTest::addRow("fault %s", qPrintable(fault))
@@ -465,7 +465,7 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     row("fault of a real unit",
         {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--fault"),
          QStringLiteral("dies")},
-        "a real unit has the faults it has: --port and --fault exclude each other");
+        "--fault is for virtual units; it cannot be used with --port");
     row("speed of no port", {plan, QStringLiteral("--baud"), QStringLiteral("9600")},
         "--baud needs --port");
     row("line of no board", {plan, QStringLiteral("--line"), QStringLiteral("uart")},
@@ -475,7 +475,7 @@ void TestLineCommand::wrongOptionsAreRefused_data()
     row("emulated and real board",
         {plan, QStringLiteral("--port"), QStringLiteral("/dev/null"), QStringLiteral("--board"),
          QStringLiteral("vm")},
-        "--port and --board exclude each other");
+        "--port and --board cannot be used together");
     row("line of a board",
         {plan, QStringLiteral("--board"), QStringLiteral("vm"), QStringLiteral("--line"),
          QStringLiteral("parallel")},

@@ -534,14 +534,14 @@ void TestPlan::refusesWrongPlans_data()
     step("request without its argument", stepWith(R"("request":"backlight")"),
          "\"request\": usage: backlight LEVEL", false);
     step("argument out of range", stepWith(R"("request":"backlight 256")"),
-         "\"request\": backlight: \"256\" is no number from 0 to 255", false);
+         "\"request\": backlight: \"256\" is not a number from 0 to 255", false);
     step("request no text", stepWith(R"("request":6143)"),
          "\"request\" must be a text that is not empty");
     step("data of a named request", stepWith(R"("request":"echo","data":"1")"),
          "\"data\" belongs to a request by number", false);
     step("data alone", stepWith(R"("data":"1")"), "\"data\" needs a \"request\"");
     step("request and raw", stepWith(R"("request":"echo","raw":"x")"),
-         "\"request\" and \"raw\" exclude each other");
+         "\"request\" and \"raw\" cannot be used together");
 
     step("empty expect", R"({"name":"s","look":"l","expect":[]})",
          "\"expect\" must be a list that is not empty");

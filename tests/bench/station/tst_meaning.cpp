@@ -215,7 +215,7 @@ void TestMeaning::complainsOfWrongData_data()
          "should begin with 00 (backlight) or 01 (bias power): the keypad answers NA"},
         {"bias above 1", 0x6143, "0164", "bias power is 00 or 01: the keypad answers NA"},
         {"backlight digits", 0x6143, "001G",
-         "\"1G\" is no hexadecimal number: the keypad takes it for 0"},
+         "\"1G\" is not a hexadecimal number: the keypad reads it as 0"},
         {"LEDs length", 0x6144, "00FF", "4 data characters, should be 14: the keypad answers NAK"},
         {"LEDs start", 0x6144, "01FF0000000000", "should begin with 00: the keypad answers NA"},
         {"buzzer length", 0x6147, "80", "2 data characters, should be 4: the keypad answers NAK"},

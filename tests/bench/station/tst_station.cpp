@@ -410,7 +410,7 @@ void TestStation::requestByItsName()
     QVERIFY(m_station->request("send 6143 0064").ok());
     const Answer wrong = m_station->request("backlight 256");
     QVERIFY(!wrong.ok());
-    QCOMPARE(wrong.error, QString("backlight: \"256\" is no number from 0 to 255"));
+    QCOMPARE(wrong.error, QString("backlight: \"256\" is not a number from 0 to 255"));
     QCOMPARE(m_keypad->reads().size(), 2);
 }
 
@@ -536,9 +536,9 @@ void TestStation::saysWhyALineCannotBeOpened()
     QVERIFY(!station.open("/dev/nowhere"));
     QCOMPARE(station.errorString(), QString("/dev/nowhere: No such file or directory"));
     QVERIFY(!station.open("/dev/null"));
-    QCOMPARE(station.errorString(), QString("/dev/null is no serial line"));
+    QCOMPARE(station.errorString(), QString("/dev/null is not a serial line"));
     QVERIFY(!station.open(m_keypad->path(), 12345));
-    QCOMPARE(station.errorString(), QString("12345 is no standard baud rate"));
+    QCOMPARE(station.errorString(), QString("12345 is not a standard baud rate"));
     QVERIFY(!station.isOpen());
 }
 

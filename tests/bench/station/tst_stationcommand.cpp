@@ -174,7 +174,7 @@ void TestStationCommand::exitStatusTellsWhy_data()
     QTest::newRow("refused") << QStringList{"flash-query"} << 1
                              << "bench station: flash-query was refused with NA\n";
     QTest::newRow("usage") << QStringList{"backlight", "256"} << 2
-                           << "bench station: backlight: \"256\" is no number from 0 to 255\n";
+                           << "bench station: backlight: \"256\" is not a number from 0 to 255\n";
     QTest::newRow("unknown")
         << QStringList{"light"} << 2
         << "bench station: unknown request \"light\"; \"help\" lists them all\n";
@@ -195,7 +195,7 @@ void TestStationCommand::exitStatusTellsWhy_data()
                              << "bench station: damaged frame: checksum is 0337, should be 0336 "
                                 "(7E000C70713E0003377F\\r\\n)\n";
     QTest::newRow("speed") << QStringList{"-b", "123", "voltage"} << 2
-                           << "bench station: 123 is no standard baud rate\n";
+                           << "bench station: 123 is not a standard baud rate\n";
 }
 
 void TestStationCommand::exitStatusTellsWhy()
@@ -350,7 +350,7 @@ void TestStationCommand::sharesNoLine()
     QTRY_COMPARE_WITH_TIMEOUT(first.state(), QProcess::NotRunning, 30000);
     QCOMPARE(station({"voltage"}).status, 0);
     const Run file = run({"station", "/dev/null", "voltage"});
-    QCOMPARE(file.err, QString("bench station: /dev/null is no serial line\n"));
+    QCOMPARE(file.err, QString("bench station: /dev/null is not a serial line\n"));
 }
 
 void TestStationCommand::tellsThatATranscriptIsNotWhole()

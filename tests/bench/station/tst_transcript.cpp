@@ -126,9 +126,9 @@ void TestTranscript::saysWhereATextIsWrong_data()
     QTest::newRow("short time") << QByteArray("2026-03-01T09:30:00Z > \"a\"") << noTime;
     QTest::newRow("no date") << QByteArray("2026-13-01T09:30:00.123456Z > \"a\"") << noTime;
     QTest::newRow("no mark") << QByteArray("2026-03-01T09:30:00.123456Z")
-                             << "line 2: no mark >, < or - behind the time";
+                             << "line 2: no mark >, < or - after the time";
     QTest::newRow("wrong mark") << QByteArray("2026-03-01T09:30:00.123456Z = \"a\"")
-                                << "line 2: no mark >, < or - behind the time";
+                                << "line 2: no mark >, < or - after the time";
     QTest::newRow("no quotes") << QByteArray("2026-03-01T09:30:00.123456Z > a")
                                << "line 2: bytes must stand between quotes";
     QTest::newRow("no closing quote") << QByteArray("2026-03-01T09:30:00.123456Z > \"a\\\"")
