@@ -79,8 +79,9 @@ std::optional<QByteArray> byteOf(const QString &word, int base, QString *error)
     const int value = word.toInt(&isNumber, base);
     if (isNumber && value >= 0 && value <= 0xFF)
         return hexByte(value);
-    *error = base == 16 ? QStringLiteral("\"%1\" is not a hexadecimal number from 00 to FF").arg(word)
-                        : QStringLiteral("\"%1\" is not a number from 0 to 255").arg(word);
+    *error = base == 16
+                 ? QStringLiteral("\"%1\" is not a hexadecimal number from 00 to FF").arg(word)
+                 : QStringLiteral("\"%1\" is not a number from 0 to 255").arg(word);
     return std::nullopt;
 }
 

@@ -5,7 +5,6 @@
 
 #include <QTest>
 
-#include <algorithm>
 #include <memory>
 
 #include <fcntl.h>
@@ -271,15 +270,17 @@ void TestConsole::keepsProgressInOneLine()
     int terminal = -1;
     const winsize narrow = {24, 60, 0, 0};
     QVERIFY(openpty(&screen, &terminal, nullptr, nullptr, &narrow) == 0);
-    const std::unique_ptr<FILE, Closer> out(fdopen(terminal, "w"));
+    std::unique_ptr<FILE, Closer> out(fdopen(terminal, "w"));
     Console console(out.get(), true);
     const Plan plan = samplePlan();
     console.begin(plan, sampleRecord(), 1);
     console.stepStarted(plan.steps.first(), 1);
     console.progressed(QString(80, QLatin1Char('x')));
-    QByteArray shown(4096, '\0');
-    shown.resize(static_cast<int>(
-        std::max<ssize_t>(0, read(screen, shown.data(), static_cast<size_t>(shown.size())))));
+    out.reset(); // what was written stays readable up to the end
+    QByteArray shown;
+    char chunk[4096];
+    for (ssize_t count; (count = read(screen, chunk, sizeof chunk)) > 0;)
+        shown.append(chunk, static_cast<int>(count));
     close(screen);
     // The last column stays free: a line that fills it goes on in the next one.
     const QByteArray last = shown.mid(shown.lastIndexOf("\033[K") + 3);
