@@ -5,32 +5,101 @@
 #include <QDirIterator>
 #include <QFile>
 
+#include <functional>
+
 namespace
 {
 
-/// False when the store did not take it; what is no record is told, and not tried again.
-bool importFile(Store *store, const QString &path, ImportResult *result)
+/// A transaction's worth: a commit costs as much as a record, and other stations wait for it.
+const int Together = 50;
+
+/// Collects records, and stores many in one transaction.
+class Import
 {
-    QString error;
-    const std::optional<RecordFile> record = RecordFile::load(path, &error);
-    if (!record) {
-        result->problems.append(error);
-        return true;
+public:
+    /// @param done  called with the index of each file that need not be tried again
+    Import(Store *store, std::function<void(int)> done, ImportResult *result)
+        : m_store(store), m_done(std::move(done)), m_result(result)
+    {
     }
-    switch (store->add(*record, &error)) {
-    case Store::Stored:
-        ++result->stored;
-        return true;
-    case Store::Known:
-        ++result->known;
-        return true;
-    case Store::Refused:
-        break;
+
+    void take(int index, const QString &path)
+    {
+        if (m_isAway) {
+            ++m_result->waiting;
+            return;
+        }
+        QString error;
+        const std::optional<RecordFile> record = RecordFile::load(path, &error);
+        if (record) {
+            m_files.append({index, path});
+            m_records.append(*record);
+        } else {
+            m_result->problems.append(error);
+            m_done(index);
+        }
+        if (m_records.size() == Together)
+            flush();
     }
-    ++result->waiting;
-    result->problems.append(QStringLiteral("%1: %2").arg(path, error));
-    return false;
-}
+
+    void flush()
+    {
+        int stored = 0;
+        QString error;
+        if (m_store->add(m_records, &stored, &error)) {
+            m_result->stored += stored;
+            m_result->known += static_cast<int>(m_records.size()) - stored;
+            for (const File &file : m_files)
+                m_done(file.index);
+        } else {
+            flushOneByOne(error);
+        }
+        m_files.clear();
+        m_records.clear();
+    }
+
+private:
+    struct File {
+        int index;
+        QString path;
+    };
+
+    /// One that the store refuses must not keep the others out.
+    void flushOneByOne(QString error)
+    {
+        for (int i = 0; i < m_records.size(); ++i) {
+            if (!m_isAway && !m_store->answers()) {
+                m_isAway = true;
+                m_result->problems.append(error);
+            }
+            const Store::Added added =
+                m_isAway ? Store::Refused : m_store->add(m_records.at(i), &error);
+            switch (added) {
+            case Store::Stored:
+                ++m_result->stored;
+                m_done(m_files.at(i).index);
+                break;
+            case Store::Known:
+                ++m_result->known;
+                m_done(m_files.at(i).index);
+                break;
+            case Store::Refused:
+                ++m_result->waiting;
+                if (!m_isAway)
+                    m_result->problems.append(
+                        QStringLiteral("%1: %2").arg(m_files.at(i).path, error));
+                break;
+            }
+        }
+    }
+
+    Store *const m_store;
+    const std::function<void(int)> m_done;
+    ImportResult *const m_result;
+    QList<File> m_files;
+    QList<RecordFile> m_records;
+    bool m_isAway = false; ///< the connection is lost: nothing more is tried
+};
 
 } // namespace
 
@@ -38,20 +107,27 @@ ImportResult importWaiting(Store *store, const QString &dir)
 {
     ImportResult result;
     const QList<Outbox::Entry> entries = Outbox(dir).waiting();
-    for (const Outbox::Entry &entry : entries) {
-        // Killed before the first byte was written: there is nothing to store.
-        if (!QFile::exists(entry.record) || importFile(store, entry.record, &result))
-            Outbox::takeOut(entry);
+    Import import(
+        store, [&](int index) { Outbox::takeOut(entries.at(index)); }, &result);
+    for (int i = 0; i < entries.size(); ++i) {
+        if (QFile::exists(entries.at(i).record))
+            import.take(i, entries.at(i).record);
+        else // killed before the first byte was written
+            Outbox::takeOut(entries.at(i));
     }
+    import.flush();
     return result;
 }
 
 ImportResult importFolder(Store *store, const QString &dir)
 {
     ImportResult result;
+    Import import(
+        store, [](int) {}, &result);
     QDirIterator files(dir, {QStringLiteral("record.json")}, QDir::Files,
                        QDirIterator::Subdirectories);
     while (files.hasNext())
-        importFile(store, files.next(), &result);
+        import.take(0, files.next());
+    import.flush();
     return result;
 }

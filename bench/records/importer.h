@@ -10,11 +10,12 @@
 struct ImportResult {
     int stored = 0;
     int known = 0;        ///< were in the store already
-    int waiting = 0;      ///< could not be stored, and stay entered
+    int waiting = 0;      ///< could not be stored now
     QStringList problems; ///< a line each
 };
 
-/// Those that the line entered and that nobody works on any more. Several may do so at once.
+/// Those that the line entered and whose units are not being tested any more. What could be
+/// stored, and what is no record, is taken out. Several may do so at once.
 ImportResult importWaiting(Store *store, const QString &dir);
 
 /// Every record.json in @p dir and below.

@@ -1,6 +1,7 @@
 #include "bench/records/questions.h"
 
-#include <QSqlError>
+#include "bench/records/sqlreason.h"
+
 #include <QSqlQuery>
 #include <QStringList>
 #include <QVariant>
@@ -152,7 +153,7 @@ bool Questions::ask(QSqlQuery *query, const QString &statement, const QVariantLi
         query->addBindValue(value);
     good = good && query->exec();
     if (!good)
-        *error = query->lastError().text().trimmed();
+        *error = sqlReason(query->lastError());
     return good;
 }
 
@@ -279,7 +280,7 @@ bool Questions::slowest(int most, QList<StepTime> *steps, QString *error) const
     if (!ask(&query,
              QStringLiteral("SELECT plan, name, runs, seconds / runs, most FROM (SELECT kind,"
                             " SUM(runs) AS runs, SUM(seconds) AS seconds, MAX(most) AS most"
-                            " FROM step_sum WHERE 1 = 1%1 GROUP BY kind) AS summed"
+                            " FROM step_sum WHERE runs > 0%1 GROUP BY kind) AS summed"
                             " JOIN step_kind ON step_kind.key = kind"
                             " ORDER BY 4 DESC, 1, 2 LIMIT %2")
                  .arg(which)
@@ -303,6 +304,13 @@ bool Questions::quantities(QList<QuantityAnswer> *answers, QString *error) const
                             " ORDER BY 2, 3, 4, 6, 7"),
              {}, error))
         return false;
+    struct Quantity {
+        qint64 key;
+        double origin;
+        QuantityAnswer answer;
+    };
+    // All at once: a server gives one answer at a time.
+    QList<Quantity> found;
     while (query.next()) {
         QuantityAnswer answer;
         answer.plan = query.value(1).toString();
@@ -311,13 +319,16 @@ bool Questions::quantities(QList<QuantityAnswer> *answers, QString *error) const
         answer.unit = query.value(4).toString();
         answer.minimum = limit(query.value(5));
         answer.maximum = limit(query.value(6));
-        const qint64 key = query.value(0).toLongLong();
-        if (!measure(key, query.value(7).toDouble(), &answer, error))
+        found.append({query.value(0).toLongLong(), query.value(7).toDouble(), answer});
+    }
+    for (Quantity &each : found) {
+        QuantityAnswer &answer = each.answer;
+        if (!measure(each.key, each.origin, &answer, error))
             return false;
         const bool differs = answer.values.most > answer.values.least;
         if (answer.values.count == 0 || (!differs && !answer.minimum && !answer.maximum))
             continue;
-        if (!count(key, &answer, error))
+        if (!count(each.key, &answer, error))
             return false;
         answers->append(answer);
     }

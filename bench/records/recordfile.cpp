@@ -12,7 +12,6 @@ namespace
 {
 
 const char NotRun[] = "not run";
-const char NotEnded[] = "not ended";
 
 QString text(const QJsonObject &object, const char *key)
 {
@@ -43,7 +42,6 @@ RecordFile::Step stepFrom(const QJsonObject &object)
     RecordFile::Step step;
     step.number = object.value(QLatin1String("step")).toInt();
     step.name = text(object, "name");
-    step.group = text(object, "group");
     step.outcome = text(object, "outcome");
     step.seconds = object.value(QLatin1String("seconds")).toDouble();
     step.tries = object.value(QLatin1String("tries")).toInt();
@@ -88,16 +86,17 @@ QString failedStepOf(const RecordFile &record)
 
 std::optional<RecordFile> RecordFile::fromJson(const QByteArray &json, QString *error)
 {
-    QJsonParseError wrong;
-    const QJsonObject object = QJsonDocument::fromJson(json, &wrong).object();
-    const QDateTime start = QDateTime::fromString(text(object, "start"), Qt::ISODateWithMs);
-    if (wrong.error != QJsonParseError::NoError)
-        *error = wrong.errorString();
-    else if (!object.contains(QLatin1String("record")) || !start.isValid())
-        *error = QStringLiteral("not a record of a unit");
-    if (wrong.error != QJsonParseError::NoError || !start.isValid() ||
-        !object.contains(QLatin1String("record")))
+    QJsonParseError parsed;
+    const QJsonObject object = QJsonDocument::fromJson(json, &parsed).object();
+    if (parsed.error != QJsonParseError::NoError) {
+        *error = parsed.errorString();
         return std::nullopt;
+    }
+    const QDateTime start = QDateTime::fromString(text(object, "start"), Qt::ISODateWithMs);
+    if (!object.contains(QLatin1String("record")) || !start.isValid()) {
+        *error = QStringLiteral("not a record of a unit");
+        return std::nullopt;
+    }
 
     RecordFile record;
     record.serialNumber = text(object, "serial_number");
@@ -117,7 +116,7 @@ std::optional<RecordFile> RecordFile::fromJson(const QByteArray &json, QString *
     record.attempt = object.value(QLatin1String("attempt")).toInt(1);
     record.outcome = text(object, "outcome");
     if (!object.value(QLatin1String("ended")).toBool(true))
-        record.outcome = QLatin1String(NotEnded);
+        record.outcome = notEnded();
     record.reason = text(object, "reason");
     const QJsonArray steps = object.value(QLatin1String("steps")).toArray();
     for (const QJsonValue &each : steps) {

@@ -23,7 +23,6 @@ struct RecordFile {
     struct Step {
         int number = 0; ///< from 1
         QString name;
-        QString group;
         QString outcome; ///< as in record.json: "pass", "fail", "time-out" ...
         double seconds = 0;
         int tries = 0;
@@ -46,12 +45,15 @@ struct RecordFile {
     QString day;      ///< of the start, where the station stands: "2026-11-21"
     double seconds = 0;
     int attempt = 1; ///< of this unit in its batch, from 1
-    /// "pass", "fail" ..., or "not ended" for a run that nobody concluded.
+    /// "pass", "fail" ..., or notEnded() for a run that goes on, or was cut off.
     QString outcome;
     QString reason;
     QString failedStep; ///< name of the step that decided; empty when none did
     QList<Step> steps;  ///< those that were run
     QByteArray json;
+
+    static QString notEnded() { return QStringLiteral("not ended"); }
+    bool ended() const { return outcome != notEnded(); }
 
     /// @param error  set to the reason when nothing is returned
     static std::optional<RecordFile> fromJson(const QByteArray &json, QString *error);

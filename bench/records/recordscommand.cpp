@@ -93,10 +93,7 @@ int wrong(const Call &call, const QString &reason)
 
 int list(const Call &call)
 {
-    bool isNumber = false;
-    const int most = call.parser.value(call.choices.most).toInt(&isNumber);
-    if (!isNumber || most < 1)
-        return wrong(call, QStringLiteral("--most takes a number from 1"));
+    const int most = call.parser.value(call.choices.most).toInt();
     QList<ListedRecord> records;
     QString error;
     if (!Questions(call.store->database(), call.filter).list(most, &records, &error))
@@ -110,8 +107,6 @@ int list(const Call &call)
 
 int show(const Call &call)
 {
-    if (call.operands.size() != 1)
-        return wrong(call, QStringLiteral("show takes one serial number"));
     RecordFilter filter = call.filter;
     filter.serialNumber = call.operands.first();
     const Questions questions(call.store->database(), filter);
@@ -168,31 +163,49 @@ int import(const Call &call)
         call.operands.isEmpty() ? QStringList{QLatin1String(DefaultOut)} : call.operands;
     ImportResult sum;
     for (const QString &folder : folders) {
+        if (!call.store->answers())
+            break;
         const ImportResult result = importWaiting(call.store, folder);
         const ImportResult all = call.parser.isSet(call.choices.waiting)
                                      ? ImportResult()
                                      : importFolder(call.store, folder);
         sum.stored += result.stored + all.stored;
         sum.known += result.known + all.known;
-        sum.waiting += result.waiting;
+        sum.waiting += result.waiting + all.waiting;
         sum.problems += result.problems + all.problems;
     }
-    std::printf("%d stored, %d known\n", sum.stored, sum.known);
+    std::printf("%d stored, %d known", sum.stored, sum.known);
+    std::printf(sum.waiting > 0 ? ", %d not stored\n" : "\n", sum.waiting);
     for (const QString &problem : sum.problems)
         complain(call.name, problem, BenchExit::Failed);
     return sum.problems.isEmpty() ? BenchExit::Good : BenchExit::Failed;
 }
 
-const struct {
+struct Action {
     const char *word;
+    Store::Use use;
+    int operands; ///< how many it takes, or Any
     int (*run)(const Call &call);
-} actions[] = {
-    {"list", list}, {"show", show}, {"export", exportCsv}, {"report", report}, {"import", import},
+};
+
+const int Any = -1;
+
+const Action actions[] = {
+    {"list", Store::Ask, 0, list},        {"show", Store::Ask, 1, show},
+    {"export", Store::Ask, 0, exportCsv}, {"report", Store::Ask, 0, report},
+    {"import", Store::Fill, Any, import},
 };
 
 bool isDay(const QString &text)
 {
     return QDate::fromString(text, Qt::ISODate).isValid() && text.size() == 10;
+}
+
+/// Qt's drivers warn on their own, in many lines, of what is told by its reason anyway.
+void dropWarnings(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type != QtWarningMsg)
+        std::fprintf(stderr, "%s\n", qPrintable(message));
 }
 
 /// Every option that names something names it.
@@ -207,7 +220,32 @@ bool checkOptions(const QCommandLineParser &parser, const Choices &choices, QStr
         if (parser.isSet(option) && !isDay(parser.value(option)))
             *error = QStringLiteral("--%1 takes a day as 2026-11-21").arg(option.names().first());
     }
-    return error->isEmpty();
+    bool isNumber = false;
+    if (parser.value(choices.most).toInt(&isNumber) < 1 || !isNumber)
+        *error = QStringLiteral("--most takes a number from 1");
+    return error->isEmpty() && Store::isPlace(parser.value(choices.store), error);
+}
+
+/// What the first word asks for; none with *error.
+const Action *actionOf(const QStringList &words, QString *error)
+{
+    if (words.isEmpty()) {
+        *error = QStringLiteral("list, show, export, report or import?");
+        return nullptr;
+    }
+    for (const Action &action : actions) {
+        if (words.first() != QLatin1String(action.word))
+            continue;
+        const auto operands = words.size() - 1;
+        if (action.operands == Any || action.operands == operands)
+            return &action;
+        *error = action.operands == 1
+                     ? QStringLiteral("%1 takes one serial number").arg(words.first())
+                     : QStringLiteral("%1 takes options only").arg(words.first());
+        return nullptr;
+    }
+    *error = QStringLiteral("there is no \"%1\"").arg(words.first());
+    return nullptr;
 }
 
 } // namespace
@@ -232,17 +270,11 @@ int recordsCommand(const QStringList &arguments)
                    parser.value(choices.variant), QString(),
                    parser.value(choices.outcome)};
     QString error;
-    if (!checkOptions(parser, choices, &error) ||
-        !Store::isPlace(parser.value(choices.store), &error))
+    const Action *action = actionOf(parser.positionalArguments(), &error);
+    if (action == nullptr || !checkOptions(parser, choices, &error))
         return wrong(call, error);
-    const QString word = parser.positionalArguments().value(0);
-    for (const auto &action : actions) {
-        if (word != QLatin1String(action.word))
-            continue;
-        if (!store.open(parser.value(choices.store), &error))
-            return unable(call, error);
-        return action.run(call);
-    }
-    return wrong(call, word.isEmpty() ? QStringLiteral("what shall be done?")
-                                      : QStringLiteral("it cannot \"%1\"").arg(word));
+    qInstallMessageHandler(dropWarnings);
+    if (!store.open(parser.value(choices.store), action->use, &error))
+        return unable(call, error);
+    return action->run(call);
 }

@@ -1,6 +1,7 @@
 #include "bench/records/schema.h"
 
-#include <QSqlError>
+#include "bench/records/sqlreason.h"
+
 #include <QSqlQuery>
 #include <QVariant>
 
@@ -24,7 +25,7 @@ bool run(QSqlQuery *query, const QString &statement, QString *error)
 {
     if (query->exec(statement))
         return true;
-    *error = query->lastError().text().trimmed();
+    *error = sqlReason(query->lastError());
     return false;
 }
 

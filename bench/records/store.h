@@ -5,16 +5,23 @@
 
 #include "bench/records/recordfile.h"
 
-#include <QHash>
+#include <QList>
 #include <QSqlDatabase>
 #include <QString>
-#include <QStringList>
-#include <QVariantList>
+
+#include <memory>
+
+class RecordRows;
 
 /// Belongs to the thread that made it.
 class Store
 {
 public:
+    enum Use {
+        Ask, ///< a file must be there
+        Fill ///< a file that is not there is made, with its folder
+    };
+
     enum Added {
         Stored, ///< it is new, and safe now
         Known,  ///< it was there already
@@ -27,45 +34,32 @@ public:
     Store &operator=(const Store &) = delete;
 
     /// Whether @p place can name a store: the path of a file, or
-    /// "postgresql://[user@]host[:port]/database". A password in it is refused: it would stand
-    /// in every list of processes. libpq finds it where it usually does, in PGPASSWORD or
-    /// ~/.pgpass. False with *error.
+    /// "postgresql://[user@]host[:port]/database[?option=value&...]" with the options of libpq.
+    /// A password in it is refused: it would stand in every list of processes. libpq finds it
+    /// where it usually does, in PGPASSWORD or ~/.pgpass. False with *error.
     static bool isPlace(const QString &place, QString *error);
 
-    /// Opens the store and brings it to today's form; a file that does not exist is made, with
-    /// its folder. False with *error: within some seconds also when a server does not answer.
-    bool open(const QString &place, QString *error);
+    /// Opens the store, once, and brings it to today's form.
+    /// False with *error: within some seconds also when a server does not answer.
+    bool open(const QString &place, Use use, QString *error);
+    /// Whether the connection is still there.
+    bool answers() const;
 
+    /// Stores a record of the open store. *error only when it is refused.
     Added add(const RecordFile &record, QString *error);
+    /// All of them in one transaction, which is much quicker than each by itself.
+    /// @param stored  how many were new
+    /// False with *error, and nothing changed.
+    bool add(const QList<RecordFile> &records, int *stored, QString *error);
 
     /// For questions. Nothing but this class writes.
     QSqlDatabase database() const;
 
 private:
-    /// The keys that belong to a record's rows.
-    struct Keys {
-        qint64 record = 0; ///< 0 when the record was there already
-        qint64 series = 0;
-    };
-
-    bool insertAll(const RecordFile &record, Keys *keys, QString *error);
-    bool insertRecord(const RecordFile &record, Keys *keys, QString *error);
-    bool countUnit(const RecordFile &record, const Keys &keys, QString *error);
-    bool insertStep(const RecordFile &record, const RecordFile::Step &step, const Keys &keys,
-                    QString *error);
-    bool insertMeasurement(const RecordFile::Measurement &measured, qint64 kind, const Keys &keys,
-                           QString *error);
-    bool series(const RecordFile &record, qint64 *key, QString *error);
-    bool stepKind(const QString &plan, const QString &name, qint64 *key, QString *error);
-    bool quantity(const RecordFile::Measurement &measured, qint64 kind, qint64 *key,
-                  QString *error);
-    bool keyOf(const char *table, const QStringList &columns, const QVariantList &values,
-               int naming, qint64 *key, QString *error);
-    bool execute(const QString &statement, const QVariantList &values, QString *error,
-                 qint64 *key = nullptr);
+    bool addTogether(const QList<RecordFile> &records, int *stored, QString *error);
 
     const QString m_connection;
-    QHash<QString, qint64> m_keys; ///< of rows of names that have been asked for
+    std::unique_ptr<RecordRows> m_rows;
 };
 
 #endif

@@ -44,7 +44,7 @@ void TestCsv::writesRecords()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     SampleAttempt attempt;
     attempt.outcome = "fail";
     attempt.attempt = 2;
@@ -65,7 +65,7 @@ void TestCsv::writesMeasuredValues()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     QCOMPARE(store.add(SampleAttempt().record(), &error), Store::Stored);
     QBuffer output;
     QVERIFY(output.open(QIODevice::WriteOnly));
@@ -83,7 +83,7 @@ void TestCsv::tellsWhenTheDiskIsFull()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     QFile full("/dev/full");
     if (!full.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         QSKIP("there is no /dev/full");

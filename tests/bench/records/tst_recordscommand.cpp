@@ -189,8 +189,8 @@ void TestRecordsCommand::refusesWrongCalls_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("error");
     const QString seeHelp = "; see bench records --help\n";
-    QTest::newRow("nothing") << QStringList{} << "what shall be done?" + seeHelp;
-    QTest::newRow("word") << QStringList{"dance"} << "it cannot \"dance\"" + seeHelp;
+    QTest::newRow("nothing") << QStringList{} << "list, show, export, report or import?" + seeHelp;
+    QTest::newRow("word") << QStringList{"dance"} << "there is no \"dance\"" + seeHelp;
     QTest::newRow("day") << QStringList{"list", "--since", "yesterday"}
                          << "--since takes a day as 2026-11-21" + seeHelp;
     QTest::newRow("no such day") << QStringList{"list", "--until", "2026-02-30"}
@@ -201,6 +201,8 @@ void TestRecordsCommand::refusesWrongCalls_data()
                                   seeHelp;
     QTest::newRow("most") << QStringList{"list", "--most", "0"}
                           << "--most takes a number from 1" + seeHelp;
+    QTest::newRow("list something")
+        << QStringList{"list", "KP-1"} << "list takes options only" + seeHelp;
     QTest::newRow("show nothing") << QStringList{"show"}
                                   << "show takes one serial number" + seeHelp;
 }

@@ -16,12 +16,17 @@ private slots:
     void isNamedByAFileOrAServer_data();
     void isNamedByAFileOrAServer();
     void makesItsFolder();
+    void isNotMadeByAsking();
     void tellsWhatIsNoStore();
     void keepsARecordOnce();
     void keepsTheRecordAsItWasWritten();
     void countsUnitsByFirstAndLatestAttempt_data();
     void countsUnitsByFirstAndLatestAttempt();
     void countsUnitsWithoutANumberEach();
+    void replacesARunThatHadNotEnded();
+    void keepsARunThatHasEnded();
+    void addsAllOrNothing();
+    void takesANulByte();
     void countsFailuresByTheStepThatDecided();
     void sumsUpTheTimeOfSteps();
     void describesMeasuredValues();
@@ -60,6 +65,12 @@ void TestStore::isNamedByAFileOrAServer_data()
                             << "";
     QTest::newRow("user and port") << "postgresql://bench@db.factory:5433/records"
                                    << "";
+    QTest::newRow("options of libpq") << "postgresql:///records?host=/run/pg&sslmode=require"
+                                      << "";
+    QTest::newRow("password among them")
+        << "postgresql://db.factory/records?password=secret"
+        << "no password here, where every list of processes shows it: put it into PGPASSWORD or "
+           "~/.pgpass";
     QTest::newRow("nothing") << ""
                              << "the store has no name";
     QTest::newRow("other server") << "mysql://db.factory/records" << form;
@@ -85,8 +96,20 @@ void TestStore::makesItsFolder()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY2(store.open(dir.filePath("a/b/records.sqlite"), &error), qPrintable(error));
+    QVERIFY2(store.open(dir.filePath("a/b/records.sqlite"), Store::Fill, &error),
+             qPrintable(error));
     QVERIFY(QFile::exists(dir.filePath("a/b/records.sqlite")));
+}
+
+void TestStore::isNotMadeByAsking()
+{
+    const QTemporaryDir dir;
+    Store store;
+    QString error;
+    const QString place = dir.filePath("a/records.sqlite");
+    QVERIFY(!store.open(place, Store::Ask, &error));
+    QCOMPARE(error, place + ": there is no store yet; \"import\" makes it");
+    QVERIFY(!QFile::exists(dir.filePath("a")));
 }
 
 void TestStore::tellsWhatIsNoStore()
@@ -98,7 +121,7 @@ void TestStore::tellsWhatIsNoStore()
     file.close();
     Store store;
     QString error;
-    QVERIFY(!store.open(file.fileName(), &error));
+    QVERIFY(!store.open(file.fileName(), Store::Ask, &error));
     QVERIFY2(error.startsWith(file.fileName() + ": "), qPrintable(error));
     QVERIFY2(error.contains("not a database"), qPrintable(error));
 }
@@ -109,7 +132,7 @@ void TestStore::keepsARecordOnce()
     QString error;
     for (const Store::Added wanted : {Store::Stored, Store::Known}) {
         Store store;
-        QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+        QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
         QCOMPARE(store.add(SampleAttempt().record(), &error), wanted);
         QCOMPARE(store.add(SampleAttempt().record(), &error), Store::Known);
         QList<ListedRecord> records;
@@ -127,7 +150,7 @@ void TestStore::keepsTheRecordAsItWasWritten()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     SampleAttempt attempt;
     attempt.serialNumber = QString::fromUtf8("KP-\xc3\xa9 'x'; DROP TABLE record");
     QCOMPARE(store.add(attempt.record(), &error), Store::Stored);
@@ -165,7 +188,7 @@ void TestStore::countsUnitsByFirstAndLatestAttempt()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     const QList<SampleAttempt> attempts = threeAttempts();
     for (const int i : order)
         QCOMPARE(store.add(attempts.at(i).record(), &error), Store::Stored);
@@ -186,7 +209,7 @@ void TestStore::countsUnitsWithoutANumberEach()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     for (const char *id : {"id-1", "id-2"}) {
         SampleAttempt attempt;
         attempt.id = id;
@@ -200,12 +223,101 @@ void TestStore::countsUnitsWithoutANumberEach()
     QCOMPARE(units.first().count.retested, 0);
 }
 
+/// A folder was imported while its last unit was being tested, and again later.
+void TestStore::replacesARunThatHadNotEnded()
+{
+    const QTemporaryDir dir;
+    Store store;
+    QString error;
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
+    QList<SampleAttempt> attempts = threeAttempts();
+    QCOMPARE(store.add(attempts.at(0).record(), &error), Store::Stored);
+    SampleAttempt unfinished = attempts.at(2);
+    unfinished.ended = false;
+    QCOMPARE(store.add(unfinished.record(), &error), Store::Stored);
+    QCOMPARE(store.add(unfinished.record(), &error), Store::Known);
+    QCOMPARE(store.add(attempts.at(2).record(), &error), Store::Stored);
+    QCOMPARE(store.add(attempts.at(2).record(), &error), Store::Known);
+
+    const Questions questions(store.database(), {});
+    QStringList outcomes;
+    QVERIFY(
+        questions.each([&](const ListedRecord &each) { outcomes.append(each.outcome); }, &error));
+    QCOMPARE(outcomes, (QStringList{"fail", "pass"}));
+    QList<UnitGroup> units;
+    QVERIFY(questions.units(&units, &error));
+    QCOMPARE(units.size(), 1);
+    QCOMPARE(units.first().count.attempts, 2);
+    QCOMPARE(units.first().count.firstPass, 0);
+    QCOMPARE(units.first().count.finalPass, 1);
+    QList<StepTime> steps;
+    QVERIFY(questions.slowest(10, &steps, &error));
+    QCOMPARE(steps.first().runs, 2);
+    QCOMPARE(steps.first().mean, 0.5);
+    int values = 0;
+    QVERIFY(questions.eachValue([&](const ListedValue &) { ++values; }, &error));
+    QCOMPARE(values, 4);
+}
+
+void TestStore::keepsARunThatHasEnded()
+{
+    const QTemporaryDir dir;
+    Store store;
+    QString error;
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
+    SampleAttempt attempt;
+    QCOMPARE(store.add(attempt.record(), &error), Store::Stored);
+    attempt.ended = false; // an older copy
+    QCOMPARE(store.add(attempt.record(), &error), Store::Known);
+    QList<ListedRecord> records;
+    QVERIFY(Questions(store.database(), {}).list(50, &records, &error));
+    QCOMPARE(records.first().outcome, QString("pass"));
+}
+
+void TestStore::addsAllOrNothing()
+{
+    const QTemporaryDir dir;
+    Store store;
+    QString error;
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
+    QList<RecordFile> records;
+    const QList<SampleAttempt> attempts = threeAttempts();
+    for (const SampleAttempt &attempt : attempts)
+        records.append(attempt.record());
+    records.append(records.first()); // twice in one go
+    RecordFile broken = records.first();
+    broken.id = "broken";
+    broken.steps.append(broken.steps.first()); // two steps of one number
+    int stored = -1;
+    QVERIFY(!store.add(records + QList<RecordFile>{broken}, &stored, &error));
+    QVERIFY2(error.contains("UNIQUE"), qPrintable(error));
+    QList<ListedRecord> listed;
+    QVERIFY(Questions(store.database(), {}).list(50, &listed, &error));
+    QCOMPARE(listed.size(), 0);
+    QVERIFY2(store.add(records, &stored, &error), qPrintable(error));
+    QCOMPARE(stored, 3);
+}
+
+void TestStore::takesANulByte()
+{
+    const QTemporaryDir dir;
+    Store store;
+    QString error;
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
+    SampleAttempt attempt;
+    attempt.serialNumber = QString("KP") + QChar(0) + "1";
+    QCOMPARE(store.add(attempt.record(), &error), Store::Stored);
+    QList<ListedRecord> records;
+    QVERIFY(Questions(store.database(), {}).list(50, &records, &error));
+    QCOMPARE(records.first().serialNumber, QString("KP") + QChar(0xfffd) + "1");
+}
+
 void TestStore::countsFailuresByTheStepThatDecided()
 {
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     const QList<SampleAttempt> attempts = threeAttempts();
     for (const SampleAttempt &attempt : attempts)
         QCOMPARE(store.add(attempt.record(), &error), Store::Stored);
@@ -222,7 +334,7 @@ void TestStore::sumsUpTheTimeOfSteps()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     const QList<SampleAttempt> attempts = threeAttempts();
     for (int i = 0; i < 3; ++i) {
         RecordFile record = attempts.at(i).record();
@@ -245,7 +357,7 @@ void TestStore::describesMeasuredValues()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     // Of large numbers that differ little: squares of the numbers themselves would lose it.
     const QList<double> volts = {1000000002, 1000000004, 1000000004, 1000000004,
                                  1000000005, 1000000005, 1000000007, 1000000009};
@@ -282,7 +394,7 @@ void TestStore::asksForSomeOfTheRecords()
     const QTemporaryDir dir;
     Store store;
     QString error;
-    QVERIFY(store.open(dir.filePath("records.sqlite"), &error));
+    QVERIFY(store.open(dir.filePath("records.sqlite"), Store::Fill, &error));
     QList<SampleAttempt> attempts = threeAttempts();
     attempts[2].station = "line-2";
     for (const SampleAttempt &attempt : attempts)
