@@ -73,9 +73,7 @@ for preset in $presets; do
     cmake --preset "$preset" -DMFTOOL_WERROR="${MFTOOL_WERROR:-OFF}" \
         -DQT_QMAKE_EXECUTABLE="${QT4_QMAKE:-}" >/dev/null
     cmake --build --preset "$preset" -j "$jobs"
-    # The whole-tool tests share the machine with each other: one that is late gets one
-    # second try, and the output says so.
-    ctest --preset "$preset" -j "$tests" --repeat until-pass:2
+    ctest --preset "$preset" -j "$tests"
     passed="$passed $preset"
 done
 case " $presets " in

@@ -463,8 +463,8 @@ void TestFaults::path()
     if (QTest::currentTestFailed())
         return;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QCOMPARE(rig.next(60000), QString::fromLatin1(fault.logo));
-    QCOMPARE(rig.next(60000), QStringLiteral("9999"));
+    QCOMPARE(rig.next(), QString::fromLatin1(fault.logo));
+    QCOMPARE(rig.next(), QStringLiteral("9999"));
 
     for (const Request &request : requests) {
         const Outcome outcome = rig.request(request.type, request.data);
@@ -474,10 +474,11 @@ void TestFaults::path()
                                 .arg(request.name, joined(outcome), expected)));
     }
     // The thread that watches the card complains when it gets to it.
-    if (fault.log)
-        QTRY_VERIFY2_WITH_TIMEOUT(rig.wholeLog().contains(QString::fromLatin1(fault.log)),
-                                  qPrintable(rig.wholeLog().join('\n')), 20000);
+    const QString complaint = QString::fromLatin1(fault.log);
+    const bool isSaid =
+        !fault.log || Patience::waitUntil([&] { return rig.wholeLog().contains(complaint); });
     const QStringList log = rig.wholeLog();
+    QVERIFY2(isSaid, qPrintable(log.join('\n')));
     if (!fault.log)
         QVERIFY2(std::none_of(log.cbegin(), log.cend(), isComplaint), qPrintable(log.join('\n')));
     end(&rig);
@@ -486,8 +487,8 @@ void TestFaults::path()
 void TestFaults::end(Rig *rig)
 {
     QVERIFY(rig->station.send(wire::ExitRequest));
-    QCOMPARE(rig->next(60000), QString::fromLatin1(ack));
-    QVERIFY(rig->keypad.waitForExit(60000));
+    QCOMPARE(rig->next(), QString::fromLatin1(ack));
+    QVERIFY(rig->keypad.waitForExit());
     QCOMPARE(rig->keypad.exitStatus().signal, 0);
     QCOMPARE(rig->keypad.exitStatus().code, 0);
 }
@@ -528,12 +529,12 @@ void TestFaults::programs()
         return;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
 
-    const Station::Answer flashed = rig.station.request(wire::FlashRequest, "", 60000, 60000);
-    QVERIFY2(flashed.acked, qPrintable(flashed.error));
-    QCOMPARE(flashed.data(wire::FlashComplete), QByteArray(row.flashed));
-    const Station::Answer mounted = rig.station.request(wire::MountRequest, "", 60000, 60000);
-    QVERIFY2(mounted.acked, qPrintable(mounted.error));
-    QCOMPARE(mounted.data(wire::MountReply), QByteArray(row.mounted));
+    QVERIFY(rig.station.send(wire::FlashRequest));
+    QCOMPARE(rig.next(), QString::fromLatin1(ack));
+    QCOMPARE(rig.next(), QLatin1String("7052 ") + QLatin1String(row.flashed));
+    QVERIFY(rig.station.send(wire::MountRequest));
+    QCOMPARE(rig.next(), QString::fromLatin1(ack));
+    QCOMPARE(rig.next(Patience::mountPause), QLatin1String("7061 ") + QLatin1String(row.mounted));
     QCOMPARE(joined(rig.request(wire::VersionRequest, "01")), QString::fromLatin1(row.version));
     QCOMPARE(joined(rig.request(wire::CalibrateRequest, "01")), QString::fromLatin1(ack));
     QCOMPARE(joined(rig.request(wire::CalibrateRequest, "00")), QString::fromLatin1(ack));
@@ -556,18 +557,18 @@ void TestFaults::noLine()
     KeypadOptions options;
     ToolClock clock;
     clock.wind(options);
-    VirtualKeypad keypad(options);
+    RigKeypad keypad(options);
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     m_lines.at(index).breakIt(keypad);
     if (QTest::currentTestFailed())
         return;
     QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
-    QVERIFY(keypad.waitForLog("Failed to open /dev/ttySP0", 60000));
-    QVERIFY(keypad.waitForLog("Failed to open QB740 serial port", 60000));
-    QVERIFY(keypad.waitForLog("!!!!!!!!!! stream_pointer NULL !!!!!!!!!!!!!!", 60000));
+    QVERIFY(keypad.waitForLog("Failed to open /dev/ttySP0"));
+    QVERIFY(keypad.waitForLog("Failed to open QB740 serial port"));
+    QVERIFY(keypad.waitForLog("!!!!!!!!!! stream_pointer NULL !!!!!!!!!!!!!!"));
     QVERIFY(clock.set(16));
     keypad.pressHome(); // wakes it
-    QVERIFY(keypad.waitForExit(60000));
+    QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().signal, 0);
     QCOMPARE(keypad.exitStatus().code, 0);
 }
@@ -613,14 +614,14 @@ void TestFaults::pipeWriterThatNeverCloses()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.keypad.waitForLog("Waiting for SD event", 60000));
-    QVERIFY(rig.station.waitForReady(60000));
+    QVERIFY(rig.keypad.waitForLog("Waiting for SD event"));
+    QVERIFY(rig.station.waitForReady());
     QVERIFY(rig.keypad.setCard(VirtualKeypad::Writable));
     const int writer = rig.keypad.openFile(pathOf(Board::SdEvents), O_WRONLY);
     QVERIFY(writer >= 0);
     const QByteArray line("#/media/mmcblk0p1\n");
     QCOMPARE(write(writer, line.constData(), size_t(line.size())), ssize_t(line.size()));
-    QVERIFY(rig.keypad.waitForLog("SD Mount to m_sdCardMountPath=/media/mmcblk0p1", 20000));
+    QVERIFY(rig.keypad.waitForLog("SD Mount to m_sdCardMountPath=/media/mmcblk0p1"));
     const Outcome card = rig.request(wire::SdReadRequest, "010502");
     QCOMPARE(card.line.size(), 1);
     QVERIFY2(card.line.first().startsWith("6162 01050200"), qPrintable(joined(card)));
@@ -632,12 +633,12 @@ void TestFaults::pipeWriterThatNeverEndsItsLine()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.keypad.waitForLog("Waiting for SD event", 60000));
-    QVERIFY(rig.station.waitForReady(60000));
+    QVERIFY(rig.keypad.waitForLog("Waiting for SD event"));
+    QVERIFY(rig.station.waitForReady());
     const int writer = rig.keypad.openFile(pathOf(Board::SdEvents), O_WRONLY);
     QVERIFY(writer >= 0);
     QCOMPARE(write(writer, "#/half", 6), ssize_t(6));
-    QVERIFY(rig.keypad.waitForLog("Received SD event", 20000));
+    QVERIFY(rig.keypad.waitForLog("Received SD event"));
     QCOMPARE(joined(rig.request(wire::SdReadRequest, "010502")),
              QStringLiteral("6162 0105020100000000000000000000"));
     end(&rig);

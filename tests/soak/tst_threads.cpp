@@ -7,6 +7,7 @@
 #include "tests/support/boardfolder.h"
 #include "tests/support/ptyline.h"
 #include "tests/support/testprogram.h"
+#include "tests/whole/patience.h"
 
 #include <QMetaMethod>
 #include <QMutex>
@@ -218,7 +219,9 @@ void TestThreads::everySignalIsEmittedHere()
         if (const QByteArray reply(request.end); !reply.isEmpty())
             end.prepend(wire::buildFrame(wire::Sender::Keypad,
                                          quint16(reply.left(4).toUInt(nullptr, 16)), reply.mid(5)));
-        QTRY_VERIFY_WITH_TIMEOUT(m_line->received().endsWith(end), 60000);
+        const bool isAnswered = Patience::waitUntil(
+            [&] { return m_line->received().endsWith(end); }, Patience::mountPause);
+        QVERIFY2(isAnswered, qPrintable(QString::number(request.type, 16)));
     }
     QVERIFY(protocol);
     for (const char *success : successes)
@@ -251,23 +254,23 @@ void TestThreads::cardEventsComeThroughTheQueue()
     connect(monitor, &SDMon::dirAdded, monitor, noteEmitter, Qt::DirectConnection);
     connect(monitor, &SDMon::dirRemoved, monitor, noteEmitter, Qt::DirectConnection);
 
-    QTRY_VERIFY_WITH_TIMEOUT(pipeWaitsSoFar() > 0, 60000);
+    AWAIT_VERIFY(pipeWaitsSoFar() > 0);
     const int waits = pipeWaitsSoFar();
     writeCardEvent("#/card\n");
-    QVERIFY(emitted.tryAcquire(1, 60000));
+    QVERIFY(emitted.tryAcquire(1, 10000));
     QVERIFY(emitter != QThread::currentThreadId());
     QVERIFY2(protocol->sdCardMountPath().isNull(), "the slot did not wait for the event loop");
-    QTRY_COMPARE_WITH_TIMEOUT(protocol->sdCardMountPath(), QStringLiteral("/card"), 60000);
+    AWAIT_COMPARE(protocol->sdCardMountPath(), QStringLiteral("/card"));
 
     // What comes while the monitor has the pipe open for the first line is lost.
-    QTRY_VERIFY_WITH_TIMEOUT(pipeWaitsSoFar() > waits, 60000);
+    AWAIT_VERIFY(pipeWaitsSoFar() > waits);
     emitter = nullptr;
     writeCardEvent("!/card\n");
-    QVERIFY(emitted.tryAcquire(1, 60000));
+    QVERIFY(emitted.tryAcquire(1, 10000));
     QVERIFY(emitter && emitter != QThread::currentThreadId());
     QVERIFY2(protocol->sdCardMountPath() == QLatin1String("/card"),
              "the slot did not wait for the event loop");
-    QTRY_VERIFY_WITH_TIMEOUT(protocol->sdCardMountPath().isNull(), 60000);
+    AWAIT_VERIFY(protocol->sdCardMountPath().isNull());
 
     const QMutexLocker locker(&mutex);
     const QString mounted = QStringLiteral("In ATE Mode--->, SD Mount to m_sdCardMountPath=/card");

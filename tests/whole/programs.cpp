@@ -1,7 +1,6 @@
 #include "tests/whole/programs.h"
 
-#include <QDeadlineTimer>
-#include <QThread>
+#include "tests/whole/patience.h"
 
 namespace
 {
@@ -10,17 +9,6 @@ const QLatin1String programsDir("/run/bench/bin/");
 const QLatin1String callsDir("/run/bench/calls");
 const QLatin1String attachedMark("/run/bench/attached");
 const char *const names[] = {"kobs-ng", "ubiformat", "ubiattach", "mount"};
-
-bool waitFor(VirtualKeypad &keypad, const QString &program, bool wanted, int msecs)
-{
-    const QDeadlineTimer deadline(msecs);
-    while (Programs::running(keypad, program).isEmpty() == wanted) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
-}
 
 } // namespace
 
@@ -42,14 +30,14 @@ QList<int> Programs::running(VirtualKeypad &keypad, const QString &program)
     return found;
 }
 
-bool Programs::waitUntilRunning(VirtualKeypad &keypad, const QString &program, int msecs)
+bool Programs::waitUntilRunning(VirtualKeypad &keypad, const QString &program)
 {
-    return waitFor(keypad, program, true, msecs);
+    return Patience::waitUntil([&] { return !running(keypad, program).isEmpty(); });
 }
 
-bool Programs::waitUntilGone(VirtualKeypad &keypad, const QString &program, int msecs)
+bool Programs::waitUntilGone(VirtualKeypad &keypad, const QString &program)
 {
-    return waitFor(keypad, program, false, msecs);
+    return Patience::waitUntil([&] { return running(keypad, program).isEmpty(); });
 }
 
 bool Programs::kill(VirtualKeypad &keypad, const QString &program, const QString &signal)

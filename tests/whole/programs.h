@@ -14,8 +14,8 @@ namespace Programs
 
 /// Numbers, inside the keypad, of the processes called @p program.
 QList<int> running(VirtualKeypad &keypad, const QString &program);
-bool waitUntilRunning(VirtualKeypad &keypad, const QString &program, int msecs = 20000);
-bool waitUntilGone(VirtualKeypad &keypad, const QString &program, int msecs = 20000);
+bool waitUntilRunning(VirtualKeypad &keypad, const QString &program);
+bool waitUntilGone(VirtualKeypad &keypad, const QString &program);
 /// Sends @p signal ("KILL") to every process called @p program; false when there was none.
 bool kill(VirtualKeypad &keypad, const QString &program, const QString &signal);
 

@@ -10,12 +10,16 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace
 {
 
 const char receivedText[] = "Got_newsocket:";
+
+/// One step of a patient wait.
+const int moment = 20; // ms
 
 /// Empty when it is not installed. It lives in a folder named after the machine.
 QString fakeTimeLibrary()
@@ -101,6 +105,82 @@ void skipProgram(const QString &reason)
     fflush(stdout);
 }
 
+bool RigKeypad::waitForExit()
+{
+    return Patience::wait([this] { return VirtualKeypad::waitForExit(moment); });
+}
+
+bool RigKeypad::waitForLog(const QString &text)
+{
+    return Patience::wait([&] { return VirtualKeypad::waitForLog(text, moment); });
+}
+
+bool RigKeypad::waitForStore(const QString &path, const QByteArray &text)
+{
+    return Patience::wait([&] { return VirtualKeypad::waitForStore(path, text, moment); });
+}
+
+bool RigKeypad::waitForPixel(int x, int y, QRgb colour)
+{
+    return Patience::wait([&] { return VirtualKeypad::waitForPixel(x, y, colour, moment); });
+}
+
+bool RigKeypad::insertCard(const QString &dir)
+{
+    return Patience::wait([&] { return VirtualKeypad::insertCard(dir, moment); });
+}
+
+bool RigKeypad::removeCard(const QString &dir)
+{
+    return Patience::wait([&] { return VirtualKeypad::removeCard(dir, moment); });
+}
+
+std::optional<Station::Received> RigStation::receive(int ownPause)
+{
+    std::optional<Received> received;
+    const auto ask = [&] {
+        received = Station::receive(0);
+        if (received || !isOpen() || isHungUp())
+            return true;
+        pollfd line = {descriptor(), POLLIN, 0};
+        ::poll(&line, 1, moment);
+        QCoreApplication::processEvents();
+        return false;
+    };
+    // What has come of a frame that breaks off is seen, too.
+    return Patience::wait(ask, ownPause) ? received : Station::receive(1);
+}
+
+std::optional<wire::Frame> RigStation::waitFor(quint16 type)
+{
+    for (;;) {
+        const std::optional<Received> received = receive();
+        if (!received)
+            return std::nullopt;
+        if (received->isFrame() && received->frame.type == type)
+            return received->frame;
+    }
+}
+
+bool RigStation::expect(quint16 type, const QByteArray &data)
+{
+    return expectRaw(wire::buildFrame(wire::Sender::Keypad, type, data) + "\r\n");
+}
+
+bool RigStation::expectLine(const QByteArray &text)
+{
+    return expectRaw(text + "\r\n");
+}
+
+bool RigStation::expectRaw(const QByteArray &raw)
+{
+    const std::optional<Received> received = receive();
+    if (!received || received->raw == raw)
+        return received.has_value();
+    qWarning("%s instead of %s", received->raw.constData(), raw.constData());
+    return false;
+}
+
 Rig::Rig(const KeypadOptions &options) : keypad(options) {}
 
 bool Rig::start()
@@ -117,7 +197,7 @@ bool Rig::startReady()
 {
     if (!start())
         return false;
-    if (!station.waitForReady(30000)) {
+    if (!station.waitForReady()) {
         m_why = station.errorString();
         return false;
     }
@@ -138,7 +218,7 @@ Outcome Rig::raw(const QByteArray &bytes)
     if (!station.sendRaw(bytes))
         return {{station.errorString()}, {}, {}};
     // Once it has been read, the echo behind it is a read of its own.
-    if (!keypad.waitForLog(QLatin1String(receivedText), 30000))
+    if (!keypad.waitForLog(QLatin1String(receivedText)))
         return {{QStringLiteral("(not read)")}, log(), stores()};
     return collect();
 }
@@ -159,7 +239,7 @@ Outcome Rig::collect()
     Outcome outcome;
     station.send(wire::EchoRequest, token);
     for (;;) {
-        const std::optional<Station::Received> received = station.receive(30000);
+        const std::optional<Station::Received> received = station.receive();
         if (!received) {
             outcome.line.append(u'(' + station.errorString() + u')');
             break;
@@ -179,9 +259,9 @@ QByteArray Rig::newEcho()
     return "E0" + QByteArray::number(++m_echoes).rightJustified(8, '0') + "E0";
 }
 
-QString Rig::next(int msecs)
+QString Rig::next(int ownPause)
 {
-    const std::optional<Station::Received> received = station.receive(msecs);
+    const std::optional<Station::Received> received = station.receive(ownPause);
     return received ? written(*received) : u'(' + station.errorString() + u')';
 }
 
@@ -195,10 +275,10 @@ QStringList Rig::wholeLog()
     return m_forgottenLog + log();
 }
 
-bool Rig::waitForLog(const QString &line, int msecs)
+bool Rig::waitForLog(const QString &line)
 {
     const QString text = line.mid(line.indexOf(QLatin1String(": ")) + 2);
-    keypad.waitForLog(text, msecs);
+    keypad.waitForLog(text);
     return log().contains(line);
 }
 

@@ -5,6 +5,7 @@
 
 #include "bench/keypad/virtualkeypad.h"
 #include "bench/station/station.h"
+#include "tests/whole/patience.h"
 
 #include <QStringList>
 #include <QTemporaryDir>
@@ -54,13 +55,47 @@ struct Outcome {
     QStringList stores;
 };
 
+/// A keypad whose waits have the patience of the tests.
+class RigKeypad : public VirtualKeypad
+{
+public:
+    using VirtualKeypad::VirtualKeypad;
+
+    bool waitForExit();
+    bool waitForLog(const QString &text);
+    bool waitForStore(const QString &path, const QByteArray &text);
+    bool waitForPixel(int x, int y, QRgb colour);
+    bool insertCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"));
+    bool removeCard(const QString &dir = QStringLiteral("/media/mmcblk0p1"));
+};
+
+/// A station of the same kind.
+class RigStation : public Station
+{
+public:
+    using Station::Station;
+
+    /// The next thing on the line. @p ownPause as in Patience::wait().
+    std::optional<Received> receive(int ownPause = 0);
+    /// Only what is there already.
+    std::optional<Received> receiveNow() { return Station::receive(0); }
+    std::optional<wire::Frame> waitFor(quint16 type);
+    bool waitForReady() { return waitFor(wire::Ready).has_value(); }
+    /// Whether the next thing is this frame, or this line without its end.
+    bool expect(quint16 type, const QByteArray &data = QByteArray());
+    bool expectLine(const QByteArray &text);
+
+private:
+    bool expectRaw(const QByteArray &raw);
+};
+
 class Rig
 {
 public:
     explicit Rig(const KeypadOptions &options = KeypadOptions());
 
-    VirtualKeypad keypad;
-    Station station;
+    RigKeypad keypad;
+    RigStation station;
 
     /// Runs the tool with the station at its line. False, with why(), when it cannot.
     bool start();
@@ -79,14 +114,15 @@ public:
     Outcome settle();
 
     /// The next thing on the line, written as in Outcome; says why when nothing comes.
-    QString next(int msecs = 30000);
+    /// @p ownPause as in Patience::wait().
+    QString next(int ownPause = 0);
     /// The log so far, written as in Outcome; of lines from the thread that
     /// watches the card none.
     QStringList log();
     /// The same, what is forgotten included.
     QStringList wholeLog();
     /// Whether exactly this line, written as in Outcome, is or gets logged.
-    bool waitForLog(const QString &line, int msecs = 30000);
+    bool waitForLog(const QString &line);
     QStringList stores();
     /// Forgets log, stores and what came on the line.
     void forget();

@@ -1,9 +1,9 @@
 #include "tests/whole/screenreader.h"
 
-#include <QDeadlineTimer>
+#include "tests/whole/patience.h"
+
 #include <QLabel>
 #include <QMap>
-#include <QThread>
 
 #include <cstdlib>
 #include <limits>
@@ -116,17 +116,6 @@ double difference(const Shape &a, const Shape &b)
     return dark == 0 ? 1 : double(least) / dark;
 }
 
-template<typename Condition> bool waitUntil(int msecs, Condition condition)
-{
-    const QDeadlineTimer deadline(msecs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(20);
-    }
-    return true;
-}
-
 } // namespace
 
 KeypadOptions onScreen()
@@ -183,9 +172,9 @@ QString ScreenReader::bars()
     return percents.join(QLatin1Char(' '));
 }
 
-bool ScreenReader::waitForBars(const QList<int> &percents, int msecs)
+bool ScreenReader::waitForBars(const QList<int> &percents)
 {
-    return m_bars.size() == percents.size() && waitUntil(msecs, [&] {
+    return m_bars.size() == percents.size() && Patience::waitUntil([&] {
                const QImage screen = m_keypad.screen();
                for (int i = 0; i < percents.size(); ++i) {
                    if (std::abs(filled(screen, m_bars.at(i)) - percents.at(i)) > 1)
@@ -213,7 +202,7 @@ QString ScreenReader::status()
     return best;
 }
 
-bool ScreenReader::waitForStatus(const QString &text, int msecs)
+bool ScreenReader::waitForStatus(const QString &text)
 {
-    return waitUntil(msecs, [&] { return status() == text; });
+    return Patience::waitUntil([&] { return status() == text; });
 }

@@ -26,13 +26,13 @@ public:
     QString bars();
     /// Whether the bars show, give or take one percent, what @p percents says.
     /// Waits for it: the screen is drawn later than a frame is sent.
-    bool waitForBars(const QList<int> &percents, int msecs = 30000);
+    bool waitForBars(const QList<int> &percents);
 
     /// The status line, as the one of the texts it may show that looks most like
     /// it; "Flash NAND" when the start button is in its place, "" for nothing and
     /// "(unknown)" for what looks like none of them.
     QString status();
-    bool waitForStatus(const QString &text, int msecs = 30000);
+    bool waitForStatus(const QString &text);
 
     /// Where the start button is, or was.
     static QPoint button() { return {400, 262}; }

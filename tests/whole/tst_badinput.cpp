@@ -306,9 +306,9 @@ void TestBadInput::sdPipeTakesOneLinePerOpening()
     // Stopped, the tool cannot open the pipe again before the writer has closed it.
     const int writer = m_rig->keypad.openFile("/tmp/sdstat", O_WRONLY);
     QVERIFY(writer >= 0);
-    QVERIFY(m_rig->keypad.waitForLog("Received SD event", 20000));
+    QVERIFY(m_rig->keypad.waitForLog("Received SD event"));
     QVERIFY(m_rig->keypad.kill(SIGSTOP));
-    QTRY_VERIFY_WITH_TIMEOUT(isStopped(m_rig->keypad.toolPid()), 20000);
+    AWAIT_VERIFY(isStopped(m_rig->keypad.toolPid()));
     const QByteArray lines("#/media/one\n#/media/two\nhello\n");
     QCOMPARE(write(writer, lines.constData(), size_t(lines.size())), ssize_t(lines.size()));
     close(writer);
@@ -332,7 +332,7 @@ void TestBadInput::sdPipeWriterThatNeverCloses()
     const int writer = m_rig->keypad.openFile("/tmp/sdstat", O_WRONLY);
     QVERIFY(writer >= 0);
     QVERIFY(write(writer, "#/media/slow", 12) == 12);
-    QVERIFY(m_rig->keypad.waitForLog("Received SD event", 20000));
+    QVERIFY(m_rig->keypad.waitForLog("Received SD event"));
     // Only the monitor waits.
     for (int i = 0; i < 5; ++i)
         QCOMPARE(m_rig->raw(echo5A).line, QStringList("6003 5A"));
@@ -355,8 +355,7 @@ void TestBadInput::sdPipeWithoutEnd()
         ++blocks;
     close(writer);
     QVERIFY2(blocks < 1000, "four megabytes were taken for one line");
-    QVERIFY(m_rig->waitForLog("warning: In ATE Mode--->,Unexpected character at beginning of msg",
-                              20000));
+    QVERIFY(m_rig->waitForLog("warning: In ATE Mode--->,Unexpected character at beginning of msg"));
     QVERIFY(m_rig->keypad.writeSdPipe("#/media/after\n"));
     QVERIFY(
         m_rig->waitForLog("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=/media/after"));
@@ -455,7 +454,7 @@ void TestBadInput::endsWell()
 {
     QVERIFY(m_rig->station.send(0x6001));
     QCOMPARE(m_rig->next(), QString("0004"));
-    QVERIFY(m_rig->keypad.waitForExit(30000));
+    QVERIFY(m_rig->keypad.waitForExit());
     QCOMPARE(m_rig->keypad.exitStatus().signal, 0);
     QCOMPARE(m_rig->keypad.exitStatus().code, 0);
 }

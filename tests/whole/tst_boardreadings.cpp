@@ -47,7 +47,7 @@ void TestBoardReadings::initTestCase()
 
 QByteArray TestBoardReadings::rawNext()
 {
-    const std::optional<Station::Received> received = m_rig->station.receive(10000);
+    const std::optional<Station::Received> received = m_rig->station.receive();
     return received ? received->raw : m_rig->station.errorString().toUtf8();
 }
 
@@ -186,16 +186,16 @@ void TestBoardReadings::relayIsOffAtFirstAndAgain()
 void TestBoardReadings::nothingIsLostWhileRelaying()
 {
     QCOMPARE(m_rig->request(0x7040, "01").line, QStringList("0004"));
-    Station &station = m_rig->station;
+    RigStation &station = m_rig->station;
     for (int i = 0; i < 400; ++i) {
         const QByteArray data = QByteArray::number(i);
         QVERIFY(station.send(0x6002, data));
-        QVERIFY2(station.expect(0x6003, data, 20000), qPrintable(station.errorString()));
+        QVERIFY2(station.expect(0x6003, data), qPrintable(station.errorString()));
         if (i % 4 != 0)
             continue;
         QVERIFY(station.send(0x7041, data));
-        QVERIFY2(station.expectLine(data, 20000), qPrintable(station.errorString()));
-        QVERIFY2(station.expect(0x0004, QByteArray(), 20000), qPrintable(station.errorString()));
+        QVERIFY2(station.expectLine(data), qPrintable(station.errorString()));
+        QVERIFY2(station.expect(0x0004, QByteArray()), qPrintable(station.errorString()));
     }
     QCOMPARE(m_rig->request(0x7040, "00").line, QStringList("0004"));
 }

@@ -124,9 +124,9 @@ void TestCalibration::press(const QPoint &at)
 {
     m_rig->forget();
     QVERIFY(m_rig->keypad.press(at.x(), at.y()));
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({loud, loud, quiet}), 20000);
+    AWAIT_COMPARE(m_rig->stores(), QStringList({loud, loud, quiet}));
     // Nothing is reported before the finger lifts.
-    QVERIFY(!m_rig->station.receive(0).has_value());
+    QVERIFY(!m_rig->station.receiveNow().has_value());
 }
 
 void TestCalibration::hold(const QPoint &at, const QString &point)
@@ -175,7 +175,7 @@ int TestCalibration::target()
 
 bool TestCalibration::waitForTarget(int index)
 {
-    return QTest::qWaitFor([&] { return target() == index; }, 20000);
+    return Patience::waitUntil([&] { return target() == index; });
 }
 
 void TestCalibration::acceptedCycle()
@@ -248,7 +248,7 @@ void TestCalibration::shortTouch()
     QVERIFY(waitForTarget(1));
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(24, 456, 0));
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({quiet, loud, loud, quiet}), 20000);
+    AWAIT_COMPARE(m_rig->stores(), QStringList({quiet, loud, loud, quiet}));
     QVERIFY(waitForTarget(2));
     QCOMPARE(m_rig->settle().line, QStringList());
 
@@ -300,7 +300,7 @@ void TestCalibration::testImageEndsIt()
     QCOMPARE(shown.log, QStringList({"debug: Using test pattern '/home/default/bars.png'",
                                      settingCalibration, releasingMouse, onlyToSd}));
     QCOMPARE(shown.stores, QStringList(quiet));
-    QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00, 20000));
+    QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00));
     QCOMPARE(target(), -1);
     // It is gone: a touch is no point any more.
     m_rig->forget();
@@ -313,7 +313,7 @@ void TestCalibration::testImageEndsIt()
 void TestCalibration::itEndsATestImage()
 {
     QCOMPARE(m_rig->request(wire::PatternRequest, "bars").line, QStringList(ack));
-    QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00, 20000));
+    QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00));
     open();
     QCOMPARE(close().line, QStringList(ack));
     // The image does not come back.
@@ -407,7 +407,7 @@ void TestCalibration::exitRequestStoresNothing()
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::ExitRequest));
     QCOMPARE(m_rig->next(), ack);
-    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QVERIFY(m_rig->keypad.waitForExit());
     QCOMPARE(m_rig->keypad.exitStatus().code, 0);
     QCOMPARE(m_rig->keypad.exitStatus().signal, 0);
     QVERIFY(!m_rig->keypad.exists(defaultFile));
@@ -421,7 +421,7 @@ void TestCalibration::exitRequestFreesTheDialog()
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
     QVERIFY(m_rig->station.send(wire::ExitRequest));
     QCOMPARE(m_rig->next(), ack);
-    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QVERIFY(m_rig->keypad.waitForExit());
     QCOMPARE(m_rig->keypad.exitStatus().code, 0);
     QVERIFY(!m_rig->log().contains(settingCalibration));
 }
@@ -432,7 +432,7 @@ void TestCalibration::filesOfTheEnvironment()
     options.environment.insert("POINTERCAL_FILE", "/root/files/of-qt");
     options.environment.insert("TSLIB_CALIBFILE", "/root/files/of-library");
     m_rig.reset(new Rig(options));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QCOMPARE(keypad.run("mkdir", {"/root/files"}).code, 0);
     const QByteArray old = "131072 0 0 0 131072 0 65536\n";

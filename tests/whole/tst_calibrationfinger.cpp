@@ -77,14 +77,14 @@ void TestCalibrationFinger::initTestCase()
 {
     SKIP_UNLESS_SCREENS_RUN();
     m_rig.reset(new Rig(withPanel()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QVERIFY(keypad.writeFile(configuration, "module_raw touchkit\nmodule linear\n"));
     QCOMPARE(keypad.run("mkfifo", {panelDevice}).code, 0);
     m_panel = keypad.openFile(panelDevice, O_RDWR | O_NONBLOCK);
     QVERIFY(m_panel >= 0);
     QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
-    QVERIFY(m_rig->station.waitForReady(30000));
+    QVERIFY(m_rig->station.waitForReady());
     const QString log = m_rig->log().join('\n');
     m_rig->forget();
     if (log.contains(QLatin1String("Built without the touchscreen library"))) {
@@ -133,8 +133,8 @@ void TestCalibrationFinger::hold(const QPoint &panel, const QString &point)
 {
     m_rig->forget();
     finger(panel);
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({loud, loud, quiet}), 20000);
-    QVERIFY(!m_rig->station.receive(0).has_value());
+    AWAIT_COMPARE(m_rig->stores(), QStringList({loud, loud, quiet}));
+    QVERIFY(!m_rig->station.receiveNow().has_value());
     lift();
     QCOMPARE(m_rig->next(), point);
     QCOMPARE(m_rig->stores(), QStringList({loud, loud, quiet, quiet}));
@@ -150,7 +150,7 @@ void TestCalibrationFinger::comparePlaces()
     touchTest(true);
     for (const QPoint &place : places) {
         tap(onPanel(place));
-        const std::optional<wire::Frame> frame = m_rig->station.waitFor(wire::TouchReply, 10000);
+        const std::optional<wire::Frame> frame = m_rig->station.waitFor(wire::TouchReply);
         QVERIFY2(frame.has_value(), qPrintable(m_rig->station.errorString()));
         const QString said = QString::fromLatin1(frame->data);
         QCOMPARE(said.size(), 6);
@@ -180,7 +180,7 @@ void TestCalibrationFinger::shortTouch()
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
     m_rig->forget();
     tap(QPoint(1828, 148));
-    QTRY_COMPARE_WITH_TIMEOUT(m_rig->stores(), QStringList({quiet, loud, loud, quiet}), 20000);
+    AWAIT_COMPARE(m_rig->stores(), QStringList({quiet, loud, loud, quiet}));
     QCOMPARE(m_rig->settle().line, QStringList());
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "00").line, QStringList(ack));
     QVERIFY(!m_rig->keypad.exists(defaultFile));
@@ -232,7 +232,7 @@ void TestCalibrationFinger::startButton()
     tap(onPanel(QPoint(100, 100)));
     QCOMPARE(m_rig->settle().line, QStringList());
     tap(onPanel(ScreenReader::button()));
-    QCOMPARE(m_rig->next(60000), QString("7052 00"));
+    QCOMPARE(m_rig->next(), QString("7052 00"));
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Failed: Finished with Error"));
 }
 
@@ -250,7 +250,7 @@ void TestCalibrationFinger::rawAgainWhileItIsOpen()
 void TestCalibrationFinger::fileIsUsedAfterARestart()
 {
     QVERIFY(m_rig->station.send(wire::ExitRequest));
-    QVERIFY(m_rig->keypad.waitForExit(60000));
+    QVERIFY(m_rig->keypad.waitForExit());
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
     comparePlaces();
 }
@@ -285,12 +285,12 @@ void TestCalibrationFinger::lateTouchscreen()
     ::close(m_panel);
     m_panel = -1;
     m_rig.reset(new Rig(withPanel()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QVERIFY(keypad.writeFile(configuration, "module_raw touchkit\nmodule linear\n"));
     QVERIFY(keypad.writeFile(defaultFile, "1 0 0 0 1 0 0\n"));
     QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
-    QVERIFY(m_rig->station.waitForReady(30000));
+    QVERIFY(m_rig->station.waitForReady());
     QCOMPARE(m_rig->log().filter("warning: "),
              QStringList(
                  {"warning: No calibration in /etc/pointercal",

@@ -21,8 +21,6 @@ const QString failed = QStringLiteral("7052 00");
 const QString timedOut =
     QStringLiteral("debug: \n************ ATE TEST Quit due to time out ************\n");
 
-const int slow = 60000; // ms; a whole flash on a busy machine
-
 /// What the boot stream tool prints with so many blocks to erase.
 QByteArray bootStreamOutput(int eraseLines)
 {
@@ -123,19 +121,13 @@ void TestFlashing::cleanup()
 bool TestFlashing::waitForQuery(const char *data)
 {
     const QStringList wanted(QStringLiteral("7051 ") + QLatin1String(data));
-    const QDeadlineTimer deadline(slow);
-    for (;;) {
-        const Outcome answer = query();
-        if (answer.line == wanted)
-            return true;
-        if (deadline.hasExpired()) {
-            qWarning("the last answer is %s, after this log:\n%s",
-                     qPrintable(answer.line.join(QLatin1String(", "))),
-                     qPrintable(m_rig->wholeLog().join(u'\n')));
-            return false;
-        }
-        QThread::msleep(20);
-    }
+    QStringList answer;
+    if (Patience::waitUntil([&] { return (answer = query().line) == wanted; }))
+        return true;
+    qWarning("the last answer is %s, after this log:\n%s",
+             qPrintable(answer.join(QLatin1String(", "))),
+             qPrintable(m_rig->wholeLog().join(u'\n')));
+    return false;
 }
 
 /// A whole flash, with everything that the station hears of it.
@@ -144,13 +136,13 @@ void TestFlashing::flashWell()
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QCOMPARE(m_rig->settle().line, QStringList());
 }
 
 void TestFlashing::fromTheButton()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     // Below the logo there is nothing to press.
     QCOMPARE(m_rig->request(wire::PatternRequest, "tarnwick.png").line, QStringList(ack));
     QVERIFY(keypad.touch(ScreenReader::button().x(), ScreenReader::button().y()));
@@ -185,7 +177,7 @@ void TestFlashing::fromTheButton()
 
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(rootFs));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QCOMPARE(m_rig->settle().line, QStringList());
     QVERIFY2(m_screen->waitForStatus("Complete!"), qPrintable(m_screen->status()));
     QCOMPARE(m_screen->bars(), QString("100 100 100 100"));
@@ -202,7 +194,7 @@ void TestFlashing::fromTheButton()
 
 void TestFlashing::fromTheStation()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
     const Outcome started = m_rig->request(wire::FlashRequest);
     QCOMPARE(started.line, QStringList(ack));
@@ -216,7 +208,7 @@ void TestFlashing::fromTheStation()
 
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(boot));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QCOMPARE(m_rig->settle().line, QStringList());
     QVERIFY(m_screen->waitForStatus("Complete!"));
     QCOMPARE(m_screen->bars(), QString("100 100 100 100"));
@@ -226,7 +218,7 @@ void TestFlashing::fromTheStation()
 /// seams.
 void TestFlashing::everyStageAnswers()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QCOMPARE(query().line, QStringList(notApplicable));
 
     QVERIFY(keypad.holdStandin(boot, "MTD CONFIG:"));
@@ -255,7 +247,7 @@ void TestFlashing::everyStageAnswers()
     QVERIFY(waitForQuery("034B"));
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(rootFs));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QCOMPARE(query().line, QStringList(notApplicable));
 }
 
@@ -264,7 +256,7 @@ void TestFlashing::wholeOutputAtFullSpeed()
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QCOMPARE(end.log,
@@ -298,7 +290,7 @@ void TestFlashing::programsAreStartedRight()
 
 void TestFlashing::secondStartIsRefused()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0032"));
@@ -312,7 +304,7 @@ void TestFlashing::secondStartIsRefused()
 
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(boot));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QCOMPARE(m_rig->settle().line, QStringList());
     QCOMPARE(Programs::calls(keypad),
              QStringList({"kobs-ng -v /boot/fw-1.2/imx28_ivt_linux.sb",
@@ -321,7 +313,7 @@ void TestFlashing::secondStartIsRefused()
 
 void TestFlashing::moreEraseLinesThanExpected()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     const QString capture = QStringLiteral("/run/bench/captures/kobs-ng-good.stdout");
     const QByteArray usual = keypad.readFile(capture);
     QVERIFY(keypad.writeFile(capture, bootStreamOutput(60)));
@@ -337,7 +329,7 @@ void TestFlashing::moreEraseLinesThanExpected()
     QVERIFY(m_screen->waitForBars({100, 0, 0, 0}));
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(boot));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
     QVERIFY(keypad.writeFile(capture, usual));
 }
 
@@ -382,14 +374,14 @@ void TestFlashing::failures()
     QFETCH(QString, status);
     QFETCH(QStringList, ending);
     QFETCH(QList<int>, bars);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.setStandin(program, play));
 
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
     QCOMPARE(m_rig->next(), ack);
     for (int i = 0; i < reports; ++i)
-        QCOMPARE(m_rig->next(slow), failed);
+        QCOMPARE(m_rig->next(), failed);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QStringList log({"debug: Using firmware update dir '/boot/fw-1.2'", "debug: Starting kobs-ng"});
@@ -437,7 +429,7 @@ void TestFlashing::imagesThatCauseFailures()
     QFETCH(QString, emptied);
     QFETCH(QStringList, line);
     QFETCH(QString, status);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.makeDir("/boot/fw-9.bad"));
     QVERIFY(keypad.writeFile("/boot/fw-9.bad/imx28_ivt_linux.sb", "x"));
     QVERIFY(keypad.writeFile("/boot/fw-9.bad/qm8velrootfs.ubi", QByteArray(131072, 'x')));
@@ -450,7 +442,7 @@ void TestFlashing::imagesThatCauseFailures()
     QVERIFY(m_rig->station.send(wire::FlashRequest));
     QCOMPARE(m_rig->next(), ack);
     for (const QString &frame : qAsConst(line))
-        QCOMPARE(m_rig->next(slow), frame);
+        QCOMPARE(m_rig->next(), frame);
     QCOMPARE(m_rig->settle().line, QStringList());
     QVERIFY2(m_screen->waitForStatus(status), qPrintable(m_screen->status()));
     QVERIFY(keypad.removeFile("/boot/fw-9.bad"));
@@ -458,7 +450,7 @@ void TestFlashing::imagesThatCauseFailures()
 
 void TestFlashing::killedProgram()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     // It leaves an unfinished line.
     QVERIFY(Programs::setScript(keypad, boot,
                                 "echo mtd: erasing\\ 1\n"
@@ -467,11 +459,11 @@ void TestFlashing::killedProgram()
                                 "while :; do /bin/sleep 0.05; done\n"));
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0001"));
-    QTRY_VERIFY_WITH_TIMEOUT(keypad.exists("/root/ready"), slow);
+    AWAIT_VERIFY(keypad.exists("/root/ready"));
     m_rig->forget();
     QVERIFY(Programs::kill(keypad, boot, QStringLiteral("KILL")));
-    QCOMPARE(m_rig->next(slow), failed);
-    QCOMPARE(m_rig->next(slow), failed);
+    QCOMPARE(m_rig->next(), failed);
+    QCOMPARE(m_rig->next(), failed);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QCOMPARE(end.log, QStringList({"debug: Process error 'Crashed'",
@@ -486,7 +478,7 @@ void TestFlashing::killedProgram()
     QVERIFY(waitForQuery("0033"));
     m_rig->forget();
     QVERIFY(keypad.releaseStandin(boot));
-    QCOMPARE(m_rig->next(slow), complete);
+    QCOMPARE(m_rig->next(), complete);
 }
 
 void TestFlashing::updateDirectory_data()
@@ -538,7 +530,7 @@ void TestFlashing::updateDirectory()
     QFETCH(QStringList, files);
     QFETCH(QByteArray, asked);
     QFETCH(QString, chosen);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     const QStringList old = keypad.listDir("/boot");
     for (const QString &name : old)
         QVERIFY(keypad.removeFile("/boot/" + name));
@@ -553,7 +545,7 @@ void TestFlashing::updateDirectory()
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::FlashRequest, asked));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), failed);
+    QCOMPARE(m_rig->next(), failed);
     QCOMPARE(m_rig->log().value(0), "debug: Using firmware update dir '" + chosen + "'");
     const QList<VirtualKeypad::StandinCall> calls = keypad.standinCalls();
     QCOMPARE(calls.size(), 2);
@@ -566,20 +558,20 @@ void TestFlashing::exitRequestDuringAFlash()
 {
     // Without a screen: what is left unfreed at the end is then the tool's own.
     QVERIFY2(startTool(KeypadOptions()), qPrintable(m_rig->why()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(rootFs, "scanning eraseblock 795 "));
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0128"));
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::ExitRequest));
     QCOMPARE(m_rig->next(), ack);
-    QVERIFY(keypad.waitForExit(slow));
+    QVERIFY(keypad.waitForExit());
     const VirtualKeypad::ExitStatus status = keypad.exitStatus();
     QCOMPARE(status.code, 0);
     QCOMPARE(status.signal, 0);
     QVERIFY(Programs::running(keypad, rootFs).isEmpty());
     // No failure is reported: nobody is left to hear of it.
-    QVERIFY(!m_rig->station.receive(0).has_value());
+    QVERIFY(!m_rig->station.receiveNow().has_value());
     QVERIFY(m_rig->waitForLog(
         "warning: QProcess: Destroyed while process (\"ubiformat\") is still running."));
     QVERIFY(!m_rig->log().join('\n').contains("finished with code"));
@@ -589,8 +581,8 @@ void TestFlashing::exitRequestDuringAFlash()
 /// the tool, and the line hears nothing more.
 void TestFlashing::endsByTheTimer(const QString &program)
 {
-    VirtualKeypad &keypad = m_rig->keypad;
-    QVERIFY(keypad.waitForExit(slow));
+    RigKeypad &keypad = m_rig->keypad;
+    QVERIFY(keypad.waitForExit());
     const VirtualKeypad::ExitStatus status = keypad.exitStatus();
     QCOMPARE(status.signal, 0);
     QCOMPARE(status.code, 0);
@@ -600,7 +592,7 @@ void TestFlashing::endsByTheTimer(const QString &program)
     QVERIFY(!m_rig->log().join('\n').contains("finished with code"));
     QVERIFY(Programs::running(keypad, program).isEmpty());
     QCOMPARE(m_rig->stores().filter("sd_power"), QStringList("gpio/sd_power/value=0"));
-    QVERIFY(!m_rig->station.receive(0).has_value());
+    QVERIFY(!m_rig->station.receiveNow().has_value());
 }
 
 void TestFlashing::stationFallsSilentDuringAFlash()
@@ -610,7 +602,7 @@ void TestFlashing::stationFallsSilentDuringAFlash()
     ToolClock clock;
     clock.wind(options);
     QVERIFY2(startTool(options), qPrintable(m_rig->why()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.holdStandin(boot, "mtd: erasing @0:0x340000"));
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0032"));
@@ -619,7 +611,7 @@ void TestFlashing::stationFallsSilentDuringAFlash()
     QVERIFY(clock.set(500));
     QVERIFY(keypad.holdStandin(rootFs, "scanning eraseblock 795 "));
     QVERIFY(keypad.releaseStandin(boot));
-    QVERIFY(m_rig->waitForLog("debug: Starting ubiformat", slow));
+    QVERIFY(m_rig->waitForLog("debug: Starting ubiformat"));
     QVERIFY(Programs::waitUntilRunning(keypad, rootFs));
     m_rig->forget();
     QVERIFY(clock.set(602));
@@ -642,7 +634,7 @@ void TestFlashing::flashWithoutAStation()
     m_rig.reset(new Rig(withSettings(options)));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
     QVERIFY(clock.set(0));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     m_screen.reset(new ScreenReader(keypad));
     QVERIFY(m_screen->waitForStatus("Flash NAND"));
     QVERIFY(m_screen->findBars());
@@ -658,14 +650,14 @@ void TestFlashing::flashWithoutAStation()
 
 void TestFlashing::killedToolLeavesAQuietProgram()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, boot,
                                 "while [ ! -e /root/go ]; do /bin/sleep 0.05; done\n"
                                 "echo whole >/root/done\n"));
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(Programs::waitUntilRunning(keypad, boot));
     QVERIFY(keypad.kill(SIGKILL));
-    QVERIFY(keypad.waitForExit(slow));
+    QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().signal, SIGKILL);
     QVERIFY(!Programs::running(keypad, boot).isEmpty());
     QVERIFY(keypad.writeFile("/root/go", ""));
@@ -675,7 +667,7 @@ void TestFlashing::killedToolLeavesAQuietProgram()
 
 void TestFlashing::killedToolEndsAPrintingProgram()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, boot,
                                 "echo mtd: erasing\\ 1\n"
                                 "while [ ! -e /root/go ]; do /bin/sleep 0.05; done\n"
@@ -684,7 +676,7 @@ void TestFlashing::killedToolEndsAPrintingProgram()
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0001"));
     QVERIFY(keypad.kill(SIGKILL));
-    QVERIFY(keypad.waitForExit(slow));
+    QVERIFY(keypad.waitForExit());
     QVERIFY(!Programs::running(keypad, boot).isEmpty());
     QVERIFY(keypad.writeFile("/root/go", ""));
     QVERIFY(Programs::waitUntilGone(keypad, boot));

@@ -76,8 +76,8 @@ bool TestHomeKey::feed(const QByteArray &bytes)
     if (!m_rig->keypad.writeEvents(bytes))
         return false;
     int unread = 1;
-    return QTest::qWaitFor(
-        [this, &unread] { return ioctl(m_events, FIONREAD, &unread) == 0 && unread == 0; }, 20000);
+    return Patience::waitUntil(
+        [this, &unread] { return ioctl(m_events, FIONREAD, &unread) == 0 && unread == 0; });
 }
 
 bool TestHomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
@@ -92,7 +92,7 @@ bool TestHomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
 
 bool TestHomeKey::unexport()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     return !keypad.hasNode("/sys/class/gpio/gpio17") ||
            keypad.writeFile("/sys/class/gpio/unexport", "17");
 }
@@ -102,13 +102,13 @@ void TestHomeKey::pressAndRelease()
     m_rig->forget();
     m_rig->keypad.setTamper(false);
     m_rig->keypad.pressHome();
-    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", 20000));
+    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185"));
     QCOMPARE(m_rig->stores(), QStringList(down));
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 01"));
 
     m_rig->forget();
     m_rig->keypad.releaseHome();
-    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0", 20000));
+    QVERIFY(m_rig->keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0"));
     QCOMPARE(m_rig->stores(), QStringList(up));
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 00"));
 }
@@ -204,19 +204,19 @@ void TestHomeKey::refusedStoreIsNotRepeated()
 void TestHomeKey::unplugged()
 {
     Rig rig;
-    VirtualKeypad &keypad = rig.keypad;
+    RigKeypad &keypad = rig.keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     PtyLine device; // made after the keypad's own process, which would keep it open
     QVERIFY(keypad.removeFile("/dev/input/event0"));
     QCOMPARE(keypad.run("ln", {"-s", device.path(), "/dev/input/event0"}).code, 0);
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
     device.send(key(1) + report());
-    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", 20000));
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185"));
     rig.forget();
 
     // Nobody will tell that the key is let go: the buzzer is not to sound for good.
     device.hangUp();
-    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0", 20000));
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0"));
     rig.forget();
     const qint64 before = processorTime(keypad.toolPid());
     QVERIFY(before >= 0);
@@ -287,7 +287,7 @@ void TestHomeKey::exportFailures()
     QFETCH(int, error);
     QFETCH(QStringList, stores);
     QFETCH(QString, said);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(unexport());
     keypad.setTamper(true);
     const QString path = QStringLiteral("/sys/class/gpio/") + file;
@@ -310,7 +310,7 @@ void TestHomeKey::exportFailures()
 
 void TestHomeKey::unreadableValue()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(unexport());
     keypad.setTamper(true);
     QCOMPARE(m_rig->request(0x7070).line, QStringList("7071 02"));
@@ -365,7 +365,7 @@ void TestHomeKey::notAboveRevisionThree()
     QVERIFY(!rig.keypad.hasNode("/sys/class/gpio/gpio17"));
 
     rig.keypad.pressHome();
-    QTRY_COMPARE_WITH_TIMEOUT(rig.request(0x7070).line, QStringList("7071 01"), 20000);
+    AWAIT_COMPARE(rig.request(0x7070).line, QStringList("7071 01"));
 }
 
 // Revision
@@ -396,7 +396,7 @@ void TestHomeKey::revision()
     QVERIFY2(rig.keypad.prepare(), qPrintable(rig.keypad.errorString()));
     QVERIFY(rig.keypad.setAttribute("/sys/board_revision/marlow_revision", text));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.station.waitForReady(30000));
+    QVERIFY(rig.station.waitForReady());
     QCOMPARE(rig.settle().log.filter(QRegularExpression("[Rr]ev(ision)? ")), said);
 }
 

@@ -61,7 +61,7 @@ int sendUntilStuck(Rig &rig, quint16 type, const std::function<QByteArray(int)> 
         const QByteArray frame = wire::buildFrame(wire::Sender::Station, type, data);
         if (write(rig.keypad.lineFd(), frame.constData(), size_t(frame.size())) != frame.size())
             break;
-        isRead = rig.keypad.waitForLog(QString::fromLatin1(data), 1500);
+        isRead = rig.keypad.VirtualKeypad::waitForLog(QString::fromLatin1(data), 1500);
     }
     rig.station.adopt(fcntl(rig.keypad.lineFd(), F_DUPFD_CLOEXEC, 0));
     return isRead ? 0 : sent;
@@ -105,7 +105,7 @@ void TestLine::hangsUp()
         clock.wind(options);
     Rig rig(options);
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
-    VirtualKeypad &keypad = rig.keypad;
+    RigKeypad &keypad = rig.keypad;
     rig.station.close();
     keypad.hangUp();
 
@@ -117,15 +117,15 @@ void TestLine::hangsUp()
     QVERIFY(keypad.countLog("Got_newsocket:") < 3);
 
     keypad.pressHome();
-    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185", 20000));
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185"));
     keypad.releaseHome();
-    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0", 20000));
+    QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0"));
 
     if (!canWind)
         QSKIP(qPrintable(ToolClock::whyNot()));
     QVERIFY(clock.set(16));
     keypad.pressHome();
-    QVERIFY(keypad.waitForExit(30000));
+    QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().signal, 0);
     QCOMPARE(keypad.exitStatus().code, 0);
     QVERIFY(rig.waitForLog("debug: \n************ ATE TEST Quit due to time out ************\n"));
@@ -134,15 +134,15 @@ void TestLine::hangsUp()
 /// A station's program that ends does not end the line.
 void TestLine::stationComesAndGoes()
 {
-    VirtualKeypad keypad;
+    RigKeypad keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     const QString path = keypad.linePath();
     QVERIFY2(!path.isEmpty(), qPrintable(keypad.errorString()));
     {
-        Station first;
+        RigStation first;
         QVERIFY2(first.open(path), qPrintable(first.errorString()));
         QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
-        QVERIFY2(first.waitForReady(30000), qPrintable(first.errorString()));
+        QVERIFY2(first.waitForReady(), qPrintable(first.errorString()));
         QVERIFY(first.send(0x6002, "01"));
         QVERIFY2(first.expect(0x6003, "01"), qPrintable(first.errorString()));
         // Leaves half a frame behind.
@@ -151,10 +151,10 @@ void TestLine::stationComesAndGoes()
     }
     for (int i = 2; i < 5; ++i) {
         const QByteArray data = QByteArray::number(i);
-        Station another;
+        RigStation another;
         QVERIFY2(another.open(path), qPrintable(another.errorString()));
         QVERIFY(another.send(0x6002, data));
-        QVERIFY2(another.expect(0x6003, data, 10000), qPrintable(another.errorString()));
+        QVERIFY2(another.expect(0x6003, data), qPrintable(another.errorString()));
     }
     QVERIFY(keypad.isRunning());
 }
@@ -168,7 +168,7 @@ void TestLine::thousandsOfReplies()
     const auto echo = [&rig](int times) {
         for (int i = 0; i < times; ++i) {
             const QByteArray data = QByteArray::number(i);
-            if (!rig.station.send(0x6002, data) || !rig.station.expect(0x6003, data, 20000))
+            if (!rig.station.send(0x6002, data) || !rig.station.expect(0x6003, data))
                 return false;
         }
         return true;
@@ -220,11 +220,11 @@ void TestLine::lineThatIsNone()
 {
     KeypadOptions options;
     options.without.append(QStringLiteral("/dev/ttySP0"));
-    VirtualKeypad keypad(options);
+    RigKeypad keypad(options);
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
     QCOMPARE(keypad.run("ln", {"-s", "/dev/null", "/dev/ttySP0"}).code, 0);
     QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
-    QVERIFY(keypad.waitForLog("Failed to read /dev/ttySP0: end of file", 30000));
+    QVERIFY(keypad.waitForLog("Failed to read /dev/ttySP0: end of file"));
 
     const qint64 before = processorTime(keypad.toolPid());
     QVERIFY(before >= 0);
@@ -267,7 +267,7 @@ void TestLine::relayOnASlowLine()
         QByteArray received;
         const auto takeUntil = [&](const std::function<bool()> &isEnough) {
             while (!isEnough()) {
-                const std::optional<Station::Received> next = rig.station.receive(20000);
+                const std::optional<Station::Received> next = rig.station.receive();
                 if (!next)
                     return false;
                 received += next->raw;
@@ -276,7 +276,7 @@ void TestLine::relayOnASlowLine()
         };
         QVERIFY2(takeUntil([&] { return received.count(ack) == sent; }),
                  qPrintable(rig.station.errorString()));
-        if (!rig.keypad.waitForLog("onWrite", 3000))
+        if (!rig.keypad.VirtualKeypad::waitForLog("onWrite", 3000))
             continue;
         QVERIFY2(takeUntil([&] { return received.size() == relayed.size() + sent * ack.size(); }),
                  qPrintable(rig.station.errorString()));

@@ -122,7 +122,7 @@ void TestLocale::dataAreBytes()
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
     const QByteArray data("\xC3\xBC\xFC\x80\xFF");
-    Station &station = tool->station;
+    RigStation &station = tool->station;
     tool->forget();
     QVERIFY(station.send(0x6002, data));
     QVERIFY2(station.expect(0x6003, data), qPrintable(station.errorString()));
@@ -138,11 +138,11 @@ void TestLocale::cardFolder()
 {
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
-    VirtualKeypad &keypad = tool->keypad;
+    RigKeypad &keypad = tool->keypad;
     const QString folder = QString::fromUtf8("/media/gro\xC3\x9F");
     QVERIFY(keypad.makeDir(folder));
     tool->forget();
-    QVERIFY(keypad.insertCard(folder, 20000));
+    QVERIFY(keypad.insertCard(folder));
     QVERIFY(tool->waitForLog("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=" + folder));
     const Outcome outcome = tool->request(0x6161, "010502");
     QCOMPARE(outcome.line.size(), 1);
@@ -154,14 +154,14 @@ void TestLocale::updateFolder()
 {
     QFETCH(QByteArray, locale);
     Rig *const tool = rig(locale);
-    VirtualKeypad &keypad = tool->keypad;
+    RigKeypad &keypad = tool->keypad;
     const QString folder = QString::fromUtf8("/run/f\xC3\xBCr 1.3");
     QVERIFY(keypad.makeDir(folder));
     QVERIFY(keypad.writeFile(folder + "/imx28_ivt_linux.sb", QByteArray(1024, 'x')));
     tool->forget();
     QCOMPARE(tool->request(0x7050, folder.toUtf8()).line.first(), QString("0004"));
     QVERIFY(tool->waitForLog(QStringLiteral("debug: Using firmware update dir '%1'").arg(folder)));
-    QTRY_VERIFY_WITH_TIMEOUT(!keypad.standinCalls().isEmpty(), 20000);
+    AWAIT_VERIFY(!keypad.standinCalls().isEmpty());
     const VirtualKeypad::StandinCall call = keypad.standinCalls().first();
     QVERIFY2(call.workingDirectory == folder || call.arguments.join(' ').contains(folder),
              qPrintable(call.workingDirectory + ' ' + call.arguments.join(' ')));

@@ -255,17 +255,16 @@ bool TestMainScreen::write(const QString &path, const QByteArray &bytes)
 bool TestMainScreen::removeImage()
 {
     return m_rig->keypad.move(200, 10) && m_rig->request(0x7000).line == QStringList("0004") &&
-           QTest::qWaitFor([this] { return checkMainScreen(m_rig->keypad.screen()).isEmpty(); },
-                           20000);
+           Patience::waitUntil(
+               [this] { return checkMainScreen(m_rig->keypad.screen()).isEmpty(); });
 }
 
 void TestMainScreen::logoFirst()
 {
     QImage logo;
     QVERIFY(logo.loadFromData(m_rig->keypad.readFile("/home/default/tarnwick.png")));
-    QTRY_VERIFY_WITH_TIMEOUT(m_rig->keypad.screen().convertToFormat(QImage::Format_RGB32) ==
-                                 logo.convertToFormat(QImage::Format_RGB32),
-                             20000);
+    AWAIT_VERIFY(m_rig->keypad.screen().convertToFormat(QImage::Format_RGB32) ==
+                 logo.convertToFormat(QImage::Format_RGB32));
     // Nothing of the screen below it can be reached.
     for (const QRect &corner : corners)
         QVERIFY(m_rig->keypad.touch(corner.left() + 6, corner.center().y()));
@@ -278,19 +277,19 @@ void TestMainScreen::logoFirst()
 void TestMainScreen::numbers()
 {
     QVERIFY(removeImage());
-    QTRY_COMPARE_WITH_TIMEOUT(checkMainScreen(m_rig->keypad.screen()), QString(), 20000);
+    AWAIT_COMPARE(checkMainScreen(m_rig->keypad.screen()), QString());
 }
 
 void TestMainScreen::targetsToggle()
 {
     QVERIFY(removeImage());
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     m_rig->settle();
     m_rig->forget();
     for (const bool marked : {true, false}) {
         for (const QRect &corner : corners) {
             QVERIFY(keypad.touch(corner.left() + 6, corner.center().y()));
-            QTRY_COMPARE_WITH_TIMEOUT(isMarked(keypad.screen(), corner), marked, 20000);
+            AWAIT_COMPARE(isMarked(keypad.screen(), corner), marked);
         }
     }
     // The operator alone has seen it.
@@ -305,16 +304,16 @@ void TestMainScreen::targetsToggle()
     QVERIFY(keypad.touch(corner.center().x(), corner.top() - 3));
     QVERIFY(keypad.touch(corner.right() + 4, corner.center().y()));
     QVERIFY(keypad.touch(corners[1].left() + 6, corners[1].center().y()));
-    QTRY_VERIFY_WITH_TIMEOUT(isMarked(keypad.screen(), corners[1]), 20000);
+    AWAIT_VERIFY(isMarked(keypad.screen(), corners[1]));
     QVERIFY(!isMarked(keypad.screen(), corner));
     QVERIFY(keypad.touch(corners[1].left() + 6, corners[1].center().y()));
-    QTRY_VERIFY_WITH_TIMEOUT(!isMarked(keypad.screen(), corners[1]), 20000);
+    AWAIT_VERIFY(!isMarked(keypad.screen(), corners[1]));
 }
 
 /// Also under a picture that leaves the corners uncovered to the eye.
 void TestMainScreen::coveredTargetsCannotBeReached()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(write("/home/default/small.png", picture(100, 50, 0xffff8000, 0xff008080)));
     for (const char *name : {"bars.png", "small.png"}) {
         QCOMPARE(m_rig->request(0x7000, name).line, QStringList("0004"));
@@ -332,24 +331,24 @@ void TestMainScreen::coveredTargetsCannotBeReached()
 
 void TestMainScreen::imageIsUnscaledAndCentred()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(removeImage());
     const QImage before = keypad.screen();
     QVERIFY(write("/home/default/small.png", picture(100, 50, 0xffff8000, 0xff008080)));
     QCOMPARE(m_rig->request(0x7000, "small.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(400, 240, 0xffff8000, 20000));
+    QVERIFY(keypad.waitForPixel(400, 240, 0xffff8000));
 
     QImage expected = before;
     QPainter painter(&expected);
     painter.fillRect(350, 215, 100, 50, QColor(0, 0x80, 0x80));
     painter.fillRect(351, 216, 98, 48, QColor(0xff, 0x80, 0));
     painter.end();
-    QTRY_VERIFY_WITH_TIMEOUT(keypad.screen() == expected, 20000);
+    AWAIT_VERIFY(keypad.screen() == expected);
 }
 
 void TestMainScreen::largerImageIsCut()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QImage large(1000, 600, QImage::Format_RGB32);
     for (int y = 0; y < large.height(); ++y) {
         for (int x = 0; x < large.width(); ++x)
@@ -362,8 +361,7 @@ void TestMainScreen::largerImageIsCut()
     QVERIFY(write("/home/default/large.png", bytes));
     QCOMPARE(m_rig->request(0x7000, "large.png").line, QStringList("0004"));
     const QImage expected = large.copy(100, 60, width, height);
-    QTRY_VERIFY_WITH_TIMEOUT(keypad.screen().convertToFormat(QImage::Format_RGB32) == expected,
-                             20000);
+    AWAIT_VERIFY(keypad.screen().convertToFormat(QImage::Format_RGB32) == expected);
 }
 
 void TestMainScreen::imageStaysWhenTheNextCannotBeLoaded_data()
@@ -384,15 +382,15 @@ void TestMainScreen::imageStaysWhenTheNextCannotBeLoaded()
 {
     QFETCH(QByteArray, name);
     QFETCH(QByteArray, content);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QString path = QString::fromLatin1(name);
     if (!content.isNull()) {
         path = "/home/default/" + path;
         QVERIFY(write(path, content));
     }
     QCOMPARE(m_rig->request(0x7000, "checkerboard.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(799, 0, white, 20000));
-    QVERIFY(keypad.waitForPixel(0, 0, 0xff000000, 20000));
+    QVERIFY(keypad.waitForPixel(799, 0, white));
+    QVERIFY(keypad.waitForPixel(0, 0, 0xff000000));
     const QImage before = keypad.screen();
 
     const Outcome outcome = m_rig->request(0x7000, name);
@@ -404,33 +402,33 @@ void TestMainScreen::imageStaysWhenTheNextCannotBeLoaded()
 
 void TestMainScreen::nextImageReplaces()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(removeImage());
     const QImage bare = keypad.screen();
     QVERIFY(write("/home/default/small.png", picture(100, 50, 0xffff8000, 0xff008080)));
     QCOMPARE(m_rig->request(0x7000, "bars.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(0, 0, white, 20000));
-    QVERIFY(keypad.waitForPixel(150, 100, 0xffffff00, 20000));
+    QVERIFY(keypad.waitForPixel(0, 0, white));
+    QVERIFY(keypad.waitForPixel(150, 100, 0xffffff00));
     QCOMPARE(m_rig->request(0x7000, "small.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(400, 240, 0xffff8000, 20000));
+    QVERIFY(keypad.waitForPixel(400, 240, 0xffff8000));
     // Beside the smaller one nothing of the larger one is left.
-    QTRY_COMPARE_WITH_TIMEOUT(keypad.screen().pixel(150, 100), bare.pixel(150, 100), 20000);
+    AWAIT_COMPARE(keypad.screen().pixel(150, 100), bare.pixel(150, 100));
 
     // A file that has changed since is loaded anew.
     QVERIFY(write("/home/default/small.png", picture(100, 50, 0xff123456, 0xff008080)));
     QCOMPARE(m_rig->request(0x7000, "small.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(400, 240, 0xff123456, 20000));
+    QVERIFY(keypad.waitForPixel(400, 240, 0xff123456));
 }
 
 void TestMainScreen::emptyNameRemoves()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QCOMPARE(m_rig->request(0x7000, "bars.png").line, QStringList("0004"));
-    QVERIFY(keypad.waitForPixel(150, 100, 0xffffff00, 20000));
+    QVERIFY(keypad.waitForPixel(150, 100, 0xffffff00));
     const Outcome removed = m_rig->request(0x7000);
     QCOMPARE(removed.line, QStringList("0004")); // one reply, not two
     QCOMPARE(removed.log, QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(checkMainScreen(keypad.screen()), QString(), 20000);
+    AWAIT_COMPARE(checkMainScreen(keypad.screen()), QString());
     QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
 }
 
@@ -515,7 +513,7 @@ void TestMainScreen::shortScreen()
         Rig rig(options);
         QVERIFY2(rig.startReady(), qPrintable(rig.why()));
         QCOMPARE(rig.request(0x7000).line, QStringList("0004"));
-        QVERIFY(rig.keypad.waitForPixel(width - 1, coloursFrom, 0xff0000ff, 20000));
+        QVERIFY(rig.keypad.waitForPixel(width - 1, coloursFrom, 0xff0000ff));
         const QImage screen = rig.keypad.screen();
         QCOMPARE(screen.size(), QSize(width, rows));
         if (coloursFrom > 0)

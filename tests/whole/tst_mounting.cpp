@@ -31,8 +31,6 @@ const QByteArray mountedVersion = "020720140202 2.7  0000000000000000";
 /// programs are timed by may go slower than the tool's, by a thousandth at most.
 const double pauseBetween = 2000 * 0.999; // ms
 
-const int slow = 60000; // ms
-
 KeypadOptions options()
 {
     KeypadOptions options;
@@ -98,7 +96,7 @@ void TestMounting::cleanup()
 VirtualKeypad::StandinCall TestMounting::flashOnce()
 {
     m_rig->keypad.setStandin("kobs-ng", "no-image");
-    m_rig->station.request(wire::FlashRequest, QByteArray(), slow, slow);
+    m_rig->station.request(wire::FlashRequest, QByteArray(), 5000, 20000);
     const QList<VirtualKeypad::StandinCall> calls = m_rig->keypad.standinCalls();
     for (const VirtualKeypad::StandinCall &call : calls) {
         if (call.program == QLatin1String("kobs-ng"))
@@ -133,13 +131,13 @@ void TestMounting::mountFailing(const QString &program, const QStringList &log,
     QFETCH(QString, play);
     QFETCH(QStringList, line);
     QFETCH(QStringList, ending);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.setStandin(program, play));
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::MountRequest));
     QCOMPARE(m_rig->next(), ack);
     for (const QString &frame : qAsConst(line))
-        QCOMPARE(m_rig->next(slow), frame);
+        QCOMPARE(m_rig->next(program == mountProgram ? Patience::mountPause : 0), frame);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QCOMPARE(end.log, log + ending);
@@ -179,12 +177,12 @@ void TestMounting::mountFailures()
 /// The program is content, but there is no file system with an /etc.
 void TestMounting::nothingToMount()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(Programs::setScript(keypad, mountProgram, "echo one\nexit 0\n"));
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::MountRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), notMounted);
+    QCOMPARE(m_rig->next(Patience::mountPause), notMounted);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QCOMPARE(end.log,
@@ -195,7 +193,7 @@ void TestMounting::nothingToMount()
 
 void TestMounting::environmentStaysWithoutAMount()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     // What lies there before the mount is not looked at.
     QVERIFY(keypad.makeDir("/mnt/usr/lib/panel"));
     QVERIFY(keypad.writeFile("/mnt/usr/lib/panel/version", "20140303 3.9\n"));
@@ -207,11 +205,11 @@ void TestMounting::environmentStaysWithoutAMount()
 
 void TestMounting::mounts()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     m_rig->forget();
     QVERIFY(m_rig->station.send(wire::MountRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), mounted);
+    QCOMPARE(m_rig->next(Patience::mountPause), mounted);
     const Outcome end = m_rig->settle();
     QCOMPARE(end.line, QStringList());
     QCOMPARE(end.log, QStringList({"debug: Starting ubiattach", attachedLine, code0,
@@ -267,7 +265,7 @@ void TestMounting::flashingUnmountsNothing()
     m_rig->station.clear();
     QVERIFY(m_rig->station.send(wire::FlashRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), QString("7052 01"));
+    QCOMPARE(m_rig->next(), QString("7052 01"));
     QCOMPARE(version(), mountedVersion);
     QCOMPARE(m_rig->request(wire::MountRequest).line, QStringList(ack));
     QVERIFY(!Programs::calls(m_rig->keypad).contains(attachCall));
@@ -279,13 +277,13 @@ void TestMounting::requestDuringThePause()
 {
     m_rig.reset(new Rig(options()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QCOMPARE(m_rig->request(wire::MountRequest).line, QStringList(ack));
-    QVERIFY(keypad.waitForLog("process finished with code 0", slow));
+    QVERIFY(keypad.waitForLog("process finished with code 0"));
     QVERIFY(m_rig->station.send(wire::MountRequest));
     QCOMPARE(m_rig->next(), ack);
-    QCOMPARE(m_rig->next(slow), notMounted);
-    QCOMPARE(m_rig->next(slow), mounted);
+    QCOMPARE(m_rig->next(), notMounted);
+    QCOMPARE(m_rig->next(Patience::mountPause), mounted);
     QCOMPARE(m_rig->settle().line, QStringList());
     QCOMPARE(Programs::calls(keypad), QStringList({attachCall, attachCall, mountCall}));
 }
@@ -294,15 +292,15 @@ void TestMounting::exitRequestDuringThePause()
 {
     m_rig.reset(new Rig(options()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QCOMPARE(m_rig->request(wire::MountRequest).line, QStringList(ack));
-    QVERIFY(keypad.waitForLog("process finished with code 0", slow));
+    QVERIFY(keypad.waitForLog("process finished with code 0"));
     m_rig->station.clear();
     QVERIFY(m_rig->station.send(wire::ExitRequest));
     QCOMPARE(m_rig->next(), ack);
-    QVERIFY(keypad.waitForExit(slow));
+    QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().code, 0);
-    QVERIFY(!m_rig->station.receive(0).has_value());
+    QVERIFY(!m_rig->station.receiveNow().has_value());
     QCOMPARE(Programs::calls(keypad), QStringList(attachCall));
 }
 

@@ -88,7 +88,7 @@ void TestRequests::worked()
     QFETCH(QByteArray, came);
     m_rig->forget();
     QVERIFY(m_rig->station.sendRaw(sent));
-    const std::optional<Station::Received> received = m_rig->station.receive(10000);
+    const std::optional<Station::Received> received = m_rig->station.receive();
     QVERIFY2(received.has_value(), qPrintable(m_rig->station.errorString()));
     QCOMPARE(received->raw, came);
     QCOMPARE(m_rig->settle().line, QStringList());
@@ -275,7 +275,7 @@ void TestRequests::table()
 
 void TestRequests::biasPower()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(!keypad.hasNode("/sys/class/gpio/gpio62"));
 
     const Outcome first = m_rig->request(0x6143, "0101");
@@ -329,7 +329,7 @@ void TestRequests::biasPowerFailures()
     QFETCH(QString, file);
     QFETCH(QStringList, stores);
     QFETCH(QString, last);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     keypad.removeNode("/sys/class/gpio/gpio62");
     const QString path = QStringLiteral("/sys/class/gpio/") + file;
     keypad.fail(path, SysfsModel::Open, EACCES);
@@ -347,7 +347,7 @@ void TestRequests::biasPowerFailures()
 /// Only an open that fails stops the sequence.
 void TestRequests::biasPowerRefusedStores()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     keypad.removeNode("/sys/class/gpio/gpio62");
     QCOMPARE(m_rig->request(0x6143, "0101").stores.size(), 4);
     const QString direction("/sys/class/gpio/gpio62/direction");
@@ -482,7 +482,7 @@ void TestRequests::missingLed()
 /// What appears while the tool runs is used without a restart.
 void TestRequests::createdLater()
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     if (!keypad.hasNode("/sys/class/leds/trouble"))
         QVERIFY(keypad.addLed("trouble"));
     QCOMPARE(m_rig->request(0x6144, "00040000000000").stores, ledStores("0010"));
@@ -501,7 +501,7 @@ void TestRequests::allTheLedsThereAre()
     rig.keypad.fail("/sys/class/leds/ac/brightness", SysfsModel::Write, EIO);
     rig.keypad.fail("/sys/class/gpio/sd_power/value", SysfsModel::Open, EACCES);
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.station.waitForReady(30000));
+    QVERIFY(rig.station.waitForReady());
 
     QStringList stores = rig.settle().stores;
     stores.sort();

@@ -71,7 +71,7 @@ bool TestSdCard::insert(const QString &dir)
 /// An empty card that behaves as @p kind, in the slot.
 bool TestSdCard::freshCard(VirtualKeypad::Card kind)
 {
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     if (!keypad.setCard(VirtualKeypad::Writable))
         return false;
     const QStringList old = keypad.listDir(card);
@@ -223,7 +223,7 @@ void TestSdCard::undeletable()
 {
     QFETCH(bool, writable);
     QFETCH(QString, how);
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(freshCard(VirtualKeypad::Writable));
     if (how == "folder") {
         QVERIFY(keypad.makeDir(testFile));

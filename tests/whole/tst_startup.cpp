@@ -47,7 +47,7 @@ KeypadOptions on(ToolClock &clock, KeypadOptions options = KeypadOptions())
 }
 
 /// What the tool has set on its line.
-bool lineSettings(VirtualKeypad &keypad, termios *settings)
+bool lineSettings(RigKeypad &keypad, termios *settings)
 {
     const int fd = keypad.openFile(QStringLiteral("/dev/ttySP0"), O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (fd < 0)
@@ -60,18 +60,18 @@ bool lineSettings(VirtualKeypad &keypad, termios *settings)
 /// The log in the order of the tool's own thread, up to now.
 QByteArray rawNext(Rig &rig)
 {
-    const std::optional<Station::Received> received = rig.station.receive(30000);
+    const std::optional<Station::Received> received = rig.station.receive();
     return received ? received->raw : rig.station.errorString().toUtf8();
 }
 
 /// Shows that the tool is alive where no line leads to it.
-bool buzzesWithTheKey(VirtualKeypad &keypad)
+bool buzzesWithTheKey(RigKeypad &keypad)
 {
     keypad.clearStores();
     keypad.pressHome();
-    const bool on = keypad.waitForStore(buzzer, "185", 20000);
+    const bool on = keypad.waitForStore(buzzer, "185");
     keypad.releaseHome();
-    return on && keypad.waitForStore(buzzer, "0", 20000);
+    return on && keypad.waitForStore(buzzer, "0");
 }
 
 } // namespace
@@ -189,7 +189,7 @@ void TestStartup::commandLine()
     QFETCH(uint, speed);
     Rig rig(with(arguments));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.station.waitForReady(30000));
+    QVERIFY(rig.station.waitForReady());
 
     const QStringList about = rig.settle().log.filter("baud rate");
     QCOMPARE(about, said.isEmpty() ? QStringList() : QStringList(said));
@@ -230,7 +230,7 @@ void TestStartup::exitRequest()
     QCOMPARE(rig.next(), QString("0005"));
     QVERIFY(rig.station.send(0x6001));
     QCOMPARE(rawNext(rig), ack);
-    QVERIFY(rig.keypad.waitForExit(30000));
+    QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().signal, 0);
     QCOMPARE(rig.keypad.exitStatus().code, 0);
     // Only the time-out takes the card's power away.
@@ -242,14 +242,14 @@ void TestStartup::startsAgain()
     Rig rig;
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
     QVERIFY(rig.station.send(0x6001));
-    QVERIFY(rig.keypad.waitForExit(30000));
+    QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().code, 0);
 
     // The pipe is still there.
     rig.forget();
     QVERIFY2(rig.keypad.start(), qPrintable(rig.keypad.errorString()));
-    QCOMPARE(rig.next(30000), QString("0004"));
-    QCOMPARE(rig.next(30000), QString("9999"));
+    QCOMPARE(rig.next(), QString("0004"));
+    QCOMPARE(rig.next(), QString("9999"));
     QVERIFY(rig.waitForLog("debug: In ATE Mode--->, SD fifo already exists"));
 }
 
@@ -293,15 +293,15 @@ void TestStartup::missing()
     QFETCH(QStringList, unsaid);
     Rig rig(lacking(without));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QCOMPARE(rig.next(30000), first);
-    QCOMPARE(rig.next(30000), QString("9999"));
+    QCOMPARE(rig.next(), first);
+    QCOMPARE(rig.next(), QString("9999"));
     const Outcome outcome = rig.settle();
     for (const QString &line : qAsConst(said))
         QVERIFY2(outcome.log.contains(line), qPrintable(outcome.log.join('\n')));
     for (const QString &line : qAsConst(unsaid))
         QVERIFY2(!outcome.log.contains(line), qPrintable(line));
     QVERIFY(rig.station.send(0x6001));
-    QVERIFY(rig.keypad.waitForExit(30000));
+    QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().code, 0);
 }
 
@@ -313,7 +313,7 @@ void TestStartup::everythingMissing()
     QVERIFY(rig.waitForLog("warning: Failed to open test pattern file"));
     // The ready message is lost, but the event loop that sent it runs.
     const QString lost("debug: \n!!!!!!!!!! stream_pointer NULL !!!!!!!!!!!!!!\n");
-    QTRY_COMPARE_WITH_TIMEOUT(rig.log().count(lost), 2, 20000);
+    AWAIT_COMPARE(rig.log().count(lost), 2);
     QVERIFY(rig.keypad.isRunning());
     QCOMPARE(rig.log(),
              QStringList({
@@ -354,13 +354,13 @@ void TestStartup::noBuzzer()
 {
     Rig rig(lacking({"/sys/class/leds/buzzer"}));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.station.waitForReady(30000));
+    QVERIFY(rig.station.waitForReady());
     QVERIFY(rig.settle().log.contains("warning: Failed to open buzzer file"));
 
     // The home key stays silent, without a word.
     rig.forget();
     rig.keypad.pressHome();
-    QTRY_COMPARE_WITH_TIMEOUT(rig.request(0x7070).line, QStringList("7071 01"), 20000);
+    AWAIT_COMPARE(rig.request(0x7070).line, QStringList("7071 01"));
     QCOMPARE(rig.log().filter("buzzer"), QStringList());
     // A level opens the file anew.
     const Outcome level = rig.request(0x6147, "80FF");
@@ -376,7 +376,7 @@ void TestStartup::noBuzzer()
 void TestStartup::expectTimeOut(Rig &rig)
 {
     rig.keypad.pressHome();
-    QVERIFY(rig.keypad.waitForExit(30000));
+    QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().signal, 0);
     QCOMPARE(rig.keypad.exitStatus().code, 0);
     QVERIFY(rig.waitForLog(timedOut));
@@ -389,7 +389,7 @@ void TestStartup::fifteenSecondsAtSixtyTimesTheSpeed()
     options.faketime = "x60";
     Rig rig(options);
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.keypad.waitForExit(60000));
+    QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().signal, 0);
     QCOMPARE(rig.keypad.exitStatus().code, 0);
     QVERIFY(rig.log().contains(timedOut));
@@ -424,7 +424,7 @@ void TestStartup::fifteenSeconds()
     ToolClock clock;
     Rig rig(on(clock));
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QVERIFY(rig.station.waitForReady(30000));
+    QVERIFY(rig.station.waitForReady());
     QVERIFY(clock.set(5));
     QVERIFY(buzzesWithTheKey(rig.keypad));
 

@@ -50,7 +50,7 @@ void TestTouch::initTestCase()
     m_rig.reset(new Rig(onScreen()));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
     QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
-    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
+    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff));
 }
 
 void TestTouch::moveAway()
@@ -89,9 +89,9 @@ void TestTouch::reportsPresses()
     QFETCH(QString, reply);
     QCOMPARE(m_rig->request(0x7030, "01").line, QStringList("0004"));
     m_rig->forget();
-    VirtualKeypad &keypad = m_rig->keypad;
+    RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.press(at.x(), at.y()));
-    QCOMPARE(m_rig->next(20000), reply);
+    QCOMPARE(m_rig->next(), reply);
     // Where the finger moves and where it leaves is not reported.
     QVERIFY(keypad.move(at.x() / 2 + 100, at.y() / 2 + 50));
     QVERIFY(keypad.release());
@@ -107,14 +107,14 @@ void TestTouch::reachesNothingElse()
     for (int i = 0; i < 3; ++i) {
         for (const QPoint &at : {startButton, corner}) {
             QVERIFY(m_rig->keypad.touch(at.x(), at.y()));
-            QVERIFY(m_rig->next(20000).startsWith("7031 "));
+            QVERIFY(m_rig->next().startsWith("7031 "));
         }
     }
     moveAway();
     QCOMPARE(m_rig->settle().log, QStringList());
     QCOMPARE(m_rig->request(0x7053).line, QStringList("0003")); // nothing is being flashed
     QCOMPARE(m_rig->keypad.standinCalls().size(), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(m_rig->keypad.screen() == before, 20000);
+    AWAIT_VERIFY(m_rig->keypad.screen() == before);
 }
 
 void TestTouch::reportsOnTheLogoToo()
@@ -123,9 +123,9 @@ void TestTouch::reportsOnTheLogoToo()
     QCOMPARE(m_rig->request(0x7030, "01").line, QStringList("0004"));
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(400, 240));
-    QCOMPARE(m_rig->next(20000), QString("7031 400240"));
+    QCOMPARE(m_rig->next(), QString("7031 400240"));
     QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
-    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff, 20000));
+    QVERIFY(m_rig->keypad.waitForPixel(799, 44, 0xff0000ff));
 }
 
 void TestTouch::offAgain()
@@ -136,7 +136,7 @@ void TestTouch::offAgain()
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(corner.x(), corner.y()));
     moveAway();
-    QTRY_VERIFY_WITH_TIMEOUT(target() != unmarked, 20000);
+    AWAIT_VERIFY(target() != unmarked);
     QVERIFY(m_rig->keypad.touch(300, 100));
     const Outcome outcome = m_rig->settle();
     QCOMPARE(outcome.line, QStringList());
@@ -148,7 +148,7 @@ void TestTouch::startButtonWorks()
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(startButton.x(), startButton.y()));
     // The station hears of a flash that it did not ask for.
-    QCOMPARE(m_rig->next(30000), QString("7052 01"));
+    QCOMPARE(m_rig->next(), QString("7052 01"));
     QStringList programs;
     const QList<VirtualKeypad::StandinCall> calls = m_rig->keypad.standinCalls();
     for (const VirtualKeypad::StandinCall &call : calls)
