@@ -223,6 +223,13 @@ Outcome Rig::raw(const QByteArray &bytes)
     return collect();
 }
 
+bool Rig::mount()
+{
+    station.clear();
+    return station.send(wire::MountRequest) && next() == QLatin1String("0004") &&
+           next(Patience::mountPause) == QLatin1String("7061 01");
+}
+
 Outcome Rig::settle()
 {
     // Looked at twice: one thread may hand something to another between two looks.

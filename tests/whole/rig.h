@@ -109,6 +109,8 @@ public:
     Outcome request(quint16 type, const QByteArray &data = QByteArray());
     /// The same with any bytes that the tool gets in one read.
     Outcome raw(const QByteArray &bytes);
+    /// Has the tool attach and mount. False when it does not, or says that it could not.
+    bool mount();
     /// What came since the last call of any of these, up to an echo made once the
     /// tool has dealt with all that has reached it, touches included.
     Outcome settle();

@@ -364,7 +364,7 @@ void TestCalibration::touchTestWhileItIsOpen()
 void TestCalibration::mountedFileSystemGetsTheFile()
 {
     const QByteArray before = file(defaultFile);
-    QVERIFY(m_rig->station.request(wire::MountRequest).ok());
+    QVERIFY(m_rig->mount());
     QVERIFY(!m_rig->keypad.exists(mountedFile));
 
     // Closed at once: what is in force goes to where it belongs now.

@@ -259,7 +259,7 @@ void TestCalibrationFinger::fileIsUsedAfterARestart()
 void TestCalibrationFinger::mountedFileIsUsed()
 {
     const QByteArray before = m_rig->keypad.readFile(defaultFile);
-    QVERIFY(m_rig->station.request(wire::MountRequest).ok());
+    QVERIFY(m_rig->mount());
     comparePlaces();
     // The finger now means other places: 4 to the left of where it was.
     QCOMPARE(m_rig->request(wire::CalibrateRequest, "01").line, QStringList(ack));
