@@ -49,11 +49,6 @@ QString shortened(const QString &text)
     return text.size() <= WidestValue ? text : text.left(WidestValue - 3) + QStringLiteral("...");
 }
 
-QString percent(int part, qsizetype whole)
-{
-    return QString::number(100.0 * part / static_cast<double>(whole), 'f', 1);
-}
-
 } // namespace
 
 Console::Console(FILE *out, bool isTerminal, Interrupt *interrupt)
@@ -117,6 +112,8 @@ void Console::begin(const Plan &plan, const UnitRecord &unit, int units)
         title += QStringLiteral(", unit %1 of %2").arg(unit.number).arg(units);
     if (!unit.serialNumber.isEmpty())
         title += QStringLiteral(", serial number %1").arg(unit.serialNumber);
+    if (unit.attempt > 1)
+        title += QStringLiteral(", attempt %1").arg(unit.attempt);
     if (!unit.faults.isEmpty())
         title += QStringLiteral(", fault: %1").arg(unit.faults.join(QStringLiteral(", ")));
     line(title);
@@ -228,7 +225,16 @@ void Console::end(const UnitRecord &unit, const QString &files)
     }
     if (!isOfAStep)
         line(outcomeColumn() + unit.reason);
+    if (!unit.time.shown().isEmpty())
+        line(QStringLiteral("Time:    %1").arg(unit.time.shown()));
     reportIn(files);
+}
+
+void Console::told(const QString &about, const QString &text)
+{
+    line(QStringLiteral("%1 %2")
+             .arg(about.left(1).toUpper() + about.mid(1) + QLatin1Char(':'), -8)
+             .arg(text));
 }
 
 void Console::summary(const QList<UnitRecord> &units, const QString &files)
@@ -236,29 +242,35 @@ void Console::summary(const QList<UnitRecord> &units, const QString &files)
     line(QString());
     double longest = 0;
     double total = 0;
-    int good = 0;
-    int tested = 0;
     for (const UnitRecord &unit : units) {
         const bool wasTested = unit.outcome != Outcome::NotRun;
+        QStringList why;
+        if (unit.attempt > 1)
+            why.append(QStringLiteral("attempt %1").arg(unit.attempt));
+        if (!unit.reason.isEmpty())
+            why.append(unit.reason);
         line(QStringLiteral("%1 unit %2 %3 %4  %5")
                  .arg(shown(unit.outcome))
                  .arg(unit.number, 3)
                  .arg(unit.serialNumber, -12)
                  .arg(wasTested ? shownSeconds(unit.seconds()) : QString(), 8)
-                 .arg(unit.reason));
+                 .arg(why.join(QStringLiteral(": "))));
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
-        good += unit.outcome == Outcome::Pass ? 1 : 0;
-        tested += wasTested ? 1 : 0;
     }
+    const Yield yield = Yield::of(units);
     QStringList parts = {QStringLiteral("Yield %1 % (%2 of %3 units)")
-                             .arg(percent(good, units.size()))
-                             .arg(good)
-                             .arg(units.size())};
-    if (tested < units.size())
-        parts.append(QStringLiteral("%1 not tested").arg(units.size() - tested));
-    if (tested > 0)
-        parts += {QStringLiteral("%1 a unit on average").arg(shownSeconds(total / tested)),
+                             .arg(yield.percent(yield.finalPass))
+                             .arg(yield.finalPass)
+                             .arg(yield.units)};
+    if (yield.retested > 0)
+        parts.append(QStringLiteral("first pass %1 % (%2)")
+                         .arg(yield.percent(yield.firstPass))
+                         .arg(yield.firstPass));
+    if (yield.tested < yield.units)
+        parts.append(QStringLiteral("%1 not tested").arg(yield.units - yield.tested));
+    if (yield.tested > 0)
+        parts += {QStringLiteral("%1 a unit on average").arg(shownSeconds(total / yield.tested)),
                   QStringLiteral("%1 the longest").arg(shownSeconds(longest)),
                   QStringLiteral("%1 in all").arg(shownSeconds(total))};
     line(parts.join(QStringLiteral(", ")));

@@ -27,6 +27,7 @@ public:
     void end(const UnitRecord &unit, const QString &files) override;
     /// Yield and times.
     void summary(const QList<UnitRecord> &units, const QString &files) override;
+    void told(const QString &about, const QString &text) override;
     /// "pass" in its colour.
     QString shown(Outcome outcome) const;
 

@@ -7,6 +7,7 @@ void JsonWatcher::begin(const Plan &plan, const UnitRecord &unit, int units)
     m_unit = unit.number;
     m_stream->say("unit begun",
                   {{QStringLiteral("unit"), unit.number},
+                   {QStringLiteral("attempt"), unit.attempt},
                    {QStringLiteral("units"), units},
                    {QStringLiteral("title"), plan.title},
                    {QStringLiteral("steps"), static_cast<int>(plan.steps.size())},
@@ -44,6 +45,7 @@ void JsonWatcher::stepEnded(const StepRecord &step)
 void JsonWatcher::end(const UnitRecord &unit, const QString &files)
 {
     m_stream->say("unit ended", {{QStringLiteral("unit"), unit.number},
+                                 {QStringLiteral("attempt"), unit.attempt},
                                  {QStringLiteral("outcome"), outcomeName(unit.outcome)},
                                  {QStringLiteral("reason"), unit.reason},
                                  {QStringLiteral("files"), files},
@@ -53,16 +55,20 @@ void JsonWatcher::end(const UnitRecord &unit, const QString &files)
 void JsonWatcher::summary(const QList<UnitRecord> &units, const QString &files)
 {
     QJsonArray list;
-    int passed = 0;
     for (const UnitRecord &unit : units) {
         list.append(QJsonObject{{QStringLiteral("unit"), unit.number},
+                                {QStringLiteral("attempt"), unit.attempt},
                                 {QStringLiteral("serial_number"), unit.serialNumber},
                                 {QStringLiteral("outcome"), outcomeName(unit.outcome)},
                                 {QStringLiteral("reason"), unit.reason},
                                 {QStringLiteral("seconds"), unit.seconds()}});
-        passed += unit.outcome == Outcome::Pass ? 1 : 0;
     }
     m_stream->say("summary", {{QStringLiteral("units"), list},
-                              {QStringLiteral("passed"), passed},
+                              {QStringLiteral("passed"), Yield::of(units).finalPass},
                               {QStringLiteral("files"), files}});
+}
+
+void JsonWatcher::told(const QString &about, const QString &text)
+{
+    m_stream->say("note", {{QStringLiteral("about"), about}, {QStringLiteral("text"), text}});
 }

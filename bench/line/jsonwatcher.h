@@ -17,6 +17,7 @@ public:
     void stepEnded(const StepRecord &step) override;
     void end(const UnitRecord &unit, const QString &files) override;
     void summary(const QList<UnitRecord> &units, const QString &files) override;
+    void told(const QString &about, const QString &text) override;
 
 private:
     JsonStream *m_stream;

@@ -76,17 +76,40 @@ void writeCounts(QXmlStreamWriter &xml, const QList<UnitRecord> &units)
     xml.writeAttribute(QStringLiteral("time"), plainSeconds(seconds));
 }
 
-void writeUnit(QXmlStreamWriter &xml, const UnitRecord &unit)
+void writeProperty(QXmlStreamWriter &xml, const char *name, const QString &value)
+{
+    if (value.isEmpty())
+        return;
+    xml.writeEmptyElement(QStringLiteral("property"));
+    xml.writeAttribute(QStringLiteral("name"), QLatin1String(name));
+    xml.writeAttribute(QStringLiteral("value"), printable(value));
+}
+
+/// Who counts first passes and final ones must tell the attempts at a unit apart.
+void writeAttempt(QXmlStreamWriter &xml, const UnitRecord &unit, bool isLast)
+{
+    xml.writeStartElement(QStringLiteral("properties"));
+    writeProperty(xml, "attempt", QString::number(unit.attempt));
+    writeProperty(xml, "last_attempt", isLast ? QStringLiteral("true") : QStringLiteral("false"));
+    writeProperty(xml, "outcome", outcomeName(unit.outcome));
+    writeProperty(xml, "operator", unit.operatorName);
+    xml.writeEndElement();
+}
+
+void writeUnit(QXmlStreamWriter &xml, const UnitRecord &unit, bool isLast)
 {
     xml.writeStartElement(QStringLiteral("testsuite"));
     QString name = QStringLiteral("%1 unit %2").arg(unit.plan).arg(unit.number);
     if (!unit.serialNumber.isEmpty())
         name = QStringLiteral("%1 %2").arg(unit.plan, unit.serialNumber);
+    if (unit.attempt > 1)
+        name += QStringLiteral(" attempt %1").arg(unit.attempt);
     xml.writeAttribute(QStringLiteral("name"), name);
     xml.writeAttribute(QStringLiteral("timestamp"), unit.start.toString(Qt::ISODate));
     xml.writeAttribute(QStringLiteral("hostname"), unit.station);
     writeCounts(xml, {unit});
     xml.writeAttribute(QStringLiteral("skipped"), QString::number(unit.count(Outcome::NotRun)));
+    writeAttempt(xml, unit, isLast);
     for (const StepRecord &step : unit.steps)
         writeStep(xml, unit, step);
     xml.writeEndElement();
@@ -102,8 +125,9 @@ QByteArray toJunit(const QList<UnitRecord> &units)
     xml.writeStartDocument();
     xml.writeStartElement(QStringLiteral("testsuites"));
     writeCounts(xml, units);
-    for (const UnitRecord &unit : units)
-        writeUnit(xml, unit);
+    const QList<bool> areLast = lastAttempts(units);
+    for (int i = 0; i < units.size(); ++i)
+        writeUnit(xml, units.at(i), areLast.at(i));
     xml.writeEndElement();
     xml.writeEndDocument();
     return bytes;

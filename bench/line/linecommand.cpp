@@ -9,6 +9,7 @@
 #include "bench/line/linerun.h"
 #include "bench/line/terminaldesk.h"
 #include "bench/line/vmfault.h"
+#include "bench/records/store.h"
 #include "bench/station/station.h"
 
 #include <QRegularExpression>
@@ -24,7 +25,8 @@ const char Description[] =
     "real units at a serial port, where the operator is asked to act and to look.\n"
     "\n"
     "Leaves record.json, junit.xml, report.html, the transcript, the tool's log and pictures\n"
-    "in OUT/<time>/; with several units, in a folder for each of them.\n"
+    "in OUT/<time>/, with several units in a folder for each of them, and takes the record to\n"
+    "the store of all records.\n"
     "\n"
     "Exit status: 0 all units passed, 1 one failed, 2 the command line or the plan is wrong,\n"
     "3 a unit or the operator did not answer in time, 4 a unit could not be tested, or a record\n"
@@ -56,8 +58,17 @@ struct Choices {
     QCommandLineOption fault =
         option("fault", "Gives all virtual units a fault, or only that one; can be repeated.",
                "name[:unit]");
-    QCommandLineOption serial = option(
-        "serial-number", "Serial number of the first unit; its last digits count up.", "text");
+    QCommandLineOption serial =
+        option("serial-number", "Of the unit; \"ask\": the operator types or scans each.", "text");
+    QCommandLineOption countUp =
+        option("count-up", "The last digits of --serial-number count up with the units.");
+    QCommandLineOption operatorName = option("operator", "Who tests, for the records.", "name");
+    QCommandLineOption store = option("store",
+                                      "Store of all records, as \"bench records\" takes it, or "
+                                      "\"none\" (default OUT/records.sqlite).",
+                                      "place");
+    QCommandLineOption after =
+        option("after", "Program that is run after each unit with its record's path.", "program");
     QCommandLineOption station =
         option("station", "Name of this station (default: this machine's).", "text",
                QSysInfo::machineHostName());
@@ -69,8 +80,8 @@ struct Choices {
         option("flash-seconds", "How long a virtual keypad flashes (default 8).", "s",
                QStringLiteral("8"));
     QCommandLineOption pace =
-        option("pace", "Pause after each step, in milliseconds (default 150).", "ms",
-               QStringLiteral("150"));
+        option("pace", "Pause after each step, in milliseconds (default 0, with --display 150).",
+               "ms", QStringLiteral("0"));
     QCommandLineOption set =
         option("set", "Sets a variable of the plan; can be repeated.", "name=value");
     QCommandLineOption variant =
@@ -83,6 +94,7 @@ struct Choices {
 };
 
 const int MostUnits = 9999;
+const int WatchedPaceMs = 150;
 const int MostPaceMs = 60000;
 const int MostBaud = 4000000;
 const int MostFlashSeconds = 3600;
@@ -214,6 +226,53 @@ PlanSettings readSettings(const QCommandLineParser &parser, const Choices &choic
     return settings;
 }
 
+void readSerialNumber(const QCommandLineParser &parser, const Choices &choices,
+                      LineOptions *options, QString *error)
+{
+    options->serialNumber = text(parser, choices.serial, error);
+    options->countsUp = parser.isSet(choices.countUp);
+    options->asksSerialNumber = options->serialNumber == QLatin1String("ask");
+    if (options->countsUp && (options->serialNumber.isEmpty() || options->asksSerialNumber))
+        refuse(QStringLiteral("--count-up needs the --serial-number of the first unit"), error);
+    if (options->asksSerialNumber)
+        options->serialNumber.clear();
+    else if (options->units > 1 && !options->serialNumber.isEmpty() && !options->countsUp)
+        refuse(QStringLiteral("--serial-number names one unit; with --units it takes \"ask\", or "
+                              "goes with --count-up"),
+               error);
+}
+
+/// Where all records go; empty for nowhere.
+QString readStore(const QCommandLineParser &parser, const Choices &choices, const QString &outDir,
+                  QString *error)
+{
+    const QString place = text(parser, choices.store, error);
+    if (!parser.isSet(choices.store))
+        return outDir + QStringLiteral("/records.sqlite");
+    if (place == QLatin1String("none"))
+        return QString();
+    QString why;
+    if (!Store::isPlace(place, &why))
+        refuse(why, error);
+    return place;
+}
+
+/// What the plan has against the serial numbers; they are known before anything is tested.
+QString wrongSerialNumber(const Plan &plan, const LineOptions &options)
+{
+    if (options.asksSerialNumber || plan.serialNumber.pattern().isEmpty())
+        return QString();
+    if (options.serialNumber.isEmpty())
+        return QStringLiteral(
+            "the plan wants serial numbers: --serial-number, with one or \"ask\"");
+    for (int by = 0; by < (options.countsUp ? options.units : 1); ++by) {
+        const QString number = LineRun::countedUp(options.serialNumber, by);
+        if (!plan.takesSerialNumber(number))
+            return QStringLiteral("--serial-number: %1 is not one of this plan").arg(number);
+    }
+    return QString();
+}
+
 LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     LineOptions options;
@@ -222,16 +281,21 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     if (error->isEmpty() && !Station::isBaudRate(options.baudRate))
         *error = QStringLiteral("--baud: %1 is not a standard baud rate").arg(options.baudRate);
     options.units = integer(parser, choices.units, 1, MostUnits, error);
-    options.serialNumber = text(parser, choices.serial, error);
+    readSerialNumber(parser, choices, &options, error);
+    options.operatorName = text(parser, choices.operatorName, error);
+    options.after = text(parser, choices.after, error);
     options.station = text(parser, choices.station, error);
     options.fixture = text(parser, choices.fixture, error);
     options.outDir = text(parser, choices.out, error);
+    options.store = readStore(parser, choices, options.outDir, error);
     options.flashSeconds = decimal(parser, choices.flash, 0, MostFlashSeconds, error);
     options.paceMs = integer(parser, choices.pace, 0, MostPaceMs, error);
     options.display.kind = KeypadDisplay::Xvfb;
     if (parser.isSet(choices.display)) {
         options.display.kind = KeypadDisplay::Existing;
         options.display.name = text(parser, choices.display, error);
+        if (!parser.isSet(choices.pace)) // somebody watches
+            options.paceMs = WatchedPaceMs;
     }
     text(parser, choices.fault, error);
     if (error->isEmpty())
@@ -271,10 +335,12 @@ int runLineCommand(const QStringList &arguments)
     const Choices choices;
     QCommandLineParser parser;
     parser.setApplicationDescription(QLatin1String(Description) + Fault::help());
-    parser.addOptions({choices.port, choices.board, choices.line, choices.package, choices.baud,
-                       choices.units, choices.fault, choices.serial, choices.station, choices.out,
-                       choices.display, choices.flash, choices.pace, choices.set, choices.variant,
-                       choices.fixture, choices.json, choices.check});
+    parser.addOptions({choices.port,         choices.board,   choices.line,    choices.package,
+                       choices.baud,         choices.units,   choices.fault,   choices.serial,
+                       choices.station,      choices.out,     choices.display, choices.flash,
+                       choices.pace,         choices.set,     choices.variant, choices.countUp,
+                       choices.operatorName, choices.fixture, choices.store,   choices.after,
+                       choices.json,         choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -296,6 +362,9 @@ int runLineCommand(const QStringList &arguments)
         return BenchExit::Good;
     }
 
+    error = wrongSerialNumber(*plan, options);
+    if (!error.isEmpty())
+        return complain(name, error, BenchExit::Usage);
     if (options.board)
         options.board->image = BoardImage::find(parser.value(choices.package), &error);
     if (!error.isEmpty())

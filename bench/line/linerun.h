@@ -4,8 +4,11 @@
 
 #include "bench/board/vmboard.h"
 #include "bench/line/linewatcher.h"
+#include "bench/line/operatordesk.h"
+#include "bench/line/passedunits.h"
 #include "bench/line/plan.h"
 #include "bench/line/recordfolder.h"
+#include "bench/line/storefeed.h"
 #include "bench/line/virtualunit.h"
 
 #include <QHash>
@@ -13,7 +16,6 @@
 #include <memory>
 #include <optional>
 
-class OperatorDesk;
 class Station;
 
 struct LineOptions {
@@ -21,10 +23,15 @@ struct LineOptions {
     std::optional<VmBoardOptions> board;
     int baudRate = 115200;
     int units = 1;
-    QString serialNumber; ///< of the first unit; the trailing number counts up
+    QString serialNumber;          ///< of the unit, or of the first one
+    bool asksSerialNumber = false; ///< of every unit
+    bool countsUp = false;         ///< the serial number's last digits, with the units
+    QString operatorName;          ///< empty where it is asked for, if the plan wants it
     QString station;
     QString fixture; ///< empty where there is only one
     QString outDir;
+    QString store; ///< of all records; empty for none
+    QString after; ///< program that gets each record; empty for none
     KeypadDisplay display;
     double flashSeconds = 0;
     int paceMs = 0;
@@ -50,12 +57,21 @@ private:
     bool isInterrupted() const;
     bool wantsAnswers() const;
     void runUnits(QString *error);
+    bool asksAtOnce() const;
+    bool askOperator(QString *error);
+    bool identify(int number, QString *notThisOne, QString *why);
+    bool askSerialNumber(int number, QString *why);
+    bool mayBeTested(QString *refusal, QString *why);
+    bool isAnswer(OperatorDesk::Reply reply, const QString &missing, QString *why) const;
     void runUnit(int number, QString *error);
+    bool isTestedAgain(const UnitRecord &record, int attempt);
+    void runAttempt(int number, int attempt, QString *error);
+    void tellOthers(const QString &dir);
     void test(Unit *unit, Station *station, UnitRecord *record);
     void leaveOut(int number, const QString &reason);
     bool connectNext(int number, QString *error);
     std::unique_ptr<Unit> makeUnit(int number) const;
-    UnitRecord newRecord(int number) const;
+    UnitRecord newRecord(int number, int attempt = 1) const;
     QList<const Fault *> faultsOf(int number) const;
 
     const Plan &m_plan;
@@ -63,6 +79,10 @@ private:
     LineWatcher *m_watcher;
     OperatorDesk *m_desk;
     RecordFolder m_folder;
+    StoreFeed m_store;
+    PassedUnits m_passed;
+    QString m_operatorName;
+    QString m_serialNumber; ///< of the unit that is at hand
     QList<UnitRecord> m_records;
 };
 

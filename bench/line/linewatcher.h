@@ -15,6 +15,10 @@ public:
     /// Of several units, those that were not tested too.
     /// @param files  folder with the reports; empty when they could not be written
     virtual void summary(const QList<UnitRecord> &units, const QString &files) = 0;
+    /// Anything else that a person should know.
+    /// @param about  one word: "store", "after"
+    /// @param text   one line
+    virtual void told(const QString &about, const QString &text) = 0;
 };
 
 #endif

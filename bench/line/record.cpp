@@ -3,8 +3,11 @@
 #include "bench/common/command.h"
 
 #include <QJsonArray>
+#include <QMap>
 
 #include <algorithm>
+#include <initializer_list>
+#include <utility>
 
 namespace
 {
@@ -38,6 +41,12 @@ void insertText(QJsonObject *object, const QString &key, const QString &text)
 {
     if (!text.isEmpty())
         object->insert(key, text);
+}
+
+void insertObject(QJsonObject *object, const QString &key, const QJsonObject &value)
+{
+    if (!value.isEmpty())
+        object->insert(key, value);
 }
 
 QJsonObject toJson(const Measurement &measured)
@@ -209,24 +218,85 @@ void UnitRecord::conclude()
     }
 }
 
+QString TimeSpent::shown() const
+{
+    const std::initializer_list<std::pair<const char *, double>> parts = {
+        {"tool", tool}, {"flash", flash}, {"operator", operatorAt}, {"bench", bench}};
+    QStringList all;
+    for (const auto &part : parts) {
+        if (part.second > 0)
+            all.append(QLatin1String(part.first) + QLatin1Char(' ') + shownSeconds(part.second));
+    }
+    return all.join(QStringLiteral(", "));
+}
+
+QString Yield::percent(int part) const
+{
+    return QString::number(100.0 * part / std::max(1, units), 'f', 1);
+}
+
+Yield Yield::of(const QList<UnitRecord> &records)
+{
+    Yield yield;
+    for (const UnitRecord &record : records) {
+        const bool isFirst = record.attempt == 1;
+        const bool passed = record.outcome == Outcome::Pass;
+        yield.units += isFirst ? 1 : 0;
+        yield.tested += isFirst && record.outcome != Outcome::NotRun ? 1 : 0;
+        yield.firstPass += isFirst && passed ? 1 : 0;
+        yield.finalPass += passed ? 1 : 0; // which ends the attempts
+        yield.retested += isFirst ? 0 : 1;
+    }
+    return yield;
+}
+
+QList<bool> lastAttempts(const QList<UnitRecord> &records)
+{
+    const auto unitOf = [](const UnitRecord &record) {
+        return std::make_pair(record.fixture, record.number);
+    };
+    QMap<std::pair<QString, int>, int> last;
+    for (const UnitRecord &record : records) {
+        int &attempt = last[unitOf(record)];
+        attempt = std::max(attempt, record.attempt);
+    }
+    QList<bool> are;
+    for (const UnitRecord &record : records)
+        are.append(record.attempt == last.value(unitOf(record)));
+    return are;
+}
+
 QJsonObject toJson(const UnitRecord &unit)
 {
     QJsonObject object;
     object.insert(QStringLiteral("record"), 1);
+    insertText(&object, QStringLiteral("id"), unit.id);
     object.insert(QStringLiteral("plan"), unit.plan);
     object.insert(QStringLiteral("title"), unit.planTitle);
     object.insert(QStringLiteral("plan_file"), unit.planFile);
+    insertText(&object, QStringLiteral("plan_sha256"), unit.planSha256);
+    insertObject(&object, QStringLiteral("plan_includes"), unit.planIncludes);
+    insertText(&object, QStringLiteral("variant"), unit.variant);
+    insertObject(&object, QStringLiteral("variables"), unit.variables);
     object.insert(QStringLiteral("number"), unit.number);
+    object.insert(QStringLiteral("attempt"), unit.attempt);
     object.insert(QStringLiteral("serial_number"), unit.serialNumber);
+    insertText(&object, QStringLiteral("operator"), unit.operatorName);
     object.insert(QStringLiteral("station"), unit.station);
     insertText(&object, QStringLiteral("fixture"), unit.fixture);
     object.insert(QStringLiteral("unit"), unit.unit);
     if (!unit.faults.isEmpty())
         object.insert(QStringLiteral("faults"), QJsonArray::fromStringList(unit.faults));
     object.insert(QStringLiteral("tool_version"), unit.toolVersion);
+    insertText(&object, QStringLiteral("bench_version"), unit.benchVersion);
     object.insert(QStringLiteral("start"), isoTime(unit.start));
     object.insert(QStringLiteral("end"), isoTime(unit.end));
     object.insert(QStringLiteral("seconds"), rounded(unit.seconds()));
+    object.insert(QStringLiteral("time"),
+                  QJsonObject{{QStringLiteral("tool"), rounded(unit.time.tool)},
+                              {QStringLiteral("flash"), rounded(unit.time.flash)},
+                              {QStringLiteral("operator"), rounded(unit.time.operatorAt)},
+                              {QStringLiteral("bench"), rounded(unit.time.bench)}});
     object.insert(QStringLiteral("ended"), unit.ended);
     object.insert(QStringLiteral("outcome"),
                   outcomeName(unit.ended ? unit.outcome : Outcome::Interrupted));

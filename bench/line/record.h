@@ -82,17 +82,38 @@ struct StepRecord : AttemptRecord {
     QString limits() const;
 };
 
+/// Where the time of a unit went, in seconds; together all of it.
+struct TimeSpent {
+    double tool = 0;       ///< waiting for the tool, on the line and on its board
+    double flash = 0;      ///< waiting for the flash, of which the tool tells
+    double operatorAt = 0; ///< waiting for the operator
+    double bench = 0;      ///< all else: a virtual hand, pictures, records, pauses, silence
+
+    /// "tool 12.1 s, flash 8.20 s, operator 30.5 s, bench 1.02 s".
+    QString shown() const;
+};
+
+/// What a run of a plan on a unit gave: one attempt at it.
 struct UnitRecord {
+    QString id; ///< no other record has it
     QString plan;
     QString planTitle;
     QString planFile;
+    QString planSha256;       ///< of that file's bytes, hexadecimal
+    QJsonObject planIncludes; ///< the same of the files that it includes, by their names
+    QString variant;          ///< name of the file that set variables; empty for none
+    QJsonObject variables;    ///< of the plan that were set, with their values
     int number = 1;
+    int attempt = 1; ///< at this unit in its batch
     QString serialNumber;
+    QString operatorName;
     QString station;
-    QString fixture; ///< empty where there is only one
-    QString unit; ///< "virtual keypad", or the port
+    QString fixture; ///< of the station; empty where there is one
+    QString unit;    ///< "virtual keypad", or the port
     QStringList faults;
     QString toolVersion;
+    QString benchVersion;
+    TimeSpent time;
     QDateTime start;
     QDateTime end; ///< while the run goes on: of the last step so far
     bool ended = false;
@@ -109,6 +130,23 @@ struct UnitRecord {
     /// The run is over: sets outcome and reason from the steps; the first of the worst decides.
     void conclude();
 };
+
+/// How many units passed, of records of which each is an attempt at one.
+struct Yield {
+    int units = 0; ///< that were asked for
+    int tested = 0;
+    int firstPass = 0; ///< passed at the first attempt
+    int finalPass = 0; ///< passed at any
+    int retested = 0;  ///< records of further attempts
+
+    /// Part of all units, in percent: "87.5".
+    QString percent(int part) const;
+
+    static Yield of(const QList<UnitRecord> &records);
+};
+
+/// Whether each record is of its unit's last attempt.
+QList<bool> lastAttempts(const QList<UnitRecord> &records);
 
 /// The record as docs/line.md describes record.json. One of a run that has not ended reads as
 /// that of an interrupted one, which it is if nothing is written after it.

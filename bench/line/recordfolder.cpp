@@ -101,6 +101,12 @@ void pointLatestTo(const QString &dir, const QString &name)
         unlink(next.constData());
 }
 
+QString unitName(int number, int attempt)
+{
+    const QString name = QStringLiteral("unit-%1").arg(number, 2, 10, QLatin1Char('0'));
+    return attempt == 1 ? name : QStringLiteral("%1-attempt-%2").arg(name).arg(attempt);
+}
+
 } // namespace
 
 bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
@@ -121,9 +127,9 @@ bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
     return false;
 }
 
-bool RecordFolder::create(const QString &dir, int units, QString *error)
+bool RecordFolder::create(const QString &dir, bool isBatch, QString *error)
 {
-    m_units = units;
+    m_isBatch = isBatch;
     const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     QString name = time;
     // Several may begin at once: the one that makes a folder has it.
@@ -143,22 +149,22 @@ bool RecordFolder::create(const QString &dir, int units, QString *error)
     return true;
 }
 
-QString RecordFolder::unitName(int number) const
+QString RecordFolder::unitPath(int number, int attempt) const
 {
-    return QStringLiteral("unit-%1").arg(number, 2, 10, QLatin1Char('0'));
+    if (!m_isBatch)
+        return m_path;
+    QDir(m_path).mkpath(unitName(number, attempt));
+    return m_path + QLatin1Char('/') + unitName(number, attempt);
 }
 
-QString RecordFolder::unitPath(int number) const
+QString RecordFolder::recordPath(const QString &unitPath)
 {
-    if (m_units == 1)
-        return m_path;
-    QDir(m_path).mkpath(unitName(number));
-    return m_path + QLatin1Char('/') + unitName(number);
+    return unitPath + QLatin1Char('/') + QLatin1String(RecordName);
 }
 
 bool RecordFolder::keep(const UnitRecord &unit, QString *error) const
 {
-    Writer writer(unitPath(unit.number));
+    Writer writer(unitPath(unit.number, unit.attempt));
     writer.write(RecordName, recordText(unit));
     return writer.finish(error);
 }
@@ -166,7 +172,7 @@ bool RecordFolder::keep(const UnitRecord &unit, QString *error) const
 bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
                          const QByteArray &log, QString *error) const
 {
-    const QString dir = unitPath(unit.number);
+    const QString dir = unitPath(unit.number, unit.attempt);
     Writer writer(dir);
     writer.write(RecordName, recordText(unit));
     writer.write(JunitName, toJunit({unit}));
@@ -180,7 +186,7 @@ bool RecordFolder::writeSummary(const QList<UnitRecord> &units, QString *error) 
 {
     QStringList folders;
     for (const UnitRecord &unit : units)
-        folders.append(unit.wasBegun() ? unitName(unit.number) : QString());
+        folders.append(unit.wasBegun() ? unitName(unit.number, unit.attempt) : QString());
     Writer writer(m_path);
     writer.write(JunitName, toJunit(units));
     writer.write(ReportName, lineReport(units, folders));

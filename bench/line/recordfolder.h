@@ -1,5 +1,5 @@
-/// The files that a run leaves: DIR/<time>/, and below it a folder a unit when
-/// there are several.
+/// The files that a run leaves: DIR/<time>/, and below it a folder for each attempt at a
+/// unit when there may be several.
 #ifndef BENCH_LINE_RECORDFOLDER_H
 #define BENCH_LINE_RECORDFOLDER_H
 
@@ -15,11 +15,13 @@ class RecordFolder
 public:
     /// Makes DIR/<time>/, or DIR/<time>-2/ and so on when others have begun in the same
     /// second, and lets DIR/latest point to it. False with *error.
-    bool create(const QString &dir, int units, QString *error);
+    /// @param isBatch  it gets several records
+    bool create(const QString &dir, bool isBatch, QString *error);
 
     QString path() const { return m_path; }
-    /// Of a unit, counted from 1; made if need be.
-    QString unitPath(int number) const;
+    bool isBatch() const { return m_isBatch; }
+    /// Of an attempt at a unit, both counted from 1; made if need be.
+    QString unitPath(int number, int attempt = 1) const;
 
     /// record.json of a unit whose run goes on. Replaced as a whole and on the disk when this
     /// returns: whatever ends the program, the record is the last one or the one before it.
@@ -33,13 +35,13 @@ public:
     /// folder.
     bool writeSummary(const QList<UnitRecord> &units, QString *error) const;
 
+    /// The record in a unit's folder.
+    static QString recordPath(const QString &unitPath);
     static QString transcriptName() { return QStringLiteral("transcript.txt"); }
 
 private:
-    QString unitName(int number) const;
-
     QString m_path;
-    int m_units = 1;
+    bool m_isBatch = false;
 };
 
 #endif

@@ -24,6 +24,8 @@ namespace
 
 using kainjow::mustache::data;
 
+const int PlanSumShown = 12; ///< digits that tell plans apart; the record has all
+
 /// A name that the template uses and nobody gave would leave a hole in the page that
 /// no one notices.
 class StrictContext : public kainjow::mustache::context<std::string>
@@ -68,6 +70,16 @@ QString classOf(Outcome outcome)
 QString shownTime(const QDateTime &time)
 {
     return time.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+}
+
+/// "old_version=1.2*, low=11000"; the name of the variant before it.
+QString variantOf(const UnitRecord &unit)
+{
+    QStringList parts;
+    for (auto it = unit.variables.begin(); it != unit.variables.end(); ++it)
+        parts.append(it.key() + QLatin1Char('=') + it.value().toVariant().toString());
+    const QString settings = parts.join(QStringLiteral(", "));
+    return unit.variant.isEmpty() ? settings : QStringLiteral("%1: %2").arg(unit.variant, settings);
 }
 
 /// What the unit is called: its serial number, else its number in the batch.
@@ -233,7 +245,14 @@ data unitValues(const UnitRecord &unit)
                    {"class", text(classOf(unit.outcome))},
                    {"name", text(nameOf(unit))},
                    {"plan", parts(unit.planFile)},
+                   {"planSum", text(unit.planSha256.left(PlanSumShown))},
+                   {"variant", text(variantOf(unit))},
                    {"station", text(unit.station)},
+                   {"fixture", text(unit.fixture)},
+                   {"operator", text(unit.operatorName)},
+                   {"attempt", text(unit.attempt > 1 ? QString::number(unit.attempt) : QString())},
+                   {"bench", text(unit.benchVersion)},
+                   {"spent", text(unit.time.shown())},
                    {"unit", text(unit.unit)},
                    {"unitNumber", number(unit.number)},
                    {"faults", text(unit.faults.join(QStringLiteral(", ")))},
@@ -289,8 +308,7 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
     data rows(data::type::list);
     double longest = 0;
     double total = 0;
-    int good = 0;
-    int tested = 0;
+    const QList<bool> areLast = lastAttempts(units);
     Outcome worst = Outcome::NotRun;
     QDateTime end;
     for (int i = 0; i < units.size(); ++i) {
@@ -305,34 +323,37 @@ QByteArray lineReport(const QList<UnitRecord> &units, const QStringList &folders
         longest = std::max(longest, unit.seconds());
         total += unit.seconds();
         end = std::max(end, unit.end);
-        good += unit.outcome == Outcome::Pass ? 1 : 0;
-        tested += unit.outcome != Outcome::NotRun ? 1 : 0;
-        worst = std::max(worst, unit.outcome);
+        if (areLast.at(i))
+            worst = std::max(worst, unit.outcome);
     }
-    const int count = static_cast<int>(units.size());
-    if (tested < count) // what was asked for was not done
+    const Yield yield = Yield::of(units);
+    if (yield.tested < yield.units) // what was asked for was not done
         worst = std::max(worst, Outcome::Error);
-    const QString untested = tested < count ? QString::number(count - tested) : QString();
+    const QString untested =
+        yield.tested < yield.units ? QString::number(yield.units - yield.tested) : QString();
+    const QString firstPass = yield.retested > 0 ? yield.percent(yield.firstPass) : QString();
     const UnitRecord first = units.value(0);
-    const data several =
-        object({{"class", text(classOf(worst))},
-                {"yield", text(QString::number(100.0 * good / std::max(1, count), 'f', 1))},
-                {"good", number(good)},
-                {"units", number(count)},
-                {"plan", parts(first.planFile)},
-                {"station", text(first.station)},
-                {"unit", text(first.unit)},
-                {"start", text(shownTime(first.start))},
-                {"end", text(shownTime(end))},
-                {"untested", text(untested)},
-                {"average", text(shownSeconds(total / std::max(1, tested)))},
-                {"longest", text(shownSeconds(longest))},
-                {"total", text(shownSeconds(total))},
-                {"rows", rows}});
-    return fill(object(
-        {{"title", text(first.planTitle)},
-         {"heading",
-          text(QStringLiteral("%1 of %2 passed, %3").arg(good).arg(count).arg(first.planTitle))},
-         {"one", data(false)},
-         {"several", several}}));
+    const data several = object({{"class", text(classOf(worst))},
+                                 {"yield", text(yield.percent(yield.finalPass))},
+                                 {"good", number(yield.finalPass)},
+                                 {"firstPass", text(firstPass)},
+                                 {"firstGood", number(yield.firstPass)},
+                                 {"units", number(yield.units)},
+                                 {"plan", parts(first.planFile)},
+                                 {"station", text(first.station)},
+                                 {"unit", text(first.unit)},
+                                 {"start", text(shownTime(first.start))},
+                                 {"end", text(shownTime(end))},
+                                 {"untested", text(untested)},
+                                 {"average", text(shownSeconds(total / std::max(1, yield.tested)))},
+                                 {"longest", text(shownSeconds(longest))},
+                                 {"total", text(shownSeconds(total))},
+                                 {"rows", rows}});
+    return fill(object({{"title", text(first.planTitle)},
+                        {"heading", text(QStringLiteral("%1 of %2 passed, %3")
+                                             .arg(yield.finalPass)
+                                             .arg(yield.units)
+                                             .arg(first.planTitle))},
+                        {"one", data(false)},
+                        {"several", several}}));
 }

@@ -123,6 +123,7 @@ std::optional<Station::Received> Runner::next(const QDeadlineTimer &deadline)
 void Runner::run(UnitRecord *record)
 {
     record->start = QDateTime::currentDateTime();
+    m_time.start();
     m_station->clear();
     m_inbox.clear();
     m_points.clear();
@@ -153,6 +154,7 @@ void Runner::run(UnitRecord *record)
         m_watcher->stepEnded(skipped);
     }
     record->end = QDateTime::currentDateTime();
+    record->time = m_time.spent();
     record->conclude();
     if (interruptedBefore.isEmpty())
         return;
@@ -160,9 +162,10 @@ void Runner::run(UnitRecord *record)
     record->reason = interruptedBefore;
 }
 
-void Runner::keep(UnitRecord *record) const
+void Runner::keep(UnitRecord *record)
 {
     record->end = QDateTime::currentDateTime();
+    record->time = m_time.spent();
     if (m_options.keep)
         m_options.keep(*record);
 }
@@ -264,6 +267,7 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
         return true;
     if (m_station->isHungUp()) // a person need not act for nothing
         return attempt->fail(Outcome::Error, QStringLiteral("the line hung up"));
+    const TimeBook::Visit visit(&m_time, handShare());
     QString error;
     const Unit::Done done =
         m_unit->operate(*step.operation, step.isConfirmed(), m_plan.operatorLimitMs, &error);
@@ -272,6 +276,12 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
         return true;
     attempt->alone = true;
     return attempt->fail(done == Unit::TooLate ? Outcome::TimeOut : Outcome::Error, error);
+}
+
+/// Whose time it is when a hand acts or an eye looks.
+TimeBook::Share Runner::handShare() const
+{
+    return m_unit->hasOperator() ? TimeBook::Operator : TimeBook::Bench;
 }
 
 bool Runner::send(const Plan::Step &step, Attempt *attempt)
@@ -305,7 +315,12 @@ bool Runner::missing(const QString &expected, Attempt *attempt)
 
 bool Runner::expectFrames(const Plan::Step &step, Attempt *attempt)
 {
+    // What a person does without a word of it, the first frame tells.
+    const bool isHand = step.operation && !step.request && step.raw.isEmpty();
     for (int i = 0; i < step.expected.size(); ++i) {
+        const TimeBook::Visit visit(&m_time, isHand && i == 0 && m_unit->hasOperator()
+                                                 ? TimeBook::Operator
+                                                 : TimeBook::Tool);
         const std::optional<Station::Received> received = next(attempt->deadline);
         if (!received)
             return missing(joined(step.expected, i), attempt);
@@ -377,6 +392,8 @@ bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
     const Plan::Poll &poll = *step.poll;
     const std::optional<wire::Answers> answers = wire::answersTo(poll.request.type);
     const quint16 answerType = answers ? answers->reply : quint16(0);
+    const bool isFlash = wire::typeNamed(QStringLiteral("flash status")) == answerType;
+    const TimeBook::Visit visit(&m_time, isFlash ? TimeBook::Flash : TimeBook::Tool);
     QDeadlineTimer ask(0);
     bool asked = false;
     int came = 0;
@@ -466,6 +483,9 @@ bool Runner::checkPoints(const Plan::Step &step, Attempt *attempt)
 
 bool Runner::runChecks(const Plan::Step &step, Attempt *attempt)
 {
+    if (step.checks.isEmpty())
+        return true;
+    const TimeBook::Visit visit(&m_time, TimeBook::Tool);
     bool good = true;
     for (const Plan::Check &check : step.checks) {
         good = runCheck(check, attempt) && good;
@@ -516,6 +536,7 @@ bool Runner::look(const Plan::Step &step, Attempt *attempt)
             attempt->record->checks.append({step.look, step.look, CheckRecord::Skipped, QString()});
         return true;
     }
+    const TimeBook::Visit visit(&m_time, handShare());
     QString error;
     switch (m_unit->look(step.look, m_plan.operatorLimitMs, &error)) {
     case Unit::Performed:

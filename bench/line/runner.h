@@ -6,6 +6,7 @@
 #include "bench/line/interrupt.h"
 #include "bench/line/plan.h"
 #include "bench/line/record.h"
+#include "bench/line/timebook.h"
 #include "bench/line/unit.h"
 #include "bench/station/meaning.h"
 #include "bench/station/station.h"
@@ -50,7 +51,7 @@ public:
     Runner(const Plan &plan, Unit *unit, Station *station, RunWatcher *watcher,
            const RunOptions &options);
 
-    /// Fills in steps, start, end, outcome and reason of @p record.
+    /// Fills in steps, start, end, time, outcome and reason of @p record.
     void run(UnitRecord *record);
 
 private slots:
@@ -83,11 +84,12 @@ private:
     bool missing(const QString &expected, Attempt *attempt);
     void takePicture(const Plan::Step &step, StepRecord *record);
     void settle(Attempt *attempt);
-    void keep(UnitRecord *record) const;
+    void keep(UnitRecord *record);
 
     std::optional<Station::Received> next(const QDeadlineTimer &deadline);
     void pause(const QDeadlineTimer &deadline);
     bool isInterrupted() const;
+    TimeBook::Share handShare() const;
 
     const Plan &m_plan;
     Unit *m_unit;
@@ -96,6 +98,7 @@ private:
     const RunOptions m_options;
     std::deque<Station::Received> m_inbox;
     CalibrationPoints m_points;
+    TimeBook m_time;
     QString m_over; ///< why the unit is done before its plan; empty while it is not
 };
 

@@ -65,6 +65,8 @@ private slots:
     void saysWhatWasSkipped();
     void cutsLongValues();
     void summarisesUnits();
+    void tellsFirstPassesFromFinalOnes();
+    void saysWhereTheTimeWent();
     void countsUnitsThatWereNotTested();
     void saysWhyAUnitEndedBetweenSteps();
     void noticesThatNobodyReads();
@@ -184,6 +186,41 @@ ERROR       unit   2 KP-0042        3.00 s  step 4 "Died": the tool crashed
 Yield 66.7 % (2 of 3 units), 9.23 s a unit on average, 12.3 s the longest, 27.7 s in all
 Report:  out/x/report.html
 )"));
+}
+
+void TestConsole::tellsFirstPassesFromFinalOnes()
+{
+    Paper paper;
+    Console console(paper.stream(), false);
+    UnitRecord first = sampleRecord();
+    first.outcome = Outcome::Fail;
+    first.reason = QStringLiteral("too low");
+    UnitRecord second = sampleRecord();
+    second.outcome = Outcome::Pass;
+    second.attempt = 2;
+    console.summary({first, second}, QStringLiteral("out/x"));
+    QCOMPARE(paper.text(), QString::fromLatin1(R"(
+FAIL        unit   3 KP-0042        12.3 s  too low
+PASS        unit   3 KP-0042        12.3 s  attempt 2
+Yield 100.0 % (1 of 1 units), first pass 0.0 % (0), 24.7 s a unit on average, 12.3 s the longest, 24.7 s in all
+Report:  out/x/report.html
+)"));
+}
+
+void TestConsole::saysWhereTheTimeWent()
+{
+    Paper paper;
+    Console console(paper.stream(), false);
+    UnitRecord unit;
+    unit.steps = {sampleStep(1, "a", Outcome::Pass, 0)};
+    unit.outcome = Outcome::Pass;
+    unit.time.tool = 1.25;
+    unit.time.flash = 8.5;
+    unit.time.bench = 0.125;
+    console.end(unit, QStringLiteral("out/x"));
+    QVERIFY2(paper.text().contains(
+                 QStringLiteral("\nTime:    tool 1.25 s, flash 8.50 s, bench 125 ms\nReport:")),
+             qPrintable(paper.text()));
 }
 
 void TestConsole::countsUnitsThatWereNotTested()

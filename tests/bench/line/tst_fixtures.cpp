@@ -130,7 +130,7 @@ void TestFixtures::aProgramIsTold()
     run.start({QStringLiteral("--json"), QStringLiteral("--fixture"), QStringLiteral("left"),
                QStringLiteral("--units"), QStringLiteral("2"), QStringLiteral("--fault"),
                QStringLiteral("voltage-low:2"), QStringLiteral("--serial-number"),
-               QStringLiteral("KP-9")});
+               QStringLiteral("KP-9"), QStringLiteral("--count-up")});
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
     QCOMPARE(run.process.exitCode(), 1);
     QStringList wanted;
@@ -140,7 +140,7 @@ void TestFixtures::aProgramIsTold()
             wanted += {QStringLiteral("step started"), QStringLiteral("step ended")};
         wanted.append(QStringLiteral("unit ended"));
     }
-    wanted += {QStringLiteral("summary"), QStringLiteral("end")};
+    wanted += {QStringLiteral("summary"), QStringLiteral("note"), QStringLiteral("end")};
     QCOMPARE(run.names(), wanted);
     for (const QJsonObject &event : run.events())
         QCOMPARE(event.value(QStringLiteral("fixture")).toString(), QStringLiteral("left"));

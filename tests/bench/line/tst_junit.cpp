@@ -41,6 +41,7 @@ class TestJunit : public QObject
 private slots:
     void writesOneSuiteAUnit();
     void addsUpUnits();
+    void tellsAttemptsApart();
     void survivesControlCharacters();
     void isAsReadersOfItWant();
     void readersRefuseWhatIsWrong_data();
@@ -54,6 +55,11 @@ void TestJunit::writesOneSuiteAUnit()
                  R"(<?xml version="1.0" encoding="UTF-8"?>
 <testsuites tests="5" failures="1" errors="2" time="12.345">
     <testsuite name="production KP-0042" timestamp="2026-03-01T09:30:00+01:00" hostname="desk 3" tests="5" failures="1" errors="2" time="12.345" skipped="1">
+        <properties>
+            <property name="attempt" value="1"/>
+            <property name="last_attempt" value="true"/>
+            <property name="outcome" value="not run"/>
+        </properties>
         <testcase classname="production.group" name="Volts" time="0.052"/>
         <testcase classname="production.group" name="Light" time="0.250">
             <failure type="fail" message="expected ACK; came NAK">expected: ACK
@@ -82,6 +88,31 @@ void TestJunit::addsUpUnits()
     const QByteArray xml = toJunit({sampleRecord(), nameless});
     QVERIFY(xml.contains(R"(<testsuites tests="10" failures="2" errors="4" time="24.690">)"));
     QVERIFY(xml.contains(R"(<testsuite name="production unit 3")"));
+}
+
+void TestJunit::tellsAttemptsApart()
+{
+    UnitRecord first = sampleRecord();
+    first.outcome = Outcome::Fail;
+    UnitRecord second = sampleRecord();
+    second.attempt = 2;
+    second.outcome = Outcome::Pass;
+    second.operatorName = QStringLiteral("Ann & Bob");
+    const QByteArray xml = toJunit({first, second});
+    QVERIFY(xml.contains(R"(<testsuite name="production KP-0042 attempt 2")"));
+    QVERIFY(xml.contains(R"(
+            <property name="attempt" value="1"/>
+            <property name="last_attempt" value="false"/>
+            <property name="outcome" value="fail"/>
+)"));
+    QVERIFY(xml.contains(R"(
+            <property name="attempt" value="2"/>
+            <property name="last_attempt" value="true"/>
+            <property name="outcome" value="pass"/>
+            <property name="operator" value="Ann &amp; Bob"/>
+)"));
+    if (hasValidator())
+        QCOMPARE(complaints(xml), QByteArray());
 }
 
 void TestJunit::survivesControlCharacters()

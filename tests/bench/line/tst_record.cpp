@@ -21,6 +21,8 @@ private slots:
     void showsSeconds_data();
     void showsSeconds();
     void writesAUnit();
+    void writesWhoAndWithWhat();
+    void tellsFirstPassesFromFinalOnes();
     void writesSteps();
     void writesEveryAttempt();
     void aRunThatHasNotEndedIsNoPass();
@@ -130,12 +132,64 @@ void TestRecord::writesAUnit()
     QCOMPARE(json.take(QStringLiteral("steps")).toArray().size(), 5);
     const QByteArray wanted = R"({
         "record": 1, "plan": "production", "title": "Test of <units>",
-        "plan_file": "plans/production.json", "number": 3, "serial_number": "KP-0042",
+        "plan_file": "plans/production.json", "number": 3, "attempt": 1,
+        "serial_number": "KP-0042",
         "station": "desk 3", "unit": "virtual keypad", "faults": ["led-missing"],
-        "tool_version": "0.5", "start": "2026-03-01T09:30:00.000+01:00",
+        "tool_version": "0.5", "time": { "tool": 0, "flash": 0, "operator": 0, "bench": 0 },
+        "start": "2026-03-01T09:30:00.000+01:00",
         "end": "2026-03-01T09:30:12.345+01:00", "seconds": 12.345, "ended": true,
         "outcome": "error", "reason": "step 4 \"Died\": the tool crashed" })";
     QCOMPARE(json, QJsonDocument::fromJson(wanted).object());
+}
+
+void TestRecord::writesWhoAndWithWhat()
+{
+    UnitRecord unit = sampleRecord();
+    unit.id = QStringLiteral("one");
+    unit.planSha256 = QStringLiteral("abc");
+    unit.planIncludes = {{QStringLiteral("lights.json"), QStringLiteral("def")}};
+    unit.variant = QStringLiteral("model-b");
+    unit.variables = {{QStringLiteral("low"), 9000}};
+    unit.attempt = 2;
+    unit.operatorName = QStringLiteral("Ann");
+    unit.fixture = QStringLiteral("left");
+    unit.benchVersion = QStringLiteral("0.6");
+    unit.time.tool = 1.5;
+    unit.time.operatorAt = 2;
+    const QJsonObject json = toJson(unit);
+    const QByteArray wanted = R"({
+        "id": "one", "plan_sha256": "abc", "plan_includes": { "lights.json": "def" },
+        "variant": "model-b", "variables": { "low": 9000 }, "attempt": 2, "operator": "Ann",
+        "fixture": "left", "bench_version": "0.6",
+        "time": { "tool": 1.5, "flash": 0, "operator": 2, "bench": 0 } })";
+    const QJsonObject expected = QJsonDocument::fromJson(wanted).object();
+    for (auto it = expected.begin(); it != expected.end(); ++it)
+        QCOMPARE(json.value(it.key()), it.value());
+    QCOMPARE(unit.time.shown(), QStringLiteral("tool 1.50 s, operator 2.00 s"));
+}
+
+/// Of three units one passes at once, one at its second attempt, one never.
+void TestRecord::tellsFirstPassesFromFinalOnes()
+{
+    const auto record = [](int number, int attempt, Outcome outcome) {
+        UnitRecord unit;
+        unit.number = number;
+        unit.attempt = attempt;
+        unit.outcome = outcome;
+        return unit;
+    };
+    const QList<UnitRecord> records = {
+        record(1, 1, Outcome::Pass), record(2, 1, Outcome::Fail),    record(2, 2, Outcome::Pass),
+        record(3, 1, Outcome::Fail), record(3, 2, Outcome::TimeOut), record(4, 1, Outcome::NotRun)};
+    const Yield yield = Yield::of(records);
+    QCOMPARE(yield.units, 4);
+    QCOMPARE(yield.tested, 3);
+    QCOMPARE(yield.firstPass, 1);
+    QCOMPARE(yield.finalPass, 2);
+    QCOMPARE(yield.retested, 2);
+    QCOMPARE(yield.percent(yield.finalPass), QStringLiteral("50.0"));
+    QCOMPARE(Yield().percent(0), QStringLiteral("0.0"));
+    QCOMPARE(lastAttempts(records), (QList<bool>{true, false, true, false, true, true}));
 }
 
 void TestRecord::writesSteps()

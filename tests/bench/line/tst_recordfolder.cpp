@@ -43,7 +43,7 @@ void TestRecordFolder::isNamedAfterTheTime()
     QTemporaryDir dir;
     RecordFolder folder;
     QString error;
-    QVERIFY(folder.create(dir.filePath(QStringLiteral("a/b")), 1, &error));
+    QVERIFY(folder.create(dir.filePath(QStringLiteral("a/b")), false, &error));
     const QRegularExpression form(QStringLiteral("/a/b/\\d{8}-\\d{6}$"));
     QVERIFY2(form.match(folder.path()).hasMatch(), qPrintable(folder.path()));
     QVERIFY(QFileInfo(folder.path()).isDir());
@@ -57,7 +57,7 @@ void TestRecordFolder::neverUsesAFolderTwice()
     QStringList paths;
     for (int i = 0; i < 4; ++i) { // within a second or not
         RecordFolder folder;
-        QVERIFY(folder.create(dir.path(), 1, &error));
+        QVERIFY(folder.create(dir.path(), false, &error));
         QVERIFY(!paths.contains(folder.path()));
         paths.append(folder.path());
     }
@@ -69,8 +69,8 @@ void TestRecordFolder::keepsLatestUpToDate()
     QString error;
     RecordFolder first;
     RecordFolder second;
-    QVERIFY(first.create(dir.path(), 1, &error));
-    QVERIFY(second.create(dir.path(), 1, &error));
+    QVERIFY(first.create(dir.path(), false, &error));
+    QVERIFY(second.create(dir.path(), false, &error));
     QCOMPARE(QFileInfo(dir.filePath(QStringLiteral("latest"))).canonicalFilePath(),
              QFileInfo(second.path()).canonicalFilePath());
 }
@@ -94,7 +94,7 @@ void TestRecordFolder::givesManyAtOnceAFolderEach()
                 --waiting;
                 while (waiting > 0)
                     std::this_thread::yield();
-                if (folder.create(dir.path(), 1, &error))
+                if (folder.create(dir.path(), false, &error))
                     path = folder.path();
             });
         }
@@ -118,7 +118,7 @@ void TestRecordFolder::leavesALatestThatIsNoLink()
     QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("latest")));
     RecordFolder folder;
     QString error;
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     QVERIFY(!QFileInfo(dir.filePath(QStringLiteral("latest"))).isSymLink());
     const QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot;
     QCOMPARE(int(QDir(dir.path()).entryList(everything | QDir::System).size()), 2);
@@ -129,7 +129,7 @@ void TestRecordFolder::keepsARecordThatHasNotEnded()
     QTemporaryDir dir;
     QString error;
     RecordFolder folder;
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     UnitRecord unit = sampleRecord();
     unit.steps = {unit.steps.first()};
     QVERIFY2(folder.keep(unit, &error), qPrintable(error));
@@ -151,7 +151,7 @@ void TestRecordFolder::writesOneUnit()
     QTemporaryDir dir;
     QString error;
     RecordFolder folder;
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     QVERIFY2(folder.write(sampleRecord(), Transcript(), "log\n", &error), qPrintable(error));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
              QStringList({QStringLiteral("junit.xml"), QStringLiteral("record.json"),
@@ -163,8 +163,9 @@ void TestRecordFolder::writesSeveralUnits()
     QTemporaryDir dir;
     QString error;
     RecordFolder folder;
-    QVERIFY(folder.create(dir.path(), 12, &error));
+    QVERIFY(folder.create(dir.path(), true, &error));
     QCOMPARE(folder.unitPath(12), folder.path() + QStringLiteral("/unit-12"));
+    QCOMPARE(folder.unitPath(12, 2), folder.path() + QStringLiteral("/unit-12-attempt-2"));
     UnitRecord unit = sampleRecord();
     unit.conclude();
     QVERIFY2(folder.write(unit, Transcript(), QByteArray(), &error), qPrintable(error));
@@ -181,7 +182,7 @@ void TestRecordFolder::leavesOutALogThatIsNotThere()
     QTemporaryDir dir;
     QString error;
     RecordFolder folder;
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     QVERIFY(folder.write(sampleRecord(), Transcript(), QByteArray(), &error));
     QVERIFY(!QFile::exists(folder.path() + QStringLiteral("/tool.log")));
 }
@@ -200,11 +201,11 @@ void TestRecordFolder::tellsWhenItCannotWrite()
     QVERIFY(file.open(QIODevice::WriteOnly));
     QString error;
     RecordFolder folder;
-    QVERIFY(!folder.create(file.fileName(), 1, &error));
+    QVERIFY(!folder.create(file.fileName(), false, &error));
     QVERIFY2(error.startsWith(file.fileName() + QLatin1Char('/')), qPrintable(error));
     QVERIFY2(error.endsWith(QStringLiteral(" cannot be made: Not a directory")), qPrintable(error));
 
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     QVERIFY(QDir(folder.path()).removeRecursively());
     QVERIFY(!folder.write(sampleRecord(), Transcript(), QByteArray(), &error));
     QCOMPARE(error, folder.path() + QStringLiteral(": record.json, junit.xml, report.html could "
@@ -222,7 +223,7 @@ void TestRecordFolder::tellsWhenTheDiskIsFull()
     QTemporaryDir dir;
     QString error;
     RecordFolder folder;
-    QVERIFY(folder.create(dir.path(), 1, &error));
+    QVERIFY(folder.create(dir.path(), false, &error));
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit before;
     QVERIFY(getrlimit(RLIMIT_FSIZE, &before) == 0);

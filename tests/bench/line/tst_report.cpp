@@ -45,6 +45,8 @@ private slots:
     void namesAUnitWithoutASerialNumber();
     void showsTheBoardWhereNothingCame();
     void showsEarlierTries();
+    void saysWhoAndWithWhat();
+    void tellsFirstPassesFromFinalOnes();
     void standsAlone();
     void countsUnitsThatWereNotTested();
 };
@@ -210,6 +212,45 @@ void TestReport::showsEarlierTries()
     QVERIFY(page.contains("<div>try 1: <span class=\"fail\">fail</span> after 250 ms, expected "
                           "ACK; came NAK, <code>7E000A00053202977F</code></div>"));
     QVERIFY(!page.contains("try 2:"));
+}
+
+void TestReport::saysWhoAndWithWhat()
+{
+    UnitRecord unit = sampleRecord();
+    unit.operatorName = QStringLiteral("Ann");
+    unit.fixture = QStringLiteral("left");
+    unit.attempt = 2;
+    unit.planSha256 = QStringLiteral("0123456789abcdef");
+    unit.variant = QStringLiteral("model-b");
+    unit.variables = {{QStringLiteral("low"), 9000}, {QStringLiteral("name"), QStringLiteral("B")}};
+    unit.time.tool = 2;
+    unit.benchVersion = QStringLiteral("0.6");
+    const QByteArray page = unitReport(unit, QString(), Transcript(), QByteArray());
+    for (const char *fact :
+         {"<dt>Operator</dt><dd>Ann</dd>", "<dt>Station</dt><dd>desk 3, fixture left</dd>",
+          "<dt>Attempt</dt><dd>2</dd>", " (0123456789ab)</dd>",
+          "<dt>Variant</dt><dd>model-b: low=9000, name=B</dd>",
+          "<dt>Time spent</dt><dd>tool 2.00 s</dd>", "<dt>Bench</dt><dd>0.6</dd>"})
+        QVERIFY2(page.contains(fact), fact);
+}
+
+void TestReport::tellsFirstPassesFromFinalOnes()
+{
+    UnitRecord first = sampleRecord();
+    first.outcome = Outcome::Fail;
+    UnitRecord second = sampleRecord();
+    second.attempt = 2;
+    second.outcome = Outcome::Pass;
+    const QByteArray page = lineReport(
+        {first, second}, {QStringLiteral("unit-03"), QStringLiteral("unit-03-attempt-2")});
+    QVERIFY(page.contains("<header class=\"pass\">"));
+    QVERIFY(page.contains("<span class=\"word\">100.0 %</span>"));
+    QVERIFY(page.contains("<h1>1 of 1 units passed</h1>"));
+    QVERIFY(page.contains("0 at the first attempt: 0.0 %"));
+    QVERIFY(page.contains("href=\"unit-03-attempt-2/report.html\""));
+    QVERIFY(page.contains("<div class=\"small\">attempt 2</div>"));
+    // Where nothing was tested again there is only one yield.
+    QVERIFY(!lineReport({first}, {QStringLiteral("u")}).contains("at the first attempt"));
 }
 
 void TestReport::standsAlone()

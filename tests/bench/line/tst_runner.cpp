@@ -176,6 +176,7 @@ private slots:
     void failsOnTheWrongOrder();
     void failsOnOneFrameTooMany();
     void failsOnAFrameBeforeTheStep();
+    void tellsWhoseTimeItWas();
     void failsOnADamagedFrame();
     void takesHalfAFrameForDamaged();
     void failsOnDataThatMeanNothing();
@@ -301,6 +302,37 @@ void TestRunner::failsOnAFrameBeforeTheStep()
     COMPARE_OUTCOME(record.steps.at(1), "fail");
     QCOMPARE(record.steps.at(1).reason,
              QStringLiteral("expected nothing before the step; came touch at 31,42"));
+}
+
+/// The tool answers, the flash is asked about, a person acts; the rest is the bench's.
+void TestRunner::tellsWhoseTimeItWas()
+{
+    const QByteArray touch = R"({"name":"touch","operator":{"ask":"Touch.",
+        "do":[{"touch":[31,42]}]},"expect":["touch"]})";
+    const auto time = [](const QByteArray &step, bool isReal) {
+        Bench bench;
+        bench.unit.isReal = isReal;
+        bench.unit.saysWhenTouched = Touch31x42;
+        bench.keypad.answer(AskBacklight100, Ack);
+        bench.keypad.answer(AskFlashQuery, Status3At100);
+        QTimer::singleShot(50, &bench.keypad, [&bench, &step] {
+            if (step.contains("flash"))
+                bench.keypad.say(FlashGood);
+        });
+        const UnitRecord record = bench.run(step);
+        return record.outcome == Outcome::Pass ? record.time : TimeSpent();
+    };
+    const TimeSpent tool = time(Backlight, true);
+    QVERIFY(tool.tool > 0 && tool.bench > 0);
+    QVERIFY(tool.flash == 0.0 && tool.operatorAt == 0.0);
+    const TimeSpent hand = time(touch, false); // a virtual one
+    QVERIFY(hand.tool > 0 && hand.operatorAt == 0.0);
+    const TimeSpent person = time(touch, true);
+    QVERIFY(person.operatorAt > 0 && person.tool == 0.0);
+    const TimeSpent flash = time(R"({"name":"f","poll":{"request":"flash-query","every_ms":10},
+        "expect":["flash result"]})",
+                                 false);
+    QVERIFY(flash.flash > 0.01 && flash.tool == 0.0);
 }
 
 void TestRunner::failsOnADamagedFrame()

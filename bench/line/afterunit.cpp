@@ -1,0 +1,52 @@
+#include "bench/line/afterunit.h"
+
+#include <QEventLoop>
+#include <QProcess>
+#include <QTimer>
+
+namespace
+{
+
+/// A terminal shows it, so that only what can be printed may be in it.
+QString lastLine(const QByteArray &output)
+{
+    QString line = QString::fromLocal8Bit(output.trimmed()).section(QLatin1Char('\n'), -1);
+    for (QChar &character : line) {
+        if (!character.isPrint())
+            character = QLatin1Char('?');
+    }
+    return line;
+}
+
+} // namespace
+
+QString runAfterUnit(const QString &program, const QString &record, int limitMs)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice()); // the operator's answers are not for it
+    QEventLoop loop;
+    QObject::connect(&process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &loop,
+                     &QEventLoop::quit);
+    QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
+    process.start(program, {record});
+    if (!process.waitForStarted())
+        return QStringLiteral("%1: %2").arg(program, process.errorString());
+    if (process.state() != QProcess::NotRunning)
+        loop.exec();
+    QString reason;
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished();
+        reason = QStringLiteral("not done in %1 s").arg(limitMs / 1000.0);
+    } else if (process.exitStatus() != QProcess::NormalExit) {
+        reason = QStringLiteral("ended by a signal");
+    } else if (process.exitCode() != 0) {
+        reason = QStringLiteral("exit status %1").arg(process.exitCode());
+    }
+    if (reason.isEmpty())
+        return QString();
+    const QString said = lastLine(process.readAll());
+    return QStringLiteral("%1: %2%3")
+        .arg(program, reason, said.isEmpty() ? said : QStringLiteral(": ") + said);
+}

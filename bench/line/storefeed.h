@@ -1,0 +1,56 @@
+/// Brings a line's records to the store of all records, beside the line: another process does
+/// it, and nothing that happens to the store holds up a unit or changes a verdict.
+#ifndef BENCH_LINE_STOREFEED_H
+#define BENCH_LINE_STOREFEED_H
+
+#include "bench/records/outbox.h"
+
+#include <QDateTime>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class StoreFeed : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @param outDir  folder that records are written to
+    /// @param place   of the store, as "bench records" takes it; empty for none
+    StoreFeed(const QString &outDir, const QString &place);
+    ~StoreFeed() override;
+
+    /// To be called before the first byte of a record is written, so that it is stored some
+    /// day whatever happens to this program.
+    void enter(const QString &record);
+    /// The record is written: it may be stored.
+    void release();
+    /// Waits until all is stored, for @p limitMs at most. What is not done then is done by
+    /// the next run.
+    /// @return for a person: where the records are, or how many wait and why; empty without
+    ///         a store
+    QString finish(int limitMs);
+
+    /// When the unit has passed @p plan last, as the store knows it; nothing where it does not
+    /// answer within @p limitMs, invalid where it has not passed.
+    std::optional<QDateTime> whenPassed(const QString &plan, const QString &serialNumber,
+                                        int limitMs) const;
+
+private slots:
+    void goOn();
+
+private:
+    QStringList command(const QStringList &action) const;
+
+    const QString m_outDir;
+    const QString m_place;
+    const Outbox m_outbox;
+    Outbox::Ticket m_ticket;
+    QProcess m_import;
+    bool m_isDue = false; ///< a record was released since the import began
+    QString m_complaint;  ///< of the last entry that could not be made
+};
+
+#endif
