@@ -170,6 +170,7 @@ private slots:
     void aGoodUnitPasses();
     void eachFaultIsFound_data();
     void eachFaultIsFound();
+    void theQuickPlanPasses();
     void theLineGoesOn();
     void aWrongPlanIsRefused();
     void wrongOptionsAreRefused_data();
@@ -361,6 +362,14 @@ void TestLineCommand::eachFaultIsFound()
                                                  .section(QLatin1Char(' '), 1, 1)
                                                  .toInt()) +
                           " "));
+}
+
+void TestLineCommand::theQuickPlanPasses()
+{
+    Run run({QStringLiteral(SOURCE_DIR "/bench/plans/quick.json")});
+    run.start();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QVERIFY2(run.process.exitCode() == 0, qPrintable(run.output()));
 }
 
 void TestLineCommand::theLineGoesOn()
