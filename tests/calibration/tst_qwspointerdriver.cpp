@@ -3,6 +3,7 @@
 #include "calibration/qwspointerdriver.h"
 #include "tests/api/qws.h"
 #include "tests/calibration/pointtext.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/testprogram.h"
 
 #include <QDir>
@@ -18,12 +19,6 @@ typedef QWSPointerCalibrationData Data;
 
 namespace
 {
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-}
 
 bool put(const QString &path, const QByteArray &content)
 {

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 
 #include "tests/support/boardfolder.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/testprogram.h"
 #include "tests/support/writewatch.h"
@@ -34,13 +35,6 @@ QList<QByteArray> storesOf(const QString &path, const QByteArray &text, bool *re
     *result = writeAttribute(path, text);
     WriteWatch::set(nullptr);
     return seen;
-}
-
-int openDescriptors()
-{
-    return int(QDir(QStringLiteral("/proc/self/fd"))
-                   .entryList(QDir::NoDotAndDotDot | QDir::Files | QDir::System)
-                   .size());
 }
 
 } // namespace

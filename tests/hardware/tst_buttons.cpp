@@ -14,6 +14,7 @@
 #include "hardware/buttons.h"
 #include "tests/support/anyqt.h"
 #include "tests/support/boardfolder.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
 #include "tests/support/ptyline.h"
@@ -72,13 +73,6 @@ QList<bool> states(const QSignalSpy &spy)
     for (const QList<QVariant> &arguments : spy)
         list.append(arguments.at(0).toBool());
     return list;
-}
-
-int openDescriptors()
-{
-    return int(QDir(QStringLiteral("/proc/self/fd"))
-                   .entryList(QDir::NoDotAndDotDot | QDir::Files | QDir::System)
-                   .size());
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include <malloc.h>
 #include <termios.h>
 
+#include <algorithm>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -24,6 +25,7 @@
 
 #include "tests/support/anyqt.h"
 #include "tests/support/boardfolder.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
 #include "tests/support/ptyline.h"
@@ -39,30 +41,6 @@ const char *const nothing = "";
 
 const char *const probe = "7E000F60021Aprobe04A47F\r\n";
 const char *const probeEcho = "7E000F60033Bprobe04E87F\r\n";
-
-/// How many descriptors of this process are open on @p path.
-int openOn(const QString &path)
-{
-    int count = 0;
-    const QDir folder("/proc/self/fd");
-    const QStringList names = folder.entryList(QDir::Files | QDir::System);
-    for (const QString &name : names)
-        count += QFile::symLinkTarget(folder.filePath(name)) == path ? 1 : 0;
-    return count;
-}
-
-/// The descriptor of this process that was opened last on @p path; -1 when there is none.
-int latestOn(const QString &path)
-{
-    int latest = -1;
-    const QDir folder("/proc/self/fd");
-    const QStringList names = folder.entryList(QDir::Files | QDir::System);
-    for (const QString &name : names) {
-        if (QFile::symLinkTarget(folder.filePath(name)) == path)
-            latest = qMax(latest, name.toInt());
-    }
-    return latest;
-}
 
 /// A line with echo and line editing, as a fresh one is.
 termios cooked()
@@ -679,11 +657,11 @@ void TestTestProto::repliesLeaveNothingBehind()
         if (i > 0)
             continue;
         // The first hundred allocate what the others use again.
-        descriptors = openOn(m_line->path());
+        descriptors = int(descriptorsOn(m_line->path()).size());
         allocated = mallinfo2().uordblks;
         QVERIFY(descriptors > 0);
     }
-    QCOMPARE(openOn(m_line->path()), descriptors);
+    QCOMPARE(int(descriptorsOn(m_line->path()).size()), descriptors);
     // Less than one byte a reply. A sanitizer has an allocator, and a leak check, of its own.
     const size_t now = mallinfo2().uordblks;
     QVERIFY2(now < allocated + 50000, qPrintable(QString::number(now - allocated)));
@@ -775,8 +753,9 @@ void TestTestProto::failedReadIsAnEmptyMessage()
 {
     start();
     // So that a read finds nothing, which is a failure that passes.
-    const int line = latestOn(m_line->path());
-    QVERIFY(line >= 0);
+    const QList<int> lines = descriptorsOn(m_line->path());
+    QVERIFY(!lines.isEmpty());
+    const int line = *std::max_element(lines.begin(), lines.end()); // opened last
     fcntl(line, F_SETFL, fcntl(line, F_GETFL) | O_NONBLOCK);
     m_log->clear();
     QVERIFY(QMetaObject::invokeMethod(m_proto.get(), "read"));

@@ -19,6 +19,7 @@
 #include "serial/linesettings.h"
 #include "serial/linuxport.h"
 #include "tests/serial/pty.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/testprogram.h"
 
@@ -76,13 +77,6 @@ struct termios2 {
     speed_t c_ispeed;
     speed_t c_ospeed;
 };
-
-int openDescriptors()
-{
-    return int(QDir(QStringLiteral("/proc/self/fd"))
-                   .entryList(QDir::NoDotAndDotDot | QDir::Files | QDir::System)
-                   .size());
-}
 
 /// Runs @p body in a child that leads a session of its own.
 /// @return what @p body returned
