@@ -31,6 +31,8 @@ _bench_words() {
         return
     elif [ "${2:0:1}" = - ]; then
         _bench_options "$4"
+    elif [ "$1" = records ] && [ "$COMP_CWORD" -eq 2 ]; then
+        _bench_names "$4" Actions:
     elif [ "$1" = station ] && [ "$COMP_CWORD" -gt 2 ]; then
         _bench_names "$4" Requests
         _bench_names "$4" "Other commands:"

@@ -103,7 +103,9 @@ std::optional<RecordFile> RecordFile::fromJson(const QByteArray &json, QString *
     record.plan = text(object, "plan");
     record.title = text(object, "title");
     record.planSum = text(object, "plan_sha256");
-    record.variant = variantFrom(object.value(QLatin1String("variables")).toObject());
+    record.variant = text(object, "variant");
+    if (record.variant.isEmpty())
+        record.variant = variantFrom(object.value(QLatin1String("variables")).toObject());
     record.station = text(object, "station");
     record.fixture = text(object, "fixture");
     record.operatorName = text(object, "operator");

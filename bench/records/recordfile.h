@@ -34,7 +34,7 @@ struct RecordFile {
     QString plan;
     QString title;
     QString planSum; ///< SHA-256 of the plan's file, hexadecimal
-    QString variant; ///< what was set in the plan, "NAME=VALUE, ..."
+    QString variant; ///< its name; without one what was set, "NAME=VALUE, ..."
     QString station;
     QString fixture;
     QString operatorName;

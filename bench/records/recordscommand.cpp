@@ -20,6 +20,7 @@ namespace
 const char Description[] =
     "Asks the store of all records, and fills it.\n"
     "\n"
+    "Actions:\n"
     "  list              the newest records, one line each\n"
     "  show SERIAL       all attempts at one unit, the newest with its steps\n"
     "  export            CSV on standard output: a line for each record, or with --values for\n"
@@ -220,6 +221,9 @@ bool checkOptions(const QCommandLineParser &parser, const Choices &choices, QStr
         if (parser.isSet(option) && !isDay(parser.value(option)))
             *error = QStringLiteral("--%1 takes a day as 2026-11-21").arg(option.names().first());
     }
+    if (parser.isSet(choices.outcome) &&
+        parser.positionalArguments().first() == QLatin1String("report"))
+        *error = QStringLiteral("a report is about all outcomes: --outcome is for the others");
     bool isNumber = false;
     if (parser.value(choices.most).toInt(&isNumber) < 1 || !isNumber)
         *error = QStringLiteral("--most takes a number from 1");

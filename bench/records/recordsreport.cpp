@@ -91,7 +91,7 @@ data countValues(const QString &name, const UnitCount &count)
     return values;
 }
 
-/// A table of yields; left out when there is but one row, which the page's head shows.
+/// One of the tables of yields.
 data yieldTable(const QString &title, const QMap<QString, UnitCount> &counts)
 {
     data rows{data::type::list};
@@ -103,12 +103,13 @@ data yieldTable(const QString &title, const QMap<QString, UnitCount> &counts)
     return table;
 }
 
+/// One with a single row is left out: the page's head says the same.
 data yieldTables(const QList<UnitGroup> &groups)
 {
     const QList<QPair<QString, std::function<QString(const UnitGroup &)>>> tables = {
-        {QStringLiteral("Station"), [](const UnitGroup &group) { return group.station; }},
-        {QStringLiteral("Plan"), [](const UnitGroup &group) { return group.plan; }},
-        {QStringLiteral("Variant"), [](const UnitGroup &group) { return group.variant; }},
+        {QStringLiteral("station"), [](const UnitGroup &group) { return group.station; }},
+        {QStringLiteral("plan"), [](const UnitGroup &group) { return group.plan; }},
+        {QStringLiteral("variant"), [](const UnitGroup &group) { return group.variant; }},
     };
     data list{data::type::list};
     for (const auto &table : tables) {
@@ -161,9 +162,16 @@ data trend(const QList<UnitGroup> &groups)
                                   .arg(percent(it->firstPass, it->units),
                                        percent(it->finalPass, it->units))));
         bars << bar;
-        const QString at = coordinate(x + step / 2) + QLatin1Char(',');
-        first += at + coordinate(height(share(it->firstPass, it->units))) + QLatin1Char(' ');
-        last += at + coordinate(height(share(it->finalPass, it->units))) + QLatin1Char(' ');
+        // A line through one point would not be seen: it is as wide as its bar.
+        const QList<double> across = points.size() == 1
+                                         ? QList<double>{x + step * 0.1, x + step * 0.9}
+                                         : QList<double>{x + step / 2};
+        for (const double at : across) {
+            first += coordinate(at) + QLatin1Char(',') +
+                     coordinate(height(share(it->firstPass, it->units))) + QLatin1Char(' ');
+            last += coordinate(at) + QLatin1Char(',') +
+                    coordinate(height(share(it->finalPass, it->units))) + QLatin1Char(' ');
+        }
         rows << countValues(it.key(), it.value());
     }
     data values;

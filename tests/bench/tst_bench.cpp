@@ -88,7 +88,7 @@ void TestBench::refusesWrongCalls()
 void TestBench::commands()
 {
     QTest::addColumn<QString>("command");
-    for (const char *command : {"keypad", "station", "decode", "board", "line"})
+    for (const char *command : {"keypad", "station", "decode", "board", "line", "records"})
         QTest::newRow(command) << command;
 }
 
@@ -156,7 +156,10 @@ void TestBench::completes_data()
     QTest::newRow("options of a station")
         << QStringList{"station", "--t"} << QStringList{"--timeout", "--transcript"};
     QTest::newRow("options of a line")
-        << QStringList{"line", "plan.json", "--se"} << QStringList{"--serial-number"};
+        << QStringList{"line", "plan.json", "--ser"} << QStringList{"--serial-number"};
+    QTest::newRow("actions of records") << QStringList{"records", "re"} << QStringList{"report"};
+    QTest::newRow("options of records")
+        << QStringList{"records", "list", "--st"} << QStringList{"--store", "--station"};
     QTest::newRow("requests and commands of a station")
         << QStringList{"station", "/dev/pts/5", "r"}
         << QStringList{"relay", "raw", "ready", "replay"};

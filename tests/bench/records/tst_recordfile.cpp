@@ -15,6 +15,7 @@ private slots:
     void readsStepsThatWereRun();
     void readsARunThatNobodyEnded();
     void readsARecordWithoutNewerNames();
+    void takesTheVariantsName();
     void makesAnIdFromWhatTellsRunsApart();
     void takesTheDayFromTheStationsClock();
     void namesTheStepThatDecided_data();
@@ -107,6 +108,15 @@ void TestRecordFile::readsARecordWithoutNewerNames()
     QCOMPARE(record->attempt, 1);
     QCOMPARE(record->variant, QString());
     QCOMPARE(record->steps.size(), 2);
+}
+
+void TestRecordFile::takesTheVariantsName()
+{
+    QJsonObject object = SampleAttempt().object();
+    object.insert("variant", "export");
+    QString error;
+    QCOMPARE(RecordFile::fromJson(QJsonDocument(object).toJson(), &error)->variant,
+             QString("export"));
 }
 
 /// However often it is read it is the same record; a later run is another one.

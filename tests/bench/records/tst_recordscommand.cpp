@@ -182,6 +182,8 @@ void TestRecordsCommand::writesTheReport()
     const QString html = QString::fromUtf8(page.readAll());
     QVERIFY(html.contains("<h1>plan production</h1>"));
     QVERIFY(html.contains("100.0 %"));
+    // Of a single day the yields are seen, too.
+    QVERIFY(html.contains("<polyline class=\"first\" points=\"60.0,0.0 540.0,0.0\"/>"));
 }
 
 void TestRecordsCommand::refusesWrongCalls_data()
@@ -201,6 +203,9 @@ void TestRecordsCommand::refusesWrongCalls_data()
                                   seeHelp;
     QTest::newRow("most") << QStringList{"list", "--most", "0"}
                           << "--most takes a number from 1" + seeHelp;
+    QTest::newRow("report of an outcome")
+        << QStringList{"report", "--outcome", "pass"}
+        << "a report is about all outcomes: --outcome is for the others" + seeHelp;
     QTest::newRow("list something")
         << QStringList{"list", "KP-1"} << "list takes options only" + seeHelp;
     QTest::newRow("show nothing") << QStringList{"show"}
