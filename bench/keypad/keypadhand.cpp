@@ -16,12 +16,12 @@ using namespace HostProtocol;
 namespace
 {
 
-const quint16 KeyEvent = 1;
-const quint16 SynchronisationEvent = 0;
-const quint16 HomeKey = 102;
+const quint16 keyEvent = 1;
+const quint16 synchronisationEvent = 0;
+const quint16 homeKey = 102;
 
-const char EventDevice[] = "/dev/input/event0";
-const char TamperLevel[] = "/sys/class/gpio/gpio17/value";
+const char eventDevice[] = "/dev/input/event0";
+const char tamperLevel[] = "/sys/class/gpio/gpio17/value";
 
 } // namespace
 
@@ -37,7 +37,7 @@ KeypadHand::~KeypadHand()
 
 void KeypadHand::openEvents()
 {
-    m_events = m_board->openFile(QLatin1String(EventDevice), O_RDWR | O_NONBLOCK);
+    m_events = m_board->openFile(QLatin1String(eventDevice), O_RDWR | O_NONBLOCK);
 }
 
 void KeypadHand::closeEvents()
@@ -66,12 +66,12 @@ QByteArray KeypadHand::eventRecord(quint16 type, quint16 code, qint32 value)
 
 void KeypadHand::pressHome()
 {
-    writeEvents(eventRecord(KeyEvent, HomeKey, 1) + eventRecord(SynchronisationEvent, 0, 0));
+    writeEvents(eventRecord(keyEvent, homeKey, 1) + eventRecord(synchronisationEvent, 0, 0));
 }
 
 void KeypadHand::releaseHome()
 {
-    writeEvents(eventRecord(KeyEvent, HomeKey, 0) + eventRecord(SynchronisationEvent, 0, 0));
+    writeEvents(eventRecord(keyEvent, homeKey, 0) + eventRecord(synchronisationEvent, 0, 0));
 }
 
 bool KeypadHand::writeEvents(const QByteArray &bytes)
@@ -81,7 +81,7 @@ bool KeypadHand::writeEvents(const QByteArray &bytes)
 
 void KeypadHand::setTamper(bool active)
 {
-    m_board->setAttribute(QLatin1String(TamperLevel), active ? "1" : "0");
+    m_board->setAttribute(QLatin1String(tamperLevel), active ? "1" : "0");
 }
 
 bool KeypadHand::setCard(Card kind, const QString &dir)

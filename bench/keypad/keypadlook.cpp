@@ -11,7 +11,7 @@
 namespace
 {
 
-const int LookMsecs = 5; ///< between two looks, since a screen announces nothing
+const int lookMsecs = 5; ///< between two looks, since a screen announces nothing
 
 } // namespace
 
@@ -88,7 +88,7 @@ bool KeypadLook::waitForPixel(int x, int y, QRgb colour, int msecs)
     while ((pixel(x, y) & 0xffffff) != (colour & 0xffffff)) {
         if (deadline.hasExpired())
             return false;
-        QThread::msleep(LookMsecs);
+        QThread::msleep(lookMsecs);
     }
     return true;
 }

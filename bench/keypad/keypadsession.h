@@ -28,7 +28,7 @@ public:
     /// in one line.
     bool start(QString *reason);
 
-private Q_SLOTS:
+private slots:
     void printLog(const VirtualKeypad::LogLine &line);
     void readInput();
     void toolEnded();

@@ -12,8 +12,8 @@
 namespace
 {
 
-const int SlowestReadMsecs = 1000; ///< of a reader that has opened the pipe
-const char Pipe[] = "/tmp/sdstat";
+const int slowestReadMsecs = 1000; ///< of a reader that has opened the pipe
+const char pipePath[] = "/tmp/sdstat";
 
 /// Whether a process has the file open. Only a look: links of a process that is
 /// just ending cannot be read.
@@ -40,8 +40,8 @@ int openWhenAwaited(pid_t tool, const QDeadlineTimer &deadline, int *error)
 {
     *error = EAGAIN;
     for (;;) {
-        if (!hasOpen(tool, Pipe)) {
-            const int fd = open(Pipe, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        if (!hasOpen(tool, pipePath)) {
+            const int fd = open(pipePath, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
             if (fd >= 0)
                 return fd;
             *error = errno;
@@ -75,14 +75,14 @@ int writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
     const int fd = openWhenAwaited(tool, QDeadlineTimer(msecs), &error);
     if (fd < 0)
         return error;
-    const QDeadlineTimer taken(SlowestReadMsecs);
+    const QDeadlineTimer taken(slowestReadMsecs);
     if (bytes.isEmpty()) {
-        while (!hasOpen(tool, Pipe) && !taken.hasExpired())
+        while (!hasOpen(tool, pipePath) && !taken.hasExpired())
             usleep(500);
         close(fd);
         return 0;
     }
-    const int watch = open(Pipe, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int watch = open(pipePath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const ssize_t written = write(fd, bytes.constData(), size_t(bytes.size()));
     close(fd);
     waitUntilTaken(watch, taken);

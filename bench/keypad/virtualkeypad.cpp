@@ -235,7 +235,7 @@ void VirtualKeypad::stop()
     m_status.running = false;
     m_tool = 0;
     if (wasRunning)
-        Q_EMIT exited();
+        emit exited();
 }
 
 void VirtualKeypad::happened(Event event, const Packet &packet)
@@ -249,7 +249,7 @@ void VirtualKeypad::happened(Event event, const Packet &packet)
         store.text = Channel::toBytes(object.value(Key::Text));
         store.error = object.value(Key::Error).toInt();
         m_stores.append(store);
-        Q_EMIT stored(store);
+        emit stored(store);
     } else if (event == Event::Output) {
         takeLines(m_parser.take(Channel::toBytes(object.value(Key::Text)), usec));
     } else if (event == Event::Process) {
@@ -262,7 +262,7 @@ void VirtualKeypad::happened(Event event, const Packet &packet)
         m_status.running = false;
         m_status.code = object.value(Key::Code).toInt();
         m_status.signal = object.value(Key::Signal).toInt();
-        Q_EMIT exited();
+        emit exited();
     }
 }
 
@@ -274,14 +274,14 @@ void VirtualKeypad::lost()
         return;
     m_status.running = false;
     m_tool = 0;
-    Q_EMIT exited();
+    emit exited();
 }
 
 void VirtualKeypad::takeLines(const QList<LogLine> &lines)
 {
     for (const LogLine &added : lines) {
         m_log.append(added);
-        Q_EMIT logged(added);
+        emit logged(added);
     }
 }
 

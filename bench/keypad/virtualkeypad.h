@@ -153,13 +153,13 @@ public:
     void clearStores();
     bool waitForStore(const QString &path, const QByteArray &text, int msecs = 20000);
 
-Q_SIGNALS:
+signals:
     void logged(const VirtualKeypad::LogLine &line);
     void stored(const SysfsModel::Store &store);
     /// The tool ended; exitStatus() tells how.
     void exited();
 
-private Q_SLOTS:
+private slots:
     void takeIn();
 
 private:

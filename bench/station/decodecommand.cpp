@@ -11,7 +11,7 @@
 namespace
 {
 
-const char *const Help = R"(Usage: bench decode [FRAME]
+const char *const help = R"(Usage: bench decode [FRAME]
 
 Explains a frame: sender, type, fields, and when it is wrong which check fails,
 what it should be and what the keypad makes of it. FRAME is a line from any log:
@@ -69,7 +69,7 @@ int decodeCommand(const QStringList &arguments)
 {
     const QStringList args = arguments.mid(1);
     if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        std::fputs(Help, stdout);
+        std::fputs(help, stdout);
         return BenchExit::Good;
     }
     if (args.isEmpty() || args == QStringList{QStringLiteral("-")})

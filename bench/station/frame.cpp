@@ -12,13 +12,13 @@ namespace wire
 namespace
 {
 
-const int MarkSize = 2;
-const int HeaderSize = 10;     ///< start mark, length and type
-const int DataStart = 12;      ///< behind the header check
-const int TrailerSize = 6;     ///< checksum and end mark
-const int SmallestFrame = 18;  ///< DataStart + TrailerSize
-const int LengthOverhead = 10; ///< what the length field counts besides the data
-const int LengthBias = 8;      ///< characters of a frame that the length field leaves out
+const int markSize = 2;
+const int headerSize = 10;     ///< start mark, length and type
+const int dataStart = 12;      ///< behind the header check
+const int trailerSize = 6;     ///< checksum and end mark
+const int smallestFrame = 18;  ///< DataStart + TrailerSize
+const int lengthOverhead = 10; ///< what the length field counts besides the data
+const int lengthBias = 8;      ///< characters of a frame that the length field leaves out
 
 QByteArray hex(uint value, int digits)
 {
@@ -46,7 +46,7 @@ QByteArray summedHeader(Sender sender, const QByteArray &header)
 {
     if (sender == Sender::Station)
         return header;
-    return header.left(MarkSize).toUpper() + header.mid(MarkSize).toLower();
+    return header.left(markSize).toUpper() + header.mid(markSize).toLower();
 }
 
 QByteArray summedCheck(Sender sender, const QByteArray &check)
@@ -70,7 +70,7 @@ QByteArray checksum(Sender sender, const QByteArray &header, const QByteArray &c
 /// The ways in which a station's author may have cased a field before adding it up.
 QList<QByteArray> casings(const QByteArray &field)
 {
-    return {field, field.toLower(), field.toUpper(), field.left(MarkSize) + field.mid(2).toLower()};
+    return {field, field.toLower(), field.toUpper(), field.left(markSize) + field.mid(2).toLower()};
 }
 
 bool isHeaderCheckOfOtherCase(const QByteArray &header, const QByteArray &found)
@@ -118,24 +118,24 @@ private:
 
 QByteArray checkOf(const QByteArray &characters)
 {
-    return characters.mid(HeaderSize, DataStart - HeaderSize);
+    return characters.mid(headerSize, dataStart - headerSize);
 }
 
 QByteArray dataOf(const QByteArray &characters)
 {
-    return characters.mid(DataStart, characters.size() - SmallestFrame);
+    return characters.mid(dataStart, characters.size() - smallestFrame);
 }
 
 QByteArray sumOf(const QByteArray &characters)
 {
-    return characters.mid(characters.size() - TrailerSize, 4);
+    return characters.mid(characters.size() - trailerSize, 4);
 }
 
 /// @param right  the frame that was meant; empty when that is not known
 void checkSums(const QByteArray &characters, const QByteArray &right, Report *report)
 {
     Findings findings(report);
-    const QByteArray header = characters.left(HeaderSize);
+    const QByteArray header = characters.left(headerSize);
     const QByteArray check = checkOf(characters);
     const QByteArray found = sumOf(characters).toUpper();
 
@@ -164,10 +164,10 @@ void checkMark(Problem::Check check, const QByteArray &found, Report *report)
 void checkFragment(Report *report)
 {
     const QByteArray &characters = report->raw;
-    Findings(report).add(Problem::Size, QByteArray::number(SmallestFrame),
+    Findings(report).add(Problem::Size, QByteArray::number(smallestFrame),
                          QByteArray::number(characters.size()));
-    checkMark(Problem::StartMark, characters.left(MarkSize), report);
-    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    checkMark(Problem::StartMark, characters.left(markSize), report);
+    checkMark(Problem::EndMark, characters.right(markSize), report);
     const QByteArray type = characters.mid(6, 4);
     if (type.size() == 4 && isHex(type))
         report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
@@ -176,14 +176,14 @@ void checkFragment(Report *report)
 /// The frame with all its own fields in upper case; the data stay.
 QByteArray withUpperFields(const QByteArray &characters)
 {
-    return characters.left(DataStart).toUpper() +
-           characters.mid(DataStart, characters.size() - DataStart - TrailerSize) +
-           characters.right(TrailerSize).toUpper();
+    return characters.left(dataStart).toUpper() +
+           characters.mid(dataStart, characters.size() - dataStart - trailerSize) +
+           characters.right(trailerSize).toUpper();
 }
 
 QByteArray lengthOf(const QByteArray &characters)
 {
-    return hex(static_cast<uint>(characters.size() - LengthBias) & 0xFFFF, 4);
+    return hex(static_cast<uint>(characters.size() - lengthBias) & 0xFFFF, 4);
 }
 
 /// A field that stays as it is when it is right in either case.
@@ -199,9 +199,9 @@ void checkWhole(Report *report)
     Findings findings(report);
     const QByteArray &characters = report->raw;
     const QByteArray right = rightFrame(report->sender, characters);
-    checkMark(Problem::StartMark, characters.left(MarkSize), report);
+    checkMark(Problem::StartMark, characters.left(markSize), report);
 
-    const QByteArray length = characters.mid(MarkSize, 4);
+    const QByteArray length = characters.mid(markSize, 4);
     const QByteArray rightLength = lengthOf(characters);
     if (length.toUpper() != rightLength)
         findings.add(Problem::LengthField, rightLength, length);
@@ -214,7 +214,7 @@ void checkWhole(Report *report)
 
     report->frame.data = dataOf(characters);
     checkSums(characters, right, report);
-    checkMark(Problem::EndMark, characters.right(MarkSize), report);
+    checkMark(Problem::EndMark, characters.right(markSize), report);
     if (report->sender == Sender::Keypad && withUpperFields(characters) != characters)
         findings.add(Problem::UpperCase, right, characters);
 }
@@ -237,7 +237,7 @@ QString shown(const QByteArray &bytes)
 
 QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data)
 {
-    const auto length = static_cast<uint>(data.size()) + LengthOverhead;
+    const auto length = static_cast<uint>(data.size()) + lengthOverhead;
     const QByteArray header = "7E" + hex(length & 0xFFFF, 4) + hex(type, 4);
     const QByteArray check = headerCheck(sender, header);
     return header + check + data + checksum(sender, header, check, data) + "7F";
@@ -245,8 +245,8 @@ QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data)
 
 QByteArray rightFrame(Sender sender, const QByteArray &characters)
 {
-    const QByteArray type = characters.mid(MarkSize + 4, 4);
-    if (characters.size() < SmallestFrame || !isHex(type))
+    const QByteArray type = characters.mid(markSize + 4, 4);
+    if (characters.size() < smallestFrame || !isHex(type))
         return QByteArray();
     const QByteArray data = dataOf(characters);
     if (sender == Sender::Keypad)
@@ -254,12 +254,12 @@ QByteArray rightFrame(Sender sender, const QByteArray &characters)
     // A station's sums are those of its digits in the case in which it sends them.
     const bool isLower = withUpperFields(characters) != characters;
     const QByteArray header =
-        corrected(characters.left(MarkSize), "7E", isLower) +
-        corrected(characters.mid(MarkSize, 4), lengthOf(characters), isLower) + type;
+        corrected(characters.left(markSize), "7E", isLower) +
+        corrected(characters.mid(markSize, 4), lengthOf(characters), isLower) + type;
     const QByteArray check = corrected(checkOf(characters), headerCheck(sender, header), isLower);
     const QByteArray sum =
         corrected(sumOf(characters), checksum(sender, header, check, data), isLower);
-    return header + check + data + sum + corrected(characters.right(MarkSize), "7F", isLower);
+    return header + check + data + sum + corrected(characters.right(markSize), "7F", isLower);
 }
 
 QString Problem::text() const
@@ -339,7 +339,7 @@ Report checkFrame(Sender sender, const QByteArray &characters)
     Report report;
     report.sender = sender;
     report.raw = characters;
-    if (characters.size() < SmallestFrame)
+    if (characters.size() < smallestFrame)
         checkFragment(&report);
     else
         checkWhole(&report);

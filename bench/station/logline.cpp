@@ -14,21 +14,21 @@ namespace wire
 namespace
 {
 
-const int MarkSize = 2;
-const int SmallestFrame = 18;
-const int TrailerSize = 6; ///< checksum and end mark
-const int LengthBias = 8;  ///< characters of a frame that its length leaves out
+const int markSize = 2;
+const int smallestFrame = 18;
+const int trailerSize = 6; ///< checksum and end mark
+const int lengthBias = 8;  ///< characters of a frame that its length leaves out
 
 bool isMark(const QByteArray &line, int at, char letter)
 {
-    return at + MarkSize <= line.size() && line.at(at) == '7' &&
+    return at + markSize <= line.size() && line.at(at) == '7' &&
            (line.at(at + 1) & ~0x20) == letter;
 }
 
 QVector<int> marksIn(const QByteArray &line, char letter)
 {
     QVector<int> places;
-    for (int at = 0; at + MarkSize <= line.size(); ++at) {
+    for (int at = 0; at + markSize <= line.size(); ++at) {
         if (isMark(line, at, letter))
             places.append(at);
     }
@@ -57,8 +57,8 @@ QList<Report> rightFrames(const QByteArray &line)
         if (start < from)
             continue;
         for (int end : ends) {
-            const int size = end + MarkSize - start;
-            if (size < SmallestFrame)
+            const int size = end + markSize - start;
+            if (size < smallestFrame)
                 continue;
             const Report report = checkAnySender(line.mid(start, size));
             if (!report.ok())
@@ -97,8 +97,8 @@ QByteArray hexRun(const QByteArray &line)
             run += c;
             continue;
         }
-        if (run.size() >= SmallestFrame && run.size() > best.size() &&
-            run.right(MarkSize).toUpper() == "7F")
+        if (run.size() >= smallestFrame && run.size() > best.size() &&
+            run.right(markSize).toUpper() == "7F")
             best = run;
         run.clear();
     }
@@ -117,10 +117,10 @@ QByteArray likelyFrame(const QByteArray &wholeLine)
         // Up to each end mark, and to the end of the line should the mark be damaged.
         QVector<int> sizes;
         for (int end : ends)
-            sizes.append(end + MarkSize - start);
+            sizes.append(end + markSize - start);
         sizes.append(static_cast<int>(line.size()) - start);
         for (int size : sizes) {
-            if (size < MarkSize)
+            if (size < markSize)
                 continue;
             const Report report = checkAnySender(line.mid(start, size));
             const int problems = static_cast<int>(report.problems.size());
@@ -130,7 +130,7 @@ QByteArray likelyFrame(const QByteArray &wholeLine)
             }
         }
     }
-    if (best.size() >= SmallestFrame)
+    if (best.size() >= smallestFrame)
         return best;
     const QByteArray run = hexRun(line);
     return run.isEmpty() ? best : run;
@@ -173,7 +173,7 @@ QString fieldsOf(const QVariantMap &fields)
 int sizeBeforeTheCut(const Report &report)
 {
     bool isNumber = false;
-    const int announced = report.raw.mid(MarkSize, 4).toInt(&isNumber, 16) + LengthBias;
+    const int announced = report.raw.mid(markSize, 4).toInt(&isNumber, 16) + lengthBias;
     const bool isCut = isNumber && report.fails(Problem::EndMark) &&
                        !report.fails(Problem::StartMark) && announced > report.raw.size();
     return isCut ? announced : 0;
@@ -230,14 +230,14 @@ QString rightLine(const QByteArray &right)
 QString explainCutOff(const Report &report, int wholeSize)
 {
     const int missing = wholeSize - static_cast<int>(report.raw.size());
-    const bool hasData = missing <= TrailerSize;
+    const bool hasData = missing <= trailerSize;
     const QString cut = QStringLiteral("wrong:   cut off, most likely: its length field tells of "
                                        "%1 characters, here are %2\n")
                             .arg(wholeSize)
                             .arg(report.raw.size());
     if (!hasData)
         return (report.frame.type != 0 ? typeLine(report.frame.type) : QString()) + cut;
-    const QByteArray whole = report.raw.left(wholeSize - TrailerSize) + "00007F";
+    const QByteArray whole = report.raw.left(wholeSize - trailerSize) + "00007F";
     const Report meant = checkAnySender(whole);
     const QByteArray right = rightFrameOf(meant);
     QString text = contentOf(meant) + cut;
@@ -271,7 +271,7 @@ QString explain(const Report &report)
     const int wholeSize = sizeBeforeTheCut(report);
     if (wholeSize > 0)
         return text + explainCutOff(report, wholeSize) + verdictOf(report);
-    if (report.raw.size() >= SmallestFrame && !report.fails(Problem::TypeField))
+    if (report.raw.size() >= smallestFrame && !report.fails(Problem::TypeField))
         text += contentOf(report);
     else if (report.frame.type != 0)
         text += typeLine(report.frame.type);

@@ -152,7 +152,7 @@ std::optional<Frame> parseSend(const QStringList &arguments, QString *error)
     return frameOf(static_cast<quint16>(type), *data);
 }
 
-const Layout SendLayout = {AnySize,
+const Layout sendLayout = {AnySize,
                            "",
                            {{"type", 0, ToEnd, Form::Text}},
                            "send",
@@ -168,7 +168,7 @@ QString helpLine(const Layout &layout, const QString &number)
 
 bool isSend(const QString &word)
 {
-    return word.toLower() == QLatin1String(SendLayout.text);
+    return word.toLower() == QLatin1String(sendLayout.text);
 }
 
 } // namespace
@@ -183,7 +183,7 @@ std::optional<Frame> parseRequest(const QStringList &words, QString *error)
         *error = QStringLiteral("unknown request \"%1\"").arg(words.value(0));
         return std::nullopt;
     }
-    const Layout &layout = send ? SendLayout : *command->layout;
+    const Layout &layout = send ? sendLayout : *command->layout;
     // Of a text its blanks count.
     const QStringList arguments =
         takesText(layout) ? words.mid(1) : filled.mid(command->words().size());
@@ -216,7 +216,7 @@ QString requestHelp()
         if (command.layout->help)
             help += helpLine(*command.layout, typeNumber(command.message->type));
     }
-    return help + helpLine(SendLayout, QString());
+    return help + helpLine(sendLayout, QString());
 }
 
 } // namespace wire

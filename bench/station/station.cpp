@@ -25,14 +25,14 @@ namespace
 {
 
 /// How long the line may refuse to take a request.
-const int WriteLimitMs = 5000;
+const int writeLimitMs = 5000;
 /// What is read before queued lines are looked at, so that a keypad that never
 /// stops talking cannot keep a wait from its limit.
-const int MostReadsAtOnce = 16;
+const int mostReadsAtOnce = 16;
 
-const int HeaderSize = 12;    ///< mark, length, type, header check
-const int LengthBias = 8;     ///< characters of a frame that its length leaves out
-const int SmallestFrame = 18; ///< characters
+const int headerSize = 12;    ///< mark, length, type, header check
+const int lengthBias = 8;     ///< characters of a frame that its length leaves out
+const int smallestFrame = 18; ///< characters
 
 const struct {
     int rate;
@@ -92,19 +92,19 @@ bool isHexDigit(char c)
 /// when they begin with none. The header check vouches for the length.
 int announcedSize(const QByteArray &bytes)
 {
-    if (bytes.size() < HeaderSize || !bytes.startsWith("7E"))
+    if (bytes.size() < headerSize || !bytes.startsWith("7E"))
         return 0;
-    const QByteArray header = bytes.left(HeaderSize);
+    const QByteArray header = bytes.left(headerSize);
     if (!std::all_of(header.begin() + 2, header.end(), isHexDigit))
         return 0;
     const quint16 type = static_cast<quint16>(header.mid(6, 4).toUInt(nullptr, 16));
     const int length = header.mid(2, 4).toInt(nullptr, 16);
-    if (length < SmallestFrame - LengthBias)
+    if (length < smallestFrame - lengthBias)
         return 0;
-    const QByteArray data(length + LengthBias - SmallestFrame, '0');
+    const QByteArray data(length + lengthBias - smallestFrame, '0');
     const bool isHeader =
-        wire::buildFrame(wire::Sender::Keypad, type, data).left(HeaderSize) == header;
-    return isHeader ? length + LengthBias + 2 : 0;
+        wire::buildFrame(wire::Sender::Keypad, type, data).left(headerSize) == header;
+    return isHeader ? length + lengthBias + 2 : 0;
 }
 
 /// Whether a line that passes no check was nevertheless meant as a frame.
@@ -113,8 +113,8 @@ bool looksLikeFrame(const QByteArray &line)
     const QByteArray text = line.trimmed();
     if (text.left(2).toUpper() == "7E")
         return true;
-    const QByteArray header = text.mid(2, HeaderSize - 2).toUpper();
-    return text.size() >= SmallestFrame && text.right(2).toUpper() == "7F" &&
+    const QByteArray header = text.mid(2, headerSize - 2).toUpper();
+    return text.size() >= smallestFrame && text.right(2).toUpper() == "7F" &&
            std::all_of(header.begin(), header.end(), isHexDigit);
 }
 
@@ -291,7 +291,7 @@ bool Station::write(const QByteArray &bytes, const QString &meaning)
     if (m_fd < 0)
         return fail(QStringLiteral("the line is not open"));
     m_transcript.add(Transcript::Sent, bytes, meaning);
-    const QDeadlineTimer deadline(WriteLimitMs);
+    const QDeadlineTimer deadline(writeLimitMs);
     const char *next = bytes.constData();
     auto left = static_cast<size_t>(bytes.size());
     while (left > 0) {
@@ -336,7 +336,7 @@ void Station::pause(const QDeadlineTimer &deadline)
 
 void Station::readAvailable()
 {
-    for (int reads = 0; m_fd >= 0 && !m_hungUp && reads < MostReadsAtOnce; ++reads) {
+    for (int reads = 0; m_fd >= 0 && !m_hungUp && reads < mostReadsAtOnce; ++reads) {
         char bytes[4096];
         const ssize_t count = ::read(m_fd, bytes, sizeof bytes);
         if (count > 0) {

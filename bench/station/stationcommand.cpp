@@ -21,7 +21,7 @@
 namespace
 {
 
-const char *const HelpHead = R"(Usage: bench station PTY [OPTION...] [COMMAND...]
+const char *const helpHead = R"(Usage: bench station PTY [OPTION...] [COMMAND...]
 
 Plays the test station on the terminal PTY: a virtual keypad's, or the serial
 port a real keypad is connected to. Carries out COMMAND, or without one the
@@ -43,7 +43,7 @@ Requests (numbers in decimal unless said otherwise; TEXT, NAME, DIR and DATA
 may hold \r \n \t \\ \" \xHH):
 )";
 
-const char *const HelpTail = R"(
+const char *const helpTail = R"(
 Other commands:
   raw TEXT              send TEXT as it is; no frame, no line end
   ready [SECONDS]       wait for the ready frame (15)
@@ -60,8 +60,8 @@ replay differs, 2 wrong usage, 3 no answer in time, 4 the line failed, or the
 transcript cannot be written. Of several commands the first that fails decides.
 )";
 
-const int ReadyLimitMs = 15000;
-const int ListenMs = 10000;
+const int readyLimitMs = 15000;
+const int listenMs = 10000;
 
 struct Options {
     int limitMs = Station::DefaultLimitMs;
@@ -79,7 +79,7 @@ void complain(const QString &what)
 
 void showHelp()
 {
-    std::printf("%s%s%s", HelpHead, qPrintable(wire::requestHelp()), HelpTail);
+    std::printf("%s%s%s", helpHead, qPrintable(wire::requestHelp()), helpTail);
 }
 
 /// Seconds, decimals allowed, as milliseconds; negative when it is no time.
@@ -239,7 +239,7 @@ int Session::runRaw(const QStringList &words)
 
 int Session::runReady(const QStringList &words)
 {
-    const int limit = limitAt(words, 1, ReadyLimitMs);
+    const int limit = limitAt(words, 1, readyLimitMs);
     if (limit < 0 || words.size() > 2)
         return usage(QStringLiteral("usage: ready [SECONDS]"));
     if (m_station->waitForReady(limit))
@@ -263,7 +263,7 @@ int Session::runWait(const QStringList &words)
 
 int Session::runListen(const QStringList &words)
 {
-    const int limit = limitAt(words, 1, ListenMs);
+    const int limit = limitAt(words, 1, listenMs);
     if (limit < 0 || words.size() > 2)
         return usage(QStringLiteral("usage: listen [SECONDS]"));
     const QDeadlineTimer deadline(limit);

@@ -12,7 +12,7 @@
 namespace
 {
 
-const char *const FirstLine = "# station transcript 1\n";
+const char *const firstLine = "# station transcript 1\n";
 
 const struct {
     Transcript::Kind kind;
@@ -170,13 +170,13 @@ bool Transcript::logTo(const QString &path, QString *error)
     }
     m_file = file;
     m_logError.clear();
-    log(FirstLine);
+    log(firstLine);
     return true;
 }
 
 QByteArray Transcript::toText() const
 {
-    QByteArray text = FirstLine;
+    QByteArray text = firstLine;
     for (const Entry &entry : m_entries)
         text += line(entry);
     return text;
