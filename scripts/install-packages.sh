@@ -6,7 +6,7 @@
 #   install-packages.sh build perf   what all performance figures need
 #   install-packages.sh armel        what cross-building for the board's CPU needs
 #   install-packages.sh board        what making and running the emulated board needs
-#   install-packages.sh lint         what reads the board's package
+#   install-packages.sh lint         what reads the board's package, and clang-tidy
 # Does nothing, not even as root, when all of them are there.
 set -eu
 
@@ -21,7 +21,7 @@ board="$armel qemu-system-arm qemu-utils kmod cpio make binutils e2fsprogs mtd-u
        debian-archive-keyring"
 fuzz="clang libclang-rt-14-dev"
 perf="libbenchmark-dev valgrind"
-lint="shellcheck mandoc lintian"
+lint="shellcheck mandoc lintian clang-tidy-14"
 
 wanted=
 for list in "$@"; do

@@ -201,6 +201,16 @@ void TestAffineFit::noMap_data()
     QTest::newRow("far from any panel")
         << set({QPoint(0, 0), QPoint(0, 2147483647), QPoint(2147483647, 2147483647),
                 QPoint(2147483647, 0), QPoint(1073741823, 1073741823)});
+    // 2^24 counts are the most, each way; from here on the sums would not be exact.
+    const int far = 16777217;
+    QTest::newRow("too far left") << set({QPoint(-far, 0), QPoint(-far, 4000), QPoint(0, 4000),
+                                          QPoint(0, 0), QPoint(-far / 2, 2000)});
+    QTest::newRow("too far right") << set(
+        {QPoint(0, 0), QPoint(0, 4000), QPoint(far, 4000), QPoint(far, 0), QPoint(far / 2, 2000)});
+    QTest::newRow("too far up") << set({QPoint(0, -far), QPoint(0, 0), QPoint(4000, 0),
+                                        QPoint(4000, -far), QPoint(2000, -far / 2)});
+    QTest::newRow("too far down") << set(
+        {QPoint(0, 0), QPoint(0, far), QPoint(4000, far), QPoint(4000, 0), QPoint(2000, far / 2)});
 }
 
 void TestAffineFit::noMap()
