@@ -93,7 +93,7 @@ MUTANTS = [Mutant(*row) for row in [
     ("hardware/readings.cpp", "mounted ? Board::MountedVersion : Board::Version",
      "mounted ? Board::Version : Board::MountedVersion"),
     ("hardware/readings.cpp", "    return file.readAll().trimmed();", "    return file.readAll();"),
-    ("hardware/sdcardtest.cpp", "byteCount = 10", "byteCount = 9"),
+    ("hardware/sdcardtest.cpp", "index < byteCount; ++index", "index < byteCount - 1; ++index"),
     ("hardware/sdcardtest.cpp", "values[index] != written[index]", "values[index] == written[index]"),
     ("hardware/sdcardtest.cpp", "return -3;", "return -2;"),
     ("hardware/sdcardtest.cpp", "    probe.remove();\n", ""),
