@@ -306,7 +306,11 @@ void TestCalibrationFinger::lateTouchscreen()
     QCOMPARE(keypad.run("mkfifo", {panelDevice}).code, 0);
     m_panel = keypad.openFile(panelDevice, O_RDWR | O_NONBLOCK);
     QVERIFY(m_panel >= 0);
-    QVERIFY(m_rig->waitForLog("debug: Touchscreen /root/panel is there"));
+    // The tool looks for it every second and sleeps meanwhile.
+    const int betweenLooks = 1000; // ms
+    QVERIFY(Patience::waitUntil(
+        [this] { return m_rig->log().contains("debug: Touchscreen /root/panel is there"); },
+        betweenLooks));
     // What the file held reaches nobody: touches are raw.
     touchTest(true);
     tap(QPoint(0, 0));
