@@ -25,6 +25,8 @@ public:
     /// @param cause  a signal's number; the first one stays. Safe in a handler.
     void raise(int cause = SIGINT);
     bool isRaised() const { return m_cause != 0; }
+    /// The signal's number; 0 while it is not raised.
+    int cause() const { return m_cause; }
     /// "interrupted", with the cause where a person did not type it.
     QString reason() const;
 

@@ -4,6 +4,9 @@
 #include "bench/common/command.h"
 #include "bench/line/console.h"
 #include "bench/line/fault.h"
+#include "bench/line/floorconsole.h"
+#include "bench/line/floorjson.h"
+#include "bench/line/floorrun.h"
 #include "bench/line/jsondesk.h"
 #include "bench/line/jsonwatcher.h"
 #include "bench/line/linerun.h"
@@ -15,6 +18,9 @@
 #include <QRegularExpression>
 #include <QSysInfo>
 
+#include <algorithm>
+
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace
@@ -41,8 +47,19 @@ QCommandLineOption option(const char *name, const char *text, const char *value 
                               otherwise);
 }
 
+QCommandLineOption hidden(const char *name, const char *value = "")
+{
+    QCommandLineOption made = option(name, "", value);
+    made.setFlags(QCommandLineOption::HiddenFromHelp);
+    return made;
+}
+
 struct Choices {
-    QCommandLineOption port = option("port", "Serial port with a real unit.", "device");
+    QCommandLineOption port =
+        option("port",
+               "Serial port with a real unit; repeated, units at all of them are "
+               "tested side by side.",
+               "device");
     QCommandLineOption board =
         option("board", "\"vm\": on emulated boards with a real kernel; \"bench board\" makes one.",
                "kind");
@@ -54,7 +71,9 @@ struct Choices {
     QCommandLineOption baud =
         option("baud", "Speed of the port (default 115200).", "rate", QStringLiteral("115200"));
     QCommandLineOption units =
-        option("units", "How many units, one after the other.", "n", QStringLiteral("1"));
+        option("units", "How many units (default: one a fixture).", "n", QStringLiteral("1"));
+    QCommandLineOption parallel =
+        option("parallel", "How many virtual units side by side.", "n", QStringLiteral("1"));
     QCommandLineOption fault =
         option("fault", "Gives all virtual units a fault, or only that one; can be repeated.",
                "name[:unit]");
@@ -86,15 +105,21 @@ struct Choices {
         option("set", "Sets a variable of the plan; can be repeated.", "name=value");
     QCommandLineOption variant =
         option("variant", "JSON file with variables of the plan; its name is recorded.", "file");
-    QCommandLineOption fixture =
-        option("fixture", "Name of the fixture, for other programs and the record.", "name");
+    QCommandLineOption fixture = option(
+        "fixture",
+        "Name of the fixture, of several in the order of their ports (default: the port).", "name");
     QCommandLineOption json =
         option("json", "For another program: progress and answers as JSON lines.");
+    // What the process of one unit of a batch is told by the one that runs the batch.
+    QCommandLineOption batch = hidden("batch", "dir");
+    QCommandLineOption unit = hidden("unit", "n");
+    QCommandLineOption connect = hidden("connect");
     QCommandLineOption check = option("check", "Only read the plan and say whether it is right.");
 };
 
 const int MostUnits = 9999;
 const int WatchedPaceMs = 150;
+const int MostFixtures = 99;
 const int MostPaceMs = 60000;
 const int MostBaud = 4000000;
 const int MostFlashSeconds = 3600;
@@ -273,6 +298,86 @@ QString wrongSerialNumber(const Plan &plan, const LineOptions &options)
     return QString();
 }
 
+int fixtureCount(const QCommandLineParser &parser, const Choices &choices, QString *error)
+{
+    return std::max({1, integer(parser, choices.parallel, 1, MostFixtures, error),
+                     static_cast<int>(parser.values(choices.port).size())});
+}
+
+std::optional<BatchPart> readPart(const QCommandLineParser &parser, const Choices &choices,
+                                  int units, QString *error)
+{
+    if (!parser.isSet(choices.unit))
+        return std::nullopt;
+    BatchPart part;
+    part.folder = text(parser, choices.batch, error);
+    part.unit = integer(parser, choices.unit, 1, units, error);
+    part.connects = parser.isSet(choices.connect);
+    return part;
+}
+
+/// What the process of a unit is told as this one was; the rest is different for each.
+QStringList passedOn(const QCommandLineParser &parser, const Choices &choices, int units)
+{
+    QStringList arguments = {QStringLiteral("line"), QStringLiteral("--units=%1").arg(units)};
+    QStringList done = choices.units.names();
+    for (const QCommandLineOption &own :
+         {choices.port, choices.parallel, choices.fixture, choices.json, choices.check})
+        done += own.names();
+    const QStringList names = parser.optionNames();
+    for (const QString &name : names) {
+        if (done.contains(name))
+            continue;
+        done.append(name);
+        const QStringList values = parser.values(name);
+        if (values.isEmpty())
+            arguments.append(QStringLiteral("--") + name);
+        for (const QString &value : values)
+            arguments.append(QStringLiteral("--%1=%2").arg(name, value));
+    }
+    return arguments;
+}
+
+QString usualName(const QString &port, int number)
+{
+    const QString devices = QStringLiteral("/dev/");
+    if (port.isEmpty())
+        return QStringLiteral("keypad %1").arg(number);
+    return port.startsWith(devices) ? port.mid(devices.size()) : port;
+}
+
+/// The fixtures, if there are several.
+std::optional<FloorOptions> readFloor(const QCommandLineParser &parser, const Choices &choices,
+                                      const LineOptions &options, QString *error)
+{
+    FloorOptions floor;
+    floor.ports = parser.values(choices.port);
+    floor.fixtures = parser.values(choices.fixture);
+    const bool isParallel =
+        parser.value(choices.parallel) != choices.parallel.defaultValues().value(0);
+    if (isParallel && !floor.ports.isEmpty())
+        refuse(QStringLiteral("--port and --parallel exclude each other"), error);
+    if (isParallel && parser.isSet(choices.display))
+        refuse(QStringLiteral("one display shows one keypad: --display and --parallel exclude "
+                              "each other"),
+               error);
+    if (floor.ports.removeDuplicates() > 0)
+        refuse(QStringLiteral("a port is there more than once"), error);
+    const int count = fixtureCount(parser, choices, error);
+    if (floor.fixtures.removeDuplicates() > 0 ||
+        (!floor.fixtures.isEmpty() && floor.fixtures.size() != count))
+        refuse(
+            QStringLiteral("--fixture takes a name of its own for each of %1 fixtures").arg(count),
+            error);
+    if (count <= 1 || options.part)
+        return std::nullopt;
+    for (int i = static_cast<int>(floor.fixtures.size()); i < count; ++i)
+        floor.fixtures.append(usualName(floor.ports.value(i), i + 1));
+    floor.arguments = passedOn(parser, choices, options.units);
+    floor.planFile = parser.positionalArguments().value(0);
+    return floor;
+}
+
 LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     LineOptions options;
@@ -281,11 +386,14 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     if (error->isEmpty() && !Station::isBaudRate(options.baudRate))
         *error = QStringLiteral("--baud: %1 is not a standard baud rate").arg(options.baudRate);
     options.units = integer(parser, choices.units, 1, MostUnits, error);
+    if (!parser.isSet(choices.units))
+        options.units = fixtureCount(parser, choices, error);
     readSerialNumber(parser, choices, &options, error);
     options.operatorName = text(parser, choices.operatorName, error);
     options.after = text(parser, choices.after, error);
     options.station = text(parser, choices.station, error);
     options.fixture = text(parser, choices.fixture, error);
+    options.part = readPart(parser, choices, options.units, error);
     options.outDir = text(parser, choices.out, error);
     options.store = readStore(parser, choices, options.outDir, error);
     options.flashSeconds = decimal(parser, choices.flash, 0, MostFlashSeconds, error);
@@ -328,6 +436,28 @@ int runForProgram(const Plan &plan, const LineOptions &options, Interrupt *inter
     return status;
 }
 
+int runFloor(const Plan &plan, const LineOptions &options, const FloorOptions &floor, bool json,
+             Interrupt *interrupt, QString *error)
+{
+    if (!json) {
+        FloorConsole console(STDIN_FILENO, stdout, Console::isTerminal(stdout), interrupt);
+        return exitStatus(FloorRun(plan, options, floor, &console).run(error));
+    }
+    JsonStream stream(stdout, QString(), interrupt);
+    FloorJson program(STDIN_FILENO, &stream);
+    const int status = exitStatus(FloorRun(plan, options, floor, &program).run(error));
+    stream.say("end", {{QStringLiteral("status"), status}, {QStringLiteral("error"), *error}});
+    return status;
+}
+
+/// The batch's process passes on what ends its units, so what the terminal sends to all must
+/// not reach them a second time; and they do not outlive it.
+void followBatch()
+{
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+}
+
 } // namespace
 
 int runLineCommand(const QStringList &arguments)
@@ -335,12 +465,13 @@ int runLineCommand(const QStringList &arguments)
     const Choices choices;
     QCommandLineParser parser;
     parser.setApplicationDescription(QLatin1String(Description) + Fault::help());
-    parser.addOptions({choices.port,         choices.board,   choices.line,    choices.package,
-                       choices.baud,         choices.units,   choices.fault,   choices.serial,
-                       choices.station,      choices.out,     choices.display, choices.flash,
-                       choices.pace,         choices.set,     choices.variant, choices.countUp,
-                       choices.operatorName, choices.fixture, choices.store,   choices.after,
-                       choices.json,         choices.check});
+    parser.addOptions({choices.port,         choices.board,    choices.line,    choices.package,
+                       choices.baud,         choices.units,    choices.fault,   choices.serial,
+                       choices.station,      choices.out,      choices.display, choices.flash,
+                       choices.pace,         choices.set,      choices.variant, choices.countUp,
+                       choices.operatorName, choices.parallel, choices.fixture, choices.store,
+                       choices.after,        choices.json,     choices.batch,   choices.unit,
+                       choices.connect,      choices.check});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -349,6 +480,7 @@ int runLineCommand(const QStringList &arguments)
     const QString name = arguments.first();
     QString error;
     LineOptions options = readOptions(parser, choices, &error);
+    const std::optional<FloorOptions> floor = readFloor(parser, choices, options, &error);
     if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
         error = QStringLiteral("give one plan; see --help");
     const PlanSettings settings = readSettings(parser, choices, &error);
@@ -365,17 +497,25 @@ int runLineCommand(const QStringList &arguments)
     error = wrongSerialNumber(*plan, options);
     if (!error.isEmpty())
         return complain(name, error, BenchExit::Usage);
+    if (floor && plan->wantsOperator && options.operatorName.isEmpty())
+        return complain(name,
+                        QStringLiteral("the plan wants to know who is testing: at several "
+                                       "fixtures --operator says it"),
+                        BenchExit::Usage);
     if (options.board)
         options.board->image = BoardImage::find(parser.value(choices.package), &error);
     if (!error.isEmpty())
         return complain(name, error, BenchExit::Unable);
 
     Interrupt interrupt;
+    if (options.part)
+        followBatch();
     interrupt.followSignals();
     options.interrupt = &interrupt;
-    const int asPlanned = parser.isSet(choices.json)
-                              ? runForProgram(*plan, options, &interrupt, &error)
-                              : runForPerson(*plan, options, &interrupt, &error);
+    const bool json = parser.isSet(choices.json);
+    const int asPlanned = floor  ? runFloor(*plan, options, *floor, json, &interrupt, &error)
+                          : json ? runForProgram(*plan, options, &interrupt, &error)
+                                 : runForPerson(*plan, options, &interrupt, &error);
     if (!error.isEmpty())
         complain(name, error, BenchExit::Unable);
     if (std::ferror(stdout) != 0 && !interrupt.isRaised())

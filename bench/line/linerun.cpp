@@ -65,7 +65,9 @@ Outcome LineRun::run(QString *error)
     if (!askOperator(error))
         return Outcome::Error;
     const bool isBatch = m_options.units > 1 || m_plan.retest.times > 0;
-    if (!m_folder.create(m_options.outDir, isBatch, error))
+    if (m_options.part)
+        m_folder.join(m_options.part->folder, isBatch);
+    else if (!m_folder.create(m_options.outDir, isBatch, error))
         return Outcome::Error;
     runUnits(error);
     Outcome worst = error->isEmpty() ? Outcome::NotRun : Outcome::Error;
@@ -76,7 +78,9 @@ Outcome LineRun::run(QString *error)
             worst = std::max(worst, outcome == Outcome::NotRun ? Outcome::Error : outcome);
     }
     QString unwritten;
-    if (isBatch) {
+    if (m_options.part) { // who runs the batch sums it up
+        m_watcher->summary(m_records, QString());
+    } else if (isBatch) {
         const bool written = m_folder.writeSummary(m_records, &unwritten);
         m_watcher->summary(m_records, written ? m_folder.path() : QString());
     }
@@ -92,7 +96,9 @@ Outcome LineRun::run(QString *error)
 void LineRun::runUnits(QString *error)
 {
     QString why;
-    for (int number = 1; number <= m_options.units; ++number) {
+    const int first = m_options.part ? m_options.part->unit : 1;
+    const int last = m_options.part ? first : m_options.units;
+    for (int number = first; number <= last; ++number) {
         if (why.isEmpty() && isInterrupted())
             why = m_options.interrupt->reason();
         m_serialNumber = m_options.countsUp ? countedUp(m_options.serialNumber, number - 1)
@@ -205,7 +211,8 @@ bool LineRun::wantsAnswers() const
     const auto asks = [](const Plan::Step &step) {
         return !step.look.isEmpty() || step.isConfirmed();
     };
-    return m_options.units > 1 || std::any_of(m_plan.steps.begin(), m_plan.steps.end(), asks);
+    return needsConnecting(m_options.units) ||
+           std::any_of(m_plan.steps.begin(), m_plan.steps.end(), asks);
 }
 
 /// Every unit that was asked for counts, those that nobody came to as well.
@@ -217,9 +224,15 @@ void LineRun::leaveOut(int number, const QString &reason)
     m_records.append(record);
 }
 
+/// The first unit is there already.
+bool LineRun::needsConnecting(int number) const
+{
+    return !m_options.port.isEmpty() && (m_options.part ? m_options.part->connects : number > 1);
+}
+
 bool LineRun::connectNext(int number, QString *error)
 {
-    if (m_options.port.isEmpty() || number == 1)
+    if (!needsConnecting(number))
         return true;
     QString text = QStringLiteral("Connect unit %1 of %2").arg(number).arg(m_options.units);
     if (!m_serialNumber.isEmpty())

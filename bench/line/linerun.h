@@ -18,11 +18,19 @@
 
 class Station;
 
+/// One unit of a batch that another process runs.
+struct BatchPart {
+    QString folder; ///< of the batch
+    int unit = 0;
+    bool connects = false; ///< the operator is asked to connect it first
+};
+
 struct LineOptions {
     QString port; ///< empty: virtual keypads, or emulated boards
     std::optional<VmBoardOptions> board;
     int baudRate = 115200;
     int units = 1;
+    std::optional<BatchPart> part; ///< of the units only this one
     QString serialNumber;          ///< of the unit, or of the first one
     bool asksSerialNumber = false; ///< of every unit
     bool countsUp = false;         ///< the serial number's last digits, with the units
@@ -53,7 +61,11 @@ public:
     /// "KP-0009" and 1 give "KP-0010"; a text without a number at its end gets "-2".
     static QString countedUp(const QString &serialNumber, int by);
 
+    /// Of a unit, before anything is known of it.
+    UnitRecord newRecord(int number, int attempt = 1) const;
+
 private:
+    bool needsConnecting(int number) const;
     bool isInterrupted() const;
     bool wantsAnswers() const;
     void runUnits(QString *error);
@@ -71,7 +83,6 @@ private:
     void leaveOut(int number, const QString &reason);
     bool connectNext(int number, QString *error);
     std::unique_ptr<Unit> makeUnit(int number) const;
-    UnitRecord newRecord(int number, int attempt = 1) const;
     QList<const Fault *> faultsOf(int number) const;
 
     const Plan &m_plan;

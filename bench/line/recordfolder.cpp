@@ -1,6 +1,7 @@
 #include "bench/line/recordfolder.h"
 
 #include "bench/line/junit.h"
+#include "bench/line/recordreader.h"
 #include "bench/line/report.h"
 
 #include <QDir>
@@ -149,6 +150,12 @@ bool RecordFolder::create(const QString &dir, bool isBatch, QString *error)
     return true;
 }
 
+void RecordFolder::join(const QString &path, bool isBatch)
+{
+    m_path = path;
+    m_isBatch = isBatch;
+}
+
 QString RecordFolder::unitPath(int number, int attempt) const
 {
     if (!m_isBatch)
@@ -179,6 +186,29 @@ bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
     if (!log.isEmpty())
         writer.write("tool.log", log);
     writer.write(ReportName, unitReport(unit, dir, transcript, log));
+    return writer.finish(error);
+}
+
+bool RecordFolder::conclude(UnitRecord *record, QString *error) const
+{
+    const QString dir = unitPath(record->number);
+    QFile kept(recordPath(dir));
+    QJsonObject object;
+    if (kept.open(QIODevice::ReadOnly))
+        object = QJsonDocument::fromJson(kept.readAll()).object();
+    if (object.isEmpty())
+        object = toJson(*record);
+    object.insert(QStringLiteral("outcome"), outcomeName(record->outcome));
+    object.insert(QStringLiteral("reason"), record->reason);
+    object.insert(QStringLiteral("ended"), true);
+    *record = recordFromJson(object);
+    QString unread; // a transcript that was never begun is empty
+    const Transcript transcript =
+        Transcript::load(dir + QLatin1Char('/') + transcriptName(), &unread).value_or(Transcript());
+    Writer writer(dir);
+    writer.write(RecordName, QJsonDocument(object).toJson());
+    writer.write(JunitName, toJunit({*record}));
+    writer.write(ReportName, unitReport(*record, dir, transcript, QByteArray()));
     return writer.finish(error);
 }
 

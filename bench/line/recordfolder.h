@@ -18,6 +18,9 @@ public:
     /// @param isBatch  it gets several records
     bool create(const QString &dir, bool isBatch, QString *error);
 
+    /// Writes into the folder of a batch that another process has made.
+    void join(const QString &path, bool isBatch);
+
     QString path() const { return m_path; }
     bool isBatch() const { return m_isBatch; }
     /// Of an attempt at a unit, both counted from 1; made if need be.
@@ -31,6 +34,9 @@ public:
     /// not keep the others from being tried.
     bool write(const UnitRecord &unit, const Transcript &transcript, const QByteArray &log,
                QString *error) const;
+    /// All that write() writes, of a unit whose process has died: what it had kept, with the
+    /// outcome and the reason of @p record. @param record  set to what was written
+    bool conclude(UnitRecord *record, QString *error) const;
     /// junit.xml and report.html of several units; those that were not tested have no
     /// folder.
     bool writeSummary(const QList<UnitRecord> &units, QString *error) const;

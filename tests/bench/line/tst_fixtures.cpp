@@ -1,8 +1,10 @@
-/// "bench line" as other programs see it: progress and answers as JSON lines.
+/// "bench line" for other programs, with progress and answers as JSON lines, and on several
+/// fixtures side by side.
 
 #include "bench/keypad/virtualkeypad.h"
 #include "tests/support/testprogram.h"
 
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,6 +13,8 @@
 #include <QTest>
 
 #include <csignal>
+#include <memory>
+#include <vector>
 
 namespace
 {
@@ -95,11 +99,42 @@ private:
     QByteArray m_output;
 };
 
-QJsonObject jsonIn(const QString &path)
+/// One unit never answers, and nobody waits for less than ten minutes.
+const QByteArray PatientPlan = R"({"plan":"p","title":"P","steps":[
+    {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+     "limit_ms":600000},
+    {"name":"Volts","request":"voltage","expect":["voltage reply"]}]})";
+
+/// Waits for a look at a unit that says nothing.
+const QByteArray LookPlan = R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
+    {"name":"Light","look":"Is it bright?"}]})";
+
+/// Its process, among the children of the one that runs the batch; 0 while there is none.
+pid_t processOf(int unit, qint64 batch)
+{
+    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(batch);
+    QFile list(children);
+    if (!list.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> numbers = list.readAll().simplified().split(' ');
+    for (const QByteArray &number : numbers) {
+        QFile line(QStringLiteral("/proc/%1/cmdline").arg(QString::fromLatin1(number)));
+        if (line.open(QIODevice::ReadOnly) &&
+            line.readAll().split('\0').contains("--unit=" + QByteArray::number(unit)))
+            return number.toInt();
+    }
+    return 0;
+}
+
+QByteArray contentOf(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll()).object()
-                                          : QJsonObject();
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QJsonObject jsonIn(const QString &path)
+{
+    return QJsonDocument::fromJson(contentOf(path)).object();
 }
 
 } // namespace
@@ -113,6 +148,15 @@ private slots:
     void aProgramIsTold();
     void aProgramAnswers();
     void aProgramThatLeavesEndsTheUnit();
+    void unitsAreHandedOutToFixtures();
+    void fixturesWorkSideBySide();
+    void questionsNameTheFixture();
+    void aProgramAnswersForEachFixture();
+    void aProcessThatDiesTakesNothingWithIt();
+    void anInterruptReachesEveryFixture();
+    void anOutputThatNobodyReadsEndsEveryFixture();
+    void wrongFixturesAreRefused_data();
+    void wrongFixturesAreRefused();
 };
 
 void TestFixtures::initTestCase()
@@ -230,6 +274,232 @@ void TestFixtures::aProgramThatLeavesEndsTheUnit()
     QVERIFY(record.value(QStringLiteral("reason"))
                 .toString()
                 .endsWith(QStringLiteral("interrupted: nobody reads the output")));
+}
+
+void TestFixtures::unitsAreHandedOutToFixtures()
+{
+    Run run(SmallPlan);
+    run.start({QStringLiteral("--units"), QStringLiteral("5"), QStringLiteral("--parallel"),
+               QStringLiteral("2"), QStringLiteral("--fault"), QStringLiteral("voltage-low:4"),
+               QStringLiteral("--serial-number"), QStringLiteral("KP-8"),
+               QStringLiteral("--count-up")});
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    const QString output = QString::fromUtf8(run.output());
+    QVERIFY2(run.process.exitCode() == 1, qPrintable(output));
+    QCOMPARE(QString::fromUtf8(run.process.readAllStandardError()), QString());
+    QVERIFY2(output.contains(QStringLiteral("Yield 80.0 % (4 of 5 units), ")), qPrintable(output));
+    QVERIFY(!output.contains(QLatin1Char('\033')));
+    QHash<QString, int> tested;
+    for (int unit = 1; unit <= 5; ++unit) {
+        const QJsonObject record =
+            jsonIn(QStringLiteral("%1/unit-0%2/record.json").arg(run.latest()).arg(unit));
+        QCOMPARE(record.value(QStringLiteral("number")).toInt(), unit);
+        QCOMPARE(record.value(QStringLiteral("serial_number")).toString(),
+                 QStringLiteral("KP-%1").arg(unit + 7));
+        QCOMPARE(record.value(QStringLiteral("outcome")).toString(),
+                 unit == 4 ? QStringLiteral("fail") : QStringLiteral("pass"));
+        ++tested[record.value(QStringLiteral("fixture")).toString()];
+    }
+    QCOMPARE(tested.size(), 2);
+    QVERIFY(tested.contains(QStringLiteral("keypad 1")));
+    QVERIFY(tested.contains(QStringLiteral("keypad 2")));
+    QFile summary(run.latest() + QStringLiteral("/report.html"));
+    QVERIFY(summary.open(QIODevice::ReadOnly));
+    QVERIFY(summary.readAll().contains("4 of 5 units passed"));
+    QVERIFY(QFile::exists(run.latest() + QStringLiteral("/junit.xml")));
+}
+
+/// No unit ends before all have begun, however long that takes on a busy machine.
+void TestFixtures::fixturesWorkSideBySide()
+{
+    const int count = 8;
+    std::vector<std::unique_ptr<VirtualKeypad>> keypads;
+    QStringList options = {QStringLiteral("--json")};
+    for (int i = 0; i < count; ++i) {
+        keypads.push_back(std::make_unique<VirtualKeypad>());
+        QVERIFY2(keypads.back()->prepare(), qPrintable(keypads.back()->errorString()));
+        options += {QStringLiteral("--port"), keypads.back()->linePath()};
+    }
+    Run run(LookPlan);
+    run.start(options);
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("question")).size(), count, RunLimitMs);
+    QCOMPARE(run.events(QStringLiteral("unit ended")).size(), 0);
+    for (int id = 1; id <= count; ++id)
+        run.process.write("{\"answer\":" + QByteArray::number(id) + ",\"reply\":\"yes\"}\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 0);
+    QCOMPARE(run.events(QStringLiteral("summary")).at(0).value(QStringLiteral("passed")).toInt(),
+             count);
+}
+
+void TestFixtures::questionsNameTheFixture()
+{
+    VirtualKeypad left;
+    VirtualKeypad right;
+    QVERIFY2(left.prepare(), qPrintable(left.errorString()));
+    QVERIFY2(right.prepare(), qPrintable(right.errorString()));
+    Run run(LookPlan);
+    run.start({QStringLiteral("--port"), left.linePath(), QStringLiteral("--port"),
+               right.linePath(), QStringLiteral("--fixture"), QStringLiteral("left"),
+               QStringLiteral("--fixture"), QStringLiteral("right"), QStringLiteral("--units"),
+               QStringLiteral("3")});
+    const QByteArray ofLeft = "  >> left: Is it bright? [y/n]\n";
+    const QByteArray ofRight = "  >> right: Is it bright? [y/n]\n";
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(ofLeft) || run.output().contains(ofRight),
+                             30000);
+    // One at a time, and neither is answered by Enter alone.
+    const bool leftIsFirst = run.output().contains(ofLeft);
+    const QByteArray first = leftIsFirst ? ofLeft : ofRight;
+    const QByteArray second = leftIsFirst ? ofRight : ofLeft;
+    run.process.write("\n");
+    QTRY_COMPARE_WITH_TIMEOUT(run.output().count(first), 2, 30000);
+    QVERIFY(!run.output().contains(second));
+    run.process.write("n\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(second), 30000);
+    run.process.write("y\n");
+    // The third unit goes to the one that is free first, and must be connected.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        run.output().contains(": Connect unit 3 of 3, switched off.  Then press Enter:\n"), 30000);
+    run.process.closeWriteChannel();
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QByteArray output = run.output();
+    QVERIFY2(output.contains("Yield 33.3 % (1 of 3 units), 1 not tested, "), output.constData());
+    QVERIFY(output.contains("there is no operator: standard input is closed\n"));
+}
+
+void TestFixtures::aProgramAnswersForEachFixture()
+{
+    VirtualKeypad left;
+    VirtualKeypad right;
+    QVERIFY2(left.prepare(), qPrintable(left.errorString()));
+    QVERIFY2(right.prepare(), qPrintable(right.errorString()));
+    Run run(LookPlan);
+    run.start({QStringLiteral("--json"), QStringLiteral("--port"), left.linePath(),
+               QStringLiteral("--port"), right.linePath(), QStringLiteral("--fixture"),
+               QStringLiteral("left"), QStringLiteral("--fixture"), QStringLiteral("right")});
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("question")).size(), 2, 30000);
+    run.process.write("{\"answer\":3,\"reply\":\"yes\"}\n");
+    for (const QJsonObject &question : run.events(QStringLiteral("question"))) {
+        const bool good = question.value(QStringLiteral("fixture")) == QStringLiteral("right");
+        const int id = question.value(QStringLiteral("id")).toInt();
+        run.process.write("{\"answer\":" + QByteArray::number(id) + ",\"reply\":\"" +
+                          (good ? "yes" : "no") + "\"}\n");
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 1);
+    QCOMPARE(run.events(QStringLiteral("refused")).size(), 1);
+    QCOMPARE(run.events(QStringLiteral("question over")).size(), 2);
+    for (const QJsonObject &ended : run.events(QStringLiteral("unit ended"))) {
+        const bool good = ended.value(QStringLiteral("fixture")) == QStringLiteral("right");
+        QCOMPARE(ended.value(QStringLiteral("outcome")).toString(),
+                 good ? QStringLiteral("pass") : QStringLiteral("fail"));
+    }
+    QCOMPARE(run.events(QStringLiteral("summary")).size(), 1);
+    QCOMPARE(run.events().constLast().value(QStringLiteral("status")).toInt(), 1);
+}
+
+void TestFixtures::aProcessThatDiesTakesNothingWithIt()
+{
+    Run run(PatientPlan);
+    run.start({QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--units"),
+               QStringLiteral("3"), QStringLiteral("--fault"), QStringLiteral("silent:1")});
+    // The other fixture takes the third unit, too.
+    const QString third = run.latest() + QStringLiteral("/unit-03/report.html");
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(third), RunLimitMs);
+    const pid_t process = processOf(1, run.process.processId());
+    QVERIFY(process > 0);
+    QCOMPARE(::kill(process, SIGKILL), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QByteArray output = run.output();
+    QVERIFY2(output.contains("Yield 66.7 % (2 of 3 units), "), output.constData());
+    const QJsonObject record = jsonIn(run.latest() + QStringLiteral("/unit-01/record.json"));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
+    QCOMPARE(record.value(QStringLiteral("ended")), QJsonValue(true));
+    QCOMPARE(record.value(QStringLiteral("reason")).toString(),
+             QStringLiteral("the process that tested it: it was killed, or crashed"));
+    QVERIFY(QFile::exists(run.latest() + QStringLiteral("/unit-01/report.html")));
+}
+
+void TestFixtures::anInterruptReachesEveryFixture()
+{
+    Run run(PatientPlan);
+    run.start({QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--units"),
+               QStringLiteral("3"), QStringLiteral("--fault"), QStringLiteral("silent")});
+    for (const char *unit : {"/unit-01", "/unit-02"}) {
+        const QString transcript =
+            run.latest() + QLatin1String(unit) + QStringLiteral("/transcript.txt");
+        QTRY_VERIFY_WITH_TIMEOUT(contentOf(transcript).contains("step 1: Start"), RunLimitMs);
+    }
+    QCOMPARE(::kill(static_cast<pid_t>(run.process.processId()), SIGTERM), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 4);
+    for (const char *unit : {"/unit-01", "/unit-02"}) {
+        const QJsonObject record =
+            jsonIn(run.latest() + QLatin1String(unit) + QStringLiteral("/record.json"));
+        QCOMPARE(record.value(QStringLiteral("ended")), QJsonValue(true));
+        QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+        QCOMPARE(record.value(QStringLiteral("reason")).toString(),
+                 QStringLiteral("step 1 \"Start\": interrupted: the program was told to "
+                                "terminate"));
+    }
+    QVERIFY2(run.output().contains("Yield 0.0 % (0 of 3 units), 1 not tested, "),
+             run.output().constData());
+}
+
+void TestFixtures::anOutputThatNobodyReadsEndsEveryFixture()
+{
+    Run run(PatientPlan);
+    QProcess shell;
+    shell.start(QStringLiteral("/bin/sh"),
+                {QStringLiteral("-c"), QStringLiteral("{ \"$@\"; echo $? >\"$0\"; } | head -n 1"),
+                 run.dir.filePath(QStringLiteral("status")), QStringLiteral(BENCH),
+                 QStringLiteral("line"), run.dir.filePath(QStringLiteral("plan.json")),
+                 QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--fault"),
+                 QStringLiteral("silent"), QStringLiteral("--out"), run.out()});
+    QTRY_VERIFY_WITH_TIMEOUT(shell.state() == QProcess::NotRunning, RunLimitMs);
+    QFile status(run.dir.filePath(QStringLiteral("status")));
+    QVERIFY(status.open(QIODevice::ReadOnly));
+    QCOMPARE(status.readAll(), QByteArray("4\n"));
+    QVERIFY(QFile::exists(run.latest() + QStringLiteral("/report.html")));
+}
+
+void TestFixtures::wrongFixturesAreRefused_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *name, const char *options, const char *reason) {
+        QTest::newRow(name) << QString::fromLatin1(options).split(QLatin1Char(' '))
+                            << QString::fromLatin1(reason);
+    };
+    row("none", "--parallel 0", "--parallel takes a whole number from 1 to 99");
+    row("of real units", "--parallel 2 --port /dev/null",
+        "--port and --parallel exclude each other");
+    row("on one display", "--parallel 2 --display :0",
+        "one display shows one keypad: --display and --parallel exclude each other");
+    row("a port twice", "--port /dev/null --port /dev/null", "a port is there more than once");
+    row("a name twice", "--parallel 2 --fixture a --fixture a",
+        "--fixture takes a name of its own for each of 2 fixtures");
+    row("a name too few", "--parallel 2 --fixture a",
+        "--fixture takes a name of its own for each of 2 fixtures");
+    row("a name too many", "--fixture a --fixture b",
+        "--fixture takes a name of its own for each of 1 fixtures");
+    row("a fault of a unit too many", "--parallel 2 --fault dies:3",
+        "--fault dies:3: there is no such unit; they count from 1 to 2");
+}
+
+void TestFixtures::wrongFixturesAreRefused()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QString, reason);
+    Run run(SmallPlan);
+    run.start(options);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 2);
+    QCOMPARE(QString::fromUtf8(run.process.readAllStandardError()),
+             QStringLiteral("bench line: %1\n").arg(reason));
 }
 
 MFTOOL_TEST(TestFixtures, EventLoop)

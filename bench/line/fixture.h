@@ -1,0 +1,56 @@
+/// A place at which units are tested, one at a time, each by a process of its own: one that
+/// hangs or dies takes nothing else with it.
+#ifndef BENCH_LINE_FIXTURE_H
+#define BENCH_LINE_FIXTURE_H
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class Fixture : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @param port  empty for virtual units
+    Fixture(const QString &name, const QString &port);
+    /// Kills the process, if there is one.
+    ~Fixture() override;
+
+    QString name() const { return m_name; }
+    QString port() const { return m_port; }
+    bool isBusy() const { return m_process != nullptr; }
+
+    /// Starts this program with @p arguments, which make it say its progress as JSON lines.
+    void start(const QStringList &arguments);
+    /// Writes a line to the process; without one nothing happens.
+    void say(const QJsonObject &object);
+    /// Nobody answers any more, this process and those to come.
+    void hangUp();
+    /// Passes a signal on to the process.
+    void signalTo(int number);
+
+signals:
+    void heard(const QJsonObject &event);
+    /// Everything that was said was heard.
+    /// @param how  for a person: "it was killed, or crashed"
+    void ended(const QString &how);
+
+private slots:
+    void readEvents();
+    void finish();
+    void fail(QProcess::ProcessError error);
+
+private:
+    const QString m_name;
+    const QString m_port;
+    std::unique_ptr<QProcess> m_process;
+    bool m_isHungUp = false;
+};
+
+#endif

@@ -1,0 +1,13 @@
+/// Reads a record back from its JSON, as far as reports of it need.
+#ifndef BENCH_LINE_RECORDREADER_H
+#define BENCH_LINE_RECORDREADER_H
+
+#include "bench/line/record.h"
+
+/// @param object  as docs/line.md describes record.json; what it lacks is empty
+UnitRecord recordFromJson(const QJsonObject &object);
+
+/// The opposite of outcomeName(); NotRun for what is none.
+Outcome outcomeFromName(const QString &name);
+
+#endif
