@@ -30,7 +30,7 @@ have_armel() {
 test_board() {
     scripts/install-packages.sh build board || return 77
     cmake --preset release -DMFTOOL_WERROR="${MFTOOL_WERROR:-OFF}" >/dev/null
-    cmake --build --preset release -j "$jobs" --target bench
+    cmake --build --preset release -j "$jobs" --target bench tests_vm
     made=0
     timeout 1800 build/bench board || made=$?
     [ "$made" != 4 ] || return 77

@@ -8,6 +8,7 @@
 # what they were made from:
 #   kernel-SUM  vmlinuz, initrd       Debian's kernel for armhf, its modules, ours, the agent
 #   base-SUM    disk.qcow2            systemd and all that the tool's package depends on
+#   sysv-SUM    packages              SysV init, for a board without systemd
 #   board-SUM   disk.qcow2, kernel    the tool's package and what else a keypad has
 # Exit code 77: something is missing here, for the reason given.
 set -euo pipefail
@@ -54,6 +55,7 @@ guest=bench/board/guest
 kernel_dir=$cache/kernel-$(sum $image/common.sh $image/kernel.sh bench/board/module $guest)
 base_dir=$cache/base-$(echo "$(tool_depends) $(sum $image/common.sh $image/base.sh $guest/install-base.sh)" |
     sha256sum | cut -c 1-16)
+sysv_dir=$cache/sysv-$(echo "$sysv_packages" | sha256sum | cut -c 1-16)
 if [ -n "$package" ]; then
     [ -r "$package" ] || { echo "there is no $package" >&2; exit 2; }
     tool_sum=$(sha256sum "$package" | cut -c 1-16)
@@ -142,6 +144,10 @@ if [ ! -e "$base_dir/complete" ]; then
     step "Installing Debian on the board" install_base
     step "Packing the disk" pack_base
     finish "$base_dir"
+fi
+if [ ! -e "$sysv_dir/complete" ]; then
+    step "Fetching SysV init" fetch_sysv
+    finish "$sysv_dir"
 fi
 [ -n "$package" ] || step "Building the tool's package" build_package
 step "Gathering the board's files" gather_files

@@ -6,6 +6,16 @@ page=2048
 block=128KiB
 logical_block=129024
 
+# Another init to put in the place of systemd's.
+sysv_packages="sysvinit-core initscripts sysv-rc insserv startpar"
+
+fetch_sysv() {
+    prepare_apt "$work/apt" armel
+    mkdir -p "$work/new"
+    # shellcheck disable=SC2086  # a list of names
+    (cd "$work/new" && APT_CONFIG=$work/apt/apt.conf apt-get download -q $sysv_packages)
+}
+
 build_package() {
     "$source/packaging/make-armel-sysroot.sh"
     cd "$source" || exit
@@ -20,10 +30,11 @@ build_package() {
 # What a keypad has beside the tool's package.
 gather_files() {
     local files=$work/second/files firmware=$work/firmware
-    mkdir -p "$files"/{boot/fw-1.2,usr/sbin,usr/lib/panel,usr/share/keypad,media/mmcblk0p1} "$firmware"/{etc,usr/lib/panel}
+    mkdir -p "$files"/{boot/fw-1.2,usr/sbin,usr/lib/panel,usr/share/keypad/sysv,media/mmcblk0p1} "$firmware"/{etc,usr/lib/panel}
     [ -z "$package" ] || cp "$package" "$work/"
     cp "$work"/*.deb "$work/second/"
     cp "$here/guest/kobs-ng" "$files/usr/sbin/"
+    cp "$sysv_dir"/*.deb "$files/usr/share/keypad/sysv/"
     cp "$source"/tests/captures/kobs-ng-* "$files/usr/share/keypad/"
     echo "20140101 1.2" >"$files/usr/lib/panel/version"
     echo "20140202 2.7" >"$firmware/usr/lib/panel/version"
