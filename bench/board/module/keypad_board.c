@@ -4,7 +4,8 @@
 // the bus, the revision of the board.
 //
 // What it plays is set below /sys/devices/platform/keypad-board:
-//   tamper     "open" drives GPIO 17 high, "closed" low; "dead" makes reading it fail
+//   tamper     "open" drives GPIO 17 high, "closed" low; "dead" makes reading it fail,
+//              whatever its level, until "good"
 //   voltage    of the bus, as voltage_now shows it
 //   revision   of the board
 //   light      "dead" makes every change of the backlight fail; "good" ends that
@@ -168,8 +169,9 @@ static struct gpio_chip pins = {
 static ssize_t tamper_store(struct device *dev, struct device_attribute *attr, const char *text,
                             size_t count)
 {
-    tamper_dead = sysfs_streq(text, "dead");
-    if (!tamper_dead)
+    if (sysfs_streq(text, "dead") || sysfs_streq(text, "good"))
+        tamper_dead = sysfs_streq(text, "dead");
+    else
         levels[TAMPER_PIN] = sysfs_streq(text, "open");
     return count;
 }
