@@ -113,6 +113,7 @@ QStringList VmBoard::arguments(int lineFd, int agentFd, int monitorFd) const
     QStringList all = {
         "-machine",    "virt,highmem=off",
         "-cpu",        "cortex-a15",
+        "-smp",        "2",
         "-m",          "384",
         "-nodefaults", "-no-reboot",
         "-display",    "none",
