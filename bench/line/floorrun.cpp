@@ -20,8 +20,8 @@ FloorRun::FloorRun(const Plan &plan, const LineOptions &line, const FloorOptions
     : m_plan(plan), m_line(line), m_floor(floor), m_watcher(watcher),
       m_maker(plan, line, nullptr, nullptr), m_places(static_cast<size_t>(floor.fixtures.size()))
 {
-    m_watcher->say = [this](int place, const QJsonObject &line) {
-        m_places.at(static_cast<size_t>(place)).fixture->say(line);
+    m_watcher->say = [this](int place, const QJsonObject &reply) {
+        m_places.at(static_cast<size_t>(place)).fixture->say(reply);
     };
     m_watcher->hangUp = [this] {
         for (const Place &place : m_places)
