@@ -155,7 +155,7 @@ QJsonValue PlanVariables::filledInText(const QString &text, ObjectReader &reader
         else
             shown = textOf(value);
         filled += text.mid(from, match.capturedStart() - from) + shown;
-        from = match.capturedEnd();
+        from = static_cast<int>(match.capturedEnd());
     }
     return filled + text.mid(from);
 }
