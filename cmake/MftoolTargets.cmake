@@ -55,16 +55,18 @@ function(mftool_add_bench_library name)
     target_link_libraries(bench_${name} PUBLIC mftool_qt_core)
 endfunction()
 
-# mftool_add_tests(ROOM TESTS a b ... LIBRARIES lib ... [SOURCES x.cpp ...] [LABELS l ...]):
+# mftool_add_tests(ROOM TESTS a b ... [WHOLE c d ...] LIBRARIES lib ... [SOURCES x.cpp ...]):
 # all tests of a room in one program, tests_ROOM. TESTS are its units, each with a test
 # class in tst_UNIT.cpp; CTest runs each by itself as ROOM/tst_UNIT. Widgets are drawn
-# off screen unless a test's environment says otherwise. Label "whole" is for those that
-# start the real tool. The longest get a COST, so that they are begun first:
+# off screen. WHOLE are those that start the real tool; they get the label "whole", and
+# no leak checker, which would let the tool itself end with an error. The longest get a
+# COST, so that they are begun first:
 #     set_tests_properties(ROOM/tst_UNIT PROPERTIES TIMEOUT 900 COST 50)
 function(mftool_add_tests room)
-    cmake_parse_arguments(TEST "" "" "TESTS;SOURCES;LIBRARIES;LABELS" ${ARGN})
+    cmake_parse_arguments(TEST "" "" "TESTS;WHOLE;SOURCES;LIBRARIES" ${ARGN})
     set(program tests_${room})
-    list(TRANSFORM TEST_TESTS REPLACE "(.+)" "tst_\\1.cpp" OUTPUT_VARIABLE sources)
+    set(tests ${TEST_TESTS} ${TEST_WHOLE})
+    list(TRANSFORM tests REPLACE "(.+)" "tst_\\1.cpp" OUTPUT_VARIABLE sources)
     add_executable(${program} ${sources} ${TEST_SOURCES})
     mftool_common_options(${program} ${MFTOOL_TEST_CXX_STANDARD})
     set_target_properties(${program} PROPERTIES
@@ -78,24 +80,29 @@ function(mftool_add_tests room)
     set(environment
         QT_QPA_PLATFORM=offscreen
         MFTOOL_BUILD_DIR=${CMAKE_BINARY_DIR})
-    if(MFTOOL_SANITIZE AND NOT "whole" IN_LIST TEST_LABELS)
+    set(checked)
+    set(unchecked)
+    if(MFTOOL_SANITIZE)
         # Qt has no frame pointers: only the slow unwinder gets through it to our own frames.
-        list(APPEND environment
+        set(checked
             ASAN_OPTIONS=fast_unwind_on_malloc=0
             LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leaks.supp:print_suppressions=0)
-    elseif(MFTOOL_SANITIZE)
         # That unwinder makes the whole tool ten times slower. Its leaks are Valgrind's to find.
-        list(APPEND environment ASAN_OPTIONS=detect_leaks=0)
+        set(unchecked ASAN_OPTIONS=detect_leaks=0)
     endif()
-    foreach(test IN LISTS TEST_TESTS)
+    foreach(test IN LISTS tests)
         set(name ${room}/tst_${test})
         add_test(NAME ${name} COMMAND ${program} tst_${test})
         # The limit is for one that hangs, not for one that is slow.
         set_tests_properties(${name} PROPERTIES
             TIMEOUT 300
             COST 1
-            LABELS "${TEST_LABELS}"
             SKIP_REGULAR_EXPRESSION "(^|\n)SKIPPED: "
-            ENVIRONMENT "${environment}")
+            ENVIRONMENT "${environment};${checked}")
+        if(test IN_LIST TEST_WHOLE)
+            set_tests_properties(${name} PROPERTIES
+                LABELS whole
+                ENVIRONMENT "${environment};${unchecked}")
+        endif()
     endforeach()
 endfunction()
