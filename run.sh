@@ -4,7 +4,7 @@
 # what a fresh Debian 12 machine lacks. Arguments go to "build/bench line":
 #   ./run.sh --units 5 --fault hangs:2
 #   ./run.sh --port /dev/ttyUSB0
-# Without any, a batch of eight units follows with a quick plan, and the report on
+# Without any, a batch of eight units side by side follows with a quick plan, and the report on
 # all records so far.
 set -eu
 cd "$(dirname "$0")"
@@ -17,7 +17,8 @@ cmake --build --preset release -j "$(nproc)" --target mftool bench
 status=0
 build/bench line bench/plans/production.json || status=$?
 printf '\nA batch of eight:\n\n'
-build/bench line bench/plans/quick.json --units 8 --serial-number DEMO-0001 --count-up || status=$?
+build/bench line bench/plans/quick.json --units 8 --parallel 8 \
+    --serial-number DEMO-0001 --count-up || status=$?
 build/bench records report --out bench-out/records.html >/dev/null || status=$?
 printf '\nAll records:  bench-out/records.sqlite (build/bench records list)\n'
 printf 'Their report: bench-out/records.html\n'
