@@ -24,7 +24,7 @@ struct Entry {
     int signal = 0;
 };
 
-/// @return false for what is no entry
+/// @return false when it is not an entry
 bool read(const QByteArray &line, Entry *entry);
 
 } // namespace Journal

@@ -48,7 +48,7 @@ public:
     QString errorString() const { return m_error; }
     /// @return false, for the caller to return
     bool failed(const QString &reason);
-    /// @p number is an errno value and becomes errno; 0 is no failure and returns true.
+    /// @p number is an errno value and becomes errno; 0 means success and returns true.
     bool succeeded(const QString &what, int number);
 
 protected:

@@ -116,7 +116,7 @@ const QCommandLineOption *emptyOption(const QCommandLineParser &parser,
     return nullptr;
 }
 
-/// An argument that is no option and stands before "--"; empty when there is none.
+/// An argument other than an option, before "--"; empty when there is none.
 QString strayArgument(const QCommandLineParser &parser, const QStringList &arguments)
 {
     const int separator = int(arguments.indexOf(QStringLiteral("--")));
