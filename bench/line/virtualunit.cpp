@@ -1,19 +1,15 @@
 #include "bench/line/virtualunit.h"
 
 #include "bench/line/fault.h"
-#include "bench/line/findings.h"
 #include "bench/station/station.h"
 
-#include <algorithm>
 #include <csignal>
-#include <iterator>
 
 #include <unistd.h>
 
 namespace
 {
 
-const int LaterStep = 4; // by then the unit has spoken and its screen was looked at
 /// The boot stream is the smaller part of a flash.
 const double BootShare = 0.35;
 
@@ -28,25 +24,22 @@ KeypadOptions keypadOptions(const VirtualUnitOptions &options)
     return keypad;
 }
 
-/// Why it may not have come to a fault; empty for one that the unit has from the start.
-QString momentOf(const Fault &fault)
-{
-    if (fault.later)
-        return QStringLiteral("no step from the fourth on began while the tool ran");
-    if (fault.homeSticks)
-        return QStringLiteral("the home key was never released");
-    if (fault.card != VirtualKeypad::Writable)
-        return QStringLiteral("no card was put in");
-    return QString();
-}
-
 } // namespace
 
 VirtualUnit::VirtualUnit(const VirtualUnitOptions &options)
-    : m_options(options), m_keypad(keypadOptions(options))
+    : PlayedUnit(options.faults, momentOf), m_options(options), m_keypad(keypadOptions(options))
 {
-    std::copy_if(options.faults.begin(), options.faults.end(), std::back_inserter(m_awaited),
-                 [](const Fault *fault) { return !momentOf(*fault).isEmpty(); });
+}
+
+QString VirtualUnit::momentOf(const Fault &fault)
+{
+    if (fault.later)
+        return noLateStep();
+    if (fault.homeSticks)
+        return noRelease();
+    if (fault.card != VirtualKeypad::Writable)
+        return QStringLiteral("no card was put in");
+    return QString();
 }
 
 VirtualUnit::~VirtualUnit() = default;
@@ -79,9 +72,8 @@ void VirtualUnit::beginStep()
 {
     m_firstStore = static_cast<int>(m_keypad.stores().size());
     m_firstLine = static_cast<int>(m_keypad.log().size());
-    if (++m_steps < LaterStep)
-        return;
-    hadItsMoment([this](const Fault &fault) { return fault.later && fault.later(&m_keypad); });
+    if (isLate())
+        hadItsMoment([this](const Fault &fault) { return fault.later && fault.later(&m_keypad); });
 }
 
 Unit::Done VirtualUnit::operate(const Plan::Operation &operation, bool, int, QString *error)
@@ -95,13 +87,6 @@ Unit::Done VirtualUnit::operate(const Plan::Operation &operation, bool, int, QSt
         return Impossible;
     }
     return Performed;
-}
-
-void VirtualUnit::hadItsMoment(const std::function<bool(const Fault &fault)> &had)
-{
-    m_awaited.erase(std::remove_if(m_awaited.begin(), m_awaited.end(),
-                                   [&had](const Fault *fault) { return had(*fault); }),
-                    m_awaited.end());
 }
 
 bool VirtualUnit::perform(const Plan::Action &action)
@@ -125,13 +110,9 @@ bool VirtualUnit::perform(const Plan::Action &action)
 
 void VirtualUnit::moveHome(bool down)
 {
-    const bool sticks = std::any_of(m_options.faults.begin(), m_options.faults.end(),
-                                    [](const Fault *fault) { return fault->homeSticks; });
     if (down)
         m_keypad.pressHome();
-    else if (sticks)
-        hadItsMoment([](const Fault &fault) { return fault.homeSticks; });
-    else
+    else if (!homeSticks())
         m_keypad.releaseHome();
 }
 
@@ -159,73 +140,36 @@ bool VirtualUnit::moveCard(bool in)
     return m_keypad.removeCard() && m_keypad.setCard(card);
 }
 
-Unit::Done VirtualUnit::look(const QString &, int, QString *)
-{
-    return Impossible; // no person is asked; the board checks of a step look
-}
-
-Unit::Finding VirtualUnit::check(const Plan::Check &check, Difference *difference)
-{
-    QString *found = &difference->found;
-    switch (check.kind) {
-    case Plan::Check::Stores:
-        return checkStores(check, difference);
-    case Plan::Check::Attribute:
-        if (!m_keypad.hasNode(check.path)) {
-            *found = QStringLiteral("no such attribute");
-            return NotYet;
-        }
-        return Findings::text(check, m_keypad.attribute(check.path), found);
-    case Plan::Check::File:
-        return checkFile(check, found);
-    case Plan::Check::Pixel:
-        return Findings::pixel(check, m_keypad.screen(), found);
-    case Plan::Check::Log:
-        return checkLog(check, found);
-    case Plan::Check::Exit:
-        return checkExit(check, found);
-    }
-    return CannotLook;
-}
-
-Unit::Finding VirtualUnit::checkStores(const Plan::Check &check, Difference *difference)
+QList<MadeStore> VirtualUnit::stores()
 {
     QList<MadeStore> made;
     const QList<SysfsModel::Store> all = m_keypad.stores().mid(m_firstStore);
     for (const SysfsModel::Store &store : all)
         made.append({store.path, QString::fromLatin1(store.text), store.error != 0});
-    return Findings::stores(check, made, difference);
+    return made;
 }
 
-Unit::Finding VirtualUnit::checkFile(const Plan::Check &check, QString *found)
-{
-    const bool exists = m_keypad.exists(check.path);
-    return Findings::file(check, exists, exists ? m_keypad.readFile(check.path) : QByteArray(),
-                          found);
-}
-
-Unit::Finding VirtualUnit::checkLog(const Plan::Check &check, QString *found)
+QStringList VirtualUnit::logTexts()
 {
     QStringList texts;
     const QList<VirtualKeypad::LogLine> lines = m_keypad.log().mid(m_firstLine);
     for (const VirtualKeypad::LogLine &line : lines)
         texts.append(line.text);
-    return Findings::log(check, texts, found);
+    return texts;
 }
 
-Unit::Finding VirtualUnit::checkExit(const Plan::Check &check, QString *found)
+std::optional<QByteArray> VirtualUnit::attribute(const QString &path)
 {
-    const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
-    if (status.running) {
-        *found = QStringLiteral("it still runs");
-        return NotYet;
-    }
-    *found = ending();
-    if (found->isEmpty()) {
-        *found = QStringLiteral("it has not been started");
-        return NotYet;
-    }
-    return status.code == check.status ? Holds : Broken;
+    if (!m_keypad.hasNode(path))
+        return std::nullopt;
+    return m_keypad.attribute(path);
+}
+
+std::optional<QByteArray> VirtualUnit::file(const QString &path)
+{
+    if (!m_keypad.exists(path))
+        return std::nullopt;
+    return m_keypad.readFile(path);
 }
 
 QImage VirtualUnit::screen()
@@ -235,37 +179,27 @@ QImage VirtualUnit::screen()
 
 QString VirtualUnit::end()
 {
-    return m_isOn ? ending() : QString();
+    return m_isOn ? shownEnding() : QString();
 }
 
-QString VirtualUnit::ending()
+PlayedUnit::Ending VirtualUnit::ending()
 {
     const VirtualKeypad::ExitStatus status = m_keypad.exitStatus();
     const bool hasEnded = status.code >= 0 || status.signal != 0;
-    if (status.running || !hasEnded)
-        return QString();
-    return Findings::ending(status.code, status.signal);
+    return {!status.running && hasEnded, status.code, status.signal};
 }
 
-QString VirtualUnit::missedFault() const
+QString VirtualUnit::whyNoEnding()
 {
-    if (m_awaited.isEmpty())
-        return QString();
-    const Fault &fault = *m_awaited.first();
-    return QStringLiteral("the fault \"%1\" was never injected: %2")
-        .arg(QLatin1String(fault.name), momentOf(fault));
+    return m_keypad.exitStatus().running ? QStringLiteral("it still runs")
+                                         : QStringLiteral("it has not been started");
 }
 
 QByteArray VirtualUnit::log()
 {
     QByteArray text;
     const QList<VirtualKeypad::LogLine> lines = m_keypad.log();
-    for (const VirtualKeypad::LogLine &line : lines) {
-        text += QStringLiteral("%1 %2 %3\n")
-                    .arg(line.time, -12)
-                    .arg(line.severity, -8)
-                    .arg(line.text)
-                    .toUtf8();
-    }
+    for (const VirtualKeypad::LogLine &line : lines)
+        text += logLine(line.time, line.severity, line.text);
     return text;
 }

@@ -1,21 +1,18 @@
 #include "bench/line/vmunit.h"
 
 #include "bench/line/fault.h"
-#include "bench/line/findings.h"
 #include "bench/line/vmfault.h"
 #include "bench/station/station.h"
 
 #include <QThread>
 
 #include <algorithm>
-#include <iterator>
 
 #include <unistd.h>
 
 namespace
 {
 
-const int LaterStep = 4; // by then the unit has spoken and its screen was looked at
 /// Measured on two busy processors: what takes a board one second takes the emulator
 /// up to six.
 const int Slowness = 8;
@@ -29,23 +26,20 @@ const char CardIn[] = "mount -o loop /usr/share/keypad/card.img /media/mmcblk0p1
                       "echo '#/media/mmcblk0p1' >/tmp/sdstat";
 const char CardOut[] = "umount /media/mmcblk0p1; echo '!/media/mmcblk0p1' >/tmp/sdstat";
 
-/// Why it may not have come to a fault; empty for one that the board has from the start.
-QString momentOf(const Fault &fault)
-{
-    if (VmFault::byName(QLatin1String(fault.name)).later)
-        return QStringLiteral("no step from the fourth on began while the tool ran");
-    if (fault.homeSticks)
-        return QStringLiteral("the home key was never released");
-    return QString();
-}
-
 } // namespace
 
 VmUnit::VmUnit(const VmBoardOptions &options, const QList<const Fault *> &faults)
-    : m_options(options), m_faults(faults), m_board(options)
+    : PlayedUnit(faults, momentOf), m_options(options), m_board(options)
 {
-    std::copy_if(faults.begin(), faults.end(), std::back_inserter(m_awaited),
-                 [](const Fault *fault) { return !momentOf(*fault).isEmpty(); });
+}
+
+QString VmUnit::momentOf(const Fault &fault)
+{
+    if (VmFault::byName(QLatin1String(fault.name)).later)
+        return noLateStep();
+    if (fault.homeSticks)
+        return noRelease();
+    return QString();
 }
 
 VmUnit::~VmUnit() = default;
@@ -77,19 +71,12 @@ void VmUnit::beginStep()
 {
     m_firstStore = static_cast<int>(m_board.isOn() ? m_board.stores().size() : 0);
     m_firstLine = static_cast<int>(m_board.log().size());
-    if (++m_steps < LaterStep || !m_board.isOn() || m_board.ending().known)
+    if (!isLate() || !m_board.isOn() || m_board.ending().known)
         return;
     hadItsMoment([this](const Fault &fault) {
         const char *script = VmFault::byName(QLatin1String(fault.name)).later;
         return script && m_board.run(script);
     });
-}
-
-void VmUnit::hadItsMoment(const std::function<bool(const Fault &fault)> &had)
-{
-    m_awaited.erase(std::remove_if(m_awaited.begin(), m_awaited.end(),
-                                   [&had](const Fault *fault) { return had(*fault); }),
-                    m_awaited.end());
 }
 
 Unit::Done VmUnit::operate(const Plan::Operation &operation, bool, int, QString *error)
@@ -126,12 +113,9 @@ bool VmUnit::perform(const Plan::Action &action)
 
 bool VmUnit::moveHome(bool down)
 {
-    const bool sticks = std::any_of(m_faults.begin(), m_faults.end(),
-                                    [](const Fault *fault) { return fault->homeSticks; });
-    if (down || !sticks)
-        return done(m_board.agent().ask(down ? "key 102 1" : "key 102 0"));
-    hadItsMoment([](const Fault &fault) { return fault.homeSticks; });
-    return true;
+    if (!down && homeSticks())
+        return true;
+    return done(m_board.agent().ask(down ? "key 102 1" : "key 102 0"));
 }
 
 bool VmUnit::done(const Agent::Answer &answer)
@@ -161,7 +145,7 @@ bool VmUnit::switchPower(bool on)
 
 bool VmUnit::plantFaults()
 {
-    for (const Fault *fault : m_faults) {
+    for (const Fault *fault : faults()) {
         const VmFault &played = VmFault::byName(QLatin1String(fault->name));
         if (played.script && !m_board.run(played.script))
             return false;
@@ -179,64 +163,33 @@ bool VmUnit::touch(const QPoint &point, int holdMs)
     return done(m_board.agent().ask("lift"));
 }
 
-Unit::Done VmUnit::look(const QString &, int, QString *)
-{
-    return Impossible; // no person is asked; the board checks of a step look
-}
-
-Unit::Finding VmUnit::check(const Plan::Check &check, Difference *difference)
-{
-    QString *found = &difference->found;
-    switch (check.kind) {
-    case Plan::Check::Stores:
-        return checkStores(check, difference);
-    case Plan::Check::Attribute: {
-        const Agent::Answer answer = m_board.agent().get(check.path);
-        if (answer.ok())
-            return Findings::text(check, answer.output, found);
-        *found = QStringLiteral("no such attribute");
-        return NotYet;
-    }
-    case Plan::Check::File: {
-        const Agent::Answer answer = m_board.agent().get(check.path);
-        return Findings::file(check, answer.ok(), answer.output, found);
-    }
-    case Plan::Check::Pixel:
-        return Findings::pixel(check, m_board.screen(), found);
-    case Plan::Check::Log:
-        return checkLog(check, found);
-    case Plan::Check::Exit:
-        return checkExit(check, found);
-    }
-    return CannotLook;
-}
-
-Unit::Finding VmUnit::checkStores(const Plan::Check &check, Difference *difference)
+QList<MadeStore> VmUnit::stores()
 {
     QList<MadeStore> made;
     const QList<VmBoard::Store> all = m_board.stores().mid(m_firstStore);
     for (const VmBoard::Store &store : all)
         made.append({store.path, store.text, store.error != 0});
-    return Findings::stores(check, made, difference);
+    return made;
 }
 
-Unit::Finding VmUnit::checkLog(const Plan::Check &check, QString *found)
+QStringList VmUnit::logTexts()
 {
     QStringList texts;
     const QList<Journal::Entry> lines = m_board.log().mid(m_firstLine);
     for (const Journal::Entry &line : lines)
         texts.append(line.text);
-    return Findings::log(check, texts, found);
+    return texts;
 }
 
-Unit::Finding VmUnit::checkExit(const Plan::Check &check, QString *found)
+std::optional<QByteArray> VmUnit::attribute(const QString &path)
 {
-    *found = ending();
-    if (found->isEmpty()) {
-        *found = QStringLiteral("it still runs");
-        return NotYet;
-    }
-    return m_board.ending().status == check.status ? Holds : Broken;
+    return file(path);
+}
+
+std::optional<QByteArray> VmUnit::file(const QString &path)
+{
+    const Agent::Answer answer = m_board.agent().get(path);
+    return answer.ok() ? std::optional<QByteArray>(answer.output) : std::nullopt;
 }
 
 QImage VmUnit::screen()
@@ -246,36 +199,25 @@ QImage VmUnit::screen()
 
 QString VmUnit::end()
 {
-    return m_steps > 0 ? ending() : QString();
+    return hasBegun() ? shownEnding() : QString();
 }
 
-QString VmUnit::ending() const
+PlayedUnit::Ending VmUnit::ending()
 {
     const VmBoard::Ending ending = m_board.ending();
-    if (!ending.known)
-        return QString();
-    return Findings::ending(ending.status, ending.signal);
+    return {ending.known, ending.status, ending.signal};
+}
+
+QString VmUnit::whyNoEnding()
+{
+    return QStringLiteral("it still runs");
 }
 
 QByteArray VmUnit::log()
 {
     QByteArray text;
     const QList<Journal::Entry> lines = m_board.log();
-    for (const Journal::Entry &line : lines) {
-        text += QStringLiteral("%1 %2 %3\n")
-                    .arg(line.time, -12)
-                    .arg(line.severity, -8)
-                    .arg(line.text)
-                    .toUtf8();
-    }
+    for (const Journal::Entry &line : lines)
+        text += logLine(line.time, line.severity, line.text);
     return text;
-}
-
-QString VmUnit::missedFault() const
-{
-    if (m_awaited.isEmpty())
-        return QString();
-    const Fault &fault = *m_awaited.first();
-    return QStringLiteral("the fault \"%1\" was never injected: %2")
-        .arg(QLatin1String(fault.name), momentOf(fault));
 }

@@ -4,15 +4,9 @@
 #define BENCH_LINE_VMUNIT_H
 
 #include "bench/board/vmboard.h"
-#include "bench/line/unit.h"
+#include "bench/line/playedunit.h"
 
-#include <QList>
-
-#include <functional>
-
-struct Fault;
-
-class VmUnit : public Unit
+class VmUnit : public PlayedUnit
 {
 public:
     /// @param faults  none that is refused, see VmFault
@@ -25,34 +19,31 @@ public:
     void beginStep() override;
     Done operate(const Plan::Operation &operation, bool confirm, int limitMs,
                  QString *error) override;
-    bool hasOperator() const override { return false; }
     int limitFor(int limitMs) const override;
-    Done look(const QString &question, int limitMs, QString *error) override;
-    Finding check(const Plan::Check &check, Difference *difference) override;
     QImage screen() override;
     QString end() override;
     QByteArray log() override;
-    QString missedFault() const override;
+
+protected:
+    QList<MadeStore> stores() override;
+    QStringList logTexts() override;
+    std::optional<QByteArray> attribute(const QString &path) override;
+    std::optional<QByteArray> file(const QString &path) override;
+    Ending ending() override;
+    QString whyNoEnding() override;
 
 private:
-    void hadItsMoment(const std::function<bool(const Fault &fault)> &had);
+    static QString momentOf(const Fault &fault);
     bool perform(const Plan::Action &action);
     bool switchPower(bool on);
     bool plantFaults();
     bool touch(const QPoint &point, int holdMs);
     bool moveHome(bool down);
     bool done(const Agent::Answer &answer);
-    Finding checkStores(const Plan::Check &check, Difference *difference);
-    Finding checkLog(const Plan::Check &check, QString *found);
-    Finding checkExit(const Plan::Check &check, QString *found);
-    QString ending() const;
 
     const VmBoardOptions m_options;
-    const QList<const Fault *> m_faults;
     VmBoard m_board;
-    QList<const Fault *> m_awaited; ///< faults whose moment has not come yet
     QString m_error;
-    int m_steps = 0;
     int m_firstStore = 0; ///< of the step
     int m_firstLine = 0;
 };
