@@ -61,9 +61,9 @@ void FakeKeypad::read()
         m_pending.remove(0, end + 2);
         requests.append(request);
         QList<QByteArray> &answers = m_answers[request];
-        if (answers.isEmpty())
-            continue;
-        const QByteArray answer = answers.size() > 1 ? answers.takeFirst() : answers.first();
-        say(answer);
+        if (!answers.isEmpty())
+            say(answers.size() > 1 ? answers.takeFirst() : answers.first());
+        if (onRequest)
+            onRequest();
     }
 }

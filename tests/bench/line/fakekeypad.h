@@ -10,6 +10,8 @@
 #include <QScopedPointer>
 #include <QSocketNotifier>
 
+#include <functional>
+
 class FakeKeypad : public QObject
 {
     Q_OBJECT
@@ -26,7 +28,8 @@ public:
     void say(const QByteArray &bytes);
     void hangUp();
 
-    QList<QByteArray> requests; ///< without line ends
+    QList<QByteArray> requests;      ///< without line ends
+    std::function<void()> onRequest; ///< once it has been answered
 
 private slots:
     void read();
