@@ -22,15 +22,12 @@
 #include "protocol/testproto.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/requests.h"
 
 namespace
 {
 
 void ignoreLog(QtMsgType, const QMessageLogContext &, const QString &) {}
-
-const quint16 requestTypes[] = {0x6001, 0x6002, 0x603C, 0x6143, 0x6144, 0x6147, 0x6161,
-                                0x7000, 0x7010, 0x7020, 0x7030, 0x7040, 0x7041, 0x7050,
-                                0x7053, 0x7060, 0x7070, 0x7080, 0x1234};
 
 /// The widget, its board and the other end of its line.
 class Tool
@@ -230,7 +227,7 @@ void play(Tool *tool, const QByteArray &input)
         }
         default: {
             const auto known = sizeof(requestTypes) / sizeof(requestTypes[0]);
-            const quint16 type = requestTypes[static_cast<unsigned>(kind) % known];
+            const quint16 type = requestTypes[static_cast<unsigned>(kind) % known].type;
             checkRequest(tool, type, reader.take(reader.byte()), &relays, input);
         }
         }

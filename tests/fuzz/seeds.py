@@ -2,17 +2,28 @@
 """Writes the hand-made part of the corpus: seeds.py FOLDER (normally corpus/)."""
 import json
 import os
+import re
 import struct
 import sys
 
-TYPES = [0x6001, 0x6002, 0x603C, 0x6143, 0x6144, 0x6147, 0x6161, 0x7000, 0x7010,
-         0x7020, 0x7030, 0x7040, 0x7041, 0x7050, 0x7053, 0x7060, 0x7070, 0x7080, 0x1234]
-GOOD = {0x6002: b"ABCD", 0x603C: b"01", 0x6143: b"0064", 0x6144: b"00FF0000000000",
-        0x6147: b"80FF", 0x6161: b"011E02", 0x7000: b"bars", 0x7010: b"32", 0x7020: b"01",
-        0x7030: b"01", 0x7040: b"01", 0x7041: b"AT+X=1", 0x7050: b"beta"}
-BAD = {0x603C: b"02", 0x6143: b"0164", 0x6144: b"01FF0000000000", 0x6147: b"0155",
-       0x6161: b"021E02", 0x7020: b"", 0x6001: b"00", 0x7053: b"00", 0x7060: b"00",
-       0x7070: b"00", 0x7080: b"00"}
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+
+def requests():
+    """Types, and for each what it takes and what it refuses."""
+    with open(os.path.join(HERE, "../support/requests.h"), encoding="ascii") as file:
+        header = file.read()
+    types = [int(kind, 16) for kind in re.findall(r"\{0x(\w{4}), -?\d", header)]
+    good, bad = {}, {}
+    for kind, data, reply in re.findall(r'\{0x(\w{4}), "(.*?)", "(.*?)"', header):
+        if reply not in ("0003", "0005"):
+            good.setdefault(int(kind, 16), data.encode())
+        elif data:
+            bad.setdefault(int(kind, 16), data.encode())
+    return types, good, bad
+
+
+TYPES, GOOD, BAD = requests()
 
 
 def frame(kind, data):
@@ -107,8 +118,7 @@ def pointercal():
 
 
 def plan():
-    here = os.path.dirname(os.path.abspath(__file__))
-    with open(os.path.join(here, "../../bench/plans/production.json"), "rb") as file:
+    with open(os.path.join(HERE, "../../bench/plans/production.json"), "rb") as file:
         production = json.load(file)
     head = {key: value for key, value in production.items() if key != "steps"}
     for step in production["steps"]:       # small ones: the fuzzer has time for many

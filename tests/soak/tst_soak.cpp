@@ -3,6 +3,7 @@
 ///
 /// MFTOOL_SOAK_REQUESTS says how many, 3000 when it is not set.
 #include "bench/station/frame.h"
+#include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
@@ -19,46 +20,7 @@ namespace
 /// What the process may grow by, however long it runs: allocators take their time to settle.
 const qint64 allowedGrowth = 1024; // KiB
 
-struct Request {
-    quint16 type;
-    const char *data;
-    const char *replies; ///< "0004", "7071 00"; a relayed line as "line AT+X"
-};
-
-/// Everything that is answered at once, right and wrong, in no special order;
-/// what one switches on, the next switches off. The NAND is mounted: a mount is
-/// no more than acknowledged, and the version is the one on it.
-const Request requests[] = {
-    {0x603C, "01", "603D 020720140202 2.7  0000000000000000"},
-    {0x603C, "02", "0003"},
-    {0x6143, "0064", "0004"},
-    {0x6143, "00FF", "0004"},
-    {0x6143, "0164", "0003"},
-    {0x6143, "0101", "0004"},
-    {0x6144, "000F0000000000", "0004"},
-    {0x6144, "00", "0005"},
-    {0x6147, "80FF", "0004"},
-    {0x6147, "0000", "0004"},
-    {0x6161, "010502", "6162 0105020100000000000000000000"}, // there is no card
-    {0x7000, "bars", "0004"},
-    {0x7000, "no such picture", "0005"},
-    {0x7000, "", "0004"},
-    {0x7010, "32", "0004"},
-    {0x7020, "01", "0004"},
-    {0x7020, "00", "0004"},
-    {0x7030, "01", "0004"},
-    {0x7030, "00", "0004"},
-    {0x7040, "01", "0004"},
-    {0x7041, "AT+X", "line AT+X"},
-    {0x7040, "00", "0004"},
-    {0x7041, "AT+X", "0004"},
-    {0x7053, "", "0003"},
-    {0x7060, "", "0004"},
-    {0x7070, "", "7071 00"},
-    {0x7080, "", "7081 00012345"},
-    {0x1234, "", "0003"},
-};
-
+/// Type and data of a frame, "7071 00", as it is on the line.
 QByteArray frame(const QByteArray &reply)
 {
     return wire::buildFrame(wire::Sender::Keypad, quint16(reply.left(4).toUInt(nullptr, 16)),
@@ -66,11 +28,14 @@ QByteArray frame(const QByteArray &reply)
            "\r\n";
 }
 
-QByteArray expectedFor(const Request &request)
+QByteArray expectedFor(const SampleRequest &request)
 {
+    // The NAND is mounted: the version is the one on it.
+    if (request.type == wire::VersionRequest && request.lastType() != wire::NotApplicable)
+        return frame("603D 020720140202 2.7  0000000000000000");
     const QByteArray replies(request.replies);
     if (replies.startsWith("line "))
-        return replies.mid(5) + "\r\n" + frame("0004");
+        return replies.mid(5, replies.indexOf(',') - 5) + "\r\n" + frame("0004");
     return frame(replies);
 }
 
@@ -185,8 +150,9 @@ bool TestSoak::one(int number)
         expected = frame("0005");
     } else {
         // In order: some switch on what the next one switches off.
+        static const QList<SampleRequest> rows = harmlessRequests();
         static int next = 0;
-        const Request &row = requests[next++ % int(sizeof(requests) / sizeof(requests[0]))];
+        const SampleRequest &row = rows.at(next++ % int(rows.size()));
         request = wire::buildFrame(wire::Sender::Station, row.type, row.data) + "\r\n";
         expected = expectedFor(row);
     }

@@ -6,6 +6,7 @@
 #include "protocol/testproto.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/ptyline.h"
+#include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/patience.h"
 
@@ -85,38 +86,6 @@ private:
     int m_emissions = 0;
     QStringList m_elsewhere;
     QSet<QByteArray> m_here;
-};
-
-struct Frame {
-    quint16 type;
-    const char *data;
-    const char *end = ""; ///< type and data of the reply that comes last, when it is not the first
-};
-
-const Frame requests[] = {
-    {0x6002, "ABCD"},
-    {0x603C, "01"},
-    {0x6143, "0064"},
-    {0x6143, "0101"},
-    {0x6144, "000F0000000000"},
-    {0x6147, "80FF"},
-    {0x6161, "010502"},
-    {0x7000, "bars"},
-    {0x7000, ""},
-    {0x7010, "32"},
-    {0x7020, "01"},
-    {0x7020, "00"},
-    {0x7030, "01"},
-    {0x7030, "00"},
-    {0x7040, "01"},
-    {0x7041, "AT"},
-    {0x7040, "00"},
-    {0x7050, "", "7052 01"},
-    {0x7053, ""},
-    {0x7060, "", "7061 01"},
-    {0x7070, ""},
-    {0x7080, ""},
-    {0x6001, ""},
 };
 
 /// What the steps emit when all goes well.
@@ -212,16 +181,16 @@ void TestThreads::everySignalIsEmittedHere()
             notes.watch(object);
     }
     const TestProto *protocol = m_widget->findChild<TestProto *>();
-    for (const Frame &request : requests) {
+    for (const SampleRequest &request : sampleRequests) {
         m_line->clear();
         m_line->send(wire::buildFrame(wire::Sender::Station, request.type, request.data) + "\r\n");
         QByteArray end("\r\n");
-        if (const QByteArray reply(request.end); !reply.isEmpty())
-            end.prepend(wire::buildFrame(wire::Sender::Keypad,
-                                         quint16(reply.left(4).toUInt(nullptr, 16)), reply.mid(5)));
+        if (*request.later)
+            end.prepend(
+                wire::buildFrame(wire::Sender::Keypad, request.lastType(), request.lastData()));
         const bool isAnswered = Patience::waitUntil(
             [&] { return m_line->received().endsWith(end); }, Patience::mountPause);
-        QVERIFY2(isAnswered, qPrintable(QString::number(request.type, 16)));
+        QVERIFY2(isAnswered, request.name().constData());
     }
     QVERIFY(protocol);
     for (const char *success : successes)

@@ -1,4 +1,5 @@
 /// What no station should send: the tool refuses it and goes on.
+#include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
@@ -15,18 +16,6 @@ namespace
 {
 
 const QByteArray echo5A("7E000C6002175A02F57F\r\n");
-
-/// The data lengths that requests want; -1 takes any.
-const struct {
-    quint16 type;
-    int length;
-    const char *refusal;
-} lengths[] = {
-    {0x603C, 2, "0005"}, {0x6143, 4, "0005"}, {0x6144, 14, "0005"}, {0x6147, 4, "0005"},
-    {0x6161, 6, "0005"}, {0x7010, 2, "0005"}, {0x7020, 2, "0003"},  {0x7030, 2, "0005"},
-    {0x7040, 2, "0005"}, {0x7053, 0, "0005"}, {0x7060, 0, "0005"},  {0x7070, 0, "0005"},
-    {0x7080, 0, "0005"}, {0x6001, 0, "0005"},
-};
 
 /// Whether every thread of the process stands still.
 bool isStopped(qint64 pid)
@@ -201,9 +190,9 @@ void TestBadInput::aByteAtATime()
 
 void TestBadInput::everyWrongDataLength()
 {
-    for (const auto &request : lengths) {
+    for (const RequestType &request : requestTypes) {
         for (int length = 0; length < 20; ++length) {
-            if (length == request.length)
+            if (request.length < 0 || length == request.length)
                 continue;
             const Outcome outcome = m_rig->request(request.type, QByteArray(length, '0'));
             const QByteArray where =
@@ -384,9 +373,7 @@ bool isLeftOut(quint16 type)
 
 QByteArray anyRequest(QRandomGenerator &random)
 {
-    const quint16 types[] = {0x6002, 0x603C, 0x6143, 0x6144, 0x6147, 0x6161, 0x7000,
-                             0x7010, 0x7030, 0x7041, 0x7053, 0x7070, 0x7080};
-    quint16 type = types[random.bounded(int(std::size(types)))];
+    quint16 type = requestTypes[random.bounded(int(std::size(requestTypes)))].type;
     if (random.bounded(8) == 0)
         type = quint16(random.bounded(0x10000));
     if (isLeftOut(type))
