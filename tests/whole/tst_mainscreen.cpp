@@ -6,7 +6,6 @@
 #include <QBuffer>
 #include <QImage>
 #include <QPainter>
-#include <QProcess>
 
 namespace
 {
@@ -141,8 +140,12 @@ QString checkBars(const QImage &screen, int top, int bottom)
         const QRect caption = inked(screen, QRect(0, y, barLeft - gap, rows + 1));
         if (!caption.isValid() || caption.left() < margin)
             wrong += QStringLiteral("Caption %1 is not in its place. ").arg(i);
-        if (i == 0)
+        if (i == 0) {
             captionEnd = caption.right();
+            // The widest of them; its first letter may leave a pixel free.
+            if (caption.left() > margin + 1)
+                wrong += differs("The captions' left edge", caption.left(), margin);
+        }
         wrong += differs("A caption's right edge", caption.right(), captionEnd);
         if (qAbs(caption.center().y() - (y + rows / 2)) > rows / 4)
             wrong += QStringLiteral("Caption %1 is not in the middle. ").arg(i);
@@ -224,8 +227,6 @@ private slots:
     void emptyNameRemoves();
     void names_data();
     void names();
-    void shortScreen_data();
-    void shortScreen();
 
 private:
     bool write(const QString &path, const QByteArray &bytes);
@@ -276,7 +277,8 @@ void TestMainScreen::logoFirst()
 
 void TestMainScreen::numbers()
 {
-    QVERIFY(removeImage());
+    QVERIFY(m_rig->keypad.move(200, 10));
+    QCOMPARE(m_rig->request(0x7000).line, QStringList("0004"));
     AWAIT_COMPARE(checkMainScreen(m_rig->keypad.screen()), QString());
 }
 
@@ -436,41 +438,22 @@ void TestMainScreen::names_data()
 {
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<QString>("path");
-    QTest::addColumn<bool>("shown");
-    // In the folder: bars.png, bars1.png, bars2.png, exact, an exact one, upper
-    // case and a folder called sub.png; in the working directory loose.png.
-    QTest::newRow("exact") << QByteArray("bars1.png") << "/home/default/bars1.png" << true;
-    QTest::newRow("last match") << QByteArray("bars") << "/home/default/bars2.png" << true;
-    QTest::newRow("match within") << QByteArray("ars1.") << "/home/default/bars1.png" << true;
-    QTest::newRow("match in another case")
-        << QByteArray("BARS") << "/home/default/bars2.png" << true;
-    QTest::newRow("exact before a later match")
-        << QByteArray("exact") << "/home/default/exact" << true;
-    QTest::newRow("the case of an exact name counts")
-        << QByteArray("Exact") << "/home/default/exact.zz.png" << true;
-    QTest::newRow("absolute") << QByteArray("/run/loose.png") << "/run/loose.png" << true;
-    QTest::newRow("absolute and missing") << QByteArray("/bars.png") << "/bars.png" << false;
-    QTest::newRow("working directory") << QByteArray("loose.png") << "loose.png" << true;
-    QTest::newRow("nowhere") << QByteArray("nowhere") << "nowhere" << false;
-    QTest::newRow("a folder is no file")
-        << QByteArray("sub.png") << "/home/default/in sub.png" << true;
-    QTest::newRow("blanks") << QByteArray("in sub") << "/home/default/in sub.png" << true;
-    QTest::newRow("by its content") << QByteArray("odd.jpg") << "/home/default/odd.jpg" << true;
-    QTest::newRow("another format") << QByteArray("photo") << "/home/default/photo.bmp" << true;
+    QTest::newRow("last match") << QByteArray("bars") << "/home/default/bars2.png";
+    QTest::newRow("working directory") << QByteArray("loose.png") << "loose.png";
+    QTest::newRow("by its content") << QByteArray("odd.jpg") << "/home/default/odd.jpg";
+    QTest::newRow("another format") << QByteArray("photo") << "/home/default/photo.bmp";
     QTest::newRow("bytes above 7F")
-        << QByteArray("b\xC3\xA4r") << QString::fromUtf8("/home/default/b\xC3\xA4r.png") << true;
+        << QByteArray("b\xC3\xA4r") << QString::fromUtf8("/home/default/b\xC3\xA4r.png");
     QTest::newRow("in a folder below")
-        << QByteArray("sub.png/inner.png") << "/home/default/sub.png/inner.png" << true;
+        << QByteArray("sub.png/inner.png") << "/home/default/sub.png/inner.png";
 }
 
 void TestMainScreen::names()
 {
     QFETCH(QByteArray, name);
     QFETCH(QString, path);
-    QFETCH(bool, shown);
     const QByteArray png = picture(20, 20, 0xff102030, 0xff405060);
-    for (const char *file : {"bars1.png", "bars2.png", "exact", "exact.zz.png", "in sub.png",
-                             "odd.jpg", "b\xC3\xA4r.png"})
+    for (const char *file : {"bars1.png", "bars2.png", "odd.jpg", "b\xC3\xA4r.png"})
         QVERIFY(write("/home/default/" + QString::fromUtf8(file), png));
     QVERIFY(write("/home/default/photo.bmp", picture(20, 20, 0xff102030, 0xff405060, "BMP")));
     QVERIFY(m_rig->keypad.makeDir("/home/default/sub.png"));
@@ -478,52 +461,8 @@ void TestMainScreen::names()
     QVERIFY(write("/run/loose.png", png));
 
     const Outcome outcome = m_rig->request(0x7000, name);
-    QCOMPARE(outcome.line, QStringList(shown ? "0004" : "0005"));
-    QStringList log(QStringLiteral("debug: Using test pattern '%1'").arg(path));
-    if (!shown)
-        log << "warning: Failed to open test pattern file";
-    QCOMPARE(outcome.log, log);
-}
-
-void TestMainScreen::shortScreen_data()
-{
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<int>("coloursFrom");
-    QTest::newRow("400 rows") << 400 << 0;
-    QTest::newRow("401 rows") << 401 << rowHeight;
-}
-
-/// Where there is no room for the corner targets they give theirs to the colours.
-void TestMainScreen::shortScreen()
-{
-    QFETCH(int, rows);
-    QFETCH(int, coloursFrom);
-    QProcess server;
-    server.setProcessChannelMode(QProcess::SeparateChannels);
-    server.start("Xvfb", {"-displayfd", "1", "-nolisten", "tcp", "-screen", "0",
-                          QStringLiteral("%1x%2x24").arg(width).arg(rows)});
-    QVERIFY(server.waitForStarted());
-    QVERIFY(server.waitForReadyRead(30000));
-    const QString number = QString::fromLatin1(server.readAllStandardOutput().trimmed());
-
-    KeypadOptions options;
-    options.display.kind = KeypadDisplay::Existing;
-    options.display.name = QLatin1Char(':') + number;
-    {
-        Rig rig(options);
-        QVERIFY2(rig.startReady(), qPrintable(rig.why()));
-        QCOMPARE(rig.request(0x7000).line, QStringList("0004"));
-        QVERIFY(rig.keypad.waitForPixel(width - 1, coloursFrom, 0xff0000ff));
-        const QImage screen = rig.keypad.screen();
-        QCOMPARE(screen.size(), QSize(width, rows));
-        if (coloursFrom > 0)
-            QCOMPARE(screen.pixel(width - 1, coloursFrom - 1), QRgb(white));
-        const QRect below = inked(screen, QRect(0, rows - margin - coloursFrom, 700, margin));
-        QVERIFY(!below.isValid());
-        QVERIFY(inked(screen, QRect(0, rows - margin - coloursFrom - 1, width, 1)).isValid());
-    }
-    server.terminate();
-    QVERIFY(server.waitForFinished(20000));
+    QCOMPARE(outcome.line, QStringList("0004"));
+    QCOMPARE(outcome.log, QStringList(QStringLiteral("debug: Using test pattern '%1'").arg(path)));
 }
 
 MFTOOL_TEST(TestMainScreen, EventLoop)
