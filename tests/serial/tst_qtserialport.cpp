@@ -9,10 +9,10 @@
 #include "serial/linesettings.h"
 #include "serial/linuxport.h"
 #include "serial/qtserialport.h"
-#include "tests/serial/pty.h"
 #include "tests/support/anyqt.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
+#include "tests/support/ptyline.h"
 #include "tests/support/testprogram.h"
 
 namespace
@@ -379,8 +379,7 @@ void TestQtSerialPort::openClearsTheBuffers()
 /// One that reads would take the bytes of whoever else reads the line.
 void TestQtSerialPort::openMakesAWriteNotifierAlone()
 {
-    Pty line;
-    QVERIFY(line.isValid());
+    PtyLine line(PtyLine::Fresh);
     LogCatcher log;
     Device device(nullptr);
     device.port = new LinuxPort;
@@ -705,8 +704,7 @@ void TestQtSerialPort::writeWhenClosed()
 void TestQtSerialPort::writeWithoutRoom()
 {
     // A line that takes nothing more fails with EAGAIN, which counts as any failure does.
-    Pty line;
-    QVERIFY(line.isValid());
+    PtyLine line(PtyLine::Fresh);
     LogCatcher log;
     QtSerialPort device(line.path());
     QVERIFY(device.open(QIODevice::ReadWrite));
@@ -968,7 +966,7 @@ void TestQtSerialPort::notifiersThatFire()
     device.writeNotifier->setEnabled(true);
     QTRY_VERIFY(device.writeBuffer.isEmpty());
     QVERIFY(!device.writeNotifier->isEnabled());
-    QCOMPARE(Pty::readFrom(pair.far(), 6), QByteArray("queued"));
+    QCOMPARE(PtyLine::readFrom(pair.far(), 6), QByteArray("queued"));
     device.close();
 }
 
@@ -989,8 +987,7 @@ void TestQtSerialPort::notifierDeletedFromItsOwnSignal()
 
 void TestQtSerialPort::onARealLine()
 {
-    Pty line;
-    QVERIFY(line.isValid());
+    PtyLine line(PtyLine::Fresh);
     LogCatcher log;
     QtSerialPort device(line.path());
     device.baudRate = 19200;
@@ -998,7 +995,7 @@ void TestQtSerialPort::onARealLine()
     QCOMPARE(log.take(), QStringList(QStringLiteral("debug: ") + line.path() +
                                      QStringLiteral(" opened and configured for speed 19200\n")));
     QCOMPARE(device.write("AB\r\n"), qint64(4));
-    QCOMPARE(line.received(4), QByteArray("AB\r\n"));
+    QCOMPARE(PtyLine::readFrom(line.near(), 4), QByteArray("AB\r\n"));
     device.close();
     QVERIFY(!device.isOpen());
 
@@ -1012,21 +1009,20 @@ void TestQtSerialPort::onARealLine()
 void TestQtSerialPort::stealsNoBytes()
 {
     // Another descriptor on the same line gets every byte, also while events are handled.
-    Pty line;
-    QVERIFY(line.isValid());
+    PtyLine line(PtyLine::Fresh);
     LogCatcher log;
     QtSerialPort device(line.path());
     QVERIFY(device.open(QIODevice::ReadWrite));
     QSignalSpy ready(&device, SIGNAL(readyRead()));
     QByteArray received;
-    QSocketNotifier reader(line.slave(), QSocketNotifier::Read);
+    QSocketNotifier reader(line.far(), QSocketNotifier::Read);
     onSignal(&reader, SIGNAL(activated(int)),
-             [&](const QVariant &) { received += Pty::readFrom(line.slave(), 1); });
+             [&](const QVariant &) { received += PtyLine::readFrom(line.far(), 1); });
     QByteArray sent;
     for (int round = 0; round < 200; ++round) {
         const QByteArray chunk = QByteArray::number(round) + " of many lines\n";
         sent += chunk;
-        QVERIFY(line.send(chunk));
+        line.send(chunk);
         QCoreApplication::processEvents();
     }
     QTRY_COMPARE(received, sent);
@@ -1037,8 +1033,7 @@ void TestQtSerialPort::stealsNoBytes()
 /// What a slow line did not take at once goes out by itself when there is room again.
 void TestQtSerialPort::queuedBytesFollow()
 {
-    Pty line;
-    QVERIFY(line.isValid());
+    PtyLine line(PtyLine::Fresh);
     LogCatcher log;
     QtSerialPort device(line.path());
     QByteArray sent;
@@ -1046,7 +1041,7 @@ void TestQtSerialPort::queuedBytesFollow()
     // any failed write does.
     for (int size = 100; device.bytesToWrite() == 0 && size < 250; ++size) {
         if (!device.isOpen()) {
-            Pty::readFrom(line.master(), static_cast<int>(sent.size()));
+            PtyLine::readFrom(line.near(), static_cast<int>(sent.size()));
             sent.clear();
             QVERIFY(device.open(QIODevice::ReadWrite));
         }
@@ -1062,10 +1057,10 @@ void TestQtSerialPort::queuedBytesFollow()
     log.clear();
 
     QByteArray received;
-    QSocketNotifier far(line.master(), QSocketNotifier::Read);
+    QSocketNotifier far(line.near(), QSocketNotifier::Read);
     onSignal(&far, SIGNAL(activated(int)), [&](const QVariant &) {
         char chunk[4096];
-        const ssize_t count = ::read(line.master(), chunk, sizeof chunk);
+        const ssize_t count = ::read(line.near(), chunk, sizeof chunk);
         received.append(chunk, int(qMax<ssize_t>(count, 0)));
     });
     QTRY_COMPARE(received.size(), sent.size());

@@ -8,16 +8,18 @@
 #include <termios.h>
 #include <unistd.h>
 
-PtyLine::PtyLine()
+PtyLine::PtyLine(Kind kind)
 {
     termios raw = {};
     cfmakeraw(&raw);
-    raw.c_cflag |= CREAD | CLOCAL;
+    raw.c_cflag |= CREAD | CLOCAL | CS8;
     raw.c_cc[VMIN] = 1;
     char name[64];
-    if (openpty(&m_near, &m_far, name, &raw, nullptr) != 0)
+    if (openpty(&m_near, &m_far, name, kind == Raw ? &raw : nullptr, nullptr) != 0)
         qFatal("no pseudo terminal to be had");
     fcntl(m_near, F_SETFL, O_NONBLOCK);
+    fcntl(m_near, F_SETFD, FD_CLOEXEC);
+    fcntl(m_far, F_SETFD, FD_CLOEXEC);
     m_path = QString::fromLatin1(name);
 }
 
@@ -62,4 +64,19 @@ void PtyLine::hangUp()
     close(m_far);
     close(m_near);
     m_near = m_far = -1;
+}
+
+QByteArray PtyLine::readFrom(int fd, int size)
+{
+    QByteArray bytes;
+    pollfd waiting = {fd, POLLIN, 0};
+    while (bytes.size() < size && poll(&waiting, 1, 5000) == 1) {
+        char chunk[4096];
+        const ssize_t count =
+            read(fd, chunk, qMin(sizeof(chunk), static_cast<size_t>(size - bytes.size())));
+        if (count <= 0)
+            break;
+        bytes.append(chunk, static_cast<int>(count));
+    }
+    return bytes;
 }

@@ -5,18 +5,28 @@
 #include <QByteArray>
 #include <QString>
 
-/// Raw from the start, and its far end stays open, so that it does not hang up
-/// when the code under test closes it.
+/// Its far end stays open, so that it does not hang up when the code under test
+/// closes it. Programs that a test starts do not get it.
 class PtyLine
 {
 public:
-    PtyLine();
+    enum Kind {
+        Raw,
+        Fresh ///< with echo, line editing and changed line ends, as a terminal comes
+    };
+
+    explicit PtyLine(Kind kind = Raw);
     ~PtyLine();
     PtyLine(const PtyLine &) = delete;
     PtyLine &operator=(const PtyLine &) = delete;
 
     /// Path of the end that the code under test opens.
     QString path() const { return m_path; }
+    /// The test's end.
+    int near() const { return m_near; }
+    /// A descriptor of the other end, beside the one of the code under test.
+    int far() const { return m_far; }
+
     /// Sends @p bytes to the code under test in one piece.
     void send(const QByteArray &bytes);
     /// Everything that the code under test has written since the last clear().
@@ -27,6 +37,9 @@ public:
     void clear();
     /// Closes both ends that this side holds.
     void hangUp();
+
+    /// Waits for @p size bytes on @p fd; fewer when no more come.
+    static QByteArray readFrom(int fd, int size);
 
 private:
     int m_near;

@@ -1,6 +1,6 @@
 #include "bench/line/runner.h"
 
-#include "tests/bench/line/fakekeypad.h"
+#include "tests/support/fakekeypad.h"
 #include "tests/support/testprogram.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "bench/station/replay.h"
 #include "bench/station/station.h"
-#include "fakekeypad.h"
+#include "tests/support/fakekeypad.h"
 #include "tests/support/testprogram.h"
 
 #include <QtTest>

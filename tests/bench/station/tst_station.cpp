@@ -1,5 +1,5 @@
 #include "bench/station/station.h"
-#include "fakekeypad.h"
+#include "tests/support/fakekeypad.h"
 #include "tests/support/testprogram.h"
 
 #include <QtTest>

@@ -1,6 +1,6 @@
 #include "bench/station/stationcommand.h"
 #include "bench/station/transcript.h"
-#include "fakekeypad.h"
+#include "tests/support/fakekeypad.h"
 #include "tests/support/testprogram.h"
 
 #include <QtTest>
@@ -326,6 +326,8 @@ void TestStationCommand::recordsAndReplays()
     QVERIFY2(same.out.endsWith("2 requests, 2 replies compared, 0 differences\n"),
              qPrintable(same.out));
 
+    m_keypad->forgetAnswers();
+    m_keypad->answer("7E000E61431F006403607F\r\n", QByteArray("7E000A00043102957F\r\n"));
     m_keypad->answer("7E000A70801C02907F\r\n", QByteArray("7E001270810F0000000004257F\r\n"));
     const Run other = station({"-q", "replay", path});
     QCOMPARE(other.status, 1);
