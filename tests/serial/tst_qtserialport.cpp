@@ -3,7 +3,6 @@
 #include <QTextStream>
 #include <QtTest>
 
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include "serial/linesettings.h"
@@ -115,35 +114,6 @@ public:
     using QtSerialPort::onWrite;
 };
 
-/// Two connected descriptors for notifiers to watch.
-class Pair
-{
-public:
-    Pair()
-    {
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, m_ends) != 0)
-            qFatal("no socket pair");
-    }
-    ~Pair()
-    {
-        ::close(m_ends[0]);
-        ::close(m_ends[1]);
-    }
-    Q_DISABLE_COPY(Pair)
-
-    int near() const { return m_ends[0]; }
-    int far() const { return m_ends[1]; }
-
-    /// True when the far end could send all of @p bytes.
-    bool send(const QByteArray &bytes) const
-    {
-        return ::write(far(), bytes.constData(), size_t(bytes.size())) == bytes.size();
-    }
-
-private:
-    int m_ends[2];
-};
-
 /// A device that is open as long as it lives.
 class OpenDevice : public Device
 {
@@ -155,38 +125,19 @@ public:
     /// Removes its notifiers before what they watch is gone.
     ~OpenDevice() override { QtSerialPort::close(); }
 
-    /// One to put into the device, which then owns it.
-    QSocketNotifier *newNotifier(QSocketNotifier::Type type) const
+    /// One to put into the device, which then owns it. What it watches can be
+    /// read and written at any time.
+    QSocketNotifier *newNotifier(QSocketNotifier::Type type, const char *slot = nullptr)
     {
-        return new QSocketNotifier(m_watched.near(), type);
+        QSocketNotifier *notifier = new QSocketNotifier(m_watched.far(), type);
+        m_watched.send("x");
+        if (slot)
+            connect(notifier, SIGNAL(activated(int)), this, slot);
+        return notifier;
     }
 
 private:
-    Pair m_watched;
-};
-
-/// A port over one end of a Pair: notifiers of the other end really fire.
-class PairPort : public IPlatPort
-{
-public:
-    explicit PairPort(int descriptor) : m_descriptor(descriptor) {}
-    bool open(QIODevice::OpenMode, const LineSettings &) override { return true; }
-    void close() override {}
-    qint64 read(char *buffer, qint64 length) override
-    {
-        return failsReading ? -1 : ::read(m_descriptor, buffer, size_t(length));
-    }
-    qint64 write(const char *buffer, qint64 length) override
-    {
-        return ::write(m_descriptor, buffer, size_t(length));
-    }
-    bool isOpen() const override { return true; }
-    int handle() const override { return m_descriptor; }
-
-    bool failsReading = false;
-
-private:
-    int m_descriptor;
+    PtyLine m_watched;
 };
 
 QByteArray filled(int size)
@@ -196,6 +147,52 @@ QByteArray filled(int size)
         bytes.append(char('a' + i % 26));
     return bytes;
 }
+
+/// The buffers, and what is on the line: still to be read, or written.
+struct Bytes {
+    QByteArray read;
+    QByteArray write;
+    QByteArray line;
+};
+
+enum Outcome { Watches, Pauses, Closed };
+
+/// What a notifier's slot does.
+struct SlotCase {
+    const char *name;
+    QSocketNotifier::Type type;
+    Bytes before;
+    int accepts; ///< how much one write takes; -1: reading and writing fail
+    Bytes after;
+    QList<qint64> asked; ///< length of each read; each brings readyRead()
+    Outcome then;        ///< what becomes of the notifier
+    QStringList log;
+};
+
+const QSocketNotifier::Type in = QSocketNotifier::Read;
+const QSocketNotifier::Type out = QSocketNotifier::Write;
+const QByteArray full = filled(256);
+const QByteArray almost = filled(255);
+const QString wrote("debug: onWrite");
+const QString unread("debug: An error occurred reading from the port");
+const QString unwritten("debug: An error occurred writting to the port");
+const QString excepted("debug: Got a serial port execption");
+
+const QList<SlotCase> slotCases = {
+    {"read what came", in, {"", "", "abc"}, 0, {"abc", "", ""}, {256}, Watches, {}},
+    {"read more", in, {"abc", "", "de"}, 0, {"abcde", "", ""}, {253}, Watches, {}},
+    {"nothing came", in, {"", "", ""}, 0, {"", "", ""}, {256}, Watches, {}},
+    {"read until full", in, {"", "", full + "x"}, 0, {full, "", "x"}, {256}, Pauses, {}},
+    {"read a last byte", in, {almost, "", "x"}, 0, {almost + "x", "", ""}, {1}, Pauses, {}},
+    {"no room", in, {full, "", "x"}, 0, {full, "", "x"}, {}, Pauses, {}},
+    {"reading fails", in, {"kept", "", ""}, -1, {"kept", "", ""}, {252}, Closed, {unread}},
+    {"write the queue", out, {"", "queued", ""}, 1000, {"", "", "queued"}, {}, Pauses, {wrote}},
+    {"write a part", out, {"", "queued", ""}, 2, {"", "eued", "qu"}, {}, Watches, {wrote}},
+    {"nothing taken", out, {"", "queued", ""}, 0, {"", "queued", ""}, {}, Watches, {wrote}},
+    {"nothing to write", out, {"", "", ""}, 1000, {"", "", ""}, {}, Pauses, {wrote}},
+    {"writing fails", out, {"", "ab", ""}, -1, {"", "ab", ""}, {}, Closed, {wrote, unwritten}},
+    {"exception", QSocketNotifier::Exception, {}, 0, {}, {}, Closed, {excepted}},
+};
 
 } // namespace
 
@@ -229,33 +226,18 @@ private slots:
     void canReadLine();
     void bytesAvailable();
 
-    void writeTakenWhole();
-    void writeTakenInPart_data();
-    void writeTakenInPart();
-    void writeBehindQueuedBytes();
-    void writeBeyondTheCap();
-    void writeWithFullBuffer();
+    void write_data();
+    void write();
     void writeFails();
     void writeWhenClosed();
     void writeWithoutRoom();
     void writeFromTextStream();
 
-    void onReadTakesWhatFits();
-    void onReadNothingCame();
-    void onReadFillsUp();
-    void onReadFull();
-    void onReadFails();
+    void notifierSlots_data();
+    void notifierSlots();
     void onReadEmptiedByTheReader();
+    void slotsOfAClosedDevice();
 
-    void onWriteSendsTheQueue();
-    void onWritePart();
-    void onWriteNothingTaken();
-    void onWriteEmpty();
-    void onWriteFails();
-
-    void onExcept();
-
-    void slotsWithoutNotifiers();
     void notifiersThatFire();
     void notifierDeletedFromItsOwnSignal();
 
@@ -583,97 +565,53 @@ void TestQtSerialPort::bytesAvailable()
     QCOMPARE(device.readAll(), QByteArray("abcde"));
 }
 
-void TestQtSerialPort::writeTakenWhole()
+void TestQtSerialPort::write_data()
 {
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.writeNotifier->setEnabled(false);
-    const QByteArray bytes("a\r\n\0\xFFz", 6);
-    QCOMPARE(device.write(bytes), qint64(6));
-    QCOMPARE(port.outgoing, bytes);
-    QCOMPARE(port.offered.size(), 1);
-    QCOMPARE(device.bytesToWrite(), qint64(0));
-    QVERIFY(!device.writeNotifier->isEnabled());
-
-    // The cap is one of the buffer, not of what the port takes.
-    QCOMPARE(device.write(filled(1000)), qint64(1000));
-    QCOMPARE(port.outgoing, bytes + filled(1000));
-    QCOMPARE(device.bytesToWrite(), qint64(0));
-}
-
-void TestQtSerialPort::writeTakenInPart_data()
-{
+    QTest::addColumn<int>("before"); // bytes in the queue
     QTest::addColumn<int>("accepts");
     QTest::addColumn<int>("size");
     QTest::addColumn<int>("returned");
-    QTest::addColumn<int>("queued");
-    QTest::newRow("nothing of 300") << 0 << 300 << 256 << 256;
-    QTest::newRow("nothing of 256") << 0 << 256 << 256 << 256;
-    QTest::newRow("nothing of 1") << 0 << 1 << 1 << 1;
-    QTest::newRow("1 of 2") << 1 << 2 << 2 << 1;
-    QTest::newRow("1 of 300") << 1 << 300 << 257 << 256;
-    QTest::newRow("44 of 300") << 44 << 300 << 300 << 256;
-    QTest::newRow("45 of 300") << 45 << 300 << 300 << 255;
-    QTest::newRow("299 of 300") << 299 << 300 << 300 << 1;
+    QTest::addColumn<int>("after");
+    QTest::newRow("all of 1000: the cap is the buffer's alone") << 0 << 1000 << 1000 << 1000 << 0;
+    QTest::newRow("nothing of 300") << 0 << 0 << 300 << 256 << 256;
+    QTest::newRow("nothing of 256") << 0 << 0 << 256 << 256 << 256;
+    QTest::newRow("nothing of 1") << 0 << 0 << 1 << 1 << 1;
+    QTest::newRow("1 of 2") << 0 << 1 << 2 << 2 << 1;
+    QTest::newRow("1 of 300") << 0 << 1 << 300 << 257 << 256;
+    QTest::newRow("44 of 300") << 0 << 44 << 300 << 300 << 256;
+    QTest::newRow("45 of 300") << 0 << 45 << 300 << 300 << 255;
+    QTest::newRow("299 of 300") << 0 << 299 << 300 << 300 << 1;
+    QTest::newRow("after queued bytes") << 5 << 1000 << 6 << 6 << 11;
+    QTest::newRow("beyond the cap") << 250 << 0 << 10 << 6 << 256;
+    QTest::newRow("full") << 256 << 0 << 1 << 0 << 256;
 }
 
-void TestQtSerialPort::writeTakenInPart()
+void TestQtSerialPort::write()
 {
+    QFETCH(int, before);
     QFETCH(int, accepts);
     QFETCH(int, size);
     QFETCH(int, returned);
-    QFETCH(int, queued);
+    QFETCH(int, after);
+    LogCatcher log;
     FakePort port;
     OpenDevice device(&port);
     device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
     device.writeNotifier->setEnabled(false);
+    device.writeBuffer = filled(before);
     port.accepts = accepts;
-    const QByteArray bytes = filled(size);
+    QByteArray bytes("\r\n\0\xFF", 4); // bytes like any others
+    bytes = (bytes + QByteArray(1000, 'z')).left(size);
     QCOMPARE(device.write(bytes), qint64(returned));
-    QCOMPARE(port.offered, QList<QByteArray>() << bytes);
-    QCOMPARE(port.outgoing, bytes.left(accepts));
-    QCOMPARE(device.writeBuffer, bytes.mid(accepts, queued));
-    QCOMPARE(device.bytesToWrite(), qint64(queued));
-    QVERIFY(device.writeNotifier->isEnabled());
-}
 
-void TestQtSerialPort::writeBehindQueuedBytes()
-{
-    FakePort port;
-    OpenDevice device(&port);
-    port.accepts = 0;
-    QCOMPARE(device.write("first"), qint64(5));
-    port.accepts = 1000;
-    QCOMPARE(device.write("second"), qint64(6));
-    QCOMPARE(port.offered.size(), 1);
-    QCOMPARE(port.outgoing, QByteArray());
-    QCOMPARE(device.writeBuffer, QByteArray("firstsecond"));
-
-    LogCatcher log;
-    device.onWrite();
-    QCOMPARE(port.outgoing, QByteArray("firstsecond"));
-}
-
-void TestQtSerialPort::writeBeyondTheCap()
-{
-    FakePort port;
-    OpenDevice device(&port);
-    port.accepts = 0;
-    QCOMPARE(device.write(filled(250)), qint64(250));
-    QCOMPARE(device.write("0123456789"), qint64(6));
-    QCOMPARE(device.writeBuffer, filled(250) + "012345");
-}
-
-void TestQtSerialPort::writeWithFullBuffer()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    port.accepts = 0;
-    QCOMPARE(device.write(filled(256)), qint64(256));
-    QCOMPARE(device.write("x"), qint64(0));
-    QCOMPARE(device.writeBuffer, filled(256));
+    // Only an empty queue is bypassed.
+    const QList<QByteArray> none;
+    QCOMPARE(port.offered, before > 0 ? none : none + QList<QByteArray>{bytes});
+    const QByteArray taken = before > 0 ? QByteArray() : bytes.left(accepts);
+    QCOMPARE(port.outgoing, taken);
+    QCOMPARE(device.writeBuffer, filled(before) + bytes.mid(taken.size(), after - before));
+    QCOMPARE(device.bytesToWrite(), qint64(after));
+    QCOMPARE(device.writeNotifier->isEnabled(), after > before);
     QVERIFY(device.isOpen());
     QCOMPARE(log.take(), QStringList());
 }
@@ -726,90 +664,61 @@ void TestQtSerialPort::writeFromTextStream()
     QCOMPARE(port.outgoing, QByteArray("AB12\r\n"));
 }
 
-void TestQtSerialPort::onReadTakesWhatFits()
+void TestQtSerialPort::notifierSlots_data()
 {
-    FakePort port;
-    OpenDevice device(&port);
-    QSignalSpy ready(&device, SIGNAL(readyRead()));
-    port.incoming = "abc";
-    device.onRead();
-    QCOMPARE(port.asked, QList<qint64>() << 256);
-    QCOMPARE(device.readBuffer, QByteArray("abc"));
-    QCOMPARE(ready.count(), 1);
-    port.incoming = "de";
-    device.onRead();
-    QCOMPARE(port.asked, QList<qint64>() << 256 << 253);
-    QCOMPARE(device.readBuffer, QByteArray("abcde"));
-    QCOMPARE(ready.count(), 2);
+    QTest::addColumn<int>("index");
+    for (int i = 0; i < slotCases.size(); ++i)
+        QTest::newRow(slotCases.at(i).name) << i;
 }
 
-void TestQtSerialPort::onReadNothingCame()
+void TestQtSerialPort::notifierSlots()
+{
+    QFETCH(int, index);
+    const SlotCase &row = slotCases.at(index);
+    for (const bool isWatched : {true, false}) {
+        LogCatcher log;
+        FakePort port;
+        OpenDevice device(&port);
+        QSocketNotifier **const notifiers[] = {&device.readNotifier, &device.writeNotifier,
+                                               &device.exceptNotifier};
+        QSocketNotifier *&notifier = *notifiers[row.type];
+        if (isWatched)
+            notifier = device.newNotifier(row.type);
+        device.readBuffer = row.before.read;
+        device.writeBuffer = row.before.write;
+        port.incoming = row.before.line;
+        port.accepts = row.accepts;
+        port.failsReading = port.failsWriting = row.accepts < 0;
+        QSignalSpy ready(&device, SIGNAL(readyRead()));
+        const char *const names[] = {"onRead", "onWrite", "onExcept"};
+        QVERIFY(QMetaObject::invokeMethod(&device, names[row.type]));
+
+        QCOMPARE(device.readBuffer, row.after.read);
+        QCOMPARE(device.writeBuffer, row.after.write);
+        QCOMPARE(port.incoming + port.outgoing, row.after.line);
+        QCOMPARE(port.asked, row.asked);
+        QCOMPARE(int(port.offered.size()), row.before.write.isEmpty() ? 0 : 1);
+        QCOMPARE(int(ready.count()), int(row.asked.size()));
+        QCOMPARE(log.take(), row.log);
+        QCOMPARE(device.isOpen(), row.then != Closed);
+        QCOMPARE(port.closed, row.then == Closed ? 1 : 0);
+        if (isWatched && row.then != Closed)
+            QCOMPARE(notifier->isEnabled(), row.then == Watches);
+        else
+            QVERIFY(!notifier);
+    }
+}
+
+void TestQtSerialPort::slotsOfAClosedDevice()
 {
     LogCatcher log;
     FakePort port;
-    OpenDevice device(&port);
-    QSignalSpy ready(&device, SIGNAL(readyRead()));
-    device.onRead();
-    QCOMPARE(ready.count(), 1);
-    QVERIFY(device.readBuffer.isEmpty());
-    QVERIFY(device.isOpen());
-    QCOMPARE(log.take(), QStringList());
-}
-
-void TestQtSerialPort::onReadFillsUp()
-{
-    FakePort port;
-    OpenDevice device(&port);
-    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
-    port.incoming = filled(300);
-    device.onRead();
-    QCOMPARE(device.readBuffer, filled(256));
-    QCOMPARE(port.incoming.size(), 44);
-    QVERIFY(!device.readNotifier->isEnabled());
-
-    // Room for one byte is room.
-    char byte;
-    QCOMPARE(device.readData(&byte, 1), qint64(1));
-    QCOMPARE(byte, 'a');
-    QVERIFY(device.readNotifier->isEnabled());
-    device.onRead();
-    QCOMPARE(port.asked, QList<qint64>() << 256 << 1);
-    QCOMPARE(device.readBuffer, filled(257).mid(1));
-    QVERIFY(!device.readNotifier->isEnabled());
-}
-
-void TestQtSerialPort::onReadFull()
-{
-    FakePort port;
-    OpenDevice device(&port);
-    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
-    device.readBuffer = filled(256);
-    port.incoming = "x";
-    QSignalSpy ready(&device, SIGNAL(readyRead()));
-    device.onRead();
-    QVERIFY(port.asked.isEmpty());
-    QCOMPARE(ready.count(), 0);
-    QCOMPARE(device.readBuffer, filled(256));
-    QVERIFY(!device.readNotifier->isEnabled());
-}
-
-void TestQtSerialPort::onReadFails()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.readNotifier = device.newNotifier(QSocketNotifier::Read);
-    device.readBuffer = "kept";
+    Device device(&port);
     port.failsReading = true;
-    QSignalSpy ready(&device, SIGNAL(readyRead()));
     device.onRead();
-    QCOMPARE(log.take(),
-             QStringList(QStringLiteral("debug: An error occurred reading from the port")));
+    device.onWrite();
+    device.onExcept();
     QVERIFY(!device.isOpen());
-    QCOMPARE(port.closed, 1);
-    QVERIFY(!device.readNotifier);
-    QCOMPARE(ready.count(), 1);
-    QCOMPARE(device.readBuffer, QByteArray("kept"));
 }
 
 void TestQtSerialPort::onReadEmptiedByTheReader()
@@ -826,136 +735,16 @@ void TestQtSerialPort::onReadEmptiedByTheReader()
     QVERIFY(device.readNotifier->isEnabled());
 }
 
-void TestQtSerialPort::onWriteSendsTheQueue()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.writeBuffer = "queued";
-    device.onWrite();
-    QCOMPARE(port.offered, QList<QByteArray>() << "queued");
-    QCOMPARE(port.outgoing, QByteArray("queued"));
-    QVERIFY(device.writeBuffer.isEmpty());
-    QVERIFY(!device.writeNotifier->isEnabled());
-    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
-}
-
-void TestQtSerialPort::onWritePart()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.writeBuffer = "queued";
-    port.accepts = 2;
-    device.onWrite();
-    QCOMPARE(port.outgoing, QByteArray("qu"));
-    QCOMPARE(device.writeBuffer, QByteArray("eued"));
-    QVERIFY(device.writeNotifier->isEnabled());
-    // One call of the port for one call of the slot.
-    QCOMPARE(port.offered.size(), 1);
-    device.onWrite();
-    QCOMPARE(port.outgoing, QByteArray("queu"));
-    QCOMPARE(log.take(), QStringList() << "debug: onWrite"
-                                       << "debug: onWrite");
-}
-
-void TestQtSerialPort::onWriteNothingTaken()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.writeBuffer = "queued";
-    port.accepts = 0;
-    device.onWrite();
-    QCOMPARE(device.writeBuffer, QByteArray("queued"));
-    QVERIFY(device.writeNotifier->isEnabled());
-    QVERIFY(device.isOpen());
-}
-
-void TestQtSerialPort::onWriteEmpty()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.onWrite();
-    QVERIFY(port.offered.isEmpty());
-    QVERIFY(!device.writeNotifier->isEnabled());
-    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: onWrite")));
-}
-
-void TestQtSerialPort::onWriteFails()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.writeNotifier = device.newNotifier(QSocketNotifier::Write);
-    device.writeBuffer = "queued";
-    port.failsWriting = true;
-    device.onWrite();
-    QCOMPARE(log.take(), QStringList() << "debug: onWrite"
-                                       << "debug: An error occurred writting to the port");
-    QVERIFY(!device.isOpen());
-    QCOMPARE(port.closed, 1);
-    QCOMPARE(device.writeBuffer, QByteArray("queued"));
-    QVERIFY(!device.writeNotifier);
-}
-
-void TestQtSerialPort::onExcept()
-{
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    device.exceptNotifier = device.newNotifier(QSocketNotifier::Exception);
-    device.onExcept();
-    QCOMPARE(log.take(), QStringList(QStringLiteral("debug: Got a serial port execption")));
-    QVERIFY(!device.isOpen());
-    QCOMPARE(port.closed, 1);
-    QVERIFY(!device.exceptNotifier);
-}
-
-void TestQtSerialPort::slotsWithoutNotifiers()
-{
-    // Each place that would switch a notifier, on a device that has none.
-    LogCatcher log;
-    FakePort port;
-    OpenDevice device(&port);
-    port.accepts = 1;
-    QCOMPARE(device.write("ab"), qint64(2));
-    device.onWrite();
-    QCOMPARE(port.outgoing, QByteArray("ab"));
-    port.incoming = filled(256);
-    device.onRead();
-    char bytes[256];
-    QCOMPARE(device.readData(bytes, 256), qint64(256));
-    device.onExcept();
-    QVERIFY(!device.isOpen());
-    // And on a closed one.
-    port.failsReading = true;
-    device.onRead();
-    device.onWrite();
-    device.onExcept();
-    QVERIFY(!device.isOpen());
-}
-
 void TestQtSerialPort::notifiersThatFire()
 {
     LogCatcher log;
-    Pair pair;
-    PairPort port(pair.near());
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
-    device.writeNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Write);
-    connect(device.readNotifier, SIGNAL(activated(int)), &device, SLOT(onRead()));
-    connect(device.writeNotifier, SIGNAL(activated(int)), &device, SLOT(onWrite()));
+    FakePort port;
+    OpenDevice device(&port);
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read, SLOT(onRead()));
 
     // More than fits: it comes in pieces and nothing is lost.
     const QByteArray sent = filled(1000);
-    QVERIFY(pair.send(sent));
+    port.incoming = sent;
     QTRY_COMPARE(device.readBuffer, sent.left(256));
     QByteArray received;
     onSignal(&device, SIGNAL(readyRead()), [&](const QVariant &) { received += device.readAll(); });
@@ -963,24 +752,19 @@ void TestQtSerialPort::notifiersThatFire()
     QTRY_COMPARE(received, sent);
 
     device.writeBuffer = "queued";
-    device.writeNotifier->setEnabled(true);
+    device.writeNotifier = device.newNotifier(QSocketNotifier::Write, SLOT(onWrite()));
     QTRY_VERIFY(device.writeBuffer.isEmpty());
     QVERIFY(!device.writeNotifier->isEnabled());
-    QCOMPARE(PtyLine::readFrom(pair.far(), 6), QByteArray("queued"));
-    device.close();
+    QCOMPARE(port.outgoing, QByteArray("queued"));
 }
 
 void TestQtSerialPort::notifierDeletedFromItsOwnSignal()
 {
     LogCatcher log;
-    Pair pair;
-    PairPort port(pair.near());
-    Device device(&port);
-    QVERIFY(device.open(QIODevice::ReadWrite));
-    device.readNotifier = new QSocketNotifier(pair.near(), QSocketNotifier::Read);
-    connect(device.readNotifier, SIGNAL(activated(int)), &device, SLOT(onRead()));
+    FakePort port;
+    OpenDevice device(&port);
     port.failsReading = true;
-    QVERIFY(pair.send("x"));
+    device.readNotifier = device.newNotifier(QSocketNotifier::Read, SLOT(onRead()));
     QTRY_VERIFY(!device.isOpen());
     QVERIFY(!device.readNotifier);
 }
