@@ -18,6 +18,10 @@
 #include <algorithm>
 #include <memory>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "calibration/calibrate.h"
 #include "flash/bootstream.h"
 #include "flash/mount.h"
@@ -136,6 +140,9 @@ private slots:
 
     void touchTestReportsPresses();
     void withoutTouchTestPressesAreTheWidgets();
+    void touchTestAndCalibrationTakeTurns();
+    void pictureEndsTheCalibration();
+    void homeKeyAndTamperTogether();
     void passthroughWritesAheadOfTheAck();
     void passthroughOffDropsSilently();
     void closedPassthroughPortDropsSilently();
@@ -605,6 +612,52 @@ void TestMftool::withoutTouchTestPressesAreTheWidgets()
     QCOMPARE(m_line->received(), QByteArray());
 }
 
+/// Who was started last gets the touches, and when it ends the other one again.
+void TestMftool::touchTestAndCalibrationTakeTurns()
+{
+    start();
+    call("setCalibrate", "bool", true);
+    QWidget *const dialog = m_widget->findChild<Calibrate *>();
+    QCOMPARE(QWidget::mouseGrabber(), dialog);
+    call("tsTestEnable", "bool", true);
+    QCOMPARE(QWidget::mouseGrabber(), static_cast<QWidget *>(m_widget.get()));
+    call("tsTestEnable", "bool", false);
+    QCOMPARE(QWidget::mouseGrabber(), dialog);
+    call("tsTestEnable", "bool", true);
+    call("setCalibrate", "bool", false);
+    QCOMPARE(QWidget::mouseGrabber(), static_cast<QWidget *>(m_widget.get()));
+    call("tsTestEnable", "bool", false);
+}
+
+void TestMftool::pictureEndsTheCalibration()
+{
+    start();
+    call("setCalibrate", "bool", true);
+    QVERIFY(m_widget->findChild<Calibrate *>());
+    call("setLCDTestPattern", "QString", QString("tarnwick"));
+    QVERIFY(!m_widget->findChild<Calibrate *>());
+    QVERIFY(patternLabel());
+}
+
+void TestMftool::homeKeyAndTamperTogether()
+{
+    m_folder->write("/sys/class/gpio/gpio17/value", "0\n");
+    m_folder->makeFolder("/dev/input");
+    const QByteArray events = QFile::encodeName(m_folder->at("/dev/input/event0"));
+    QCOMPARE(mkfifo(events.constData(), 0600), 0);
+    const int key = open(events.constData(), O_RDWR | O_NONBLOCK);
+    start();
+    call("buttonRequest");
+    QCOMPARE(m_line->received(), QByteArray("7E000C70713E0203387F\r\n"));
+    m_line->clear();
+    const char pressed[] = "\0\0\0\0\0\0\0\0\x01\0\x66\0\x01\0\0"; // with the last zero
+    QCOMPARE(write(key, pressed, sizeof pressed), ssize_t(16));
+    QTRY_VERIFY(m_widget->findChild<Buttons *>()->homeDown());
+    close(key);
+    call("buttonRequest");
+    QCOMPARE(m_line->received(), QByteArray("7E000C70713E0303397F\r\n"));
+}
+
 void TestMftool::passthroughWritesAheadOfTheAck()
 {
     start();
@@ -718,6 +771,7 @@ void TestMftool::mountPointsTheTouchscreenAtTheNand()
     m_line->clear();
     call("doMount"); // already mounted: nothing at all
     QCOMPARE(m_line->received(), QByteArray());
+    QVERIFY(!m_log->has("debug: Starting ubiattach"));
 }
 
 MFTOOL_TEST(TestMftool, Widgets)
