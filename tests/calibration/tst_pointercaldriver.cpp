@@ -115,28 +115,6 @@ protected:
     }
 };
 
-// What is logged while it lives.
-class Said
-{
-public:
-    Said()
-    {
-        s_lines.clear();
-        m_before = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext &, const QString &text) { s_lines << text; });
-    }
-    ~Said() { qInstallMessageHandler(m_before); }
-    Q_DISABLE_COPY(Said)
-
-    QStringList lines() const { return s_lines; }
-
-private:
-    static QStringList s_lines;
-    QtMessageHandler m_before;
-};
-
-QStringList Said::s_lines;
-
 // How long the pause is, is for one test to say; the others need not wait for it.
 void lookEvery(int msecs, const PointercalDriver &driver)
 {
@@ -304,7 +282,7 @@ void TestPointercalDriver::fitIsStored()
 {
     PointercalDriver driver;
     const Data data = swappedPanel();
-    QTest::ignoreMessage(QtDebugMsg, "The calibration fits its points to 0 pixels");
+    QTest::ignoreMessage(QtDebugMsg, "debug: The calibration fits its points to 0 pixels");
     driver.clearCalibration();
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
@@ -471,7 +449,7 @@ void TestPointercalDriver::missingDevice()
 void TestPointercalDriver::noDeviceNoWord()
 {
     qputenv("TSLIB_TSDEVICE", "");
-    const Said said;
+    const LogCatcher said;
     delete new PointercalDriver;
     QCOMPARE(said.lines(), QStringList());
 }
@@ -776,20 +754,21 @@ void TestPointercalDriver::deviceThatComesLate()
     plugIn();
     const QString late = in("late");
     qputenv("TSLIB_TSDEVICE", QFile::encodeName(late));
-    Said said;
+    LogCatcher said;
     PointercalDriver driver;
-    const QString missing = "Failed to open touchscreen " + late + ", looking for it every second";
+    const QString missing =
+        "warning: Failed to open touchscreen " + late + ", looking for it every second";
     QCOMPARE(said.lines(), QStringList(missing));
     lookEvery(1, driver);
     QTest::qWait(50);
     const Data data = swappedPanel();
     driver.calibrate(&data);
     QCOMPARE(said.lines(), QStringList()
-                               << missing << "The calibration fits its points to 0 pixels");
+                               << missing << "debug: The calibration fits its points to 0 pixels");
 
     QVERIFY(QFile::link(in("panel"), late));
     QTRY_COMPARE(said.lines().size(), 3);
-    QCOMPARE(said.lines().at(2), "Touchscreen " + late + " is there");
+    QCOMPARE(said.lines().at(2), "debug: Touchscreen " + late + " is there");
     tap(QPoint(1060, 1100));
     QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
                                                  << "release 400,240");
@@ -799,7 +778,7 @@ void TestPointercalDriver::pauseBetweenTwoLooks()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
     qputenv("TSLIB_TSDEVICE", "/dev/input/there-is-none");
-    const Said said;
+    const LogCatcher said;
     const PointercalDriver driver;
     const QTimer *pause = driver.findChild<QTimer *>();
     QVERIFY(pause && pause->isActive());
@@ -823,7 +802,7 @@ void TestPointercalDriver::deviceTakenAwayAndPutBack()
     const QString device = in("device");
     QVERIFY(QFile::link(QFile::decodeName(::ptsname(master)), device));
     qputenv("TSLIB_TSDEVICE", QFile::encodeName(device));
-    Said said;
+    LogCatcher said;
     const PointercalDriver driver;
     lookEvery(1, driver);
     const char packet[] = {char(0x81), 1, 2, 3, 4};
@@ -832,7 +811,8 @@ void TestPointercalDriver::deviceTakenAwayAndPutBack()
 
     QVERIFY(QFile::remove(device));
     ::close(master);
-    const QString gone = "Touchscreen " + device + " has gone, looking for it every second";
+    const QString gone =
+        "warning: Touchscreen " + device + " has gone, looking for it every second";
     QTRY_COMPARE(said.lines(), QStringList(gone));
     QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 130,388"
                                                  << "release 130,388");
@@ -840,7 +820,8 @@ void TestPointercalDriver::deviceTakenAwayAndPutBack()
     QCOMPARE(said.lines(), QStringList(gone));
 
     QVERIFY(QFile::link(in("panel"), device));
-    QTRY_COMPARE(said.lines(), QStringList() << gone << "Touchscreen " + device + " is there");
+    QTRY_COMPARE(said.lines(), QStringList()
+                                   << gone << "debug: Touchscreen " + device + " is there");
     m_screen->m_seen.clear();
     tap(QPoint(300, 200));
     QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"

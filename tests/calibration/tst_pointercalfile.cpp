@@ -11,16 +11,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/support/descriptors.h"
 #include "tests/support/testprogram.h"
 
 namespace
 {
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot be read)");
-}
 
 bool put(const QString &path, const QByteArray &content)
 {

@@ -8,15 +8,15 @@ void LoggingStepTest::toolIsCalled()
     programs.addNoting(m_expected.program, "exit 0");
     const std::unique_ptr<MFProc> step = makeStep();
     Emitted emitted(step.get());
-    Log log;
+    LogCatcher log;
     step->run();
     TRY_COMPARE(emitted.events, QStringList() << "status 100"
                                               << "complete");
     QCOMPARE(programs.argumentsSeen(), m_expected.arguments);
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
     QCOMPARE(processOf(*step)->workingDirectory(), QString());
-    QCOMPARE(log.lines, QStringList()
-                            << m_expected.startLine << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), QStringList()
+                              << m_expected.startLine << "debug: process finished with code 0");
 }
 
 void LoggingStepTest::toolInheritsTheEnvironment()
@@ -40,15 +40,15 @@ void LoggingStepTest::outputGoesToTheLog()
                  "printf 'one\\r\\ntwo %%s %%d\\n\\nunfinished'; echo complaint >&2");
     const std::unique_ptr<MFProc> step = makeStep();
     Emitted emitted(step.get());
-    Log log;
+    LogCatcher log;
     step->run();
     TRY_COMPARE(emitted.events, QStringList() << "status 100"
                                               << "complete");
-    QCOMPARE(log.lines, QStringList() << m_expected.startLine << "debug: one\r"
-                                      << "debug: \n"
-                                      << "debug: two %s %d\n"
-                                      << "debug: \n"
-                                      << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), QStringList() << m_expected.startLine << "debug: one\r"
+                                        << "debug: \n"
+                                        << "debug: two %s %d\n"
+                                        << "debug: \n"
+                                        << "debug: process finished with code 0");
 }
 
 void LoggingStepTest::everyOutcomeIsReported_data()
@@ -71,10 +71,10 @@ void LoggingStepTest::everyOutcomeIsReported()
     programs.addPlaying(m_expected.program, capture, exitCode);
     const std::unique_ptr<MFProc> step = makeStep();
     Emitted emitted(step.get());
-    Log seen;
+    LogCatcher seen;
     step->run();
     TRY_COMPARE(emitted.events, events);
-    QCOMPARE(seen.lines, log);
+    QCOMPARE(seen.lines(), log);
 }
 
 void LoggingStepTest::missingProgramFails()
@@ -83,9 +83,9 @@ void LoggingStepTest::missingProgramFails()
     qputenv("PATH", QFile::encodeName(programs.path(".")));
     const std::unique_ptr<MFProc> step = makeStep();
     Emitted emitted(step.get());
-    Log log;
+    LogCatcher log;
     step->run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines, QStringList()
-                            << m_expected.startLine << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(), QStringList()
+                              << m_expected.startLine << "debug: Process error 'Failed to Start'");
 }

@@ -5,6 +5,8 @@
 
 #include "flash/mfproc.h"
 #include "tests/support/anyqt.h"
+#include "tests/support/descriptors.h"
+#include "tests/support/logcatcher.h"
 #include "tests/support/onsignal.h"
 
 #include <QByteArray>
@@ -67,11 +69,7 @@ public:
         QCOMPARE(file.write(content), qint64(content.size()));
     }
 
-    QByteArray content(const QString &name) const
-    {
-        QFile file(path(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no such file)");
-    }
+    QByteArray content(const QString &name) const { return contentOf(path(name)); }
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
@@ -105,38 +103,6 @@ public:
     Emitted &operator=(const Emitted &) = delete;
 
     QStringList events;
-};
-
-/// Takes what is logged as long as the object lives.
-class Log
-{
-public:
-    Log() : m_previous(qInstallMessageHandler(take)) { current() = this; }
-    ~Log()
-    {
-        qInstallMessageHandler(m_previous);
-        current() = nullptr;
-    }
-    Log(const Log &) = delete;
-    Log &operator=(const Log &) = delete;
-
-    /// The lines so far, each with its level: "debug: Starting mount".
-    QStringList lines;
-
-private:
-    static Log *&current()
-    {
-        static Log *log = nullptr;
-        return log;
-    }
-    static void take(QtMsgType type, const QMessageLogContext &, const QString &text)
-    {
-        static const char *const levels[] = {
-            "debug: ", "warning: ", "critical: ", "fatal: ", "info: "};
-        current()->lines << levels[type] + text;
-    }
-
-    QtMessageHandler m_previous;
 };
 
 /// The signatures of the signals and slots that @p metaObject itself declares,

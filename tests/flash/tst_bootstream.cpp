@@ -95,15 +95,15 @@ void TestBootStream::toolIsCalledWithTheDefaultDirectory()
     programs.addNoting("kobs-ng", "exit 0");
     BootStream step(nullptr);
     Emitted emitted(&step);
-    Log log;
+    LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList() << "status 100"
                                               << "complete");
     QCOMPARE(programs.argumentsSeen(), QStringList() << "-v"
                                                      << "/boot/imx28_ivt_linux.sb");
     QCOMPARE(programs.directorySeen(), QString("/root"));
-    QCOMPARE(log.lines, QStringList() << "debug: Starting kobs-ng"
-                                      << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), QStringList() << "debug: Starting kobs-ng"
+                                        << "debug: process finished with code 0");
 }
 
 void TestBootStream::toolIsCalledWithTheDirectorySet()
@@ -263,11 +263,11 @@ void TestBootStream::missingProgramFails()
     qputenv("PATH", QFile::encodeName(programs.path(".")));
     Anywhere step;
     Emitted emitted(&step);
-    Log log;
+    LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines, QStringList() << "debug: Starting kobs-ng"
-                                      << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(), QStringList() << "debug: Starting kobs-ng"
+                                        << "debug: Process error 'Failed to Start'");
 }
 
 MFTOOL_TEST(TestBootStream, EventLoop)

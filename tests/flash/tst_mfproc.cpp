@@ -137,12 +137,12 @@ void TestMFProc::silentToolThatExitsWith0IsComplete()
     programs.add("tool", "exit 0");
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     tool.start();
     TRY_COMPARE(emitted.events, QStringList() << "status 100"
                                               << "complete");
     QCOMPARE(tool.lines, Lines());
-    QCOMPARE(log.lines, QStringList("debug: process finished with code 0"));
+    QCOMPARE(log.lines(), QStringList("debug: process finished with code 0"));
 }
 
 void TestMFProc::outputIsCutIntoLines_data()
@@ -320,11 +320,12 @@ void TestMFProc::badExitCodeFails()
     programs.add("tool", "echo text; exit " + QByteArray::number(exitCode));
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     tool.start();
     TRY_COMPARE(emitted.events, QStringList("failed Finished with Error"));
     QCOMPARE(tool.lines, Lines() << "text\n");
-    QCOMPARE(log.lines, QStringList(QString("debug: process finished with code %1").arg(exitCode)));
+    QCOMPARE(log.lines(),
+             QStringList(QString("debug: process finished with code %1").arg(exitCode)));
 }
 
 void TestMFProc::crashFailsTwice_data()
@@ -347,14 +348,14 @@ void TestMFProc::crashFailsTwice()
     programs.add("tool", "echo text; kill -" + signal + " $$");
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     tool.start();
     TRY_COMPARE(emitted.events, QStringList() << "failed Crashed"
                                               << "failed Crashed");
     QCOMPARE(tool.lines, Lines() << "text\n");
-    QCOMPARE(log.lines, QStringList()
-                            << "debug: Process error 'Crashed'"
-                            << QString("debug: process finished with code %1").arg(number));
+    QCOMPARE(log.lines(), QStringList()
+                              << "debug: Process error 'Crashed'"
+                              << QString("debug: process finished with code %1").arg(number));
 }
 
 void TestMFProc::programThatCannotStartFailsOnce_data()
@@ -380,10 +381,10 @@ void TestMFProc::programThatCannotStartFailsOnce()
         QFile::setPermissions(programs.path("tool"), QFile::ReadOwner | QFile::ExeOwner);
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     tool.start();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines, QStringList("debug: Process error 'Failed to Start'"));
+    QCOMPARE(log.lines(), QStringList("debug: Process error 'Failed to Start'"));
 
     // Nothing of the failed start comes late: the next run's end is all that
     // follows it.
@@ -393,8 +394,8 @@ void TestMFProc::programThatCannotStartFailsOnce()
     TRY_COMPARE(emitted.events, QStringList() << "failed Failed to Start"
                                               << "status 100"
                                               << "complete");
-    QCOMPARE(log.lines, QStringList() << "debug: Process error 'Failed to Start'"
-                                      << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), QStringList() << "debug: Process error 'Failed to Start'"
+                                        << "debug: process finished with code 0");
 }
 
 void TestMFProc::everyProcessErrorHasItsText_data()
@@ -418,11 +419,11 @@ void TestMFProc::everyProcessErrorHasItsText()
 
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     QVERIFY(QMetaObject::invokeMethod(
         &tool, "error", Q_ARG(QProcess::ProcessError, QProcess::ProcessError(error))));
     QCOMPARE(emitted.events, QStringList("failed " + text));
-    QCOMPARE(log.lines, QStringList("debug: Process error '" + text + "'"));
+    QCOMPARE(log.lines(), QStringList("debug: Process error '" + text + "'"));
 }
 
 void TestMFProc::everyProcessEndHasItsOutcome_data()
@@ -449,12 +450,13 @@ void TestMFProc::everyProcessEndHasItsOutcome()
 
     Tool tool;
     Emitted emitted(&tool);
-    Log log;
+    LogCatcher log;
     QVERIFY(QMetaObject::invokeMethod(
         &tool, "finished", Q_ARG(int, exitCode),
         Q_ARG(QProcess::ExitStatus, crash ? QProcess::CrashExit : QProcess::NormalExit)));
     QCOMPARE(emitted.events, outcome);
-    QCOMPARE(log.lines, QStringList(QString("debug: process finished with code %1").arg(exitCode)));
+    QCOMPARE(log.lines(),
+             QStringList(QString("debug: process finished with code %1").arg(exitCode)));
 }
 
 void TestMFProc::stepRestartsAfterEveryEnd_data()
@@ -550,14 +552,14 @@ void TestMFProc::destroyedStepKillsItsToolInSilence()
     const pid_t pid = tool->lines.first().trimmed().toInt();
     QCOMPARE(kill(pid, 0), 0);
 
-    Log log;
+    LogCatcher log;
     delete tool;
     QCOMPARE(kill(pid, 0), -1);
     QCOMPARE(errno, ESRCH);
     QCOMPARE(emitted.events, QStringList());
-    QCOMPARE(log.lines.size(), 1);
-    QVERIFY2(log.lines.first().startsWith("warning: QProcess: Destroyed while process"),
-             qPrintable(log.lines.first()));
+    QCOMPARE(log.lines().size(), 1);
+    QVERIFY2(log.lines().first().startsWith("warning: QProcess: Destroyed while process"),
+             qPrintable(log.lines().first()));
 }
 
 MFTOOL_TEST(TestMFProc, EventLoop)

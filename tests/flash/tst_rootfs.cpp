@@ -100,7 +100,7 @@ void TestRootFS::toolIsCalledWithTheDefaultDirectory()
     programs.addNoting("ubiformat", "exit 0");
     RootFS step(nullptr);
     Emitted emitted(&step);
-    Log log;
+    LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList() << "status 100"
                                               << "complete");
@@ -110,8 +110,8 @@ void TestRootFS::toolIsCalledWithTheDefaultDirectory()
                                                      << "/boot/qm8velrootfs.ubi");
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
     QCOMPARE(processOf(step)->workingDirectory(), QString());
-    QCOMPARE(log.lines, QStringList() << "debug: Starting ubiformat"
-                                      << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
+                                        << "debug: process finished with code 0");
 }
 
 void TestRootFS::toolIsCalledWithTheDirectorySet()
@@ -180,12 +180,12 @@ void TestRootFS::failingRunGivesItsScanAndTheFailure()
     RootFS step(nullptr);
     Emitted emitted(&step);
     recordNext(&step, &emitted);
-    Log log;
+    LogCatcher log;
     step.run();
     TRY_VERIFY(emitted.events.contains("failed Finished with Error"));
     QCOMPARE(emitted.events.takeLast(), QString("failed Finished with Error"));
-    QCOMPARE(log.lines, QStringList() << "debug: Starting ubiformat"
-                                      << "debug: process finished with code 255");
+    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
+                                        << "debug: process finished with code 255");
 
     const QList<QList<int>> stages = stagesOf(emitted.events);
     QCOMPARE(stages.size(), scanned > 0 ? 2 : 1);
@@ -220,11 +220,11 @@ void TestRootFS::missingProgramFails()
     qputenv("PATH", QFile::encodeName(programs.path(".")));
     RootFS step(nullptr);
     Emitted emitted(&step);
-    Log log;
+    LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines, QStringList() << "debug: Starting ubiformat"
-                                      << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
+                                        << "debug: Process error 'Failed to Start'");
 }
 
 void TestRootFS::stageChangesFollowTheStatus()

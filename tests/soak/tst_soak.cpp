@@ -3,12 +3,11 @@
 ///
 /// MFTOOL_SOAK_REQUESTS says how many, 3000 when it is not set.
 #include "bench/station/frame.h"
+#include "tests/support/processes.h"
 #include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRandomGenerator>
 
 #include <poll.h>
@@ -39,57 +38,24 @@ QByteArray expectedFor(const SampleRequest &request)
     return frame(replies);
 }
 
-QByteArray fieldOf(qint64 pid, const char *file, const QByteArray &field)
-{
-    QFile source(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(file)));
-    if (!source.open(QIODevice::ReadOnly))
-        return QByteArray();
-    const QList<QByteArray> lines = source.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).trimmed();
-    }
-    return QByteArray();
-}
-
 /// Whether the process waits for something to do: an answer comes before all the
 /// work for it is done.
 bool isAsleep(qint64 pid)
 {
-    return fieldOf(pid, "status", "State").startsWith("S ");
+    return process::states(pid).startsWith('S');
 }
 
 /// What a process holds that must not grow.
 struct Holdings {
-    QStringList descriptors; ///< what each leads to
-    int threads = 0;
-    int children = 0;  ///< running or not yet waited for
-    qint64 memory = 0; ///< KiB that are its own
-
     explicit Holdings(qint64 pid)
+        : descriptors(process::openFiles(pid)), threads(process::threads(pid)),
+          children(process::children(pid)), memory(process::ownMemory(pid))
     {
-        const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
-        const QStringList numbers =
-            folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
-        for (const QString &number : numbers) {
-            char target[256];
-            const QByteArray link = QFile::encodeName(folder.filePath(number));
-            const ssize_t size = readlink(link.constData(), target, sizeof(target));
-            descriptors.append(number + u' ' +
-                               QString::fromLocal8Bit(target, int(qMax(ssize_t(0), size))));
-        }
-        const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-        const QStringList names = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-        threads = int(names.size());
-        for (const QString &name : names) {
-            QFile file(tasks.filePath(name + QStringLiteral("/children")));
-            const QByteArray pids =
-                file.open(QIODevice::ReadOnly) ? file.readAll().simplified() : QByteArray();
-            if (!pids.isEmpty())
-                children += int(pids.split(' ').size());
-        }
-        memory = fieldOf(pid, "smaps_rollup", "Private_Dirty").split(' ').first().toLongLong();
     }
+    QStringList descriptors;
+    QStringList threads;
+    QList<qint64> children; ///< running or not yet waited for
+    qint64 memory;          ///< KiB that are its own
 };
 
 } // namespace
@@ -219,14 +185,11 @@ void TestSoak::mixedRequests()
     QVERIFY2(
         after.descriptors.size() == before->descriptors.size(),
         qPrintable((before->descriptors + QStringList("then") + after.descriptors).join('\n')));
-    QCOMPARE(after.threads, before->threads);
-    QCOMPARE(after.children, 0);
+    QCOMPARE(after.threads.size(), before->threads.size());
+    QCOMPARE(after.children.size(), 0);
     const qint64 grown = after.memory - before->memory;
     qInfo("%d requests, grown by %lld KiB", count, static_cast<long long>(grown));
-    // A sanitizer keeps what was freed for a while.
-    QFile maps(QStringLiteral("/proc/%1/maps").arg(pid));
-    QVERIFY(maps.open(QIODevice::ReadOnly));
-    if (!maps.readAll().contains("libasan"))
+    if (!process::isSanitized(pid))
         QVERIFY2(grown < allowedGrowth, qPrintable(QString::number(grown)));
 
     QCOMPARE(exchange("7E000A60011402797F\r\n", 20), QByteArray("7E000A00043102957F\r\n"));

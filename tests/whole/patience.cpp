@@ -1,9 +1,11 @@
 #include "tests/whole/patience.h"
 
+#include "tests/support/processes.h"
+
 #include <QDeadlineTimer>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
+
+#include <unistd.h>
 
 namespace
 {
@@ -21,41 +23,19 @@ const int fewestLooks = 8;
 /// Whether an earlier wait of this test class was in vain.
 bool isBroken = false;
 
-QByteArray contentOf(const QString &path)
+/// Whether all processes that this one has started, and theirs, are asleep, stopped or
+/// dead; neither running nor waiting for a disk.
+bool childrenSleep(qint64 pid)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// Asleep, stopped or dead; neither running nor waiting for a disk.
-bool isAsleep(const QByteArray &stat)
-{
-    // Behind the name, which may hold anything.
-    const int state = int(stat.lastIndexOf(')')) + 2;
-    return !stat.isEmpty() && QByteArray("STtZX").contains(stat.mid(state, 1));
-}
-
-/// Whether all processes are asleep that @p process, a name in /proc, has started, and theirs.
-bool childrenSleep(const QString &process)
-{
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(process));
-    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &thread : threads) {
-        const QList<QByteArray> children =
-            contentOf(tasks.filePath(thread + QStringLiteral("/children"))).simplified().split(' ');
-        for (const QByteArray &child : children) {
-            if (child.isEmpty())
-                continue;
-            const QString name = QString::fromLatin1(child);
-            const QDir ofChild(QStringLiteral("/proc/%1/task").arg(name));
-            const QStringList itsThreads = ofChild.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-            for (const QString &its : itsThreads) {
-                if (!isAsleep(contentOf(ofChild.filePath(its + QStringLiteral("/stat")))))
-                    return false;
-            }
-            if (!childrenSleep(name))
+    const QList<qint64> children = process::children(pid);
+    for (const qint64 child : children) {
+        const QByteArray states = process::states(child);
+        for (const char state : states) {
+            if (!QByteArray("STtZX").contains(state))
                 return false;
         }
+        if (!childrenSleep(child))
+            return false;
     }
     return true;
 }
@@ -73,7 +53,7 @@ bool Patience::wait(const std::function<bool()> &done, int ownPause)
         if (!nextLook.hasExpired())
             continue;
         nextLook.setRemainingTime(betweenLooks);
-        if (!childrenSleep(QStringLiteral("self"))) {
+        if (!childrenSleep(getpid())) {
             looks = 0;
         } else if (looks++ == 0) {
             asleep.start();

@@ -1,8 +1,8 @@
 #include "tests/whole/rig.h"
 
-#include <QDir>
+#include "tests/support/processes.h"
+
 #include <QDirIterator>
-#include <QFile>
 #include <QSaveFile>
 #include <QTest>
 
@@ -65,17 +65,8 @@ bool isOfCardThread(const QString &text)
 /// Whether all threads of the process wait for something to do.
 bool sleeps(qint64 pid)
 {
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &thread : threads) {
-        QFile stat(tasks.filePath(thread + QStringLiteral("/stat")));
-        if (!stat.open(QIODevice::ReadOnly))
-            return false;
-        const QByteArray text = stat.readAll();
-        if (text.mid(text.lastIndexOf(')') + 2, 1) != "S")
-            return false;
-    }
-    return !threads.isEmpty();
+    const QByteArray states = process::states(pid);
+    return !states.isEmpty() && states.count('S') == states.size();
 }
 
 /// Qt's own complaint about what it draws on.
@@ -307,13 +298,10 @@ void Rig::forget()
 
 qint64 processorTime(qint64 pid)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
+    const QList<QByteArray> fields = process::stat(pid);
+    if (fields.isEmpty())
         return -1;
-    const QByteArray text = file.readAll();
-    // Behind the name, which may hold anything: user and system time are the
-    // 12th and the 13th field.
-    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+    // User and system time.
     const qint64 ticks = fields.value(11).toLongLong() + fields.value(12).toLongLong();
     return ticks * 1000 / sysconf(_SC_CLK_TCK);
 }

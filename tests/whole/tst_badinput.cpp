@@ -1,10 +1,9 @@
 /// What no station should send: the tool refuses it and goes on.
+#include "tests/support/processes.h"
 #include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
-#include <QDir>
-#include <QFile>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
@@ -20,17 +19,8 @@ const QByteArray echo5A("7E000C6002175A02F57F\r\n");
 /// Whether every thread of the process stands still.
 bool isStopped(qint64 pid)
 {
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    const QStringList threads = tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QString &thread : threads) {
-        QFile file(tasks.filePath(thread + QStringLiteral("/stat")));
-        if (!file.open(QIODevice::ReadOnly))
-            return false;
-        const QByteArray text = file.readAll();
-        if (!text.mid(text.lastIndexOf(')')).startsWith(") T"))
-            return false;
-    }
-    return !threads.isEmpty();
+    const QByteArray states = process::states(pid);
+    return !states.isEmpty() && states.count('T') == states.size();
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 /// The line itself: pulled out, plugged in again, and used for a long time.
+#include "tests/support/processes.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/programs.h"
 #include "tests/whole/rig.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <functional>
@@ -14,38 +13,6 @@
 
 namespace
 {
-
-/// What its descriptors are open on.
-QStringList descriptors(qint64 pid)
-{
-    QStringList targets;
-    const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
-    const QStringList names =
-        folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
-    for (const QString &name : names)
-        targets.append(QFile::symLinkTarget(folder.filePath(name)));
-    return targets;
-}
-
-/// Memory of its own, in kilobytes.
-qint64 ownMemory(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!file.open(QIODevice::ReadOnly))
-        return -1;
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith("RssAnon:"))
-            return line.mid(8).trimmed().split(' ').first().toLongLong();
-    }
-    return -1;
-}
-
-bool isSanitized(qint64 pid)
-{
-    QFile file(QStringLiteral("/proc/%1/maps").arg(pid));
-    return file.open(QIODevice::ReadOnly) && file.readAll().contains("libasan");
-}
 
 /// Sends requests and takes no answer until the tool, which cannot get rid of its
 /// replies any more, does not read the latest one.
@@ -175,18 +142,18 @@ void TestLine::thousandsOfReplies()
     };
     // The first ones fill caches.
     QVERIFY2(echo(200), qPrintable(rig.station.errorString()));
-    const QStringList openBefore = descriptors(pid);
-    const qint64 memoryBefore = ownMemory(pid);
+    const QStringList openBefore = process::openFiles(pid);
+    const qint64 memoryBefore = process::ownMemory(pid);
     QVERIFY(openBefore.size() > 3 && memoryBefore > 0);
 
     QVERIFY2(echo(5000), qPrintable(rig.station.errorString()));
     // One of its start may have been closed since, none may have been added. The last
     // reply has come before its stream is closed.
-    QTRY_VERIFY2(descriptors(pid).size() <= openBefore.size(),
-                 qPrintable(descriptors(pid).join(QLatin1Char(' '))));
-    const qint64 grown = ownMemory(pid) - memoryBefore;
+    QTRY_VERIFY2(process::openFiles(pid).size() <= openBefore.size(),
+                 qPrintable(process::openFiles(pid).join(QLatin1Char(' '))));
+    const qint64 grown = process::ownMemory(pid) - memoryBefore;
     // A sanitizer keeps freed memory for a while.
-    if (!isSanitized(pid))
+    if (!process::isSanitized(pid))
         QVERIFY2(grown < 1024, qPrintable(QString::number(grown)));
 }
 

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <unistd.h>
 
+#include "tests/support/processes.h"
 #include "tests/support/testprogram.h"
 
 /// "bench keypad" as a person runs it.
@@ -54,24 +55,10 @@ QByteArray TestKeypadCommand::readLine(QProcess &bench)
 
 QSet<qint64> TestKeypadCommand::descendants(qint64 process)
 {
-    QMap<qint64, qint64> parents;
-    const QStringList all = QDir("/proc").entryList(QDir::Dirs);
-    for (const QString &entry : all) {
-        QFile stat("/proc/" + entry + "/stat");
-        if (entry.toLongLong() == 0 || !stat.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray fields = stat.readAll();
-        parents.insert(entry.toLongLong(),
-                       fields.mid(fields.lastIndexOf(')') + 2).split(' ').at(1).toLongLong());
-    }
     QSet<qint64> found = {process};
-    for (int before = 0; before != found.size();) {
-        before = int(found.size());
-        for (auto it = parents.constBegin(); it != parents.constEnd(); ++it) {
-            if (found.contains(it.value()))
-                found.insert(it.key());
-        }
-    }
+    const QList<qint64> children = process::children(process);
+    for (const qint64 child : children)
+        found += descendants(child);
     return found;
 }
 

@@ -10,6 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "tests/support/processes.h"
 #include "tests/support/testprogram.h"
 
 class TestVirtualKeypad : public QObject
@@ -404,11 +405,8 @@ void TestVirtualKeypad::lineIsNobodysTerminal()
     VirtualKeypad keypad(shell("exec 3<>/dev/ttySP0; exec sleep 100"));
     QVERIFY(keypad.start());
     QTRY_VERIFY(QFile::exists(QString("/proc/%1/fd/3").arg(keypad.toolPid())));
-    QFile stat(QString("/proc/%1/stat").arg(keypad.toolPid()));
-    QVERIFY(stat.open(QIODevice::ReadOnly));
-    const QByteArray fields = stat.readAll();
-    // After the name in parentheses: state, parent, group, session, terminal.
-    QCOMPARE(fields.mid(fields.lastIndexOf(')') + 2).split(' ').at(4), QByteArray("0"));
+    // State, parent, group, session, terminal.
+    QCOMPARE(process::stat(keypad.toolPid()).value(4), QByteArray("0"));
 }
 
 void TestVirtualKeypad::lineByPath()

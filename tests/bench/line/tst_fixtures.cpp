@@ -2,6 +2,8 @@
 /// fixtures side by side.
 
 #include "bench/keypad/virtualkeypad.h"
+#include "tests/support/descriptors.h"
+#include "tests/support/processes.h"
 #include "tests/support/testprogram.h"
 
 #include <QHash>
@@ -112,24 +114,13 @@ const QByteArray LookPlan = R"({"plan":"p","title":"P","operator_limit_ms":36000
 /// Its process, among the children of the one that runs the batch; 0 while there is none.
 pid_t processOf(int unit, qint64 batch)
 {
-    const QString children = QStringLiteral("/proc/%1/task/%1/children").arg(batch);
-    QFile list(children);
-    if (!list.open(QIODevice::ReadOnly))
-        return 0;
-    const QList<QByteArray> numbers = list.readAll().simplified().split(' ');
-    for (const QByteArray &number : numbers) {
-        QFile line(QStringLiteral("/proc/%1/cmdline").arg(QString::fromLatin1(number)));
-        if (line.open(QIODevice::ReadOnly) &&
-            line.readAll().split('\0').contains("--unit=" + QByteArray::number(unit)))
-            return number.toInt();
+    const QList<qint64> children = process::children(batch);
+    for (const qint64 child : children) {
+        const QByteArray command = process::read(child, QStringLiteral("cmdline"));
+        if (command.split('\0').contains("--unit=" + QByteArray::number(unit)))
+            return pid_t(child);
     }
     return 0;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QJsonObject jsonIn(const QString &path)

@@ -1,6 +1,7 @@
 #include "bench/keypad/virtualkeypad.h"
 #include "bench/station/station.h"
 #include "bench/station/transcript.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/testprogram.h"
 
 #include <QCryptographicHash>
@@ -28,12 +29,6 @@ namespace
 
 const int RunLimitMs = 240000; ///< for a whole plan on a machine that is busy
 const int AtOnce = 8;          ///< runs beside each other: they mostly wait
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QJsonObject recordIn(const QString &dir)
 {
