@@ -282,7 +282,7 @@ void TestPointercalDriver::fitIsStored()
 {
     PointercalDriver driver;
     const Data data = swappedPanel();
-    QTest::ignoreMessage(QtDebugMsg, "debug: The calibration fits its points to 0 pixels");
+    QTest::ignoreMessage(QtDebugMsg, "The calibration fits its points to 0 pixels");
     driver.clearCalibration();
     driver.calibrate(&data);
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
