@@ -1,14 +1,11 @@
 #include "bench/line/recordreader.h"
 
+#include "bench/common/jsonvalues.h"
+
 #include <QJsonArray>
 
 namespace
 {
-
-QString textIn(const QJsonObject &object, const char *key)
-{
-    return object.value(QLatin1String(key)).toString();
-}
 
 QDateTime timeIn(const QJsonObject &object, const char *key)
 {
@@ -24,12 +21,6 @@ QStringList textsIn(const QJsonObject &object, const char *key)
     return texts;
 }
 
-std::optional<double> limitIn(const QJsonObject &object, const char *key)
-{
-    const QJsonValue value = object.value(QLatin1String(key));
-    return value.isDouble() ? std::optional<double>(value.toDouble()) : std::nullopt;
-}
-
 Measurement measurementFrom(const QJsonObject &object)
 {
     Measurement measured;
@@ -38,11 +29,21 @@ Measurement measurementFrom(const QJsonObject &object)
     if (!value.isNull())
         measured.value = value.toVariant();
     measured.unit = textIn(object, "unit");
-    measured.min = limitIn(object, "min");
-    measured.max = limitIn(object, "max");
+    measured.min = numberIn(object, "min");
+    measured.max = numberIn(object, "max");
     measured.limits = textIn(object, "limits");
     measured.good = object.value(QStringLiteral("good")).toBool();
     return measured;
+}
+
+TimeSpent timeFrom(const QJsonObject &object)
+{
+    TimeSpent time;
+    time.tool = numberIn(object, "tool").value_or(0);
+    time.flash = numberIn(object, "flash").value_or(0);
+    time.operatorAt = numberIn(object, "operator").value_or(0);
+    time.bench = numberIn(object, "bench").value_or(0);
+    return time;
 }
 
 CheckRecord checkFrom(const QJsonObject &object)
@@ -87,6 +88,7 @@ StepRecord stepFrom(const QJsonObject &object)
     step.group = textIn(object, "group");
     step.tries = object.value(QStringLiteral("tries")).toInt();
     step.picture = textIn(object, "picture");
+    step.lostPicture = textIn(object, "lost_picture");
     const QJsonArray attempts = object.value(QStringLiteral("attempts")).toArray();
     for (const QJsonValue &each : attempts) {
         step.attempts.append(AttemptRecord());
@@ -110,22 +112,25 @@ Outcome outcomeFromName(const QString &name)
 UnitRecord recordFromJson(const QJsonObject &object)
 {
     UnitRecord unit;
+    unit.id = textIn(object, "id");
     unit.plan = textIn(object, "plan");
     unit.planTitle = textIn(object, "title");
     unit.planFile = textIn(object, "plan_file");
-    unit.number = object.value(QStringLiteral("number")).toInt();
-    unit.id = textIn(object, "id");
     unit.planSha256 = textIn(object, "plan_sha256");
+    unit.planIncludes = object.value(QStringLiteral("plan_includes")).toObject();
     unit.variant = textIn(object, "variant");
+    unit.variables = object.value(QStringLiteral("variables")).toObject();
+    unit.number = object.value(QStringLiteral("number")).toInt();
     unit.attempt = object.value(QStringLiteral("attempt")).toInt(1);
-    unit.operatorName = textIn(object, "operator");
-    unit.benchVersion = textIn(object, "bench_version");
     unit.serialNumber = textIn(object, "serial_number");
+    unit.operatorName = textIn(object, "operator");
     unit.station = textIn(object, "station");
     unit.fixture = textIn(object, "fixture");
     unit.unit = textIn(object, "unit");
     unit.faults = textsIn(object, "faults");
     unit.toolVersion = textIn(object, "tool_version");
+    unit.benchVersion = textIn(object, "bench_version");
+    unit.time = timeFrom(object.value(QStringLiteral("time")).toObject());
     unit.start = timeIn(object, "start");
     unit.end = timeIn(object, "end");
     unit.ended = object.value(QStringLiteral("ended")).toBool();

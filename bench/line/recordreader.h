@@ -1,9 +1,10 @@
-/// Reads a record back from its JSON, as far as reports of it need.
+/// Reads a record back from its JSON.
 #ifndef BENCH_LINE_RECORDREADER_H
 #define BENCH_LINE_RECORDREADER_H
 
 #include "bench/line/record.h"
 
+/// The opposite of toJson(), but for the short words of a check, which no record has.
 /// @param object  as docs/line.md describes record.json; what it lacks is empty
 UnitRecord recordFromJson(const QJsonObject &object);
 

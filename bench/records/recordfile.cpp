@@ -1,5 +1,7 @@
 #include "bench/records/recordfile.h"
 
+#include "bench/common/jsonvalues.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
@@ -13,26 +15,15 @@ namespace
 
 const char NotRun[] = "not run";
 
-QString text(const QJsonObject &object, const char *key)
-{
-    return object.value(QLatin1String(key)).toString();
-}
-
-std::optional<double> number(const QJsonObject &object, const char *key)
-{
-    const QJsonValue value = object.value(QLatin1String(key));
-    return value.isDouble() ? std::optional<double>(value.toDouble()) : std::nullopt;
-}
-
 RecordFile::Measurement measurementFrom(const QJsonObject &object)
 {
     RecordFile::Measurement measured;
-    measured.name = text(object, "name");
-    measured.value = number(object, "value");
-    measured.text = text(object, "value");
-    measured.unit = text(object, "unit");
-    measured.minimum = number(object, "min");
-    measured.maximum = number(object, "max");
+    measured.name = textIn(object, "name");
+    measured.value = numberIn(object, "value");
+    measured.text = textIn(object, "value");
+    measured.unit = textIn(object, "unit");
+    measured.minimum = numberIn(object, "min");
+    measured.maximum = numberIn(object, "max");
     measured.good = object.value(QLatin1String("good")).toBool();
     return measured;
 }
@@ -41,8 +32,8 @@ RecordFile::Step stepFrom(const QJsonObject &object)
 {
     RecordFile::Step step;
     step.number = object.value(QLatin1String("step")).toInt();
-    step.name = text(object, "name");
-    step.outcome = text(object, "outcome");
+    step.name = textIn(object, "name");
+    step.outcome = textIn(object, "outcome");
     step.seconds = object.value(QLatin1String("seconds")).toDouble();
     step.tries = object.value(QLatin1String("tries")).toInt();
     const QJsonArray measured = object.value(QLatin1String("measured")).toArray();
@@ -92,34 +83,34 @@ std::optional<RecordFile> RecordFile::fromJson(const QByteArray &json, QString *
         *error = parsed.errorString();
         return std::nullopt;
     }
-    const QDateTime start = QDateTime::fromString(text(object, "start"), Qt::ISODateWithMs);
+    const QDateTime start = QDateTime::fromString(textIn(object, "start"), Qt::ISODateWithMs);
     if (!object.contains(QLatin1String("record")) || !start.isValid()) {
         *error = QStringLiteral("not a record of a unit");
         return std::nullopt;
     }
 
     RecordFile record;
-    record.serialNumber = text(object, "serial_number");
-    record.plan = text(object, "plan");
-    record.title = text(object, "title");
-    record.planSum = text(object, "plan_sha256");
-    record.variant = text(object, "variant");
+    record.serialNumber = textIn(object, "serial_number");
+    record.plan = textIn(object, "plan");
+    record.title = textIn(object, "title");
+    record.planSum = textIn(object, "plan_sha256");
+    record.variant = textIn(object, "variant");
     if (record.variant.isEmpty())
         record.variant = variantFrom(object.value(QLatin1String("variables")).toObject());
-    record.station = text(object, "station");
-    record.fixture = text(object, "fixture");
-    record.operatorName = text(object, "operator");
-    record.unit = text(object, "unit");
-    record.toolVersion = text(object, "tool_version");
-    record.benchVersion = text(object, "bench_version");
+    record.station = textIn(object, "station");
+    record.fixture = textIn(object, "fixture");
+    record.operatorName = textIn(object, "operator");
+    record.unit = textIn(object, "unit");
+    record.toolVersion = textIn(object, "tool_version");
+    record.benchVersion = textIn(object, "bench_version");
     record.start = start.toMSecsSinceEpoch();
     record.day = start.date().toString(Qt::ISODate);
     record.seconds = object.value(QLatin1String("seconds")).toDouble();
     record.attempt = object.value(QLatin1String("attempt")).toInt(1);
-    record.outcome = text(object, "outcome");
+    record.outcome = textIn(object, "outcome");
     if (!object.value(QLatin1String("ended")).toBool(true))
         record.outcome = notEnded();
-    record.reason = text(object, "reason");
+    record.reason = textIn(object, "reason");
     const QJsonArray steps = object.value(QLatin1String("steps")).toArray();
     for (const QJsonValue &each : steps) {
         const Step step = stepFrom(each.toObject());
@@ -127,7 +118,7 @@ std::optional<RecordFile> RecordFile::fromJson(const QByteArray &json, QString *
             record.steps.append(step);
     }
     record.failedStep = failedStepOf(record);
-    record.id = text(object, "id");
+    record.id = textIn(object, "id");
     if (record.id.isEmpty())
         record.id = madeId(record, object.value(QLatin1String("number")).toInt());
     record.json = json;
