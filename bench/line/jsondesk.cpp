@@ -62,23 +62,34 @@ OperatorDesk::Reply JsonDesk::await(Kind kind, int limitMs, QString *reply)
 {
     m_deadline.setRemainingTime(limitMs);
     for (;;) {
-        QByteArray line;
-        while (m_answers.takeLine(&line)) {
-            if (take(line, kind, limitMs, reply))
-                return Yes;
-        }
+        if (takeLines(kind, limitMs, reply))
+            return Yes;
         if (m_interrupt != nullptr && m_interrupt->isRaised())
             return Interrupted;
-        if (m_deadline.hasExpired())
-            return TooLate;
         const qint64 left = m_deadline.isForever()
                                 ? SliceMs
                                 : std::min<qint64>(SliceMs, m_deadline.remainingTime());
         const bool canAnswer = m_answers.read(static_cast<int>(left));
         QEventLoop().processEvents();
+        // What was said in time counts, however late this program looks at it.
+        if (takeLines(kind, limitMs, reply))
+            return Yes;
         if (!canAnswer)
             return Nobody;
+        if (left == 0 && m_deadline.hasExpired())
+            return TooLate;
     }
+}
+
+/// @return whether one of those that have come answers the question
+bool JsonDesk::takeLines(Kind kind, int limitMs, QString *reply)
+{
+    QByteArray line;
+    while (m_answers.takeLine(&line)) {
+        if (take(line, kind, limitMs, reply))
+            return true;
+    }
+    return false;
 }
 
 /// @return whether it answers the question

@@ -32,6 +32,7 @@ private:
 
     Reply put(Kind kind, const QString &text, int limitMs, QString *reply);
     Reply await(Kind kind, int limitMs, QString *reply);
+    bool takeLines(Kind kind, int limitMs, QString *reply);
     bool take(const QByteArray &line, Kind kind, int limitMs, QString *reply);
     void refuse(const QByteArray &line, const char *reason);
 

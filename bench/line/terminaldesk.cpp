@@ -85,17 +85,20 @@ TerminalDesk::Reply TerminalDesk::readLine(int limitMs, QByteArray *line)
 TerminalDesk::Reply TerminalDesk::awaitLine(int limitMs, QByteArray *line)
 {
     const QDeadlineTimer deadline(limitMs);
-    for (;;) {
-        if (m_answers.takeLine(line))
-            return Yes;
+    while (!m_answers.takeLine(line)) {
         if (m_interrupt != nullptr && m_interrupt->isRaised())
             return Interrupted;
-        if (deadline.hasExpired())
-            return TooLate;
+        // What was typed in time counts, however late this program looks at it.
+        const bool isOver = deadline.hasExpired();
         const bool canType =
             m_answers.read(static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));
         QEventLoop().processEvents();
+        if (m_answers.takeLine(line))
+            return Yes;
         if (!canType)
             return Nobody;
+        if (isOver)
+            return TooLate;
     }
+    return Yes;
 }

@@ -1,61 +1,21 @@
 #include "bench/line/jsondesk.h"
 
+#include "tests/bench/line/otherside.h"
 #include "tests/support/testprogram.h"
 
-#include <QJsonDocument>
-#include <QList>
+#include <QElapsedTimer>
 #include <QTest>
-#include <QTimer>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace
 {
 
-const int LongMs = 20000;
-
-QList<int> newPipe()
-{
-    int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        qFatal("no pipe");
-    return {ends[0], ends[1]};
-}
+const int LongMs = 600000;
 
 /// A desk at a program that a test plays.
-struct Desk {
-    ~Desk()
-    {
-        close(ends.at(0));
-        hangUp();
-        std::fclose(out);
-    }
-    void say(const QByteArray &text)
-    {
-        if (write(ends.at(1), text.constData(), static_cast<size_t>(text.size())) != text.size())
-            qFatal("cannot answer");
-    }
-    void hangUp()
-    {
-        if (ends.at(1) >= 0)
-            close(ends.at(1));
-        ends[1] = -1;
-    }
-    QByteArray heard()
-    {
-        std::rewind(out);
-        QByteArray text(4096, '\0');
-        text.resize(
-            static_cast<int>(std::fread(text.data(), 1, static_cast<size_t>(text.size()), out)));
-        return text;
-    }
-
-    QList<int> ends = newPipe();
-    FILE *out = std::tmpfile();
+struct Desk : OtherSide {
     Interrupt interrupt;
-    JsonStream stream{out, QString()};
-    JsonDesk desk{ends.at(0), &stream, &interrupt};
+    JsonStream stream{questions(), QString()};
+    JsonDesk desk{answers(), &stream, &interrupt};
 };
 
 } // namespace
@@ -73,6 +33,7 @@ private slots:
     void takesALine();
     void numbersItsQuestions();
     void waitsForItsTurn();
+    void takesAnAnswerThatItSeesLate();
     void isTooLateOnceShown();
     void stopsWhenInterrupted();
     void noticesThatNobodyIsThere();
@@ -105,10 +66,11 @@ void TestJsonDesk::asks()
     Desk desk;
     desk.say(answer);
     const QString text = QStringLiteral("Is it lit?");
-    QTEST(int(confirms ? desk.desk.confirm(text, 1500) : desk.desk.question(text, 1500)), "reply");
+    QTEST(int(confirms ? desk.desk.confirm(text, 60000) : desk.desk.question(text, 60000)),
+          "reply");
     QCOMPARE(desk.heard(), QByteArray("{\"event\":\"question\",\"id\":1,\"kind\":\"") +
                                (confirms ? "confirm" : "yes/no") +
-                               "\",\"limit_ms\":1500,\"text\":\"Is it lit?\"}\n"
+                               "\",\"limit_ms\":60000,\"text\":\"Is it lit?\"}\n"
                                "{\"event\":\"question over\",\"id\":1}\n");
 }
 
@@ -156,11 +118,11 @@ void TestJsonDesk::takesALine()
     Desk desk;
     desk.say("{\"answer\":1,\"reply\":5}\n{\"answer\":1,\"reply\":\" no \"}\n");
     QString line;
-    QCOMPARE(int(desk.desk.ask(QStringLiteral("Serial number"), 700, &line)),
+    QCOMPARE(int(desk.desk.ask(QStringLiteral("Serial number"), 60000, &line)),
              int(OperatorDesk::Yes));
     QCOMPARE(line, QStringLiteral("no"));
     QCOMPARE(desk.heard(),
-             QByteArray("{\"event\":\"question\",\"id\":1,\"kind\":\"text\",\"limit_ms\":700,"
+             QByteArray("{\"event\":\"question\",\"id\":1,\"kind\":\"text\",\"limit_ms\":60000,"
                         "\"text\":\"Serial number\"}\n"
                         "{\"event\":\"refused\",\"line\":\"{\\\"answer\\\":1,\\\"reply\\\":5}\","
                         "\"reason\":\"its reply is a text\"}\n"
@@ -180,13 +142,25 @@ void TestJsonDesk::waitsForItsTurn()
 {
     Desk desk;
     desk.say("{\"waits\":1}\n");
-    bool over = false;
-    // Much longer than the limit, which counts from when the question is shown.
-    QTimer::singleShot(300,
-                       [&desk] { desk.say("{\"shown\":1}\n{\"answer\":1,\"reply\":\"yes\"}\n"); });
-    QTimer::singleShot(200, [&desk, &over] { over = desk.heard().contains("over"); });
-    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), 100)), int(OperatorDesk::Yes));
-    QVERIFY(!over);
+    // Longer than the limit, which counts from when the question is shown.
+    QElapsedTimer clock;
+    clock.start();
+    bool isOver = true;
+    desk.when([&] { return clock.elapsed() > 50; },
+              [&] {
+                  isOver = desk.heard().contains("question over");
+                  desk.say("{\"shown\":1}\n{\"answer\":1,\"reply\":\"yes\"}\n");
+              });
+    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), 1)), int(OperatorDesk::Yes));
+    QVERIFY(!isOver);
+}
+
+/// The program stood still, or the machine: what was said before it looks is in time.
+void TestJsonDesk::takesAnAnswerThatItSeesLate()
+{
+    Desk desk;
+    desk.say("{\"answer\":1,\"reply\":\"yes\"}\n");
+    QCOMPARE(int(desk.desk.question(QStringLiteral("1"), 0)), int(OperatorDesk::Yes));
 }
 
 void TestJsonDesk::isTooLateOnceShown()
@@ -200,7 +174,8 @@ void TestJsonDesk::stopsWhenInterrupted()
 {
     Desk desk;
     desk.say("{\"waits\":1}\n");
-    QTimer::singleShot(50, [&desk] { desk.interrupt.raise(); });
+    desk.when([&] { return desk.heard().contains("\"question\""); },
+              [&] { desk.interrupt.raise(); });
     QCOMPARE(int(desk.desk.question(QStringLiteral("1"), LongMs)), int(OperatorDesk::Interrupted));
     QVERIFY(desk.heard().endsWith("{\"event\":\"question over\",\"id\":1}\n"));
 }
