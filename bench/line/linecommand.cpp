@@ -411,6 +411,14 @@ LineOptions readOptions(const QCommandLineParser &parser, const Choices &choices
     readBoard(parser, choices, &options, error);
     if (options.port.isEmpty())
         refuseWithout("port", parser, choices.baud, error);
+    const bool isVirtual = options.port.isEmpty() && !options.board;
+    for (const QCommandLineOption *option : {&choices.display, &choices.flash}) {
+        if (!isVirtual && parser.isSet(*option))
+            refuse(
+                QStringLiteral("--%1 is for virtual keypads; it cannot be used with --%2")
+                    .arg(option->names().first(), QLatin1String(options.board ? "board" : "port")),
+                error);
+    }
     if (!options.port.isEmpty() && !options.faults.isEmpty())
         refuse(QStringLiteral("--fault is for virtual units; it cannot be used with --port"),
                error);

@@ -442,6 +442,17 @@ void TestLineCommand::wrongOptionsAreRefused_data()
             {plan, QStringLiteral("--flash-seconds=%1").arg(QLatin1String(seconds))},
             "--flash-seconds takes a number from 0 to 3600");
     }
+    for (const char *option : {"--display=:0", "--flash-seconds=3"}) {
+        const QString name = QString::fromLatin1(option).section(QLatin1Char('='), 0, 0);
+        row(qPrintable(name + QStringLiteral(" with a port")),
+            {plan, QLatin1String(option), QStringLiteral("--port"), QStringLiteral("/dev/null")},
+            qPrintable(name +
+                       QStringLiteral(" is for virtual keypads; it cannot be used with --port")));
+        row(qPrintable(name + QStringLiteral(" with a board")),
+            {plan, QLatin1String(option), QStringLiteral("--board"), QStringLiteral("vm")},
+            qPrintable(name +
+                       QStringLiteral(" is for virtual keypads; it cannot be used with --board")));
+    }
     row("pace", {plan, QStringLiteral("--pace"), QStringLiteral("1.5")},
         "--pace takes a whole number from 0 to 60000");
     row("rate", {plan, QStringLiteral("--baud"), QStringLiteral("fast")},
