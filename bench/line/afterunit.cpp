@@ -1,11 +1,18 @@
 #include "bench/line/afterunit.h"
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcess>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace
 {
+
+const int LookEveryMs = 50; ///< at the interrupt, which announces nothing
+/// Enough to tell another system that a unit was interrupted; a person waits for the end.
+const int InterruptedLimitMs = 2000;
 
 /// A terminal shows it, so that only what can be printed may be in it.
 QString lastLine(const QByteArray &output)
@@ -20,15 +27,29 @@ QString lastLine(const QByteArray &output)
 
 } // namespace
 
-QString runAfterUnit(const QString &program, const QString &record, int limitMs)
+QString runAfterUnit(const QString &program, const QString &record, int limitMs,
+                     const Interrupt *interrupt)
 {
+    QDeadlineTimer deadline(limitMs);
+    bool isInterrupted = false;
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice()); // the operator's answers are not for it
     QEventLoop loop;
     QObject::connect(&process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), &loop,
                      &QEventLoop::quit);
-    QTimer::singleShot(limitMs, &loop, &QEventLoop::quit);
+    const auto look = [&] {
+        if (!isInterrupted && interrupt != nullptr && interrupt->isRaised()) {
+            isInterrupted = true;
+            deadline.setRemainingTime(
+                std::min<qint64>(deadline.remainingTime(), InterruptedLimitMs));
+        }
+        if (deadline.hasExpired())
+            loop.quit();
+    };
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &loop, look);
+    timer.start(LookEveryMs);
     process.start(program, {record});
     if (!process.waitForStarted())
         return QStringLiteral("%1: %2").arg(program, process.errorString());
@@ -38,7 +59,8 @@ QString runAfterUnit(const QString &program, const QString &record, int limitMs)
     if (process.state() != QProcess::NotRunning) {
         process.kill();
         process.waitForFinished();
-        reason = QStringLiteral("not done in %1 s").arg(limitMs / 1000.0);
+        reason = isInterrupted ? QStringLiteral("not done when the run was interrupted")
+                               : QStringLiteral("not done in %1 s").arg(limitMs / 1000.0);
     } else if (process.exitStatus() != QProcess::NormalExit) {
         reason = QStringLiteral("ended by a signal");
     } else if (process.exitCode() != 0) {

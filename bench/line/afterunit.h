@@ -3,11 +3,18 @@
 #ifndef BENCH_LINE_AFTERUNIT_H
 #define BENCH_LINE_AFTERUNIT_H
 
+#include "bench/line/interrupt.h"
+
 #include <QString>
 
+constexpr int DefaultAfterLimitMs = 30000;
+
 /// Runs @p program with the path of a record as its argument and waits until it has ended, for
-/// @p limitMs at most; then it is killed. What it prints is not shown.
+/// @p limitMs at most, or two seconds once the run is interrupted; then it is killed. What it
+/// prints is not shown.
+/// @param interrupt  may be null
 /// @return why it has failed, in one line, with the last that it said; empty when it has not
-QString runAfterUnit(const QString &program, const QString &record, int limitMs);
+QString runAfterUnit(const QString &program, const QString &record, int limitMs,
+                     const Interrupt *interrupt = nullptr);
 
 #endif

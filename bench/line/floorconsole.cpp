@@ -1,5 +1,6 @@
 #include "bench/line/floorconsole.h"
 
+#include "bench/common/jsonvalues.h"
 #include "bench/line/recordreader.h"
 
 #include <QJsonObject>
@@ -12,11 +13,7 @@ namespace
 {
 
 const int LinesBeside = 4; ///< of the terminal, for a question and what was last said
-
-QString textIn(const QJsonObject &event, const char *key)
-{
-    return event.value(QLatin1String(key)).toString();
-}
+const int AnswerWidth = 24;
 
 } // namespace
 
@@ -92,6 +89,13 @@ void FloorConsole::idle(int fixture)
     withdraw(fixture, 0);
 }
 
+void FloorConsole::told(const QString &about, const QString &text)
+{
+    erase();
+    m_console.told(about, text);
+    draw();
+}
+
 void FloorConsole::stepEnded(int fixture, const QJsonObject &event)
 {
     const Outcome outcome = outcomeFromName(textIn(event, "outcome"));
@@ -139,6 +143,7 @@ void FloorConsole::ask(int fixture, const QJsonObject &event)
 /// Asks what is next, if there is something.
 void FloorConsole::put()
 {
+    erase(); // rows without a question below them
     m_isAsking = !m_questions.empty();
     m_answers.listen(m_isAsking);
     if (m_isAsking) {
@@ -188,6 +193,25 @@ QString FloorConsole::promptOf(const Question &question) const
              QLatin1String(ending));
 }
 
+/// What is asked, with room for the answer: rows could not be drawn again while it is typed
+/// if it went on in another line.
+QString FloorConsole::shownPrompt() const
+{
+    const QString prompt = promptOf(m_questions.front()) + QLatin1Char(' ');
+    const auto room = m_width - prompt.size() % std::max(1, m_width);
+    return m_width == 0 || room >= AnswerWidth ? prompt : prompt + QStringLiteral("\n     ");
+}
+
+/// How many lines of the terminal begin after the first one.
+int FloorConsole::linesAbove(const QString &text) const
+{
+    int lines = 0;
+    const QStringList parts = text.split(QLatin1Char('\n'));
+    for (const QString &part : parts)
+        lines += 1 + (m_width > 0 ? static_cast<int>(part.size()) / m_width : 0);
+    return lines - 1;
+}
+
 void FloorConsole::take(const QByteArray &line)
 {
     const Question question = m_questions.front();
@@ -202,7 +226,9 @@ void FloorConsole::take(const QByteArray &line)
         else if (word == QLatin1String("n") || word == QLatin1String("no"))
             reply = QStringLiteral("no");
     }
-    m_above += 1; // Enter has moved the cursor
+    // Typing may have filled lines, and Enter has moved the cursor.
+    m_above =
+        static_cast<int>(m_rows.size()) + 1 + linesAbove(shownPrompt() + QString::fromUtf8(line));
     close();
     if (m_isTerminal) // it stays, with its answer
         write(promptOf(question) + QLatin1Char(' ') + QString::fromUtf8(line).trimmed() +
@@ -283,10 +309,8 @@ void FloorConsole::draw()
     m_above = static_cast<int>(m_rows.size());
     writeRows();
     if (m_isAsking) {
-        const QString prompt = promptOf(m_questions.front()) + QLatin1Char(' ');
-        if (m_width > 0)
-            m_above += static_cast<int>(prompt.size()) / m_width;
-        std::fputs(prompt.toUtf8().constData(), m_out);
+        m_above += linesAbove(shownPrompt());
+        std::fputs(shownPrompt().toUtf8().constData(), m_out);
     }
     flush();
 }

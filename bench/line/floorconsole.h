@@ -25,6 +25,7 @@ public:
     void begin(const Plan &plan, const QStringList &fixtures, int units) override;
     void heard(int fixture, const QJsonObject &event) override;
     void idle(int fixture) override;
+    void told(const QString &about, const QString &text) override;
     void summary(const QList<UnitRecord> &units, const QString &files) override;
 
 private slots:
@@ -51,6 +52,8 @@ private:
     void withdraw(int fixture, int id);
     void close();
     QString promptOf(const Question &question) const;
+    QString shownPrompt() const;
+    int linesAbove(const QString &text) const;
     void stepEnded(int fixture, const QJsonObject &event);
     void unitEnded(int fixture, const QJsonObject &event);
     void log(int fixture, const QString &text);

@@ -50,6 +50,11 @@ void FloorJson::idle(int fixture)
     }
 }
 
+void FloorJson::told(const QString &about, const QString &text)
+{
+    JsonWatcher(m_stream).told(about, text);
+}
+
 void FloorJson::summary(const QList<UnitRecord> &units, const QString &files)
 {
     JsonWatcher(m_stream).summary(units, files);

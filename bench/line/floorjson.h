@@ -22,6 +22,7 @@ public:
     void begin(const Plan &plan, const QStringList &fixtures, int units) override;
     void heard(int fixture, const QJsonObject &event) override;
     void idle(int fixture) override;
+    void told(const QString &about, const QString &text) override;
     void summary(const QList<UnitRecord> &units, const QString &files) override;
 
 private slots:

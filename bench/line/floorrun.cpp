@@ -1,5 +1,6 @@
 #include "bench/line/floorrun.h"
 
+#include "bench/line/afterunit.h"
 #include "bench/line/interrupt.h"
 #include "bench/line/recordreader.h"
 
@@ -18,7 +19,8 @@ const int LookEveryMs = 50; ///< at the interrupt, which announces nothing
 FloorRun::FloorRun(const Plan &plan, const LineOptions &line, const FloorOptions &floor,
                    FloorWatcher *watcher)
     : m_plan(plan), m_line(line), m_floor(floor), m_watcher(watcher),
-      m_maker(plan, line, nullptr, nullptr), m_places(static_cast<size_t>(floor.fixtures.size()))
+      m_maker(plan, line, nullptr, nullptr), m_store(line.outDir, line.store),
+      m_places(static_cast<size_t>(floor.fixtures.size()))
 {
     m_watcher->say = [this](int place, const QJsonObject &reply) {
         m_places.at(static_cast<size_t>(place)).fixture->say(reply);
@@ -80,6 +82,7 @@ void FloorRun::handOut(int index)
     if (place.unit != 0) // the first one is there already
         arguments.append(QStringLiteral("--connect"));
     place.unit = m_next++;
+    place.attempt = 1;
     place.isDecided = false;
     place.fixture->start(arguments + QStringList{QStringLiteral("--"), m_floor.planFile});
 }
@@ -90,7 +93,8 @@ void FloorRun::passInterruptOn()
         return;
     m_isPassedOn = true;
     // They have an output that is read; what broke is ours.
-    const int cause = m_line.interrupt->cause() == SIGPIPE ? SIGTERM : m_line.interrupt->cause();
+    const int cause =
+        m_line.interrupt->cause() == SIGPIPE ? Interrupt::OutputLost : m_line.interrupt->cause();
     for (const Place &place : m_places)
         place.fixture->signalTo(cause);
 }
@@ -111,6 +115,10 @@ void FloorRun::hear(int index, const QJsonObject &event)
         leaveOut(place.unit, unit.value(QStringLiteral("reason")).toString());
         return;
     }
+    if (name == QLatin1String("unit begun")) {
+        place.attempt = event.value(QStringLiteral("attempt")).toInt(1);
+        place.isDecided = false;
+    }
     if (name == QLatin1String("unit ended")) {
         place.isDecided = true;
         m_records.append(recordFromJson(event.value(QStringLiteral("record")).toObject()));
@@ -124,38 +132,65 @@ void FloorRun::end(int index, const QString &how)
 {
     Place &place = m_places.at(static_cast<size_t>(index));
     m_watcher->idle(index);
-    if (!place.isDecided && isInterrupted()) {
+    if (!place.isDecided && isInterrupted())
         leaveOut(place.unit, m_line.interrupt->reason());
-    } else if (!place.isDecided) {
-        UnitRecord record = unknown(place.unit);
-        record.fixture = place.fixture->name();
-        record.unit = place.fixture->port();
-        record.outcome = Outcome::Error;
-        record.reason = QStringLiteral("the process that tested it: %1").arg(how);
-        record.ended = true;
-        QString error;
-        const bool written = m_folder.conclude(&record, &error);
-        noteError(error);
-        m_records.append(record);
-        m_watcher->heard(
-            index, {{QStringLiteral("event"), QStringLiteral("unit ended")},
-                    {QStringLiteral("fixture"), record.fixture},
-                    {QStringLiteral("unit"), record.number},
-                    {QStringLiteral("outcome"), outcomeName(record.outcome)},
-                    {QStringLiteral("reason"), record.reason},
-                    {QStringLiteral("files"), written ? m_folder.unitPath(place.unit) : QString()},
-                    {QStringLiteral("record"), toJson(record)}});
-        if (!written && m_why.isEmpty())
-            m_why = QStringLiteral("the record of unit %1 could not be written").arg(place.unit);
-    }
+    else if (!place.isDecided)
+        concludeDead(index, how);
     place.isDecided = true;
+    m_store.bring();
     handOut(index);
 }
 
-/// Of a unit that no process has told of.
-UnitRecord FloorRun::unknown(int number) const
+/// The process died before it gave a verdict: what it had kept becomes the record.
+void FloorRun::concludeDead(int index, const QString &how)
 {
-    UnitRecord record = m_maker.newRecord(number);
+    const Place &place = m_places.at(static_cast<size_t>(index));
+    UnitRecord record = unknown(place.unit, place.attempt);
+    record.fixture = place.fixture->name();
+    record.unit = place.fixture->port();
+    record.outcome = Outcome::Error;
+    record.reason = QStringLiteral("the process that tested it: %1").arg(how);
+    record.ended = true;
+    const QString dir = m_folder.unitPath(place.unit, place.attempt);
+    m_store.enter(RecordFolder::recordPath(dir));
+    QString error;
+    const bool written = m_folder.conclude(&record, &error);
+    noteError(error);
+    m_records.append(record);
+    m_watcher->heard(index, {{QStringLiteral("event"), QStringLiteral("unit ended")},
+                             {QStringLiteral("fixture"), record.fixture},
+                             {QStringLiteral("unit"), record.number},
+                             {QStringLiteral("attempt"), record.attempt},
+                             {QStringLiteral("outcome"), outcomeName(record.outcome)},
+                             {QStringLiteral("reason"), record.reason},
+                             {QStringLiteral("files"), written ? dir : QString()},
+                             {QStringLiteral("record"), toJson(record)}});
+    if (written)
+        tellOthers(index, dir);
+    else if (m_why.isEmpty())
+        m_why = QStringLiteral("the record of unit %1 could not be written").arg(place.unit);
+}
+
+/// What the process of a unit does itself while it lives.
+void FloorRun::tellOthers(int index, const QString &dir)
+{
+    m_store.release();
+    if (m_line.after.isEmpty())
+        return;
+    const QString failure = runAfterUnit(m_line.after, RecordFolder::recordPath(dir),
+                                         DefaultAfterLimitMs, m_line.interrupt);
+    if (!failure.isEmpty())
+        m_watcher->heard(index, {{QStringLiteral("event"), QStringLiteral("note")},
+                                 {QStringLiteral("fixture"),
+                                  m_places.at(static_cast<size_t>(index)).fixture->name()},
+                                 {QStringLiteral("about"), QStringLiteral("after")},
+                                 {QStringLiteral("text"), failure}});
+}
+
+/// Of a unit that no process has told of.
+UnitRecord FloorRun::unknown(int number, int attempt) const
+{
+    UnitRecord record = m_maker.newRecord(number, attempt);
     record.serialNumber =
         m_line.countsUp ? LineRun::countedUp(m_line.serialNumber, number - 1) : m_line.serialNumber;
     return record;
@@ -190,6 +225,9 @@ Outcome FloorRun::conclude(QString *error)
     if (isBatch())
         m_watcher->summary(m_records, written ? m_folder.path() : QString());
     noteError(unwritten);
+    const QString stored = m_store.finish(StoreFeed::LimitMs);
+    if (!stored.isEmpty())
+        m_watcher->told(QStringLiteral("store"), stored);
     *error = m_error;
     Outcome worst = m_error.isEmpty() ? Outcome::NotRun : Outcome::Error;
     const QList<bool> areLast = lastAttempts(m_records);

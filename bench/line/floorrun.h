@@ -5,6 +5,7 @@
 #include "bench/line/fixture.h"
 #include "bench/line/floorwatcher.h"
 #include "bench/line/linerun.h"
+#include "bench/line/storefeed.h"
 
 #include <QEventLoop>
 #include <QObject>
@@ -40,6 +41,7 @@ private:
     struct Place {
         std::unique_ptr<Fixture> fixture;
         int unit = 0;           ///< the one that is tested, or was
+        int attempt = 1;        ///< at it
         bool isDecided = false; ///< its verdict, or that it was left out, is known
     };
 
@@ -47,8 +49,10 @@ private:
     void hear(int place, const QJsonObject &event);
     void end(int place, const QString &how);
     void leaveOut(int number, const QString &reason);
+    void concludeDead(int place, const QString &how);
+    void tellOthers(int place, const QString &dir);
     void noteError(const QString &error);
-    UnitRecord unknown(int number) const;
+    UnitRecord unknown(int number, int attempt = 1) const;
     bool isBatch() const;
     bool isInterrupted() const;
     Outcome conclude(QString *error);
@@ -59,6 +63,7 @@ private:
     FloorWatcher *m_watcher;
     LineRun m_maker; ///< of records for units that no process tells of
     RecordFolder m_folder;
+    StoreFeed m_store;
     QEventLoop m_loop;
     std::vector<Place> m_places;
     QList<UnitRecord> m_records;

@@ -18,6 +18,9 @@ public:
     virtual void heard(int fixture, const QJsonObject &event) = 0;
     /// The fixture tests nothing any more for now; nobody waits for answers to its questions.
     virtual void idle(int fixture) = 0;
+    /// What is no event of a unit.
+    /// @param about  what it is of: "store"
+    virtual void told(const QString &about, const QString &text) = 0;
     /// @param files  folder with the reports; empty when they could not be written
     virtual void summary(const QList<UnitRecord> &units, const QString &files) = 0;
 

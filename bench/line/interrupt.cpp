@@ -6,7 +6,7 @@
 namespace
 {
 
-const int Signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE};
+const int Signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, Interrupt::OutputLost};
 const int Count = static_cast<int>(std::size(Signals));
 
 struct sigaction before[Count];
@@ -24,7 +24,7 @@ void follow(int number, void (*handler)(int))
 void end(int number)
 {
     const int errnoBefore = errno;
-    followed->raise(number);
+    followed->raise(number == Interrupt::OutputLost ? SIGPIPE : number);
     // The second time nobody wants to wait for the record.
     for (const int other : {SIGINT, SIGQUIT, SIGTERM})
         follow(other, SIG_DFL);
@@ -46,7 +46,7 @@ Interrupt::~Interrupt()
     followed = nullptr;
 }
 
-void Interrupt::followSignals()
+void Interrupt::followSignals(bool isOfBatch)
 {
     followed = this;
     m_follows = true;
@@ -54,6 +54,8 @@ void Interrupt::followSignals()
         const int number = Signals[i];
         sigaction(number, nullptr, &before[i]);
         if (number == SIGHUP && before[i].sa_handler == SIG_IGN)
+            continue;
+        if (number == OutputLost && !isOfBatch)
             continue;
         follow(number, number == SIGPIPE ? ignore : end);
     }

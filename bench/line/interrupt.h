@@ -11,6 +11,9 @@
 class Interrupt
 {
 public:
+    /// The signal that tells the process of one unit that nobody reads the output of the batch.
+    static constexpr int OutputLost = SIGUSR1;
+
     Interrupt() = default;
     ~Interrupt();
     Q_DISABLE_COPY(Interrupt)
@@ -20,7 +23,8 @@ public:
     /// ends the process at once. A terminal that closes may send SIGHUP more than once, so
     /// it never does. A broken pipe is a write that fails, see flush(). Of one at a time;
     /// what was there before is put back in the end.
-    void followSignals();
+    /// @param isOfBatch  OutputLost raises it, too
+    void followSignals(bool isOfBatch = false);
 
     /// @param cause  a signal's number; the first one stays. Safe in a handler.
     void raise(int cause = SIGINT);

@@ -518,7 +518,7 @@ int runLineCommand(const QStringList &arguments)
     Interrupt interrupt;
     if (options.part)
         followBatch();
-    interrupt.followSignals();
+    interrupt.followSignals(options.part.has_value());
     options.interrupt = &interrupt;
     const bool json = parser.isSet(choices.json);
     const int asPlanned = floor  ? runFloor(*plan, options, *floor, json, &interrupt, &error)

@@ -29,8 +29,9 @@ void LineReader::handOver()
     QByteArray next;
     while (m_isListening && m_input.takeLine(&next))
         emit line(next);
-    if (!m_isListening || !m_isClosed)
+    if (!m_isListening || !m_isClosed || m_isTold)
         return;
     m_isListening = false;
+    m_isTold = true;
     emit closed();
 }

@@ -35,6 +35,7 @@ private:
     QSocketNotifier m_notifier;
     bool m_isListening = false;
     bool m_isClosed = false;
+    bool m_isTold = false; ///< that it is closed
 };
 
 #endif

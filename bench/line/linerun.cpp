@@ -16,8 +16,6 @@ namespace
 
 /// For changing the unit on the line; nobody waits longer.
 const int NextUnitLimitMs = 3600000;
-const int AfterLimitMs = 30000; ///< for a program of the factory's
-const int StoreLimitMs = 5000;
 
 QString noOperator()
 {
@@ -84,7 +82,8 @@ Outcome LineRun::run(QString *error)
         const bool written = m_folder.writeSummary(m_records, &unwritten);
         m_watcher->summary(m_records, written ? m_folder.path() : QString());
     }
-    const QString stored = m_store.finish(StoreLimitMs);
+    const QString stored =
+        m_options.part ? m_store.complaint() : m_store.finish(StoreFeed::LimitMs);
     if (!stored.isEmpty())
         m_watcher->told(QStringLiteral("store"), stored);
     if (unwritten.isEmpty())
@@ -357,10 +356,12 @@ void LineRun::runAttempt(int number, int attempt, QString *error)
 void LineRun::tellOthers(const QString &dir)
 {
     m_store.release();
+    if (!m_options.part) // who runs the batch brings them
+        m_store.bring();
     if (m_options.after.isEmpty())
         return;
-    const QString failure =
-        runAfterUnit(m_options.after, RecordFolder::recordPath(dir), AfterLimitMs);
+    const QString failure = runAfterUnit(m_options.after, RecordFolder::recordPath(dir),
+                                         DefaultAfterLimitMs, m_options.interrupt);
     if (!failure.isEmpty())
         m_watcher->told(QStringLiteral("after"), failure);
 }

@@ -1,5 +1,7 @@
 #include "bench/line/passedunits.h"
 
+#include "bench/common/jsonvalues.h"
+
 #include <QDirIterator>
 #include <QFile>
 #include <QJsonDocument>
@@ -25,30 +27,44 @@ QDateTime PassedUnits::when(const QString &serialNumber) const
     const QDateTime noted = m_noted.value(serialNumber);
     if (noted.isValid())
         return noted;
+    // What waits for the store may be in it a moment later, never the other way round.
+    const QDateTime waiting = inWaiting(serialNumber);
     const std::optional<QDateTime> stored = m_store->whenPassed(m_plan, serialNumber, StoreLimitMs);
-    return stored ? *stored : inFolder(serialNumber);
+    return stored ? std::max(*stored, waiting) : inFolder(serialNumber);
+}
+
+/// What another fixture has tested just now.
+QDateTime PassedUnits::inWaiting(const QString &serialNumber) const
+{
+    QDateTime last;
+    const QStringList files = m_store->waiting();
+    for (const QString &file : files)
+        last = std::max(last, inRecord(file, serialNumber));
+    return last;
 }
 
 QDateTime PassedUnits::inFolder(const QString &serialNumber) const
 {
     QDateTime last;
-    const QByteArray number = serialNumber.toUtf8();
     QDirIterator files(m_outDir, {QStringLiteral("record.json")}, QDir::Files,
                        QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        QFile file(files.next());
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray bytes = file.readAll();
-        if (!bytes.contains(number)) // most are of other units
-            continue;
-        const QJsonObject record = QJsonDocument::fromJson(bytes).object();
-        const auto text = [&record](const char *key) {
-            return record.value(QLatin1String(key)).toString();
-        };
-        if (text("serial_number") == serialNumber && text("plan") == m_plan &&
-            text("outcome") == outcomeName(Outcome::Pass))
-            last = std::max(last, QDateTime::fromString(text("end"), Qt::ISODateWithMs));
-    }
+    while (files.hasNext())
+        last = std::max(last, inRecord(files.next(), serialNumber));
     return last;
+}
+
+/// When the unit has passed as a record says; invalid when it does not.
+QDateTime PassedUnits::inRecord(const QString &path, const QString &serialNumber) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QDateTime();
+    const QByteArray bytes = file.readAll();
+    if (!bytes.contains(serialNumber.toUtf8())) // most are of other units
+        return QDateTime();
+    const QJsonObject record = QJsonDocument::fromJson(bytes).object();
+    if (textIn(record, "serial_number") != serialNumber || textIn(record, "plan") != m_plan ||
+        textIn(record, "outcome") != outcomeName(Outcome::Pass))
+        return QDateTime();
+    return QDateTime::fromString(textIn(record, "end"), Qt::ISODateWithMs);
 }

@@ -28,6 +28,8 @@ public:
 
 private:
     QDateTime inFolder(const QString &serialNumber) const;
+    QDateTime inWaiting(const QString &serialNumber) const;
+    QDateTime inRecord(const QString &path, const QString &serialNumber) const;
 
     const QString m_plan;
     const QString m_outDir;

@@ -191,7 +191,7 @@ bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
 
 bool RecordFolder::conclude(UnitRecord *record, QString *error) const
 {
-    const QString dir = unitPath(record->number);
+    const QString dir = unitPath(record->number, record->attempt);
     QFile kept(recordPath(dir));
     QJsonObject object;
     if (kept.open(QIODevice::ReadOnly))

@@ -62,9 +62,13 @@ void StoreFeed::enter(const QString &record)
 
 void StoreFeed::release()
 {
+    m_ticket = Outbox::Ticket();
+}
+
+void StoreFeed::bring()
+{
     if (m_place.isEmpty())
         return;
-    m_ticket = Outbox::Ticket();
     m_isDue = true;
     goOn();
 }
@@ -90,7 +94,7 @@ QString StoreFeed::finish(int limitMs)
     m_isDue = false;
     endNow(&m_import);
     if (!m_complaint.isEmpty())
-        return QStringLiteral("not all records are in %1: %2").arg(m_place, m_complaint);
+        return complaint();
     const auto waiting = m_outbox.waiting().size();
     if (waiting == 0)
         return m_place;
@@ -101,6 +105,22 @@ QString StoreFeed::finish(int limitMs)
         .arg(waiting)
         .arg(QLatin1String(waiting == 1 ? "" : "s"), QLatin1String(waiting == 1 ? "s" : ""),
              m_place, isDone ? said : slow);
+}
+
+QString StoreFeed::complaint() const
+{
+    if (m_complaint.isEmpty())
+        return QString();
+    return QStringLiteral("not all records are in %1: %2").arg(m_place, m_complaint);
+}
+
+QStringList StoreFeed::waiting() const
+{
+    QStringList files;
+    const QList<Outbox::Entry> entries = m_outbox.waiting();
+    for (const Outbox::Entry &entry : entries)
+        files.append(entry.record);
+    return files;
 }
 
 std::optional<QDateTime> StoreFeed::whenPassed(const QString &plan, const QString &serialNumber,

@@ -17,6 +17,9 @@ class StoreFeed : public QObject
     Q_OBJECT
 
 public:
+    /// How long a run waits for the store at its end.
+    static constexpr int LimitMs = 5000;
+
     /// @param outDir  folder that records are written to
     /// @param place   of the store, as "bench records" takes it; empty for none
     StoreFeed(const QString &outDir, const QString &place);
@@ -27,11 +30,17 @@ public:
     void enter(const QString &record);
     /// The record is written: it may be stored.
     void release();
+    /// Stores what was released, here and by other processes; returns at once.
+    void bring();
     /// Waits until all is stored, for @p limitMs at most. What is not done then is done by
     /// the next run.
     /// @return for a person: where the records are, or how many wait and why; empty without
     ///         a store
     QString finish(int limitMs);
+    /// For a person: why a record will not be stored by itself; empty when all will.
+    QString complaint() const;
+    /// Files of records that are written and not stored yet.
+    QStringList waiting() const;
 
     /// When the unit has passed @p plan last, as the store knows it; nothing where it does not
     /// answer within @p limitMs, invalid where it has not passed.
@@ -49,7 +58,7 @@ private:
     const Outbox m_outbox;
     Outbox::Ticket m_ticket;
     QProcess m_import;
-    bool m_isDue = false; ///< a record was released since the import began
+    bool m_isDue = false; ///< another import, since this one began
     QString m_complaint;  ///< of the last entry that could not be made
 };
 

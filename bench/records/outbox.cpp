@@ -21,11 +21,10 @@ QString folderOf(const QString &dir)
 }
 
 /// -1 with errno. The lock ends with the descriptor, and so with the process.
-/// @param wait  0, or LOCK_NB: do not wait for another one's lock
-int openLocked(const QString &path, int flags, int wait)
+int openLocked(const QString &path, int flags, int lock)
 {
     const int file = open(QFile::encodeName(path).constData(), flags | O_CLOEXEC, 0666);
-    if (file >= 0 && flock(file, LOCK_EX | wait) == 0)
+    if (file >= 0 && flock(file, lock) == 0)
         return file;
     const int reason = errno;
     if (file >= 0)
@@ -60,7 +59,7 @@ Outbox::Ticket Outbox::enter(const QString &record, QString *error) const
     const QString marker =
         folderOf(m_dir) + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces);
     // Somebody who looks for entries may have its lock for a moment, before we have.
-    const int lock = openLocked(marker, O_WRONLY | O_CREAT | O_EXCL, 0);
+    const int lock = openLocked(marker, O_WRONLY | O_CREAT | O_EXCL, LOCK_EX);
     // The path starts at the folder, which may be moved or mounted elsewhere.
     const QByteArray line = QFile::encodeName(QDir(m_dir).relativeFilePath(record)) + '\n';
     if (lock >= 0 && write(lock, line.constData(), static_cast<size_t>(line.size())) ==
@@ -80,7 +79,8 @@ QList<Outbox::Entry> Outbox::waiting() const
     const QDir folder(folderOf(m_dir));
     const QFileInfoList markers = folder.entryInfoList(QDir::Files, QDir::Time | QDir::Reversed);
     for (const QFileInfo &marker : markers) {
-        const int lock = openLocked(marker.filePath(), O_RDONLY, LOCK_NB);
+        // Others may look at the same moment, and must find it too.
+        const int lock = openLocked(marker.filePath(), O_RDONLY, LOCK_SH | LOCK_NB);
         if (lock < 0)
             continue; // its unit is being tested, or somebody else has stored it just now
         QFile file;

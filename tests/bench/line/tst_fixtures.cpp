@@ -14,9 +14,12 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <vector>
+
+#include <unistd.h>
 
 namespace
 {
@@ -54,11 +57,10 @@ public:
 
     void start(const QStringList &options)
     {
-        process.start(QStringLiteral(BENCH),
-                      QStringList{QStringLiteral("line"), m_plan, QStringLiteral("--out"), out(),
-                                  QStringLiteral("--pace"), QStringLiteral("0"),
-                                  QStringLiteral("--flash-seconds"), QStringLiteral("0")} +
-                          options);
+        QStringList arguments = {QStringLiteral("line"), m_plan, QStringLiteral("--out"), out()};
+        if (!options.contains(QStringLiteral("--port")))
+            arguments += {QStringLiteral("--flash-seconds"), QStringLiteral("0")};
+        process.start(QStringLiteral(BENCH), arguments + options);
     }
 
     bool isOver() const { return process.state() == QProcess::NotRunning; }
@@ -128,6 +130,47 @@ QJsonObject jsonIn(const QString &path)
     return QJsonDocument::fromJson(contentOf(path)).object();
 }
 
+/// @return path of a program that does what the shell script says
+QString programIn(const QTemporaryDir &dir, const QByteArray &script)
+{
+    QFile file(dir.filePath(QStringLiteral("program")));
+    if (!file.open(QIODevice::WriteOnly) || file.write("#!/bin/sh\n" + script + "\n") < 0)
+        qFatal("cannot write a program");
+    file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    return file.fileName();
+}
+
+/// What "bench records" says of the store of a run.
+QByteArray storedBy(const Run &run, const QStringList &question)
+{
+    QProcess records;
+    records.start(QStringLiteral(BENCH),
+                  QStringList{QStringLiteral("records"), QStringLiteral("--store"),
+                              run.out() + QStringLiteral("/records.sqlite")} +
+                      question);
+    records.waitForFinished(RunLimitMs);
+    return records.readAllStandardOutput();
+}
+
+/// Whether the process has not taken a SIGTERM yet that was sent to it.
+bool hasPendingEnd(pid_t process)
+{
+    const QList<QByteArray> lines =
+        contentOf(QStringLiteral("/proc/%1/status").arg(process)).split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("ShdPnd:"))
+            return (line.mid(7).trimmed().toULongLong(nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
+    }
+    return false;
+}
+
+/// Whether it is gone; one that nobody has buried is.
+bool hasEnded(pid_t process)
+{
+    const QByteArray stat = contentOf(QStringLiteral("/proc/%1/stat").arg(process));
+    return stat.isEmpty() || stat.mid(stat.lastIndexOf(')') + 2).startsWith('Z');
+}
+
 } // namespace
 
 class TestFixtures : public QObject
@@ -144,8 +187,13 @@ private slots:
     void questionsNameTheFixture();
     void aProgramAnswersForEachFixture();
     void aProcessThatDiesTakesNothingWithIt();
+    void aProcessThatDiesAtARetestLeavesTheFirstAttempt();
     void anInterruptReachesEveryFixture();
+    void aSecondInterruptEndsAllAtOnce();
+    void aBatchThatIsKilledLeavesNoUnitBehind();
+    void anInterruptDoesNotWaitForTheProgramAfterAUnit();
     void anOutputThatNobodyReadsEndsEveryFixture();
+    void aFullDiskDoesNotTakeTheVerdicts();
     void wrongFixturesAreRefused_data();
     void wrongFixturesAreRefused();
 };
@@ -393,14 +441,24 @@ void TestFixtures::aProgramAnswersForEachFixture()
 void TestFixtures::aProcessThatDiesTakesNothingWithIt()
 {
     Run run(PatientPlan);
+    const QString told = run.dir.filePath(QStringLiteral("told"));
     run.start({QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--units"),
-               QStringLiteral("3"), QStringLiteral("--fault"), QStringLiteral("silent:1")});
+               QStringLiteral("3"), QStringLiteral("--fault"), QStringLiteral("silent:1"),
+               QStringLiteral("--after"),
+               programIn(run.dir, "echo \"$1\" >>\"" + told.toUtf8() + "\"")});
     // The other fixture takes the third unit, too.
     const QString third = run.latest() + QStringLiteral("/unit-03/report.html");
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(third), RunLimitMs);
-    const pid_t process = processOf(1, run.process.processId());
+    const auto batch = static_cast<pid_t>(run.process.processId());
+    const pid_t process = processOf(1, batch);
     QVERIFY(process > 0);
+    // Another line may store what it finds before the batch hears of the death.
+    QCOMPARE(::kill(batch, SIGSTOP), 0);
     QCOMPARE(::kill(process, SIGKILL), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(hasEnded(process), RunLimitMs);
+    storedBy(run, {QStringLiteral("import"), QStringLiteral("--waiting"), run.out()});
+    QVERIFY(storedBy(run, {QStringLiteral("list")}).contains("not ended"));
+    QCOMPARE(::kill(batch, SIGCONT), 0);
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
     QCOMPARE(run.process.exitCode(), 4);
     const QByteArray output = run.output();
@@ -411,6 +469,49 @@ void TestFixtures::aProcessThatDiesTakesNothingWithIt()
     QCOMPARE(record.value(QStringLiteral("reason")).toString(),
              QStringLiteral("the process that tested it: it was killed, or crashed"));
     QVERIFY(QFile::exists(run.latest() + QStringLiteral("/unit-01/report.html")));
+    // Others hear of it as of any unit, and it is told once where all records are.
+    QVERIFY(contentOf(told).contains("/unit-01/record.json\n"));
+    const QByteArray stored = storedBy(run, {QStringLiteral("list")});
+    QCOMPARE(stored.count("pass"), 2);
+    QVERIFY2(stored.contains("the process that tested it: it was killed"), stored.constData());
+    QCOMPARE(output.count("records.sqlite\n"), 1);
+    QVERIFY2(output.contains("Store:   " + run.out().toUtf8() + "/records.sqlite\n"),
+             output.constData());
+}
+
+void TestFixtures::aProcessThatDiesAtARetestLeavesTheFirstAttempt()
+{
+    VirtualKeypad left;
+    VirtualKeypad right;
+    QVERIFY2(left.prepare(), qPrintable(left.errorString()));
+    QVERIFY2(right.prepare(), qPrintable(right.errorString()));
+    Run run(R"({"plan":"p","title":"P","operator_limit_ms":3600000,
+        "retest":{"times":1,"when":"at once"},"steps":[
+        {"name":"Light","look":"Is it bright?"}]})");
+    run.start({QStringLiteral("--json"), QStringLiteral("--port"), left.linePath(),
+               QStringLiteral("--port"), right.linePath()});
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("question")).size(), 2, RunLimitMs);
+    run.process.write("{\"answer\":1,\"reply\":\"no\"}\n{\"answer\":2,\"reply\":\"no\"}\n");
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("question")).size(), 4, RunLimitMs);
+    const pid_t process = processOf(1, run.process.processId());
+    QVERIFY(process > 0);
+    QCOMPARE(::kill(process, SIGKILL), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("unit ended")).size(), 3, RunLimitMs);
+    for (const char *id : {"3", "4"})
+        run.process.write(QByteArray("{\"answer\":") + id + ",\"reply\":\"yes\"}\n");
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 4);
+    const QJsonObject first = jsonIn(run.latest() + QStringLiteral("/unit-01/record.json"));
+    QCOMPARE(first.value(QStringLiteral("outcome")).toString(), QStringLiteral("fail"));
+    QCOMPARE(first.value(QStringLiteral("attempt")).toInt(), 1);
+    const QJsonObject second =
+        jsonIn(run.latest() + QStringLiteral("/unit-01-attempt-2/record.json"));
+    QCOMPARE(second.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
+    QCOMPARE(second.value(QStringLiteral("attempt")).toInt(), 2);
+    QCOMPARE(
+        run.events(QStringLiteral("summary")).at(0).value(QStringLiteral("units")).toArray().size(),
+        4);
+    QCOMPARE(storedBy(run, {QStringLiteral("list")}).count("error"), 1);
 }
 
 void TestFixtures::anInterruptReachesEveryFixture()
@@ -440,6 +541,85 @@ void TestFixtures::anInterruptReachesEveryFixture()
              run.output().constData());
 }
 
+/// The first one cannot be obeyed by units that stand still.
+void TestFixtures::aSecondInterruptEndsAllAtOnce()
+{
+    Run run(PatientPlan);
+    run.start({QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--fault"),
+               QStringLiteral("silent")});
+    QList<pid_t> processes;
+    for (const int unit : {1, 2}) {
+        const QString transcript =
+            QStringLiteral("%1/unit-0%2/transcript.txt").arg(run.latest()).arg(unit);
+        QTRY_VERIFY_WITH_TIMEOUT(contentOf(transcript).contains("step 1: Start"), RunLimitMs);
+        processes.append(processOf(unit, run.process.processId()));
+        QVERIFY(processes.last() > 0);
+        QCOMPARE(::kill(processes.last(), SIGSTOP), 0);
+    }
+    const auto batch = static_cast<pid_t>(run.process.processId());
+    QCOMPARE(::kill(batch, SIGTERM), 0);
+    for (const pid_t process : processes)
+        QTRY_VERIFY_WITH_TIMEOUT(hasPendingEnd(process), RunLimitMs);
+    QVERIFY(!run.isOver());
+    QCOMPARE(::kill(batch, SIGTERM), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitStatus(), QProcess::CrashExit);
+    for (const pid_t process : processes) {
+        ::kill(process, SIGCONT);
+        QTRY_VERIFY_WITH_TIMEOUT(hasEnded(process), RunLimitMs);
+    }
+}
+
+void TestFixtures::aBatchThatIsKilledLeavesNoUnitBehind()
+{
+    Run run(PatientPlan);
+    run.start({QStringLiteral("--parallel"), QStringLiteral("2"), QStringLiteral("--fault"),
+               QStringLiteral("silent")});
+    QList<pid_t> processes;
+    for (const int unit : {1, 2}) {
+        const QString transcript =
+            QStringLiteral("%1/unit-0%2/transcript.txt").arg(run.latest()).arg(unit);
+        QTRY_VERIFY_WITH_TIMEOUT(contentOf(transcript).contains("step 1: Start"), RunLimitMs);
+        processes.append(processOf(unit, run.process.processId()));
+        QVERIFY(processes.last() > 0);
+    }
+    run.process.kill();
+    for (const pid_t process : processes)
+        QTRY_VERIFY_WITH_TIMEOUT(hasEnded(process), RunLimitMs);
+    const QJsonObject record = jsonIn(run.latest() + QStringLiteral("/unit-01/record.json"));
+    QCOMPARE(record.value(QStringLiteral("ended")), QJsonValue(true));
+    QCOMPARE(record.value(QStringLiteral("outcome")).toString(), QStringLiteral("interrupted"));
+}
+
+void TestFixtures::anInterruptDoesNotWaitForTheProgramAfterAUnit()
+{
+    Run run(LookPlan);
+    const QString begun = run.dir.filePath(QStringLiteral("begun"));
+    VirtualKeypad left;
+    VirtualKeypad right;
+    QVERIFY2(left.prepare(), qPrintable(left.errorString()));
+    QVERIFY2(right.prepare(), qPrintable(right.errorString()));
+    run.start({QStringLiteral("--json"), QStringLiteral("--port"), left.linePath(),
+               QStringLiteral("--port"), right.linePath(), QStringLiteral("--after"),
+               programIn(run.dir, "echo >\"" + begun.toUtf8() + "\"; exec sleep 3600")});
+    QTRY_COMPARE_WITH_TIMEOUT(run.events(QStringLiteral("question")).size(), 2, RunLimitMs);
+    run.process.write("{\"answer\":1,\"reply\":\"yes\"}\n");
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(begun), RunLimitMs);
+    QCOMPARE(::kill(static_cast<pid_t>(run.process.processId()), SIGTERM), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
+    QCOMPARE(run.process.exitCode(), 4);
+    // The verdict that was there stays.
+    QCOMPARE(run.events(QStringLiteral("summary")).at(0).value(QStringLiteral("passed")).toInt(),
+             1);
+    const QList<QJsonObject> notes = run.events(QStringLiteral("note"));
+    const bool isTold = std::any_of(notes.begin(), notes.end(), [](const QJsonObject &note) {
+        return note.value(QStringLiteral("text"))
+            .toString()
+            .endsWith(QStringLiteral("program: not done when the run was interrupted"));
+    });
+    QVERIFY2(isTold, run.output().constData());
+}
+
 void TestFixtures::anOutputThatNobodyReadsEndsEveryFixture()
 {
     Run run(PatientPlan);
@@ -455,6 +635,59 @@ void TestFixtures::anOutputThatNobodyReadsEndsEveryFixture()
     QVERIFY(status.open(QIODevice::ReadOnly));
     QCOMPARE(status.readAll(), QByteArray("4\n"));
     QVERIFY(QFile::exists(run.latest() + QStringLiteral("/report.html")));
+    for (const char *unit : {"/unit-01", "/unit-02"}) {
+        const QString path = run.latest() + QLatin1String(unit) + QStringLiteral("/record.json");
+        if (!QFile::exists(path)) // it was over before this one began
+            continue;
+        const QString reason = jsonIn(path).value(QStringLiteral("reason")).toString();
+        QVERIFY2(reason.endsWith(QStringLiteral("interrupted: nobody reads the output")),
+                 qPrintable(reason));
+    }
+}
+
+/// The disk is one of a few pages, in a name space that nobody else sees.
+void TestFixtures::aFullDiskDoesNotTakeTheVerdicts()
+{
+    QStringList inside = {QStringLiteral("--mount")};
+    if (geteuid() != 0)
+        inside.append(QStringLiteral("--map-root-user"));
+    QTemporaryDir disk;
+    inside +=
+        {QStringLiteral("/bin/sh"), QStringLiteral("-c"),
+         QStringLiteral("mount -t tmpfs -o size=24k none \"$0\" || exit 77\n\"$@\""), disk.path()};
+    QProcess trial;
+    trial.start(QStringLiteral("unshare"), inside + QStringList{QStringLiteral("true")});
+    if (!trial.waitForFinished() || trial.exitCode() != 0)
+        QSKIP("no file system can be mounted here");
+    Run plan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":600000}]})");
+    QProcess run;
+    run.start(QStringLiteral("unshare"),
+              inside + QStringList{QStringLiteral(BENCH), QStringLiteral("line"),
+                                   plan.dir.filePath(QStringLiteral("plan.json")),
+                                   QStringLiteral("--parallel"), QStringLiteral("2"),
+                                   QStringLiteral("--units"), QStringLiteral("9"),
+                                   QStringLiteral("--out"), disk.path()});
+    QTRY_VERIFY_WITH_TIMEOUT(run.state() == QProcess::NotRunning, RunLimitMs);
+    QCOMPARE(run.exitCode(), 4);
+    const QByteArray output = run.readAllStandardOutput();
+    const QList<QByteArray> lines = output.split('\n');
+    const auto count = [&lines](const QByteArray &begin) {
+        return std::count_if(lines.begin(), lines.end(),
+                             [&](const QByteArray &line) { return line.startsWith(begin); });
+    };
+    // How many had room depends on which of both was quicker, but never all.
+    const auto passed = count("PASS        unit   ");
+    QVERIFY2(passed >= 1 && passed < 9, output.constData());
+    QCOMPARE(count("NOT RUN     unit   "), 9 - passed);
+    QVERIFY2(output.contains(" (" + QByteArray::number(int(passed)) + " of 9 units), "),
+             output.constData());
+    QVERIFY2(output.contains(" could not be written\nYield "), output.constData());
+    QVERIFY(output.contains("\nReport:  none, it could not be written\n"));
+    const QByteArray complaint = run.readAllStandardError();
+    QVERIFY2(complaint.startsWith("bench line: ") && complaint.contains("No space left"),
+             complaint.constData());
 }
 
 void TestFixtures::wrongFixturesAreRefused_data()
