@@ -4,8 +4,8 @@
 
 class QWidget;
 
-/// Shows @p window over the whole screen. Its size is right before its show
-/// event arrives, also where no window manager enlarges it.
+/// Shows @p window over the whole screen. It has that size before its show event arrives,
+/// even without a window manager.
 void showOnWholeScreen(QWidget *window);
 
 #endif

@@ -297,7 +297,7 @@ void mftool::tsTestEnable(bool enable)
     else
         releaseMouse();
     m_tsTest = enable;
-    // The test has taken the calibration dialog's grab with it.
+    // The touch test took the grab away from the calibration dialog.
     if (!enable && m_calibrate)
         m_calibrate->grabMouse();
 }
@@ -335,7 +335,7 @@ void mftool::closeCalibration()
         qWarning("NAND not mounted, calibration will only be saved to SD");
     delete m_calibrate;
     m_calibrate = nullptr;
-    // The dialog has taken the touch test's grab with it.
+    // The dialog took the grab away from the touch test.
     if (m_tsTest)
         grabMouse();
 }
@@ -356,7 +356,8 @@ void mftool::passthrough(QByteArray bytes)
     m_passthroughPort->write("\r\n");
 }
 
-// Nothing emits the signal: the port writes only. It serves a port that also reads.
+// Nothing emits the signal today, since the port only writes. This is for one that also
+// reads.
 void mftool::readQB740()
 {
     while (m_passthroughPort->canReadLine()) {
@@ -458,7 +459,7 @@ void mftool::mountComplete()
     }
     m_proto->mountComplete(true);
     m_mounted = true;
-    // From now on touchscreen library and pointer driver use the file on the NAND.
+    // From now on the touchscreen library and pointer driver use the file on the NAND.
     const QByteArray pointercal = QFile::encodeName(m_board.path(Board::MountedPointercal));
     qputenv("POINTERCAL_FILE", pointercal);
     qputenv("TSLIB_CALIBFILE", pointercal);

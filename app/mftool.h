@@ -20,10 +20,10 @@ class TestProto;
 class UBIAttach;
 
 /// Creates everything as its Qt child and wires it up. A slot that drives or reads the
-/// board passes the work to the unit that does it; what is about this widget itself
-/// (test images, the calibration dialog, the steps of a flash and the screen's words
-/// about it) is done here. No failure while it is constructed is fatal: what cannot be
-/// opened is logged and stays inert.
+/// board passes the work to the unit that does it; what concerns this widget itself (test
+/// images, the calibration dialog, the steps of a flash and how the screen shows them) is
+/// done here. Nothing that fails during construction is fatal: what cannot be opened is
+/// logged and stays inert.
 ///
 /// All senders and receivers live on one thread, so a signal runs its slots before it
 /// returns. Where it has two, they run in the order in which they were connected.
@@ -40,7 +40,7 @@ signals:
     /// The SD card test's result, for the station.
     void sendReadSdCardResp(QString respData);
 
-    // The order is the slots' numbering in the meta-object.
+    // Their order is their number in the meta-object.
 private slots:
     void next();
     void status(int percent);

@@ -7,7 +7,7 @@
 namespace
 {
 
-/// QImageReader tries the endings by itself, but opens whatever bears such a name.
+/// QImageReader tries the endings by itself, but opens whatever has such a name.
 QString withEnding(const QString &path)
 {
     const QList<QByteArray> formats = QImageReader::supportedImageFormats();
@@ -24,7 +24,8 @@ QString withEnding(const QString &path)
 QImage loadPicture(const QString &path)
 {
     const QFileInfo info(path);
-    // A folder is in nobody's way: QImageReader cannot open it and goes on as well.
+    // A folder of that name does no harm: QImageReader cannot open it and tries the
+    // endings, too.
     const QString file = info.exists() && !info.isDir() ? path : withEnding(path);
     return QFileInfo(file).isFile() ? QImage(file) : QImage();
 }

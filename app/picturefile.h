@@ -7,9 +7,9 @@
 
 /// The picture in @p path; null when there is none.
 ///
-/// The ending may be left out: where nothing but a folder is called @p path, the
-/// first file counts that is called so with the ending of a known format ("bars1"
-/// means "bars1.png"). Pipes and devices are not opened, they could block for ever.
+/// The ending may be left out: if @p path is missing or a folder, the first file of that
+/// name with the ending of a known format is taken ("bars1" means "bars1.png"). Pipes and
+/// devices are not opened; they could block for ever.
 QImage loadPicture(const QString &path);
 
 #endif

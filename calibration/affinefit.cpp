@@ -106,8 +106,8 @@ Row fitRow(const Moments &m, const QPoint *points, const int *wanted)
     return row;
 }
 
-/// Whether no intermediate sum of the library, in whatever order it adds, can
-/// leave 32 bits for a touch at @p farX, @p farY counts.
+/// Whether every intermediate sum of the library fits into 32 bits for a touch at
+/// @p farX, @p farY counts, in whatever order it adds.
 bool holds(const Row &row, double scale, double farX, double farY)
 {
     const double largest =
@@ -128,7 +128,7 @@ qint32 scaled(double value, qint32 scale)
     return static_cast<qint32>(std::floor(value * scale + 0.5));
 }
 
-/// A map that somebody wrote by hand may lead anywhere; a count has its limits.
+/// A map written by hand may lead anywhere, but a count has its limits.
 int nearestCount(double value)
 {
     const double largest = largestCoordinate;
@@ -175,8 +175,8 @@ bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map)
     toX.constant += 0.5;
     toY.constant += 0.5;
 
-    // A factor is off by up to half a step of the scale, a touch by that times
-    // its coordinate: below this scale by more than a pixel.
+    // Rounding moves a factor by up to half a step of the scale, and a touch by that
+    // times its coordinate: below this scale by more than a pixel.
     const double smallestScale = qMax(farX, farY) / 2;
     qint32 scale = largestScale;
     while (!holds(toX, scale, farX, farY) || !holds(toY, scale, farX, farY)) {

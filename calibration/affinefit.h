@@ -32,14 +32,14 @@ QPoint mapped(const AffineMap &map, const QPoint &device);
 /// the library cannot calculate with.
 bool fitAffine(const QWSPointerCalibrationData &data, AffineMap *map);
 
-/// @p map as the touchscreen library can calculate with it, in 32 bits: with a
-/// scale of 1 or more, and as small a one as keeps its sums in range on every point
-/// of a panel of up to 16 bits. Beyond that a sum may wrap, which makes a wrong
-/// touch; with such a scale no division ends the process.
-/// @return false, with @p given untouched, when @p map leads nowhere (a scale of 0, the
-/// whole panel on a line, or a screen of @p screenSize where no panel counts), or needs
-/// numbers so large that rounding them moves a corner of that screen by more than 4
-/// pixels.
+/// @p map in a form that the touchscreen library can calculate with in 32 bits: the scale
+/// is at least 1, and so small that no sum overflows on any point of a panel of up to 16
+/// bits. On a wider panel a sum may wrap, which gives a wrong touch, but no division ends
+/// the process.
+/// @return false, with @p given untouched, when @p map is of no use (its scale is 0, it
+/// puts the whole panel on a line, or the screen of @p screenSize outside of any panel),
+/// or needs numbers so large that rounding them moves a corner of that screen by more
+/// than 4 pixels.
 bool mapForLibrary(const AffineMap &map, const QSize &screenSize, AffineMap *given);
 
 /// The largest distance in pixels, in x or in y, between a screen point of
@@ -47,9 +47,9 @@ bool mapForLibrary(const AffineMap &map, const QSize &screenSize, AffineMap *giv
 /// @param worst  gets the location of that point, 0 to 4; may be null
 int largestError(const AffineMap &map, const QWSPointerCalibrationData &data, int *worst = nullptr);
 
-/// Five points that stand for @p map: the corners and the centre of a screen
-/// of @p screenSize, and the device points that @p map takes there, within
-/// 2^24 counts. A map that cannot be inverted gives device points of 0,0.
+/// Five points that represent @p map: the corners and the centre of a screen of
+/// @p screenSize, and the device points that @p map takes there, within 2^24 counts. A
+/// map that cannot be inverted gives device points of 0,0.
 QWSPointerCalibrationData pointsOf(const AffineMap &map, const QSize &screenSize);
 
 #endif

@@ -90,8 +90,8 @@ void Calibrate::mouseReleaseEvent(QMouseEvent *event)
     showTarget(0);
 }
 
-/// The handler of QDialog is left out: all it does is to find a place for a dialog
-/// that has none, and this one covers the screen.
+/// QDialog's own handler is not called: it only finds a place for a dialog that has none,
+/// and this one covers the screen.
 void Calibrate::showEvent(QShowEvent *)
 {
     grabMouse();

@@ -23,8 +23,8 @@ public:
     /// @param driver  not owned; has to outlive the dialog
     Calibrate(QWidget *parent, PointerDriver *driver);
 
-    /// Begins again with target @p i, 0 to 4. What an earlier cycle collected
-    /// for other targets is kept.
+    /// Starts again at target @p i, 0 to 4. What an earlier cycle collected for other
+    /// targets is kept.
     void restart(int i);
 
 signals:

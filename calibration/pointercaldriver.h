@@ -1,6 +1,6 @@
-/// The pointer driver where Qt brings none that can be calibrated: the map is
-/// fitted here, stored in the touchscreen library's file, and applied by that
-/// library to the touches it reads.
+/// The pointer driver for versions of Qt without one that can be calibrated: the map is
+/// fitted here, stored in the touchscreen library's file, and applied by that library to
+/// the touches it reads.
 #ifndef CALIBRATION_POINTERCALDRIVER_H
 #define CALIBRATION_POINTERCALDRIVER_H
 
@@ -15,11 +15,11 @@ class TouchScreen;
 class PointercalDriver : public PointerDriver
 {
 public:
-    /// Loads the stored calibration, and reads the touchscreen that TSLIB_TSDEVICE
-    /// names, as soon as it is there. The library is given the calibration that was
-    /// accepted here, never the file. Qt's own mouse, where there is one, serves
-    /// besides: its coordinates are those of the screen and no map is ever applied
-    /// to them, but fitted sets are stored all the same.
+    /// Loads the stored calibration, and reads the touchscreen that TSLIB_TSDEVICE names,
+    /// as soon as it is there. The library is given the calibration that was accepted
+    /// here, never the file. Qt's own mouse, where there is one, works as well: it
+    /// reports screen coordinates, so no map is applied to it, but a calibration is
+    /// stored all the same.
     explicit PointercalDriver(QObject *parent = 0);
 
     /// The set that was calibrated last, or five points that stand for the map
@@ -28,17 +28,17 @@ public:
 
     void clearCalibration() override;
 
-    /// Stores to every file of PointercalFile::toWrite(). The set that is in
-    /// force is stored as the very bytes it was loaded from or stored as
-    /// before; where there is no calibration yet it stores nothing.
+    /// Stores to every file of PointercalFile::toWrite(). The calibration in force is
+    /// stored with exactly the bytes that it was loaded from or last stored as; when
+    /// there is none yet, nothing is stored.
     void calibrate(const QWSPointerCalibrationData *data) override;
 
     /// @p point itself: a mouse of these versions of Qt knows no rotation.
     QPoint mapToDevice(const QPoint &point, const QSize &screenSize) const override;
 
 private:
-    // A calibration as points, as it stands in the file, and as the library is given
-    // it; no content means that there is none.
+    // A calibration as points, as the content of its file, and as given to the library;
+    // without content there is none.
     struct Calibration {
         QWSPointerCalibrationData points;
         QByteArray content;

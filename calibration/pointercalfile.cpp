@@ -27,7 +27,7 @@ QString named(const char *variable)
     return QFile::decodeName(qgetenv(variable));
 }
 
-/// Screen size and rotation behind the seven integers, as text to append.
+/// Screen size and rotation from after the seven integers, as text to append.
 QByteArray screenOf(const QByteArray &content)
 {
     const QList<QByteArray> words = content.simplified().split(' ');
@@ -102,10 +102,10 @@ public:
 
     bool holds(const QByteArray &content) const { return m_existed && m_before == content; }
 
-    /// Writes the new content beside the file; no effect on the file itself.
+    /// Writes the new content beside the file, which does not change yet.
     bool stage(const QByteArray &content)
     {
-        // A rename would take the place of a device just as well.
+        // A rename would replace a device just as well.
         if (!m_isFile)
             return false;
         const int fd = ::open(m_temporary.constData(),

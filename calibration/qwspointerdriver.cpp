@@ -67,8 +67,8 @@ bool determineAMap(const Data &data)
     return fitAffine(data, &map);
 }
 
-/// Why Qt could not write the file at @p path; empty when it can. Makes it where
-/// there is none.
+/// Why Qt could not write the file at @p path; empty when it can. Creates it if it is
+/// missing.
 QString whyNotWritable(const QString &path)
 {
     const QFileInfo info(path);
@@ -78,7 +78,7 @@ QString whyNotWritable(const QString &path)
     return file.open(QIODevice::WriteOnly | QIODevice::Append) ? QString() : file.errorString();
 }
 
-/// Leads the drivers to a file while it exists.
+/// While it exists, the drivers use the file given to it.
 class LentVariable
 {
 public:
@@ -120,7 +120,7 @@ void openMouseWith(const QString &path)
     openMouse();
 }
 
-/// After a calibration that Qt made nothing of.
+/// After a calibration that Qt could not use.
 void putBack(const QString &path, const QByteArray &content)
 {
     QString error;
@@ -155,7 +155,7 @@ void QWSPointerDriver::getCalibration(QWSPointerCalibrationData *data) const
         *data = m_before;
         return;
     }
-    // Qt takes the screen points from here, and fills in the device points alone.
+    // Qt takes the screen points from here, and fills in only the device points.
     const AffineMap identity = {1, 0, 0, 0, 1, 0, 1};
     *data = pointsOf(identity, screenGeometry().size());
     if (const QWSMouseHandler *found = handler())
@@ -219,8 +219,8 @@ bool QWSPointerDriver::takeUp(const QWSPointerCalibrationData &data)
     return true;
 }
 
-/// New handlers read the file of the calibration in force: not a digit of it is
-/// calculated again.
+/// New handlers read the file of the calibration in force: nothing in it is calculated
+/// again.
 void QWSPointerDriver::restore()
 {
     const QString path = PointercalFile::ofQt();

@@ -8,10 +8,10 @@
 #include <QString>
 
 /// Qt's mouse handlers calculate the map, and read and write the file that
-/// POINTERCAL_FILE names. What they would do with points that lie on a line, or
-/// with a file that holds no map, ends the program at the next touch; and five
-/// points handed back to them are no longer quite the map that they came from. So
-/// the driver looks at both before Qt does, and restores a calibration by the file.
+/// POINTERCAL_FILE names. Points on a line, or a file without a map, would make them end
+/// the program at the next touch, and five points handed back to them give a slightly
+/// different map. So the driver checks both before Qt does, and restores a calibration
+/// from its file.
 class QWSPointerDriver : public PointerDriver
 {
 public:
@@ -26,12 +26,11 @@ public:
     /// in force takes there.
     void getCalibration(QWSPointerCalibrationData *data) const override;
     void clearCalibration() override;
-    /// What was in force is restored by new mouse handlers, which read its file;
-    /// stored first in the file that POINTERCAL_FILE names now, where that is
-    /// another one.
+    /// The calibration that was in force is restored by new mouse handlers, which read
+    /// its file. If POINTERCAL_FILE names another file by now, it is stored there first.
     void calibrate(const QWSPointerCalibrationData *data) override;
 
-    /// By the screen, which may be rotated.
+    /// As the screen says, which may be rotated.
     QPoint mapToDevice(const QPoint &point, const QSize &screenSize) const override;
 
 private:

@@ -5,7 +5,7 @@
 namespace
 {
 
-/// A fingertip that aims at a target is within so many pixels of it.
+/// A fingertip that aims at a target hits it within this many pixels.
 const int largestMiss = 10;
 
 /// In the order of the locations of QWSPointerCalibrationData.

@@ -5,8 +5,8 @@
 #include "calibration/affinefit.h"
 #include "calibration/pointercalibrationdata.h"
 
-/// Logs by how many pixels @p map misses the worst of the points of @p data; beyond
-/// what a finger misses a target by, as a warning that names the target.
+/// Logs how many pixels @p map is off at the worst point of @p data. When no finger would
+/// miss a target by as much, it is a warning that names the target.
 void logResidual(const AffineMap &map, const QWSPointerCalibrationData &data);
 
 #endif

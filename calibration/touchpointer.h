@@ -14,10 +14,10 @@ class TouchPointer : public QObject
 public:
     explicit TouchPointer(QObject *parent = 0);
 
-    /// Raw coordinates go to the widgets unchanged, however far beyond the
-    /// screen; others are kept to the screen, where calibration lets a touch
-    /// at the edge fall beside it. A touch that is under way when this changes
-    /// is dropped: its two ends would be in different coordinates.
+    /// Raw coordinates go to the widgets unchanged, however far off the screen. Others
+    /// are kept on the screen, since calibration may put a touch at the edge beside it. A
+    /// touch that is under way when this changes is dropped: its two ends would be in
+    /// different coordinates.
     void setRaw(bool raw);
 
 public slots:

@@ -11,8 +11,8 @@ class TouchScreen : public QObject
 {
     Q_OBJECT
 public:
-    /// Reads @p device. One that is not there, or goes away, is logged once and looked
-    /// for until it is there. The touchscreen belongs to @p parent.
+    /// Reads @p device. One that is missing or goes away is logged once and looked for
+    /// until it is there. The touchscreen belongs to @p parent.
     /// @param calibration  what the touchscreen library is to calculate with, in the
     ///                     format of its file and checked by
     ///                     PointercalFile::forLibrary(); empty where there is none
@@ -31,7 +31,7 @@ public:
 signals:
     /// A finger is at @p position.
     void touched(QPoint position);
-    /// The finger has gone, or the device has; where to is not known.
+    /// The finger has gone, or the device has.
     void lifted();
 
 protected:

@@ -16,16 +16,16 @@ namespace
 
 const char calibrationVariable[] = "TSLIB_CALIBFILE";
 
-/// One wake-up of the notifier reads this many samples at most, so that a flood
-/// of them leaves the rest of the tool its turn.
+/// One wake-up of the notifier reads this many samples at most, so that a flood of them
+/// does not starve the rest of the tool.
 const int samplesAtOnce = 64;
 
-/// A device that is always readable but never has a sample (at its end, or taken
-/// away) has gone after so many wake-ups; it would keep the processor busy.
+/// A device that is always readable but never has a sample (it has ended, or was
+/// unplugged) counts as gone after this many wake-ups; it would keep the processor busy.
 const int fruitlessLimit = 8;
 
-/// From one look for a device that is not there to the next: udev may be late, and a
-/// panel may be pulled and put back.
+/// Between two looks for a missing device: udev may be late, and a panel may be pulled
+/// and put back.
 const int pauseTime = 1000; // ms
 
 /// What the library calculates with where there is no calibration.
@@ -47,9 +47,9 @@ int logError(const char *format, va_list arguments)
     return length;
 }
 
-/// The library finds the calibration by one environment variable, and takes whatever
-/// the file holds: a scale of zero, or a pipe that never ends. So the variable is lent
-/// to it, while it looks, with a pipe that holds what the tool has accepted.
+/// The library finds the calibration through an environment variable and accepts whatever
+/// the file holds: a scale of zero, even a pipe that never ends. So while the library
+/// looks, the variable names a pipe that holds what the tool has accepted.
 class LentCalibration
 {
 public:
@@ -60,7 +60,7 @@ public:
         int ends[2];
         if (::pipe2(ends, O_CLOEXEC) != 0)
             return;
-        // A pipe takes so little at once; a whole number of lines is never cut.
+        // It is short enough for a pipe to take it all at once.
         const ssize_t size = static_cast<ssize_t>(content.size());
         const bool filled = ::write(ends[1], content.constData(), size_t(size)) == size;
         ::close(ends[1]);
@@ -151,7 +151,7 @@ bool TsTouchScreen::start()
         complain("Failed to open touchscreen %1, looking for it every second");
         return false;
     }
-    // A flashing program has no use for it, and would hold a panel open that is gone.
+    // A flashing program does not need it, and would keep a panel open that is gone.
     ::fcntl(ts_fd(m_device), F_SETFD, FD_CLOEXEC);
     const LentCalibration lent(m_calibration.isEmpty() ? QByteArray(identity) : m_calibration);
     if (!lent.isValid() || ts_config(m_device) != 0) {
@@ -185,8 +185,8 @@ void TsTouchScreen::recalibrate(const QByteArray &calibration)
 
 void TsTouchScreen::stop()
 {
-    // Switched off before the file descriptor that it watches goes; deleted when
-    // it is not itself at work, for a touch may lead to here.
+    // Switched off before its file descriptor is closed, and deleted later: a touch that
+    // it is just delivering may have led here.
     if (m_notifier) {
         m_notifier->setEnabled(false);
         m_notifier->deleteLater();
@@ -220,7 +220,7 @@ void TsTouchScreen::readSamples()
     lose();
 }
 
-/// Nobody will tell that the finger is gone: without the device it counts as lifted.
+/// Nothing will report that the finger is gone, so it counts as lifted.
 void TsTouchScreen::lose()
 {
     qWarning("Touchscreen %s has gone, looking for it every second", qPrintable(m_name));
@@ -242,8 +242,8 @@ TsTouchScreen::Outcome TsTouchScreen::readSample(ts_sample *sample)
     return waiting ? Waiting : Failed;
 }
 
-/// Drops what was touched before the device was set up, all but that a finger has
-/// gone. Only reading shows whether the device is a touchscreen at all.
+/// Drops touches from before the device was set up, but not the lifting of a finger. Only
+/// reading shows whether the device is a touchscreen at all.
 bool TsTouchScreen::discardPending()
 {
     for (int i = 0; i < samplesAtOnce; ++i) {

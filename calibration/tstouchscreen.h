@@ -47,7 +47,7 @@ private:
     tsdev *m_device;
     QSocketNotifier *m_notifier; ///< null while the device is not there
     QTimer *m_pause;             ///< runs from one look for the device to the next
-    bool m_missing;              ///< the log has been told that it is not there
+    bool m_missing;              ///< it has been logged as missing
     bool m_raw;
     int m_fruitless;
 };

@@ -1,4 +1,4 @@
-/// The mouse cursor, which no picture on a touchscreen should have in its middle.
+/// The mouse cursor, which does not belong on a touchscreen.
 #ifndef COMPAT_CURSOR_H
 #define COMPAT_CURSOR_H
 
@@ -9,9 +9,9 @@
 #include <QWSServer>
 #endif
 
-/// Hides the cursor that the window server of Qt 4 for Embedded Linux draws, until
-/// the server makes its mouse handlers anew. Later versions of Qt draw one on the
-/// frame buffer only, and are told not to when the tool is started.
+/// Hides the cursor that the window server of Qt 4 for Embedded Linux draws. It comes
+/// back when the server makes new mouse handlers. Later versions of Qt only draw one on
+/// the frame buffer; the command that starts the tool switches it off.
 inline void hideMouseCursor()
 {
 #if QT_VERSION < 0x050000

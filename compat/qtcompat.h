@@ -1,6 +1,6 @@
 /// What differs between Qt 4.8, 5.15 and 6 in processes, timers and the event loop.
-/// Screen, cursor and wildcards stand beside it, the pointer drivers in calibration/;
-/// the rest of the tool is written in the API that the three share.
+/// Screen, cursor and wildcards have headers of their own, the pointer drivers are in
+/// calibration/; the rest of the tool is written in the API that the three share.
 #ifndef COMPAT_QTCOMPAT_H
 #define COMPAT_QTCOMPAT_H
 
@@ -16,8 +16,8 @@
 #define MFTOOL_SIGNAL_PROCESS_ERROR SIGNAL(error(QProcess::ProcessError))
 #endif
 
-/// Lets @p timer keep its interval to the millisecond, as every timer of Qt 4 does;
-/// without that it may fire a twentieth too early. To be called before its start.
+/// Makes @p timer exact to the millisecond, as every timer of Qt 4 is. Otherwise it may
+/// fire 5 per cent too early. Call this before it starts.
 inline void makePrecise(QTimer *timer)
 {
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
@@ -27,8 +27,8 @@ inline void makePrecise(QTimer *timer)
 #endif
 }
 
-/// Ends the event loop with status 0 and touches no window. Qt 6's quit() would
-/// close the windows first, and a closing calibration dialog stores a calibration.
+/// Ends the event loop with status 0 and leaves the windows alone. Qt 6's quit() would
+/// close them first, and a calibration dialog that closes stores a calibration.
 inline void quitApplication()
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)

@@ -1,5 +1,5 @@
-/// Wildcards that mean the same with Qt 4.8, 5.15 and 6: QDir's own name filters
-/// read sets of characters differently from one to the next, QRegExp does not.
+/// Wildcards that mean the same with Qt 4.8, 5.15 and 6: QDir's name filters treat sets
+/// of characters differently in each, QRegExp does not.
 #ifndef COMPAT_WILDCARD_H
 #define COMPAT_WILDCARD_H
 

@@ -25,8 +25,8 @@ void BootStream::run()
     qDebug("Starting kobs-ng");
     m_count = 0;
 
-    // Qt 4.8 runs a program whose working directory cannot be entered in the tool's
-    // own; later ones would not start it.
+    // If the working directory cannot be entered, Qt 4.8 runs the program in the tool's
+    // own. Later versions would not start it.
     const QString folder = m_process->workingDirectory();
     if (!canBeEntered(folder))
         m_process->setWorkingDirectory(QString());

@@ -30,8 +30,8 @@ signals:
     void started();
 
     /// Progress of the running tool.
-    /// @param percent  whatever the tool's output amounts to, usually 0 to 100;
-    ///                 a receiver must bear values outside
+    /// @param percent  what the tool's output says, usually 0 to 100; receivers must cope
+    ///                 with other values
     void status(int percent);
 
     /// The tool ended with exit code 0.
@@ -54,9 +54,8 @@ private slots:
 
 protected:
     /// Takes one line of the tool's standard output.
-    /// @param line  raw bytes that end with the one CR or LF that closed the
-    ///              line; of a CR LF pair the LF is a line of its own. Of a line
-    ///              longer than 64 KiB the bytes beyond them are missing.
+    /// @param line  raw bytes with the CR or LF that ended the line; after CR LF the LF
+    ///              counts as a line of its own. A line is cut after 64 KiB.
     virtual void handleLine(const QByteArray &line) = 0;
 
 public:

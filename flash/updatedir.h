@@ -4,11 +4,10 @@
 
 #include <QString>
 
-/// Chooses the update directory. Whether it exists or holds the images is not
-/// looked at: the tools say so soon enough. Hidden folders never count as
-/// subfolders; links to folders do. "Last" is the greatest name as QString
-/// compares: by UTF-16 code unit, so "fw-9" is greater than "fw-10" and "fw-a" than
-/// "fw-B".
+/// Chooses the update directory. It does not check whether the directory exists or holds
+/// the images: the tools will say so. Hidden folders never count as subfolders; links to
+/// folders do. "Last" is the greatest name as QString compares: by UTF-16 code unit, so
+/// "fw-9" is greater than "fw-10" and "fw-a" than "fw-B".
 ///
 /// | dir                           | chosen                                     |
 /// |-------------------------------|--------------------------------------------|

@@ -5,8 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
-/// Opens @p path write-only, stores @p text as it stands (no line end) in one
-/// write and closes the file.
+/// Opens @p path write-only, stores @p text as it is (no line end) in one write and
+/// closes the file.
 /// @return false when the file cannot be opened. A store that the driver
 ///         refuses after a successful open goes unnoticed.
 bool writeAttribute(const QString &path, const QByteArray &text);

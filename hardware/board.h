@@ -1,7 +1,6 @@
-/// The board's paths in one table. What is driven and read through them is told
-/// by this table where a device or a file lives, and never whether the files
-/// belong to a board or to a folder that plays one. (The flashing programs'
-/// command lines stand with their steps.)
+/// The board's paths in one table. All units get their paths from it, and never learn
+/// whether the files belong to a board or to a folder that plays one. (The flashing
+/// programs' command lines are with their steps.)
 #ifndef HARDWARE_BOARD_H
 #define HARDWARE_BOARD_H
 
@@ -26,7 +25,7 @@ public:
         Buzzer,           ///< brightness file of the buzzer, an LED device to the kernel
         HomeLed,          ///< brightness file of the home button's LED
         BusVoltage,       ///< alarm bus supply voltage
-        SdEvents,         ///< named pipe that tells of SD cards
+        SdEvents,         ///< named pipe that reports SD cards
         TestImages,       ///< folder of the test images and the logo
         Version,          ///< firmware version of the running system
         MountedVersion,   ///< firmware version of the mounted NAND file system

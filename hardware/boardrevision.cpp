@@ -16,7 +16,7 @@ int readBoardRevision(const Board &board)
         qWarning("Unable to read the board revision file");
         return first;
     }
-    // As read: whether a line end may follow the number is each Qt's own answer.
+    // Not trimmed: whether a line end may follow the number depends on the version of Qt.
     const int revision = file.readLine().toInt();
     if (revision < first) {
         qWarning("Revision %d is invalid", revision);

@@ -4,8 +4,8 @@
 
 #include "hardware/board.h"
 
-/// @return the revision, 1 or more; 1 also where the board does not tell it or
-///         tells an impossible one, which is logged
+/// @return the revision, 1 or more; 1 when the board does not say or names an impossible
+///         one, which is logged
 int readBoardRevision(const Board &board = Board());
 
 #endif

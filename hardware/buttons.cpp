@@ -17,7 +17,7 @@ namespace
 
 const int recordsPerRead = 16;
 
-/// Whether the failure that errno names is for good: an unplugged device hangs up.
+/// Whether the failure in errno is final: the device has been unplugged.
 bool deviceHungUp(int fd)
 {
     if (errno == ENODEV)
@@ -65,7 +65,7 @@ void Buttons::read()
     }
 }
 
-/// Its notifier would fire for ever; and nobody will tell that the key is let go.
+/// Its notifier would fire for ever, and nothing will report that the key is released.
 void Buttons::deviceGone()
 {
     findChild<QSocketNotifier *>()->setEnabled(false);

@@ -6,9 +6,8 @@
 
 #include "hardware/board.h"
 
-/// Follows the home key of the input event device and knows the board's
-/// revision. Without the device, and once it has gone away, the button counts as
-/// up for good.
+/// Follows the home key of the input event device and knows the board's revision. Without
+/// the device, and once it has gone, the button counts as released for good.
 class Buttons : public QObject
 {
     Q_OBJECT
@@ -17,7 +16,7 @@ public:
     /// Opens the event device and reads the revision; failures are logged.
     explicit Buttons(QObject *parent, const Board &board = Board());
 
-    /// What the key last reported; false before its first report and without it.
+    /// What the key last reported; false before its first report and without a device.
     bool homeDown() const { return m_homeDown; }
 
     /// Revision of the board at construction, 1 or more.

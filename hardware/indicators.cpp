@@ -19,9 +19,8 @@ const char *ledText(bool on)
     return on ? "255" : "0";
 }
 
-/// Two statements about this LED contradict each other: the formula, by which 50 per
-/// cent is 127, and the value that stations expect of 50 per cent, which is 128. So 50
-/// is 128, and every other level follows the formula.
+/// By the formula 50 per cent would be 127, but stations expect 128. So 50 is 128, and
+/// every other level follows the formula.
 uint homeBrightness(uint percent)
 {
     const uint rounding = percent == 50 ? 50 : 49;
@@ -51,7 +50,7 @@ void setBiasPower(const Board &board, uint level)
 {
     if (!QFile::exists(board.path(Board::BiasValue)) && !exportBiasGpio(board))
         return;
-    // Every time: another program may have left the pin otherwise.
+    // Every time: another program may have changed the pin.
     if (!writeAttribute(board.path(Board::BiasActiveLow), "0")) {
         qDebug("In ATE Mode---, could not open/write into active_low file, for LCD Bias Power "
                "manipulation");
@@ -95,7 +94,7 @@ void setAllLeds(const Board &board, bool on)
 
 void setBuzzerLevel(const Board &board, uint level)
 {
-    // Stations count on the half.
+    // Stations rely on the half.
     if (!writeAttribute(board.path(Board::Buzzer), QByteArray::number(level >> 1)))
         qWarning("Failed to open buzzer file");
 }

@@ -10,9 +10,9 @@ struct InputEvent {
     qint32 value;
 };
 
-/// Length of a record in bytes: the one of a 32-bit kernel interface, with two
-/// times of four bytes each. The host's own struct input_event has 24 bytes on
-/// a 64-bit machine and is therefore never used.
+/// Length of a record in bytes on a 32-bit kernel, whose two time fields have four bytes
+/// each. The host's own struct input_event has 24 bytes on a 64-bit machine, so it is
+/// never used.
 const int inputEventSize = 16;
 
 /// Decodes the little-endian record of inputEventSize bytes at @p record. The

@@ -21,7 +21,7 @@ bool readVersion(const Board &board, bool mounted, QString *version)
         return false;
     }
     const QByteArray text = file.readAll().trimmed();
-    // By its address alone, the text ends at its first zero byte.
+    // Without its length, so that the text ends at the first zero byte.
     *version = QString::fromLatin1(text.constData());
     return true;
 }

@@ -1,4 +1,4 @@
-/// What the board's files tell about it.
+/// What the board's files say about it.
 #ifndef HARDWARE_READINGS_H
 #define HARDWARE_READINGS_H
 

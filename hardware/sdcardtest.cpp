@@ -22,7 +22,7 @@ QString hexField(int value)
         .toUpper();
 }
 
-/// Tells a write-protected card from a file that is broken by itself.
+/// Tells a write-protected card from a broken file.
 int undeletableStatus(const QString &mountDir)
 {
     QFile probe(mountDir + QLatin1String("/tmp.txt"));
@@ -46,7 +46,7 @@ void writeBytes(QFile &file, int (&written)[byteCount])
     }
 }
 
-/// Reads a line for every byte, also beyond the end of a file that is too short.
+/// Reads a line for every byte, even past the end of a file that is too short.
 /// @return the number of values that differ from @p written
 int readBytes(QFile &file, const int (&written)[byteCount], int (&values)[byteCount])
 {

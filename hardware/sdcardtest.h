@@ -17,7 +17,7 @@ enum SdCardStatus {
 /// answered. Reseeds rand().
 /// @param mountDir  the folder where the card is mounted
 /// @param status    receives a SdCardStatus
-/// @param values    receives the values read back; untouched when it does not come to reading
+/// @param values    receives the values read back; untouched when nothing is read
 /// @return milliseconds that reading took; -1 when an old file could not be
 ///         deleted, -2 when the file could not be opened for writing, -3 when
 ///         it could not be opened for reading

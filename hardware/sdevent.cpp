@@ -18,7 +18,7 @@ SdEvent parseSdEvent(const QByteArray &line)
         event.kind = SdEvent::Invalid;
         return event;
     }
-    // By its address alone, the text ends at its first zero byte.
+    // Without its length, so that the text ends at the first zero byte.
     event.dir = QFile::decodeName(line.mid(1).constData()).trimmed();
     return event;
 }

@@ -21,8 +21,8 @@ const qint64 longestLine = 64 * 1024;
 /// What a pipe can hold at most; more than that is a writer that never pauses.
 const int largestRest = 1024 * 1024;
 
-/// Takes what a writer has sent behind its first line off the pipe. One that
-/// has not closed the pipe yet would otherwise hand it to the next opening.
+/// Discards what a writer has sent after its first line. If it has not closed the pipe
+/// yet, the next opening would read it.
 void discardRest(int pipe)
 {
     fcntl(pipe, F_SETFL, O_NONBLOCK);
@@ -81,8 +81,8 @@ void SDMon::run()
         if (waitsForWriters)
             discardRest(pipe.handle());
         pipe.close();
-        // A plain file or a device in the pipe's place opens at once, every time:
-        // without a pause it would flood log and event queue.
+        // A plain file or a device in the pipe's place opens at once, every time: without
+        // a pause it would flood the log and the event queue.
         if (!waitsForWriters)
             sleep(1);
     }

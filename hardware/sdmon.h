@@ -1,4 +1,4 @@
-/// Tells when an SD card has been mounted or unmounted.
+/// Reports when an SD card has been mounted or unmounted.
 #ifndef HARDWARE_SDMON_H
 #define HARDWARE_SDMON_H
 
@@ -6,17 +6,18 @@
 
 #include "hardware/board.h"
 
-/// Makes the named pipe of the SD card events if nothing stands at its path.
-/// @return true when something (of whatever kind) is there or the pipe was made
+/// Makes the named pipe of the SD card events if there is nothing at its path.
+/// @return true when there is something at the path, of whatever kind, or the pipe was
+///         made
 bool createSdFifo(const Board &board = Board());
 
-/// Reads the pipe that the board's hot-plug scripts write, one line for each
-/// opening: "#" and the folder where a card was mounted, or "!" and the folder
-/// of a card that is gone. Anything a writer sends behind its first line is lost.
+/// Reads the pipe that the board's hot-plug scripts write, one line for each opening: "#"
+/// and the folder where a card was mounted, or "!" and the folder of a card that is gone.
+/// Anything a writer sends after its first line is lost.
 ///
-/// The thread starts with the object and blocks in the pipe; nothing stops it
-/// but the end of the process. Deleting the object while isRunning() aborts
-/// the process, so an owner that ends earlier lets it go instead.
+/// The thread starts with the object and blocks in the pipe; nothing stops it but the end
+/// of the process. Deleting the object while isRunning() aborts the process, so an owner
+/// that ends earlier leaves it running instead.
 class SDMon : public QThread
 {
     Q_OBJECT

@@ -6,8 +6,8 @@
 
 class Buttons;
 
-/// Samples the tamper switch on GPIO 17, which is exported and set to active
-/// low first where that has not happened yet.
+/// Samples the tamper switch on GPIO 17, after exporting it and setting it to active low
+/// if that is still to be done.
 /// @param buttons  knows the board's revision; the switch of boards after
 ///                 revision 3 is never sampled
 /// @return true when the switch is active; false also after any failure, which

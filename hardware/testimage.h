@@ -6,9 +6,9 @@
 
 /// The path of the test image that the station calls @p name.
 /// @param directory  folder of the test images
-/// @param name       an absolute path, used as it stands; or the exact name of a file in
-///                   @p directory; or a piece of one, upper or lower case, of which the last match
-///                   by name counts
+/// @param name       an absolute path, used as it is; or the exact name of a file in
+///                   @p directory; or part of one, in upper or lower case: the last
+///                   match by name is taken
 /// @return the path; @p name itself where nothing matches
 QString findTestImage(const QString &directory, const QString &name);
 

@@ -42,7 +42,7 @@ uint byteAt(const QByteArray &data, int position)
     return hexValue(data.constData() + position, 2);
 }
 
-/// Any two characters but "00" switch on.
+/// Any two characters but "00" switch it on.
 bool isOn(const QByteArray &data)
 {
     return data != "00";
@@ -53,7 +53,7 @@ QString nameIn(const QByteArray &data)
 {
     const QString name = QFile::decodeName(data.constData());
     // The decoder of UTF-8 swallows a byte order mark at the beginning. To the file
-    // system it is a part of the name like any other.
+    // system it is part of the name.
     const char *const mark = "\xEF\xBB\xBF";
     if (data.startsWith(mark) && QFile::decodeName(mark).isEmpty())
         return QChar(QChar::ByteOrderMark) + name;
@@ -138,7 +138,7 @@ TestProto::Reply TestProto::displayRequest(const QByteArray &data)
 
 TestProto::Reply TestProto::ledsRequest(const QByteArray &data)
 {
-    // Seven bytes, of which only the second says anything.
+    // Of the seven bytes only the second means anything.
     if (data.size() != 14)
         return NAK;
     if (!data.startsWith("00"))
@@ -178,7 +178,7 @@ TestProto::Reply TestProto::sdCardRequest(const QByteArray &data)
 TestProto::Reply TestProto::testPatternRequest(const QByteArray &data)
 {
     emit setLCDTestPattern(nameIn(data));
-    // With a name, the reply tells whether the picture could be shown.
+    // With a name, the reply says whether the picture could be shown.
     return data.isEmpty() ? ACK : NoReply;
 }
 
@@ -192,7 +192,7 @@ TestProto::Reply TestProto::homeLedRequest(const QByteArray &data)
 
 TestProto::Reply TestProto::calibrateRequest(const QByteArray &data)
 {
-    // NA, not NAK as its neighbours have it.
+    // NA, where the requests around it have NAK.
     if (data.size() != 2)
         return NA;
     emit setCalibrate(isOn(data));

@@ -3,7 +3,7 @@
 namespace
 {
 
-// Where the fields of a frame stand, in characters.
+// Where the fields of a frame are, in characters.
 const int lengthAt = 2;
 const int typeAt = 6;
 const int headerCheckAt = 10;
@@ -44,7 +44,7 @@ int digitValue(char digit)
     return -1;
 }
 
-/// Writes @p value in lower-case hexadecimal, zero-filled to @p width digits; in more
+/// Writes @p value in lower-case hexadecimal, padded with zeros to @p width digits; more
 /// when it needs them.
 /// @return the end of what was written
 char *putHex(char *to, quint64 value, int width)

@@ -2,9 +2,9 @@
 ///
 ///     7E LLLL TTTT HH data CCCC 7F
 ///
-/// All fields are hexadecimal characters: L the length (10 + data characters),
-/// T the message type, H the low 8 bits of the sum of the characters before it,
-/// C the 16-bit sum of all characters before it. Data stand as they are.
+/// All fields are hexadecimal characters: L the length (10 + data characters), T the
+/// message type, H the low 8 bits of the sum of the characters before it, C the 16-bit
+/// sum of all characters before it. The data are sent as they are.
 #ifndef PROTOCOL_FRAME_H
 #define PROTOCOL_FRAME_H
 
@@ -28,8 +28,8 @@ struct ReceivedFrame {
 };
 
 /// Checks one message, line end already removed.
-/// @param strict  false leaves length field and checksum unread; the data then
-///                run from the header to the last four characters before the end mark
+/// @param strict  false ignores the length field and the checksum; the data then run from
+///                the header to the last four characters before the end mark
 ReceivedFrame checkFrame(const QByteArray &message, bool strict);
 
 /// @return true when start and end marks are right, so that the message is meant for this unit

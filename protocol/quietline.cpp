@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <ctime>
 
-// The kernel's own record of a terminal's settings: <termios.h> knows the speed
-// by code only, and cannot be included beside it.
+// The kernel's own record of a terminal's settings: <termios.h> has the speed only as a
+// code, and cannot be included as well.
 #include <asm/termbits.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
@@ -16,14 +16,14 @@ namespace
 /// Start bit, eight data bits, stop bit.
 const unsigned long long characterBits = 10;
 
-/// Half a FIFO of 64 bytes fills up before its driver is told, or four
-/// characters' time passes in silence.
+/// The driver is told when half a FIFO of 64 bytes is full, or after four characters'
+/// time of silence.
 const unsigned quietCharacters = 36;
 
 /// At high speeds the driver's own work takes longer than the characters do.
 const unsigned shortestQuiet = 3000; // microseconds
 
-/// What one read takes at most: a line that never falls silent is read all the same.
+/// The most that one read takes. A line that never falls silent must be read, too.
 const unsigned longestCharacters = 1024;
 
 /// What a driver falls back to when the speed it is given is 0.

@@ -7,7 +7,7 @@
 #ifndef PROTOCOL_QUIETLINE_H
 #define PROTOCOL_QUIETLINE_H
 
-/// What the waiting needs of a line.
+/// What the waiting below needs from a line.
 class ReceivingLine
 {
 public:
@@ -19,20 +19,20 @@ public:
     /// The count of bytes that a read would find now.
     virtual int waiting() const = 0;
 
-    /// Lets so many microseconds pass.
+    /// Waits that many microseconds.
     virtual void pause(unsigned microseconds) = 0;
 };
 
-/// Returns once the count of waiting bytes has stood still for the time that a
-/// FIFO may keep a frame's next piece back (36 characters, 3 ms at least), or
-/// after the time of 1024 characters. Reads nothing.
+/// Returns once the number of waiting bytes has not changed for as long as a FIFO may
+/// hold back the next piece of a frame (36 characters, at least 3 ms), or after the time
+/// of 1024 characters. Reads nothing.
 void waitUntilQuiet(ReceivingLine &line);
 
-/// Whether the terminal device @p fd is a UART by its driver's own word. A pseudo
+/// Whether the driver of the terminal device @p fd says that it is a UART. A pseudo
 /// terminal is not: it hands over a frame as it was written.
 bool isUart(int fd);
 
-/// The same for the device @p fd, at the speed that it has at the moment.
+/// The same for the device @p fd, at its present speed.
 void waitUntilQuiet(int fd);
 
 #endif

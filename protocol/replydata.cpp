@@ -10,7 +10,8 @@ const int versionTextWidth = 14;
 
 QByteArray hexField(int value, int width)
 {
-    // Through 32 unsigned bits: how a negative number looks in base 16 differs between Qts.
+    // Through 32 unsigned bits: how a negative number looks in base 16 differs between
+    // versions of Qt.
     return QByteArray::number(static_cast<uint>(value), 16).toUpper().rightJustified(width, '0');
 }
 

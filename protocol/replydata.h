@@ -29,8 +29,8 @@ QByteArray voltageData(const QByteArray &reading);
 
 /// The version as two numbers (low 8 bits of each, 2 hexadecimal digits), its
 /// text in 14 characters, and sixteen zeros: always 34 characters, in upper case.
-/// @param version  "1.2", or the same behind a date of eight digits and a blank;
-///                 a missing or unreadable number counts as 0
+/// @param version  "1.2", or the same after a date of eight digits and a blank; a missing
+///                 or unreadable number counts as 0
 QByteArray versionData(const QString &version);
 
 /// The result of the SD card test: the constant 1, @p timeout, @p portNum, @p status

@@ -29,8 +29,8 @@ const int nextFrameWithin = 600000; // ms
 
 const int largestChunk = 1024;
 
-/// A cooked line ends once for each end-of-file character. Only one that is no
-/// line, or has no other side, ends so often with nothing between.
+/// A cooked line reports its end once for each end-of-file character. Only something that
+/// is not a line, or has no other side, does so this often with nothing in between.
 const int mostEndsInRow = 100;
 
 /// The replies that carry data, and the ready message.
@@ -72,9 +72,9 @@ FILE *openReplyStream(int line)
     return stream;
 }
 
-/// Writes all of @p bytes, in the face of signals: where the kernel has no process
-/// descriptors, QProcess learns of the end of a flashing tool by a signal, and a
-/// line that it interrupts takes nothing, or just a part.
+/// Writes all of @p bytes even when a signal interrupts. On a kernel without process
+/// descriptors QProcess learns from a signal that a flashing tool has ended, and an
+/// interrupted write takes nothing or only a part.
 void writeAll(FILE *stream, const QByteArray &bytes)
 {
     const size_t size = static_cast<size_t>(bytes.size());
@@ -113,8 +113,8 @@ TestProto::TestProto(QObject *parent, const Board &board)
 
 TestProto::~TestProto()
 {
-    // The monitor blocks in its pipe and a running thread must not be deleted:
-    // it is let go and ends with the process.
+    // The monitor blocks in its pipe and a running thread must not be deleted: it is left
+    // running and ends with the process.
     if (m_sdMon->isRunning())
         m_sdMon->setParent(nullptr);
     delete m_notifier;
@@ -134,7 +134,7 @@ void TestProto::openLine(const QString &path)
     connect(m_notifier, SIGNAL(activated(int)), SLOT(read()));
 }
 
-/// What cannot be read stays readable: its notifier would fire for ever.
+/// A line that fails still counts as readable: its notifier would fire for ever.
 void TestProto::stopReading(const char *reason)
 {
     m_notifier->setEnabled(false);

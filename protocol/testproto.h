@@ -31,10 +31,10 @@ class TestProto : public QObject
     Q_OBJECT
 
 public:
-    /// Opens the test line of @p board (with whatever settings it has), powers
-    /// the SD card and starts the SD card monitor. A line that cannot be opened
-    /// is logged; replies are then lost and ATE mode ends after 15 seconds. So is
-    /// one that cannot be read any more, and ATE mode ends by its timer.
+    /// Opens the test line of @p board (with whatever settings it has), powers the SD
+    /// card and starts the SD card monitor. A line that cannot be opened is logged;
+    /// replies are then lost and ATE mode ends after 15 seconds. A line that can no
+    /// longer be read is logged, too, and ATE mode ends by its timer.
     explicit TestProto(QObject *parent, const Board &board = Board());
     ~TestProto() override;
 

@@ -15,8 +15,8 @@ public:
     /// Closes the port.
     ~LinuxPort() override;
 
-    /// Values the line does not know are replaced silently: a speed by the next
-    /// lower standard rate, a character size by 8, a parity by none.
+    /// Unknown values are replaced silently: a speed by the next lower standard rate, a
+    /// character size by 8, a parity by none.
     /// @return false when the device cannot be opened or is no terminal; the
     ///         reason is logged and the port stays closed
     bool open(QIODevice::OpenMode mode, const LineSettings &settings) override;

@@ -67,7 +67,7 @@ void QtSerialPort::watchForRoom(int handle)
     if (handle < 0)
         return;
     writeNotifier = new QSocketNotifier(handle, QSocketNotifier::Write, this);
-    // A line has room nearly always, which is of interest only to what is queued.
+    // A line nearly always has room, which matters only while something is queued.
     writeNotifier->setEnabled(false);
     connect(writeNotifier, SIGNAL(activated(int)), SLOT(onWrite()));
 }
@@ -129,7 +129,7 @@ qint64 QtSerialPort::writeData(const char *data, qint64 size)
     if (!isOpen())
         return -1;
 
-    // Only an empty queue may be bypassed, or the bytes would change places.
+    // Nothing may overtake what is queued.
     qint64 written = 0;
     if (writeBuffer.isEmpty()) {
         written = port->write(data, size);

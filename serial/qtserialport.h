@@ -10,16 +10,16 @@ class IPlatPort;
 class QSocketNotifier;
 struct LineSettings;
 
-/// Gives an IPlatPort the interface of a sequential QIODevice, with at most 256
-/// bytes of its own buffered in each direction; QIODevice buffers what is read
-/// besides. Nothing here waits for bytes, but the kernel may hold up close() until the
-/// line has taken what was written.
+/// Gives an IPlatPort the interface of a sequential QIODevice, with at most 256 bytes of
+/// its own buffered in each direction; QIODevice buffers what is read as well. Nothing
+/// here waits for bytes, but the kernel may hold up close() until the line has taken what
+/// was written.
 ///
-/// open() makes a write notifier alone, which sends what the line did not take at
-/// once. A read notifier would take the bytes of the test station's protocol, which
-/// reads the same line through a descriptor of its own. So this device configures
-/// the line and writes to it, and emits no readyRead(). The other slots serve a
-/// device that shall also read: one whose other notifiers are set.
+/// open() makes only a write notifier, which sends what the line did not take at once. A
+/// read notifier would take the bytes of the test station's protocol, which reads the
+/// same line through a descriptor of its own. So this device configures the line and
+/// writes to it, and emits no readyRead(). The other slots are for a device that also
+/// reads, with its other notifiers set.
 class QtSerialPort : public QIODevice
 {
     Q_OBJECT
@@ -53,7 +53,8 @@ public:
 
 protected:
     /// Takes what is buffered; never reads from the port itself.
-    /// @return the count of bytes, 0 when nothing is buffered, -1 when also closed
+    /// @return the count of bytes, 0 when nothing is buffered, -1 when it is closed as
+    ///         well
     qint64 readData(char *data, qint64 maxSize) override;
 
     /// Writes to the port and buffers what it did not take at once.
@@ -82,7 +83,7 @@ protected:
     QSocketNotifier *exceptNotifier;
 
 public:
-    // The line settings. They count when the device is opened.
+    // The line settings. They take effect when the device is opened.
     QString portName; ///< path of the terminal device
     int baudRate;     ///< bits per second
     int dataBits;     ///< 5 to 8

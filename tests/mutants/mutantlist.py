@@ -49,7 +49,7 @@ MUTANTS = [Mutant(*row) for row in [
     ("protocol/testproto.cpp", "FlashStatusReply, flashStatusData(stage, percent)",
      "FlashStatusReply, flashStatusData(percent, stage)"),
     ("protocol/testproto.cpp", "m_strictCheck = false;", "m_strictCheck = true;"),
-    ("protocol/commands.cpp", "    // NA, not NAK as its neighbours have it.\n"
+    ("protocol/commands.cpp", "    // NA, where the requests around it have NAK.\n"
      "    if (data.size() != 2)\n        return NA;",
      "    if (data.size() != 2)\n        return NAK;"),
     ("protocol/commands.cpp", "level > 1", "level > 2"),
