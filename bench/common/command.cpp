@@ -6,7 +6,7 @@
 
 bool parseCommand(QCommandLineParser &parser, const QStringList &arguments, int *status)
 {
-    // The parser's own help option brings another one, for programs with windows.
+    // The parser's own help option would add another one, for programs with windows.
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     parser.addOption(help);

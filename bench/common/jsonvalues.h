@@ -1,4 +1,4 @@
-/// Values of a JSON object that may lack them.
+/// Values that a JSON object may have or not.
 #ifndef BENCH_COMMON_JSONVALUES_H
 #define BENCH_COMMON_JSONVALUES_H
 
@@ -7,9 +7,9 @@
 
 #include <optional>
 
-/// Empty for what is not a text.
+/// Empty when it is not a text.
 QString textIn(const QJsonObject &object, const char *key);
-/// Nothing for what is not a number.
+/// Nothing when it is not a number.
 std::optional<double> numberIn(const QJsonObject &object, const char *key);
 
 #endif

@@ -84,8 +84,8 @@ void copySmallFile(const QByteArray &from, const QByteArray &to)
 
 enum Files { BindFiles, CopyFiles };
 
-/// Shows every entry of @p from in @p to, except some; links stay links. What
-/// cannot be shown (a file system that is gone, say) is left out.
+/// Shows every entry of @p from in @p to, except some; links stay links. What cannot be
+/// shown, such as a file system that is gone, is left out.
 void mirror(const QByteArray &from, const QByteArray &to, const QList<QByteArray> &except,
             Files files = BindFiles)
 {
@@ -127,11 +127,11 @@ void showEtc()
     const QByteArray options =
         "lowerdir=" + inOld("/etc") + ",upperdir=/etc-changes,workdir=/etc-work";
     if (mount("overlay", etc.constData(), "overlay", 0, options.constData()) == 0) {
-        // A calibration of the PC's own is none of the keypad's.
+        // The PC's own calibration does not belong to the keypad.
         unlink((etc + "/pointercal").constData());
         return;
     }
-    // No overlay in some user namespaces.
+    // Some user namespaces allow no overlay.
     mirror(inOld("/etc"), etc, {"pointercal"}, CopyFiles);
 }
 
@@ -219,8 +219,8 @@ QString BoardRoot::build() const
 {
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         return failure("make the mount namespace private");
-    // First a tmpfs becomes the root with the PC's below it, so that no place of
-    // the PC hides another one while the board is put together.
+    // First a tmpfs becomes the root with the PC's below it, so that nothing of the PC
+    // hides anything else while the board is put together.
     if (mount("keypad", "/tmp", "tmpfs", MS_NOSUID, "mode=755") != 0)
         return failure("mount a tmpfs");
     if (chdir("/tmp") != 0 || mkdir("oldroot", 0755) != 0 || mkdir("newroot", 0755) != 0 ||
@@ -242,7 +242,7 @@ QString BoardRoot::build() const
     showHidden(visible);
     bind(inOld(QFile::encodeName(toolDir)), inNew(BenchPlace::tool));
     mkdir(inNew("/proc").constData(), 0755);
-    // A container that masks parts of its /proc may not mount another one.
+    // A container that hides parts of its /proc may not mount another one.
     if (mount("proc", inNew("/proc").constData(), "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC,
               nullptr) != 0 &&
         !bind(inOld("/proc"), inNew("/proc")))

@@ -1,5 +1,5 @@
-/// Builds the root of the keypad's mount namespace: the PC's root file system
-/// with the board's own places laid over it.
+/// Builds the root of the keypad's mount namespace: the PC's root file system with the
+/// board's own files and folders laid over it.
 #ifndef BENCH_KEYPAD_BOARDROOT_H
 #define BENCH_KEYPAD_BOARDROOT_H
 

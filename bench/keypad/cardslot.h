@@ -13,7 +13,7 @@
 class CardSlot
 {
 public:
-    /// Makes the folder behave as @p kind. @return empty, or the reason in one line
+    /// Makes the folder behave as @p kind says. @return empty, or the reason in one line
     QString setCard(const QString &dir, HostProtocol::CardKind::Card kind);
     /// Folders where a card is mounted.
     QStringList folders() const { return m_cards.values() + m_flawedCards.keys(); }

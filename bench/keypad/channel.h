@@ -1,6 +1,6 @@
-/// One end of the socket between a bench and the keypad's host process. Every
-/// packet is one JSON object, with descriptors beside it where the object is
-/// about open files. Bytes that are no text travel as Latin-1.
+/// One end of the socket between a bench and the keypad's host process. Every packet is
+/// one JSON object, with descriptors attached when it is about open files. Bytes that are
+/// not text are sent as Latin-1.
 #ifndef BENCH_KEYPAD_CHANNEL_H
 #define BENCH_KEYPAD_CHANNEL_H
 
@@ -33,7 +33,7 @@ public:
     /// Waits until there is something to receive (or the end). False after @p msecs; -1 waits
     /// for ever.
     bool waitReadable(int msecs) const;
-    /// Sends, waiting for room as long as it takes. False when the other end is gone.
+    /// Sends; waits for room as long as it takes. False when the other end is gone.
     bool sendWaiting(const QJsonObject &object, const QList<int> &descriptors = QList<int>()) const;
 
     /// With its size, since Qt 5 otherwise takes the bytes up to the first NUL.

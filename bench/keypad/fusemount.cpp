@@ -20,8 +20,8 @@ FuseMount::~FuseMount()
 QString FuseMount::mount(int device, const QByteArray &at, const fuse_operations &operations,
                          void *data)
 {
-    // Mounted by hand: libfuse would turn to the setuid helper where the kernel
-    // says no, and that one cannot see this mount namespace.
+    // Mounted here and not by libfuse: where the kernel says no, libfuse would try its
+    // setuid helper, which cannot see this mount namespace.
     const QByteArray options = "fd=" + QByteArray::number(device) +
                                ",rootmode=40000,user_id=" + QByteArray::number(getuid()) +
                                ",group_id=" + QByteArray::number(getgid());

@@ -33,7 +33,8 @@ int runGuarded(char **arguments)
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGTERM);
         sigprocmask(SIG_UNBLOCK, &childSignal, nullptr);
-        // An X server looking for a free display complains about every one that is not.
+        // An X server that looks for a free display complains about every one that is
+        // taken.
         dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
         execvp(arguments[0], arguments);
         _exit(127);

@@ -1,4 +1,4 @@
-/// Runs a program that must not outlive the bench, however the bench ends.
+/// Runs a program that must end with the bench, however the bench ends.
 #ifndef BENCH_KEYPAD_GUARD_H
 #define BENCH_KEYPAD_GUARD_H
 

@@ -33,8 +33,8 @@ void writeText(const char *path, const QByteArray &text)
     close(fd);
 }
 
-/// Own mount and PID namespaces; who may not have them may in a user namespace
-/// of their own, as its root.
+/// Mount and PID namespaces of its own. Who may not have them gets them in a user
+/// namespace of their own, as its root.
 bool leaveNamespaces()
 {
     const int wanted = CLONE_NEWNS | CLONE_NEWPID;
@@ -105,7 +105,7 @@ int main(int argc, char **argv)
 {
     if (argc > 2 && strcmp(argv[1], "--guard") == 0)
         return runGuarded(argv + 2);
-    // Without the clean-up at exit: what a sanitizer wants to start there could
-    // only be born into the PID namespace that is gone.
+    // Without the clean-up at exit: a sanitizer could not start its helper there, since
+    // the PID namespace is gone.
     _exit(runHost());
 }

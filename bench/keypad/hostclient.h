@@ -1,5 +1,5 @@
-/// The bench's end of a keypad's host process: starts it, asks it, takes in what
-/// it tells and waits for that. No event loop is needed.
+/// The bench's end of a keypad's host process: starts it, sends it requests, and receives
+/// and waits for its reports. No event loop is needed.
 #ifndef BENCH_KEYPAD_HOSTCLIENT_H
 #define BENCH_KEYPAD_HOSTCLIENT_H
 
@@ -39,12 +39,12 @@ public:
     QJsonObject call(HostProtocol::Operation operation, QJsonObject request = QJsonObject(),
                      QList<int> *descriptors = nullptr, int msecs = CallMsecs);
 
-    /// Takes in whatever has arrived. False when the keypad is gone.
+    /// Receives whatever has arrived. False when the keypad is gone.
     bool drain();
-    /// Takes in what comes until @p done or @p msecs are over.
+    /// Receives what comes until @p done or until @p msecs have passed.
     bool waitUntil(const std::function<bool()> &done, int msecs);
 
-    /// Why the last call that failed did.
+    /// Why the last call that failed has failed.
     QString errorString() const { return m_error; }
     /// @return false, for the caller to return
     bool failed(const QString &reason);

@@ -17,7 +17,7 @@ int removeOne(const char *name, const struct stat *, int, FTW *)
     return ::remove(name) == 0 ? 0 : errno;
 }
 
-/// Something may be mounted at the place or below it; then it cannot be removed.
+/// Something may be mounted there or below it; then it cannot be removed.
 void unmountAt(const QByteArray &name)
 {
     FILE *mounts = setmntent("/proc/self/mounts", "re");

@@ -94,8 +94,8 @@ template<typename Enum> Enum fromJson(const QJsonValue &value)
 
 } // namespace HostProtocol
 
-/// What is on no board: the stand-ins, what they print and what they are asked to do,
-/// and the tool's folder once more, for when a place around its own is left out.
+/// What no board has: the stand-ins, what they print and what they are asked to do, and
+/// the tool's folder a second time, in case a folder above it is left out.
 namespace BenchPlace
 {
 const char programs[] = "/run/bench/bin";

@@ -65,7 +65,7 @@ private:
     std::vector<char *> m_pointers;
 };
 
-/// To be called in a child before it becomes another program.
+/// Called in a child before it becomes another program.
 void becomeOrdinary()
 {
     sigset_t none;
@@ -126,7 +126,7 @@ QString HostServer::prepare(const QJsonObject &request)
 
 void HostServer::post(const QJsonObject &object, const QList<int> &descriptors)
 {
-    // A bench that does not look for a while must not stop the tool.
+    // A bench that is busy for a while must not stop the tool.
     QList<int> own;
     for (const int fd : descriptors)
         own.append(fcntl(fd, F_DUPFD_CLOEXEC, 0));
@@ -323,8 +323,8 @@ void HostServer::handleSysfs(const QJsonObject &request)
     answer(request, reply);
 }
 
-/// File operations may end at this very process's /sys, or wait: a child does
-/// them and answers by itself.
+/// File operations may lead to the /sys that this process serves, or wait: so a child
+/// does them and answers by itself.
 void HostServer::inWorker(const QJsonObject &request)
 {
     const pid_t worker = fork();
@@ -337,8 +337,8 @@ void HostServer::inWorker(const QJsonObject &request)
     const QJsonValue id = request.value(Key::Id);
     QList<int> descriptors;
     QJsonObject reply = work(request, &descriptors);
-    // Handed over and closed here ahead of the reply: a program that somebody still has
-    // open for writing cannot be run.
+    // Handed over and closed here before the reply: a program that is still open for
+    // writing cannot be run.
     if (!descriptors.isEmpty()) {
         m_channel.sendWaiting(
             QJsonObject{{Key::EventKind, toJson(Event::Descriptors)}, {Key::Id, id}}, descriptors);
@@ -368,7 +368,8 @@ void HostServer::startTool(const QJsonObject &request)
     }
     m_tool = fork();
     if (m_tool == 0) {
-        // The kernel tells the bench, beside this packet, what the process is called there.
+        // With this packet the kernel tells the bench the number of the process as seen
+        // there.
         m_channel.sendWaiting(QJsonObject{{Key::EventKind, toJson(Event::Process)}});
         dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
         dup2(output[1], STDOUT_FILENO);
@@ -454,8 +455,8 @@ void HostServer::reap()
         const QJsonObject how = {{Key::Code, WIFEXITED(status) ? WEXITSTATUS(status) : -1},
                                  {Key::Signal, WIFSIGNALED(status) ? WTERMSIG(status) : 0}};
         if (child == m_tool) {
-            // What it said last comes before the news of its end. Its own children may keep
-            // the pipe open, so take only what is there.
+            // Its last output comes before the report of its end. Its own children may
+            // keep the pipe open, so take only what is there.
             pollfd more = {m_output, POLLIN, 0};
             while (m_output >= 0 && poll(&more, 1, 0) > 0)
                 readOutput();

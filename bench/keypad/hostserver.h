@@ -1,7 +1,6 @@
-/// The first process of a keypad's PID namespace: serves /sys, starts the tool,
-/// carries its output to the bench and does on the board what the bench asks.
-/// One thread, one poll loop. When it ends, for whatever reason, the kernel
-/// ends every process of the keypad with it.
+/// The first process of a keypad's PID namespace: serves /sys, starts the tool, passes
+/// its output to the bench and does what the bench asks. One thread, one poll loop. When
+/// it ends, for whatever reason, the kernel ends every process of the keypad with it.
 #ifndef BENCH_KEYPAD_HOSTSERVER_H
 #define BENCH_KEYPAD_HOSTSERVER_H
 

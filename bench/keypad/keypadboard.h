@@ -1,5 +1,5 @@
-/// The board as it can be changed and looked at from outside: its files, as the
-/// tool sees them, and its virtual /sys. Paths are always the tool's.
+/// The board as it can be changed and examined from outside: its files, as the tool sees
+/// them, and its virtual /sys. Paths are always the tool's.
 #ifndef BENCH_KEYPAD_KEYPADBOARD_H
 #define BENCH_KEYPAD_KEYPADBOARD_H
 
@@ -24,9 +24,9 @@ public:
 
     // The virtual /sys. Paths are whole ("/sys/class/leds/ready/brightness").
 
-    /// What reading gives now, "" if it does not exist. Not trimmed.
+    /// What reading it gives now; "" if it does not exist. Not trimmed.
     QByteArray attribute(const QString &path);
-    /// Sets what reading gives. For values of pins this is the level at the pin,
+    /// Sets what reading it gives. For values of pins this is the level at the pin,
     /// before active_low. No store is recorded. False if it does not exist.
     bool setAttribute(const QString &path, const QByteArray &text);
     /// Every @p operation on @p path fails with @p error (an errno value) from now on. The path
@@ -36,14 +36,14 @@ public:
     bool addLed(const QString &name, int maximum = 255);
     /// Adds an attribute that keeps what is stored; missing folders are made.
     bool addAttribute(const QString &path, const QByteArray &text);
-    /// Takes away an attribute, a device with its link, or a whole folder.
+    /// Removes an attribute, a device with its link, or a whole folder.
     bool removeNode(const QString &path);
     bool hasNode(const QString &path);
 
     // Files as the tool sees them. False or -1 sets errorString() and errno.
 
-    /// open(2) done inside the keypad; the caller owns the descriptor. On failure
-    /// -1 and errno. Anything that a descriptor can do can be tried with it.
+    /// open(2) done inside the keypad; the caller owns the descriptor. On failure -1 and
+    /// errno. Everything that a descriptor can do works with it.
     int openFile(const QString &path, int flags, unsigned mode = 0644);
     QByteArray readFile(const QString &path, bool *ok = nullptr);
     bool writeFile(const QString &path, const QByteArray &bytes, unsigned mode = 0644);

@@ -104,8 +104,8 @@ bool readEnvironment(const QStringList &settings, QMap<QString, QString> *enviro
     return true;
 }
 
-/// The first of @p options with an empty text, as a variable of a script that was never set
-/// gives; null when there is none. Whoever gave it wanted something else than the default.
+/// The first of @p options with an empty text, as from a script's variable that was never
+/// set; null when there is none. Whoever gave it did not want the default.
 const QCommandLineOption *emptyOption(const QCommandLineParser &parser,
                                       const QList<const QCommandLineOption *> &options)
 {

@@ -21,7 +21,7 @@ const ErrorName errorNames[] = {
     {"ENOSPC", ENOSPC}, {"EROFS", EROFS},   {"ENOMEM", ENOMEM}, {"ETIMEDOUT", ETIMEDOUT},
 };
 
-/// What can be played, by program; all of them know the words of anyPlay as well.
+/// What each program can play; all of them know the words of anyPlay as well.
 const struct {
     const char *program;
     const char *plays;
@@ -36,7 +36,7 @@ const char anyPlay[] = "auto good crash hang endless missing";
 const int screenWidth = 800;
 const int screenHeight = 480;
 
-/// What a program can play; none for a program that the board does not have.
+/// What a program can play; empty for a program that the board does not have.
 QStringList playsOf(const QString &program)
 {
     for (const auto &row : programs) {
@@ -60,7 +60,7 @@ int choice(const QString &word, const char *first, const char *second)
     return word == QLatin1String(second) ? 0 : -1;
 }
 
-/// None for a line that is empty or a comment.
+/// Nothing for a line that is empty or a comment.
 QStringList wordsOf(const QString &line)
 {
     const QString text = line.simplified();
@@ -199,7 +199,7 @@ KeypadConsole::Outcome KeypadConsole::powerOff()
     if (!m_powered && !m_keypad.isRunning())
         return result(false, QStringLiteral("the keypad is off"));
     m_powered = false;
-    // The tool may have ended by itself; nothing else of a keypad needs current.
+    // The tool may have ended by itself; nothing else in a keypad needs power.
     return result(!m_keypad.kill(SIGKILL) || m_keypad.waitForExit());
 }
 
@@ -227,7 +227,7 @@ KeypadConsole::Outcome KeypadConsole::card(const QStringList &arguments)
     for (const auto &kind : kinds) {
         if (word != QLatin1String(kind.name))
             continue;
-        // A test file from before would make room for the next one.
+        // An old test file would make room for the next one.
         if (kind.kind == VirtualKeypad::Full && !m_keypad.setCard(VirtualKeypad::NoFolder))
             return result(false);
         return result(m_keypad.setCard(kind.kind));
@@ -334,7 +334,8 @@ KeypadConsole::Outcome KeypadConsole::fault(const QStringList &arguments)
     if (number <= 0)
         return result(false, QStringLiteral("an error is a number or ") +
                                  names.join(QStringLiteral(", ")));
-    // An attribute that is not there yet may come, as a GPIO's when it is exported.
+    // An attribute that does not exist yet may come later, such as a GPIO's when it is
+    // exported.
     if (!path.startsWith(QLatin1String("/sys/")))
         return result(false, QStringLiteral("only attributes of /sys can fail"));
     m_keypad.fail(path, SysfsModel::Operation(operation), number);

@@ -20,12 +20,12 @@ public:
 
     /// Carries out one line. Empty lines and lines that begin with "#" do nothing.
     Outcome execute(const QString &line);
-    /// Whether the keypad is switched on, whatever became of the tool.
+    /// Whether the keypad is switched on, whether or not the tool still runs.
     bool isPowered() const { return m_powered; }
     /// "quit" has been given.
     bool isOver() const { return m_over; }
-    /// What is wrong with a line whatever the keypad is like: an unknown command, too few or
-    /// too many arguments. Empty when it can be tried.
+    /// What is wrong with a line on any keypad: an unknown command, too few or too many
+    /// arguments. Empty when it can be tried.
     static QString misspelt(const QString &line);
     /// All commands, one a line.
     static QString help();

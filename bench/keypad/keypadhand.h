@@ -25,8 +25,8 @@ public:
     /// The tamper switch at GPIO 17: active, the enclosure is open, drives the pin high.
     void setTamper(bool active);
 
-    /// Makes the card's folder behave as @p kind. Files on it stay, except to and from
-    /// ReadsBackWrong and after NoFolder.
+    /// Makes the card's folder behave as @p kind says. Files on it stay, except to and
+    /// from ReadsBackWrong and after NoFolder.
     bool setCard(Card kind, const QString &dir = QStringLiteral("/media/mmcblk0p1"));
     /// Tells the tool that a card was mounted or removed. Waits until the tool
     /// listens; false if it does not within @p msecs.

@@ -51,8 +51,8 @@ void KeypadLine::Pty::close()
     path.clear();
 }
 
-/// A serial line has no way to stop a sender: what does not fit into the pty,
-/// because nobody has read it for long, is lost.
+/// A serial line cannot stop a sender: what does not fit into the pty, because nobody has
+/// read for a while, is lost.
 void KeypadLine::Pty::push(const QByteArray &bytes)
 {
     if (master >= 0 && write(master, bytes.constData(), size_t(bytes.size())) < 0)

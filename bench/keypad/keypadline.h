@@ -2,8 +2,8 @@
 /// /dev/ttySP0, and a station's pty, whose slave any program of the PC can
 /// open. Bytes go from one master to the other once bridging has begun.
 ///
-/// Both slaves are kept open here, so that neither side sees a hang-up because
-/// the other one is not there (yet).
+/// Both slaves are kept open here, so that neither side sees a hang-up when the other one
+/// is not there (yet).
 #ifndef BENCH_KEYPAD_KEYPADLINE_H
 #define BENCH_KEYPAD_KEYPADLINE_H
 
@@ -20,7 +20,7 @@ public:
 
     /// Makes both ptys, raw. @return empty, or the reason in one line
     QString open();
-    /// Closes everything: who has /dev/ttySP0 open reads EIO.
+    /// Closes everything: whoever has /dev/ttySP0 open reads EIO.
     void hangUp();
     /// Bytes that arrived for the tool while nobody had the line open are lost.
     void flushInput();
@@ -30,7 +30,7 @@ public:
     int toolMaster() const { return m_tool.master; }
     int stationMaster() const { return m_station.master; }
 
-    /// From here on the bytes are carried by the two functions below.
+    /// From now on the two functions below carry the bytes.
     void bridge();
     /// Carries what the tool sent, after its master became readable.
     void fromTool();

@@ -3,7 +3,7 @@
 namespace
 {
 
-// Longer than one control character: the tool logs what it receives, junk too.
+// Longer than one control character, since the tool logs what it receives, even junk.
 const char opening[] = "\x1e<message ";
 const char closing[] = "\x1e/message>";
 
@@ -21,8 +21,8 @@ QList<KeypadLog::Line> KeypadLog::take(const QByteArray &bytes, qint64 usec)
     QList<Line> lines;
     for (;;) {
         const int begin = int(m_rest.indexOf(opening));
-        // Lines before the next message are complete; a line end right after a
-        // message belongs to it and leaves an empty line, which is none.
+        // Lines before the next message are complete; a line end right after a message
+        // belongs to it; the empty line that it leaves does not count.
         const int foreign = begin >= 0 ? begin : int(m_rest.lastIndexOf('\n')) + 1;
         takeForeign(m_rest.left(foreign), usec, &lines);
         m_rest.remove(0, foreign);

@@ -1,7 +1,6 @@
-/// Cuts what the tool prints into messages. The tool's Qt is told, through
-/// QT_MESSAGE_PATTERN, to put a mark before and behind every message, because a
-/// message may hold line ends; whatever stands outside the marks was printed by
-/// something else and is cut into lines.
+/// Cuts what the tool prints into messages. QT_MESSAGE_PATTERN makes the tool's Qt put a
+/// mark before and after every message, because a message may hold line ends; whatever is
+/// outside the marks was printed by something else and is cut into lines.
 #ifndef BENCH_KEYPAD_KEYPADLOG_H
 #define BENCH_KEYPAD_KEYPADLOG_H
 

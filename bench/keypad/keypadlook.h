@@ -31,7 +31,7 @@ struct KeypadDisplay {
 class KeypadLook
 {
 public:
-    /// Empty when @p kind of display can be had here, else the reason in one line.
+    /// Empty when this @p kind of display can be used here, else the reason in one line.
     static QString whyNoDisplay(KeypadDisplay::Kind kind);
 
     /// The X display the tool is on, for example ":3"; empty without one.

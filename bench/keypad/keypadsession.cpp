@@ -24,7 +24,7 @@ void say(const QString &text)
 
 KeypadSession::KeypadSession(const KeypadOptions &options) : m_keypad(options), m_console(m_keypad)
 {
-    // Queued: what a command did is told before what the tool makes of it.
+    // Queued: what a command did is printed before what the tool does about it.
     qRegisterMetaType<VirtualKeypad::LogLine>("VirtualKeypad::LogLine");
     connect(&m_keypad, &VirtualKeypad::logged, this, &KeypadSession::printLog,
             Qt::QueuedConnection);

@@ -1,6 +1,5 @@
-/// A virtual keypad with a person beside it: prints what the tool logs, carries
-/// out the commands from standard input, ends the program when the tool ends
-/// by itself.
+/// A virtual keypad and its user: prints what the tool logs, carries out the commands
+/// from standard input, and ends the program when the tool ends by itself.
 #ifndef BENCH_KEYPAD_KEYPADSESSION_H
 #define BENCH_KEYPAD_KEYPADSESSION_H
 
@@ -24,8 +23,8 @@ public:
     /// The keypad waits for "power on", and for the next one when its tool has ended.
     bool startsOff = false;
 
-    /// Builds the board, tells where the line is and switches the keypad on. False with a reason
-    /// in one line.
+    /// Builds the board, prints where the line is and switches the keypad on. False with
+    /// a reason in one line.
     bool start(QString *reason);
 
 private slots:

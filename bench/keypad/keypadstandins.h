@@ -35,8 +35,8 @@ public:
     bool setStandin(const QString &program, const QString &play);
     /// How long a run of good output takes; 0 (at first) is full speed.
     bool setStandinSeconds(const QString &program, double seconds);
-    /// The program stops after the first update that contains @p text, until releaseStandin()
-    /// or until it is held at a text further on.
+    /// The program stops after the first update that contains @p text, until
+    /// releaseStandin() or until it is to stop at a later text.
     bool holdStandin(const QString &program, const QByteArray &text);
     bool releaseStandin(const QString &program);
     /// Every run so far, in order.
@@ -44,7 +44,7 @@ public:
 
 protected:
     explicit KeypadStandins(KeypadBoard *board) : m_board(board) {}
-    /// A new board's play what the real ones would.
+    /// Those of a new board play what the real ones would do.
     void resetStandins() { m_plays.clear(); }
 
 private:

@@ -2,8 +2,8 @@
 
 #include <QFile>
 
-/// The resource lies in a static library, which nothing else would pull in. Outside any
-/// namespace, as the resource compiler's function is.
+/// The resource is in a static library, and nothing else would link it. Outside of any
+/// namespace, like the resource compiler's function.
 static void initialiseResource()
 {
     Q_INIT_RESOURCE(pictures);

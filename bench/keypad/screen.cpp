@@ -58,8 +58,8 @@ bool Screen::send(quint8 event, quint8 detail, int x, int y)
         m_connection, event, detail, XCB_CURRENT_TIME, m_screen->root, qint16(x), qint16(y), 0);
     xcb_generic_error_t *error = xcb_request_check(m_connection, request);
     free(error);
-    // The check was answered in the same round as the event was sent in, maybe ahead of
-    // it; an answer in the next round comes behind it.
+    // The check was answered in the round in which the event was sent, perhaps before it;
+    // an answer in the next round comes after it.
     free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     return error == nullptr;
 }

@@ -17,13 +17,13 @@ public:
     Screen(const Screen &) = delete;
     Screen &operator=(const Screen &) = delete;
 
-    /// Whether there is such a display, and it lets this program in.
+    /// Whether there is such a display and this program may use it.
     static bool canOpen(const QByteArray &display);
-    /// Whether the display is there and lets itself be touched.
+    /// Whether the display is there and can be touched.
     bool isValid() const { return m_screen != nullptr; }
     /// What the whole screen shows, Format_RGB32; null on failure.
     QImage image() const;
-    /// This and button() return when the server has handed the event on.
+    /// This and button() return when the server has passed the event on.
     bool move(int x, int y);
     /// The first mouse button, where the pointer is.
     bool button(bool down);

@@ -15,8 +15,8 @@ namespace
 const int slowestReadMsecs = 1000; ///< of a reader that has opened the pipe
 const char pipePath[] = "/tmp/sdstat";
 
-/// Whether a process has the file open. Only a look: links of a process that is
-/// just ending cannot be read.
+/// Whether a process has the file open. Only a guess: the links of a process that is just
+/// ending cannot be read.
 bool hasOpen(pid_t process, const QByteArray &file)
 {
     const QByteArray folder = "/proc/" + QByteArray::number(process) + "/fd";
@@ -61,14 +61,14 @@ void waitUntilTaken(int watch, const QDeadlineTimer &deadline)
 
 } // namespace
 
-/// One line per opening: the reader takes the first line and throws away the
-/// rest. So wait until it has closed the pipe after the one before and waits in
-/// its next open; write and close at once, or it opens again while this writer
-/// is still there and takes that for an event; and do not return before it has
-/// taken the line.
+/// One line per opening: the reader takes the first line and throws away the rest. So
+/// wait until it has closed the pipe after the last line and waits in its next open.
+/// Write and close at once, or it opens again while this writer is still there and takes
+/// that for an event. And do not return before it has taken the line.
 int writeSdPipe(pid_t tool, const QByteArray &bytes, int msecs)
 {
-    // Nothing else may run between opening and closing; not everybody may ask for that.
+    // Nothing else should run between opening and closing; not every user may ask for
+    // that.
     const sched_param first = {1};
     sched_setscheduler(0, SCHED_FIFO, &first);
     int error = 0;

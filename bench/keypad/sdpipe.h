@@ -1,4 +1,4 @@
-/// The named pipe through which the board's hot-plug script tells the tool of SD cards.
+/// The named pipe through which the board's hot-plug script reports SD cards to the tool.
 #ifndef BENCH_KEYPAD_SDPIPE_H
 #define BENCH_KEYPAD_SDPIPE_H
 

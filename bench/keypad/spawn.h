@@ -13,8 +13,8 @@
 pid_t spawnProgram(const QString &program, const QStringList &arguments, int input,
                    int output = -1);
 
-/// The program called @p name of this build: beside the running one, or in the
-/// folder where it was built.
+/// The program called @p name of this build: next to the running one, or in the folder
+/// where it was built.
 QString benchProgram(const QString &name);
 
 #endif

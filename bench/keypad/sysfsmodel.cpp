@@ -89,7 +89,7 @@ SysfsModel::SysfsModel()
     const QString supply = QStringLiteral("/sys/devices/platform/corlink/power_supply/corlink");
     addDevice(QStringLiteral("/sys/class/power_supply/corlink"), supply);
     addFile(supply + QLatin1String("/voltage_now"), Plain, 0444, "12345\n");
-    // Without a line end: that is how a revision reads as a number.
+    // Without a line end, or the revision would not be read as a number.
     addFile(QStringLiteral("/sys/board_revision/marlow_revision"), Plain, 0444, "2");
 }
 
@@ -280,7 +280,7 @@ QByteArray SysfsModel::show(const QString &path, int *error) const
 bool SysfsModel::set(const QString &path, const QByteArray &text)
 {
     const QString device = devicePath(path, true);
-    // A pin has a level, exported or not.
+    // A pin has a level whether it is exported or not.
     static const QString pinPrefix = QStringLiteral("/sys/class/gpio/gpio");
     const bool level = device.startsWith(pinPrefix) && nameOf(device) == QLatin1String("value");
     const auto it = m_entries.find(device);

@@ -53,8 +53,8 @@ public:
     /// One write(2). The effect is there when this returns.
     int store(const QString &path, const QByteArray &text);
 
-    /// From outside, past all manners: what reading shows from now on. For a pin's
-    /// value it is the level at the pin, before active_low.
+    /// From outside, past all drivers: what reading shows from now on. For a pin's value
+    /// it is the level at the pin, before active_low.
     bool set(const QString &path, const QByteArray &text);
     bool addLed(const QString &name, int maximum);
     bool addAttribute(const QString &path, const QByteArray &text, unsigned mode = 0644);
@@ -63,7 +63,7 @@ public:
     void fail(const QString &path, Operation operation, int error);
     void clearFault(const QString &path);
 
-    /// The name a person uses: by class where there is one.
+    /// The name that people use: by class where there is one.
     QString classPath(const QString &path) const;
 
 private:

@@ -11,8 +11,8 @@ namespace
 
 const int pageSize = 4096; // what sysfs says is the size of every attribute
 
-/// What one open file sees: a read at its start asks the driver, later reads go
-/// on in what that gave.
+/// What one open file sees: a read at its start asks the driver, and later reads go on
+/// with that answer.
 struct OpenAttribute {
     QByteArray shown;
 };
@@ -35,7 +35,7 @@ OpenAttribute *opened(fuse_file_info *info)
 
 void *start(fuse_conn_info *, fuse_config *config)
 {
-    // Nodes come and go by themselves; the kernel may remember nothing.
+    // Nodes come and go by themselves, so the kernel must not cache anything.
     config->entry_timeout = 0;
     config->attr_timeout = 0;
     config->negative_timeout = 0;

@@ -75,7 +75,7 @@ QString VirtualKeypad::toolPath() const
     return canonical.isEmpty() ? tool : canonical;
 }
 
-/// Its own path, unless a place around it is left out.
+/// Its own path, unless a folder above it is left out.
 QString VirtualKeypad::toolPathInKeypad() const
 {
     const QString path = toolPath();
@@ -102,7 +102,7 @@ QJsonArray VirtualKeypad::commandLine() const
 QJsonArray VirtualKeypad::environment() const
 {
     QMap<QString, QString> variables = {
-        // Only the stand-ins: a program of the PC's own must never be run by mistake.
+        // Only the stand-ins: the PC's own programs must never be run by mistake.
         {QStringLiteral("PATH"), QLatin1String(BenchPlace::programs)},
         {QStringLiteral("HOME"), QStringLiteral("/root")},
         {QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8")},
@@ -134,7 +134,7 @@ QJsonArray VirtualKeypad::environment() const
     if (!m_options.faketime.isEmpty()) {
         variables.insert(QStringLiteral("LD_PRELOAD"), faketimeLibrary());
         variables.insert(QStringLiteral("FAKETIME"), QStringLiteral("+0 ") + m_options.faketime);
-        // The sanitizer's library need not be the first one here.
+        // The sanitizer's library may not be the first one here.
         QString &asan = variables[QStringLiteral("ASAN_OPTIONS")];
         asan +=
             QLatin1String(asan.isEmpty() ? "" : ":") + QLatin1String("verify_asan_link_order=0");
@@ -173,7 +173,7 @@ bool VirtualKeypad::fillBoard()
         if (!writeFile(whole(QStringLiteral("/home/default"), name), Pictures::png(name)))
             return false;
     }
-    // The permission to use the PC's display may lie in a place that the board's hide.
+    // The permission to use the PC's display may be in a folder that the board's hide.
     QString authority = qEnvironmentVariable("XAUTHORITY");
     if (authority.isEmpty())
         authority = QDir::homePath() + QLatin1String("/.Xauthority");

@@ -11,11 +11,10 @@
 ///     QVERIFY(keypad.waitForExit());
 ///     QCOMPARE(keypad.exitStatus().code, 0);
 ///
-/// Two phases: prepare() builds the board without starting the tool, so that a
-/// test can take things away, write files or plant faults; start() runs the
-/// tool (and prepares first if nobody has). The keypad is gone, with all its
-/// processes and mounts, when the object is destroyed and also when the process
-/// that made it dies in any way.
+/// Two phases: prepare() builds the board without starting the tool, so that a test can
+/// remove things, write files or plant faults; start() runs the tool (and prepares first
+/// if that has not been done). The keypad is gone, with all its processes and mounts,
+/// when the object is destroyed, and also when the process that made it dies in any way.
 ///
 /// What the tool finds (paths below are always the tool's paths):
 ///   /dev/ttySP0            a pty, raw before the tool opens it
@@ -28,12 +27,12 @@
 ///   /usr/lib/panel/version "20140101 1.2\n"
 ///   /media/mmcblk0p1       the card's mount point, see setCard()
 ///   kobs-ng ubiformat ubiattach mount   the only programs on the search path: stand-ins
-/// Everything else is the PC's own root file system, at its usual place. The
-/// tool's folder is visible at its own path wherever it is, and the tool runs even
-/// where a place around it is left out.
+/// Everything else is the PC's own root file system, at its usual place. The tool's
+/// folder is visible at its own path wherever it is, and the tool runs even if a folder
+/// above it is left out.
 ///
-/// No call needs an event loop: the calls that wait, wait by themselves. With an
-/// event loop running the signals are delivered as things happen.
+/// No call needs an event loop; calls that wait do so by themselves. With an event loop
+/// running the signals are delivered as things happen.
 #ifndef BENCH_KEYPAD_VIRTUALKEYPAD_H
 #define BENCH_KEYPAD_VIRTUALKEYPAD_H
 
@@ -62,8 +61,8 @@ struct KeypadOptions {
     /// holds nothing of the caller's except *SAN_OPTIONS.
     QMap<QString, QString> environment;
     QString workingDirectory = QStringLiteral("/");
-    /// Speed of time for the tool as libfaketime takes it ("x60": sixty times
-    /// faster); empty leaves time alone.
+    /// Speed of time for the tool as libfaketime takes it ("x60": sixty times faster);
+    /// empty leaves the time alone.
     QString faketime;
     KeypadDisplay display;
     QStringList wrapper; ///< program and arguments put before the tool, for example valgrind
@@ -77,8 +76,8 @@ struct KeypadOptions {
     QStringList without;
 };
 
-/// A test calls what its parts offer on the keypad itself: `keypad.writeFile()` is
-/// KeypadBoard's, `keypad.touch()` KeypadHand's.
+/// A test calls all of this on the keypad: `keypad.writeFile()` comes from KeypadBoard,
+/// `keypad.touch()` from KeypadHand.
 class VirtualKeypad : public QObject,
                       private HostClient,
                       public KeypadBoard,
@@ -110,7 +109,7 @@ public:
     bool prepare();
     /// Runs the tool; it can run again after it ended. False with errorString().
     bool start();
-    /// Ends the tool and takes the board away. start() builds a new one.
+    /// Ends the tool and removes the board. start() builds a new one.
     void stop();
     using HostClient::errorString;
 
@@ -132,7 +131,7 @@ public:
     /// first call on the bytes are carried by the bench and lineFd() is not to be
     /// read. The bytes of one write may reach the other side in one piece or more.
     QString linePath();
-    /// Closes the far end, as a pulled plug of a USB adapter does: a read that waits fails with
+    /// Closes the far end, as unplugging a USB adapter does: a read that waits fails with
     /// EIO, later reads give nothing, writes fail with EIO.
     void hangUp();
 
@@ -156,7 +155,7 @@ public:
 signals:
     void logged(const VirtualKeypad::LogLine &line);
     void stored(const SysfsModel::Store &store);
-    /// The tool ended; exitStatus() tells how.
+    /// The tool ended; exitStatus() says how.
     void exited();
 
 private slots:

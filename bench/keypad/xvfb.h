@@ -15,7 +15,7 @@ public:
     Xvfb(const Xvfb &) = delete;
     Xvfb &operator=(const Xvfb &) = delete;
 
-    /// The one all keypads of this process share, started when first asked for.
+    /// The one that all keypads of this process share, started when first needed.
     static Xvfb &shared();
 
     /// Starts it and waits until it takes connections. False with errorString(); true when it

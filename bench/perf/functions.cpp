@@ -1,4 +1,4 @@
-// The tool's pure functions, each beside the least that does the same.
+// The tool's pure functions, each next to the smallest code that does the same.
 #include <benchmark/benchmark.h>
 
 #include <QByteArray>
@@ -141,7 +141,7 @@ void pointercalBare(benchmark::State &state)
     }
 }
 
-/// Prints, behind the usual table, how often its floor each function costs.
+/// Prints after the usual table how many times its floor each function costs.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:

@@ -12,8 +12,8 @@
 
 #include <vector>
 
-/// A program in the tool's place on a keypad of its own, its output thrown away
-/// unread so that reading it costs nobody's time.
+/// A program in the tool's place on a keypad of its own. Its output is thrown away
+/// unread, so that reading it takes no time.
 class Subject
 {
 public:
@@ -42,8 +42,8 @@ private:
     QByteArray m_rest;
 };
 
-/// The values of smaps_rollup in KiB: "Rss", and "Unique", which is what
-/// the process shares with nobody.
+/// The values of smaps_rollup in KiB: "Rss", and "Unique", which the process does not
+/// share.
 QMap<QString, double> memoryOf(qint64 pid);
 
 /// How often any thread of @p pid has been switched to and away from.

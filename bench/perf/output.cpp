@@ -1,11 +1,10 @@
-// How fast the tool takes in what a flashing program prints, with its progress
-// bars shown, beside draining the same pipe and doing nothing with it.
+// How fast the tool reads what a flashing program prints while it shows the progress
+// bars, compared with reading the same pipe and doing nothing.
 //
 //     perf-output MEGABYTES ROUNDS
 //
-// Prints lines "tool W C" and "drain W C": megabytes a second of the clock, and
-// a second of this process's own processor time, which a busy machine leaves
-// about as it is.
+// Prints lines "tool W C" and "drain W C": megabytes a second by the clock, and per
+// second of this process's own processor time, which a busy machine hardly changes.
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>

@@ -1,5 +1,5 @@
-// Measures the tool as a whole, each figure beside its floor in the same run,
-// and prints a table. It judges nothing: the machine it runs on decides too much.
+// Measures the tool as a whole, each figure together with its floor in the same run, and
+// prints a table. It passes no judgement: too much depends on the machine.
 //
 //     perf-tool [roundtrip|start|output|idle|instructions ...] [--rounds N]
 #include "app/mftool.h" // for its form

@@ -9,7 +9,7 @@
 /// Bytes with what cannot be printed as `\r`, `\n`, `\t`, `\\`, `\"`, `\xHH`.
 QByteArray escaped(const QByteArray &bytes);
 
-/// The opposite of escaped(); empty when there is an escape it does not know.
+/// The opposite of escaped(); empty when it does not know an escape in @p text.
 std::optional<QByteArray> unescaped(const QByteArray &text);
 
 #endif

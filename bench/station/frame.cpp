@@ -14,7 +14,7 @@ namespace
 
 const int markSize = 2;
 const int headerSize = 10;     ///< start mark, length and type
-const int dataStart = 12;      ///< behind the header check
+const int dataStart = 12;      ///< after the header check
 const int trailerSize = 6;     ///< checksum and end mark
 const int smallestFrame = 18;  ///< DataStart + TrailerSize
 const int lengthOverhead = 10; ///< what the length field counts besides the data
@@ -67,7 +67,8 @@ QByteArray checksum(Sender sender, const QByteArray &header, const QByteArray &c
     return hex(total & 0xFFFF, 4);
 }
 
-/// The ways in which a station's author may have cased a field before adding it up.
+/// How a station's author may have written a field, in upper or lower case, before adding
+/// it up.
 QList<QByteArray> casings(const QByteArray &field)
 {
     return {field, field.toLower(), field.toUpper(), field.left(markSize) + field.mid(2).toLower()};
@@ -139,7 +140,7 @@ void checkSums(const QByteArray &characters, const QByteArray &right, Report *re
     const QByteArray check = checkOf(characters);
     const QByteArray found = sumOf(characters).toUpper();
 
-    // With the header check that stands there, right or wrong: it is part of the sum.
+    // With the header check that is there, right or wrong: it is part of the sum.
     const bool sumFits = found == checksum(report->sender, header, check, report->frame.data);
     const bool checkFits = check.toUpper() == headerCheck(report->sender, header);
     if (!checkFits && check.toUpper() != checkOf(right).toUpper()) {
@@ -160,7 +161,7 @@ void checkMark(Problem::Check check, const QByteArray &found, Report *report)
         Findings(report).add(check, right, found);
 }
 
-/// Too few characters: only the ends can be told, and the type if it is there.
+/// Too few characters: only the ends can be checked, and the type if it is there.
 void checkFragment(Report *report)
 {
     const QByteArray &characters = report->raw;
@@ -173,7 +174,7 @@ void checkFragment(Report *report)
         report->frame.type = static_cast<quint16>(type.toUInt(nullptr, 16));
 }
 
-/// The frame with all its own fields in upper case; the data stay.
+/// The frame with all its own fields in upper case and the data unchanged.
 QByteArray withUpperFields(const QByteArray &characters)
 {
     return characters.left(dataStart).toUpper() +
@@ -186,7 +187,7 @@ QByteArray lengthOf(const QByteArray &characters)
     return hex(static_cast<uint>(characters.size() - lengthBias) & 0xFFFF, 4);
 }
 
-/// A field that stays as it is when it is right in either case.
+/// A field that is left as it is when it is right in either case.
 QByteArray corrected(const QByteArray &field, const QByteArray &right, bool isLower)
 {
     if (field.toUpper() == right)
@@ -283,7 +284,7 @@ QString Problem::finding() const
     return place() + hint();
 }
 
-/// What stands where.
+/// Which part is where.
 QString Problem::place() const
 {
     const QString is = shown(found);
@@ -310,7 +311,7 @@ QString Problem::place() const
     return QString();
 }
 
-/// How a sum came to be wrong, or that it does not matter.
+/// Why a sum is wrong, or that it does not matter.
 QString Problem::hint() const
 {
     if (wrongCase)

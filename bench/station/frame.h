@@ -1,7 +1,6 @@
-/// What a test station knows of a frame: how one is built, and what exactly is
-/// wrong with one that came. Written from the protocol (docs/protocol.md) and
-/// sharing no line with the keypad's own code, so that the two sides cannot
-/// agree on a mistake.
+/// What a test station knows about frames: how to build one, and what exactly is wrong
+/// with one that came. Written from the protocol (docs/protocol.md); it shares no line
+/// with the keypad's own code, so that the two sides cannot agree on a mistake.
 ///
 ///     7E llll tttt hh data... ssss 7F
 ///
@@ -22,7 +21,7 @@ namespace wire
 /// Who put a frame on the line; it decides the case that is summed.
 enum class Sender { Station, Keypad };
 
-/// The content of a frame: its type and its data as they stand on the line.
+/// The content of a frame: its type and its data as they are on the line.
 struct Frame {
     quint16 type = 0;
     QByteArray data;
@@ -32,11 +31,11 @@ struct Frame {
 };
 
 /// The characters of a right frame in upper case, without a line end.
-/// @param data  stands in the frame unchanged; at most 65525 bytes
+/// @param data  put into the frame unchanged; at most 65525 bytes
 QByteArray buildFrame(Sender sender, quint16 type, const QByteArray &data = QByteArray());
 
-/// The right frame that @p characters come closest to: their type, their data and, of a
-/// station, the case of their digits. Empty when they are too few or have no type.
+/// The right frame that @p characters come closest to: with their type, their data and,
+/// for a station, the case of their digits. Empty when they are too few or have no type.
 QByteArray rightFrame(Sender sender, const QByteArray &characters);
 
 /// One check that a frame fails.
@@ -48,17 +47,17 @@ struct Problem {
         LengthField, ///< 10 + number of data characters
         TypeField,   ///< four hexadecimal digits
         HeaderCheck, ///< low 8 bits of the sum of the ten characters before it
-        Checksum,    ///< sum of all characters before it, the header check as it stands
+        Checksum,    ///< sum of all characters before it, the header check as it is
         UpperCase,   ///< the keypad writes every field of its own in upper case
         LineEnd      ///< the keypad ends a frame with CR LF
     };
 
     Check check = Size;
     Sender sender = Sender::Keypad; ///< whose rules apply
-    QByteArray expected;            ///< what stands there in rightFrame(); of a sum empty without
-    QByteArray found;               ///< what stands there
-    bool wrongCase = false;         ///< HeaderCheck, Checksum: right if the other case is summed
-    bool harmless = false;          ///< HeaderCheck: the receiver looks at the checksum, which fits
+    QByteArray expected;    ///< what rightFrame() has there; for a sum empty if there is none
+    QByteArray found;       ///< what is there
+    bool wrongCase = false; ///< HeaderCheck, Checksum: right if the other case is summed
+    bool harmless = false;  ///< HeaderCheck: the receiver looks at the checksum, which fits
 
     /// One sentence for a person, without a full stop.
     QString text() const;
@@ -73,8 +72,8 @@ private:
 /// What a check of a frame found. With problems, @ref frame holds what could
 /// still be read (an unreadable field is 0, unreachable data are empty).
 ///
-/// All that a problem expects is taken from one right frame. A sum that is that frame's,
-/// or fits what stands before it, is not what is wrong.
+/// Everything that a problem expects is taken from one right frame. A sum is not the
+/// problem if it is that frame's or fits what comes before it.
 struct Report {
     Sender sender = Sender::Keypad;
     QByteArray raw; ///< the characters that were checked

@@ -35,7 +35,7 @@ QVector<int> marksIn(const QByteArray &line, char letter)
     return places;
 }
 
-/// Checks a stretch as the frame of whoever sends its type.
+/// Checks a piece of a line as a frame from the side that sends its type.
 Report checkAnySender(const QByteArray &characters)
 {
     const Report asStation = checkFrame(Sender::Station, characters);
@@ -71,8 +71,8 @@ QList<Report> rightFrames(const QByteArray &line)
     return found;
 }
 
-/// The line without what a log or transcript puts behind a frame: white space,
-/// a line end written out, a closing quote with what follows it.
+/// The line without what a log or transcript puts after a frame: white space, a line end
+/// written out, a closing quote with what follows it.
 QByteArray withoutTail(QByteArray line)
 {
     line = line.trimmed();
@@ -85,8 +85,8 @@ QByteArray withoutTail(QByteArray line)
     return line.trimmed();
 }
 
-/// The longest run of characters of the hexadecimal kind that ends with an end
-/// mark, for a frame whose start mark is damaged.
+/// The longest run of hexadecimal digits that ends with an end mark, for a frame whose
+/// start mark is damaged.
 QByteArray hexRun(const QByteArray &line)
 {
     QByteArray best;
@@ -105,7 +105,7 @@ QByteArray hexRun(const QByteArray &line)
     return best;
 }
 
-/// The stretch of a line without a right frame that was most likely meant as one.
+/// In a line without a right frame, the piece that was most likely meant as one.
 QByteArray likelyFrame(const QByteArray &wholeLine)
 {
     const QByteArray line = withoutTail(wholeLine);
@@ -114,7 +114,7 @@ QByteArray likelyFrame(const QByteArray &wholeLine)
     QByteArray best;
     int fewest = 0;
     for (int start : starts) {
-        // Up to each end mark, and to the end of the line should the mark be damaged.
+        // Up to each end mark, and to the end of the line in case the mark is damaged.
         QVector<int> sizes;
         for (int end : ends)
             sizes.append(end + markSize - start);
@@ -145,7 +145,8 @@ QString verdictOf(const Report &report)
                       : QStringLiteral("keypad:  answers NAK\n");
 }
 
-/// The side that sends the type; of a type that nobody sends, the side whose sums are right.
+/// The side that sends the type; for a type that nobody sends, the side whose sums are
+/// right.
 QString senderText(const Report &report)
 {
     const QString side =
@@ -200,8 +201,8 @@ QString contentOf(const Report &report)
     return text;
 }
 
-/// The right frame for @p report; empty where what was meant is not known: what the keypad
-/// refuses with right sums was not.
+/// The right frame for @p report. Empty when it is not known what was meant: if the
+/// keypad refuses a frame with right sums, this one was not.
 QByteArray rightFrameOf(const Report &report)
 {
     if (!meaningOf(report.frame).complaint.isEmpty())
@@ -209,7 +210,7 @@ QByteArray rightFrameOf(const Report &report)
     return rightFrame(report.sender, report.raw);
 }
 
-/// Without a right frame to agree with, only the marks are told as they should be.
+/// Without a right frame to compare with, only the marks are shown as they should be.
 QString problemLine(const Problem &problem, bool hasRight)
 {
     const bool isSure =
@@ -226,7 +227,8 @@ QString rightLine(const QByteArray &right)
     return QStringLiteral("right:   %1\n").arg(QString::fromLatin1(escaped(right)));
 }
 
-/// A frame that lost its end. What its length field tells of may be there up to the checksum.
+/// A frame that lost its end. Everything that its length field counts may be there, up to
+/// the checksum.
 QString explainCutOff(const Report &report, int wholeSize)
 {
     const int missing = wholeSize - static_cast<int>(report.raw.size());
@@ -255,7 +257,7 @@ QList<Report> framesInLogLine(const QByteArray &line)
     const QList<Report> right = rightFrames(line);
     if (!right.isEmpty())
         return right;
-    // Many a page and log sets the fields or bytes of a frame apart.
+    // Many pages and logs put blanks between the fields or bytes of a frame.
     const QList<Report> setApart = rightFrames(withoutBlanks(line));
     if (!setApart.isEmpty())
         return setApart;

@@ -152,7 +152,7 @@ Reading read(const Field &field, const QByteArray &characters)
                : unfit(QStringLiteral("should end with %1 zeros").arg(field.width));
 }
 
-/// Data that mean nothing; meaningOf() then shows them as they are.
+/// For data without a meaning; meaningOf() then shows them as they are.
 Meaning complaint(const QString &why)
 {
     Meaning meaning;

@@ -14,8 +14,8 @@
 namespace wire
 {
 
-/// The types that code calls by name. What they are stands in the table of
-/// messages.cpp, together with all others.
+/// The types that code calls by name. The table in messages.cpp says what they are,
+/// together with all others.
 enum Type : quint16 {
     NotApplicable = 0x0003,
     Ack = 0x0004,
@@ -47,7 +47,7 @@ struct Answers {
     bool ack = false;          ///< an ACK, at once
     quint16 reply = 0;         ///< a reply of this type; 0 when there is none
     int lateLimitMs = 0;       ///< how long a reply that follows an ACK may take, generously
-    quint16 wrongLength = Nak; ///< what answers data of another length
+    quint16 wrongLength = Nak; ///< the answer to data of another length
 };
 
 /// How the characters of a field are read and written.
@@ -93,17 +93,17 @@ struct Layout {
     int size;          ///< of the data in characters, or AnySize
     const char *start; ///< characters that the data begin with
     std::vector<Field> fields;
-    /// Of a request the words that a person types before the fields, "buzzer off";
-    /// of a reply what is shown: {stage} is the field's value, {stage.name} its meaning.
+    /// For a request the words that a person types before the fields, "buzzer off"; for a
+    /// reply what is shown: {stage} is the field's value, {stage.name} its meaning.
     const char *text;
-    /// Of a request the fields as a person types them, "LEVEL", in brackets if they can
-    /// be left out; of a reply what its data should be, in words.
+    /// For a request the fields as a person types them, "LEVEL", in brackets if they can
+    /// be left out; for a reply what its data should be, in words.
     const char *wanted;
-    const char *help = nullptr;    ///< what a request does; null if another layout tells it
+    const char *help = nullptr;    ///< what a request does; null if another layout says it
     const char *meaning = nullptr; ///< of the start characters, when it is not the command
     const char *alias = nullptr;   ///< another command that a person may try
 
-    /// The fields that a person types: those that the start characters do not settle.
+    /// The fields that a person types: those that are not among the start characters.
     std::vector<Field> typedFields() const;
 };
 
@@ -124,7 +124,7 @@ const Message *messageOf(quint16 type);
 /// How the keypad answers requests of @p type; empty for any other type.
 std::optional<Answers> answersTo(quint16 type);
 
-/// The one that sends frames of @p type; empty for an unknown type.
+/// Who sends frames of @p type; empty for an unknown type.
 std::optional<Sender> senderOf(quint16 type);
 
 /// Four digits in upper case: "603C".

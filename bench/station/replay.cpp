@@ -50,7 +50,8 @@ bool isSame(const Entry &recorded, const Station::Received &came)
     return came.raw == recorded.bytes || (isProgress(came.raw) && isProgress(recorded.bytes));
 }
 
-/// From one entry to a later one, rounded up; a clock that was set back makes no time negative.
+/// From one entry to a later one, rounded up; never negative, even if the clock was set
+/// back.
 qint64 msecsBetween(const Entry &from, const Entry &to)
 {
     return std::max<qint64>(0, (to.time - from.time + 999) / 1000);
@@ -82,8 +83,8 @@ private:
     const Place m_end;
     const int m_marginMs;
     Place m_at;                ///< what is to be played next
-    Place m_request = m_at;    ///< sent last
-    Place m_paceFrom = m_at;   ///< the request that the pace is kept from
+    Place m_request = m_at;    ///< what was sent last
+    Place m_paceFrom = m_at;   ///< the request from which the pace is counted
     Place m_last = m_at;       ///< the request, or what has come last
     QElapsedTimer m_sincePace; ///< since m_paceFrom
     QElapsedTimer m_sinceLast; ///< since m_last
@@ -149,7 +150,7 @@ void Player::compare()
         differs(QStringLiteral("%1 instead of %2").arg(shown(*came), shown(*recorded)));
         return;
     }
-    // The flash was over before this poll, which is refused therefore.
+    // The flash was over before this poll, so it is refused.
     const auto refusal = m_station->receive(m_marginMs);
     if (!refusal || !refusal->isFrame() || refusal->frame.type != wire::NotApplicable)
         differs(QStringLiteral("%1 came, and NA did not").arg(shown(*came)));
@@ -163,7 +164,7 @@ void Player::keepPace()
     m_station->idle(static_cast<int>(std::max<qint64>({0, afterRequest, afterLast})));
 }
 
-/// Takes what nobody waited for. True when it moved the place that is played.
+/// Takes what nobody waited for. True when that moved the place in the recording.
 bool Player::takeSurplus()
 {
     while (const auto surplus = m_station->receive(0)) {
@@ -211,7 +212,7 @@ void Player::differs(const QString &how)
 Replay replay(Station *station, const Transcript &recorded, int marginMs, ReplayPace pace,
               const std::function<void(const Transcript::Entry &)> &announce)
 {
-    // The station may write to the transcript that is played.
+    // A copy: the station may write to the transcript that is played.
     const Entries entries = recorded.entries();
     station->clear();
     return Player(station, entries, marginMs).play(pace, announce);

@@ -1,4 +1,4 @@
-/// A recorded session played to a unit again.
+/// Plays a recorded session to a unit again.
 #ifndef BENCH_STATION_REPLAY_H
 #define BENCH_STATION_REPLAY_H
 
@@ -24,17 +24,19 @@ enum class ReplayPace {
     Fast      ///< each request as soon as the replies before it have come
 };
 
-/// Sends what @p recorded has sent, byte for byte, each time waiting for as
-/// many things as were received then, and compares. What was received before
-/// the first request belongs to the start of a unit and is not looked for.
+/// Sends what was sent in @p recorded, byte for byte, each time waits for as many things
+/// as were received then, and compares. What was received before the first request
+/// belongs to the start of a unit and is ignored.
 ///
-/// At the recorded pace no request is sent sooner after the one before it, or after what came
-/// last, than it was then: polls see the same progress, and hands have the same time to act.
+/// At the recorded pace no request follows the one before it, or what came last, sooner
+/// than it did then: so polls see the same progress, and people have the same time to
+/// act.
 ///
-/// The progress of a flash is compared as such, its stage and percentage are not; and when the
-/// flash is over sooner than it was then, the polls that remain are left out.
+/// A report of a flash's progress must come, but its stage and percentage are not
+/// compared. When the flash is over sooner than it was then, the remaining polls are left
+/// out.
 /// @param marginMs  how much later than recorded a reply may come
-/// @param announce  is told each request before it is sent; may be absent
+/// @param announce  called with each request before it is sent; may be empty
 Replay replay(Station *station, const Transcript &recorded, int marginMs,
               ReplayPace pace = ReplayPace::Recorded,
               const std::function<void(const Transcript::Entry &)> &announce = {});

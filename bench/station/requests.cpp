@@ -103,7 +103,7 @@ std::optional<QByteArray> textOf(const QStringList &words, QString *error)
     return text;
 }
 
-/// The characters of a field for what a person typed.
+/// What a person typed as the characters of a field.
 std::optional<QByteArray> charactersOf(const Field &field, const QString &word, QString *error)
 {
     if (field.form == Form::Switch || field.form == Form::Bit)
@@ -116,7 +116,7 @@ std::optional<QByteArray> dataOf(const Layout &layout, const QStringList &argume
     if (takesText(layout))
         return textOf(arguments, error);
     const std::vector<Field> fields = layout.typedFields();
-    // What no field fills is zeros.
+    // Zeros where there is no field.
     QByteArray data = QByteArray(layout.start).leftJustified(layout.size, '0');
     for (size_t i = 0; i < fields.size(); ++i) {
         const std::optional<QByteArray> characters =
@@ -136,7 +136,7 @@ Frame frameOf(quint16 type, const QByteArray &data)
     return frame;
 }
 
-/// "send", for what the table does not know.
+/// "send", for what is not in the table.
 std::optional<Frame> parseSend(const QStringList &arguments, QString *error)
 {
     bool isNumber = false;
@@ -184,7 +184,7 @@ std::optional<Frame> parseRequest(const QStringList &words, QString *error)
         return std::nullopt;
     }
     const Layout &layout = send ? sendLayout : *command->layout;
-    // Of a text its blanks count.
+    // In a text, blanks count.
     const QStringList arguments =
         takesText(layout) ? words.mid(1) : filled.mid(command->words().size());
     if (!hasRightCount(layout, arguments)) {

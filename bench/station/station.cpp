@@ -24,10 +24,10 @@
 namespace
 {
 
-/// How long the line may refuse to take a request.
+/// How long the line may refuse a request.
 const int writeLimitMs = 5000;
-/// What is read before queued lines are looked at, so that a keypad that never
-/// stops talking cannot keep a wait from its limit.
+/// How much is read before queued lines are looked at, so that a keypad that never stops
+/// talking cannot make a wait miss its limit.
 const int mostReadsAtOnce = 16;
 
 const int headerSize = 12;    ///< mark, length, type, header check
@@ -88,8 +88,8 @@ bool isHexDigit(char c)
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
 }
 
-/// The size with line end of the keypad's frame that @p bytes begin with; 0
-/// when they begin with none. The header check vouches for the length.
+/// If @p bytes begin with a frame of the keypad, its size with line end; otherwise 0. The
+/// header check confirms the length.
 int announcedSize(const QByteArray &bytes)
 {
     if (bytes.size() < headerSize || !bytes.startsWith("7E"))
@@ -107,7 +107,7 @@ int announcedSize(const QByteArray &bytes)
     return isHeader ? length + lengthBias + 2 : 0;
 }
 
-/// Whether a line that passes no check was nevertheless meant as a frame.
+/// Whether a line that fails the checks was still meant as a frame.
 bool looksLikeFrame(const QByteArray &line)
 {
     const QByteArray text = line.trimmed();
@@ -126,7 +126,7 @@ QString described(quint16 type, const QByteArray &data)
     return wire::meaningOf(frame).text;
 }
 
-/// The replies to wait for; a type that is no request is refused or acknowledged.
+/// The replies to wait for; a type that is not a request is refused or acknowledged.
 wire::Answers answersAwaited(quint16 type)
 {
     wire::Answers unknown;
@@ -134,7 +134,7 @@ wire::Answers answersAwaited(quint16 type)
     return wire::answersTo(type).value_or(unknown);
 }
 
-/// Enters into @p answer what came after the request @p what, and strikes off
+/// Enters into @p answer what came after the request @p what, and removes from
 /// @p awaited what has come.
 void take(const Station::Received &received, const QString &what, wire::Answers *awaited,
           Station::Answer *answer)
@@ -200,7 +200,7 @@ QByteArray Station::Answer::data(quint16 type) const
     const std::optional<wire::Frame> found = frame(type);
     if (!found)
         return QByteArray();
-    // Empty data are not the absence of the frame.
+    // A frame with empty data is still a frame.
     return found->data.isNull() ? QByteArray("") : found->data;
 }
 
@@ -233,7 +233,7 @@ bool Station::open(const QString &path, int baudRate)
         ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0)
         return fail(openError(path));
-    // Two readers of a line would take the answers from each other.
+    // Two readers of a line would take each other's answers.
     if (::flock(descriptor, LOCK_EX | LOCK_NB) < 0 || !setLine(descriptor, row->speed)) {
         fail(openError(path));
         ::close(descriptor);
@@ -246,7 +246,7 @@ bool Station::open(const QString &path, int baudRate)
 void Station::adopt(int descriptor)
 {
     close();
-    // A program started meanwhile would keep the line from hanging up.
+    // A program started in the meantime would keep the line open.
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     const int flags = fcntl(descriptor, F_GETFL);
     fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
@@ -309,7 +309,7 @@ bool Station::write(const QByteArray &bytes, const QString &meaning)
     return true;
 }
 
-/// Waits for @p events on the line alone. @return false when the limit passes
+/// Waits for @p events on the line, and nothing else. @return false when the limit passes
 bool Station::poll(short events, const QDeadlineTimer &deadline) const
 {
     pollfd line = {m_fd, events, 0};
@@ -358,7 +358,7 @@ void Station::readAvailable()
 void Station::hangUp()
 {
     m_hungUp = true;
-    // A closed line stays readable for ever; the notifier would never let go.
+    // A closed line stays readable for ever, so the notifier would never stop.
     if (m_notifier)
         m_notifier->setEnabled(false);
     flushPending();
@@ -376,8 +376,8 @@ void Station::splitPending()
         int size = lineEnd + 1;
         const int announced = announcedSize(m_pending);
         if (announced > size) {
-            // Data of a frame may hold a line feed. A length that lies is found
-            // out by the bytes that follow, or by flushPending() when none do.
+            // The data of a frame may hold a line feed. A wrong length is noticed when
+            // more bytes follow, or by flushPending() when none do.
             if (m_pending.size() < announced)
                 return;
             if (wire::checkLine(wire::Sender::Keypad, m_pending.left(announced)).ok())
@@ -389,7 +389,7 @@ void Station::splitPending()
     }
 }
 
-/// Takes what is pending for what it is; nothing that completes it will come.
+/// Takes what is pending as it is; nothing more will come to complete it.
 void Station::flushPending()
 {
     while (!m_pending.isEmpty()) {
@@ -413,7 +413,7 @@ void Station::takeLine(const QByteArray &line)
         deliver(received);
         return;
     }
-    // A module's line may lack its line end; the frame behind it is good.
+    // A module's line may lack its line end; the frame after it is good.
     for (int at = static_cast<int>(line.indexOf("7E", 1)); at > 0;
          at = static_cast<int>(line.indexOf("7E", at + 1))) {
         if (!wire::checkLine(wire::Sender::Keypad, line.mid(at)).ok())

@@ -21,11 +21,11 @@ QT_END_NAMESPACE
 /// Sends requests, reassembles what comes into frames and lines, checks every
 /// frame strictly and keeps a transcript.
 ///
-/// Every wait has a time limit and sleeps meanwhile. Where the thread has a Qt
-/// event loop (there is a QCoreApplication) a wait runs it, so that other
-/// objects of the thread live on, and what comes between waits is received
-/// too; without one a wait polls the line alone. What was received is queued
-/// until a wait takes it, and announced by the signals when it arrives.
+/// Every wait has a time limit and sleeps meanwhile. If the thread has a Qt event loop
+/// (there is a QCoreApplication), a wait runs it: other objects of the thread keep
+/// working, and what comes between waits is received too. Without one a wait polls only
+/// the line. What was received is queued until a wait takes it, and announced by the
+/// signals when it arrives.
 class Station : public QObject
 {
     Q_OBJECT
@@ -65,7 +65,7 @@ public:
 
         Outcome outcome = LineFailed;
         bool acked = false;        ///< an ACK was among the replies
-        QList<wire::Frame> frames; ///< every frame that came, in order, others than replies too
+        QList<wire::Frame> frames; ///< every frame that came, in order, not only replies
         QList<QByteArray> lines;   ///< every unframed line that came, in order, without line end
         QString error;             ///< for a person; empty when accepted
         qint64 elapsedUs = 0;      ///< from the request to the last reply
@@ -78,10 +78,10 @@ public:
         QByteArray data(quint16 type) const;
     };
 
-    /// A time limit for an answer that should come at once; generous, since a
-    /// loaded machine is slow.
+    /// A time limit for an answer that should come at once; generous, since a busy
+    /// machine is slow.
     static constexpr int DefaultLimitMs = 5000;
-    /// For request(): take the limit for the late reply that suits the request.
+    /// For request(): the late reply's usual limit for this request.
     static constexpr int LimitOfRequest = -1;
 
     explicit Station(QObject *parent = nullptr);
@@ -95,9 +95,9 @@ public:
     /// @return false with errorString() when it cannot be opened or set
     bool open(const QString &path, int baudRate = 115200);
 
-    /// Takes over an open descriptor, such as a pty's master, and closes it in
-    /// the end. Its terminal settings stay as they are; it is made non-blocking and is
-    /// not inherited by programs that are started.
+    /// Takes over an open descriptor, such as a pty's master, and closes it at the end.
+    /// Its terminal settings stay as they are; it is made non-blocking and is not passed
+    /// on to programs.
     void adopt(int descriptor);
 
     void close();
@@ -142,20 +142,20 @@ public:
     /// its line end).
     bool expectLine(const QByteArray &text, int limitMs = DefaultLimitMs);
 
-    /// Whether nothing at all comes for so long.
+    /// Whether nothing at all comes in this time.
     bool expectSilence(int forMs);
 
-    /// Lets so long pass; what comes meanwhile is queued. False when the line is not open or
-    /// hangs up, which ends it.
+    /// Waits this long; what comes meanwhile is queued. False when the line is not open
+    /// or hangs up, which ends the wait.
     bool idle(int forMs);
 
     /// @}
 
-    /// Sends a request and waits for its immediate and its late reply, in any
-    /// order, as a station must before it sends the next one. Frames that do
-    /// not belong to the request (a touch, a flash that ended) are kept in the
-    /// answer. What was queued before is dropped.
-    /// A type that is no request is awaited as one that is refused or acknowledged.
+    /// Sends a request and waits for its immediate and its late reply, in any order, as a
+    /// station must before it sends the next one. Frames that do not belong to the
+    /// request (a touch, a flash that ended) are kept in the answer. What was queued
+    /// before is dropped. A type that is not a request is expected to be refused or
+    /// acknowledged.
     /// @param limitMs      for the first reply
     /// @param lateLimitMs  for the reply that follows an ACK (flash, mount);
     ///                     0 does not wait for it

@@ -82,7 +82,7 @@ void showHelp()
     std::printf("%s%s%s", helpHead, qPrintable(wire::requestHelp()), helpTail);
 }
 
-/// Seconds, decimals allowed, as milliseconds; negative when it is no time.
+/// Seconds, decimals allowed, as milliseconds; negative when it is not a time.
 int milliseconds(const QString &text)
 {
     bool isNumber = false;
@@ -139,7 +139,7 @@ private:
     int usage(const QString &what);
     int failed(int status);
     int lineOr(int status) const;
-    /// The limit that word @p at gives, or @p otherwise.
+    /// The limit given by word @p at, or else @p otherwise.
     int limitAt(const QStringList &words, int at, int otherwise);
     bool waitForInput();
 
@@ -164,7 +164,7 @@ void Session::print(char direction, const QString &meaning, const QByteArray &ra
                     escaped(raw).constData());
     else if (direction == '<')
         std::printf("%s\n", qPrintable(meaning));
-    // A person or a pipe wants to see it now.
+    // Whoever reads the output wants to see it now.
     std::fflush(stdout);
 }
 
@@ -378,7 +378,7 @@ QStringList parseArguments(const QStringList &args, QString *pty, Options *optio
     const QCommandLineOption quiet = option("q", "quiet");
     parser.addOptions({timeout, late, baud, ready, transcript, quiet});
 
-    // Options may stand before PTY and behind it, but not within a command.
+    // Options may come before PTY and after it, but not within a command.
     QStringList words = args;
     for (int part = 0; part < 2; ++part) {
         if (!parser.parse(QStringList{QStringLiteral("station")} + words)) {

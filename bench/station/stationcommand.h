@@ -8,7 +8,7 @@
 /// Talks to a keypad: one command from the arguments, or commands from
 /// standard input, one a line.
 /// @param arguments  of the subcommand, its name first
-/// @return exit status; of several commands the first that failed decides
+/// @return exit status; with several commands, that of the first that failed
 int stationCommand(const QStringList &arguments);
 
 /// Explains frames from the arguments, or from the lines of standard input.

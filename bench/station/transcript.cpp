@@ -50,7 +50,8 @@ QByteArray oneLine(QString text)
         .toUtf8();
 }
 
-/// The place of the quote that ends the text begun by the quote at 0; -1 if none does.
+/// The place of the quote that ends the text begun by the quote at 0; -1 if there is
+/// none.
 int closingQuote(const QByteArray &text)
 {
     const int size = static_cast<int>(text.size());
@@ -63,7 +64,7 @@ int closingQuote(const QByteArray &text)
     return -1;
 }
 
-/// Reads what stands behind the mark of a line with bytes.
+/// Reads what follows the mark of a line with bytes.
 bool readBytes(const QByteArray &rest, Transcript::Entry *entry, QString *error)
 {
     const int end = rest.startsWith('"') ? closingQuote(rest) : -1;

@@ -19,9 +19,8 @@
 ///     2026-03-01T09:30:00.125016Z < "7E000A00043102957F\r\n" # ACK
 ///     2026-03-01T09:30:00.125020Z - text of a note
 ///
-/// Bytes stand between quotes; `\r`, `\n`, `\t`, `\\`, `\"` and `\xHH` stand
-/// for what cannot be printed. Empty lines and lines that begin with # are
-/// comments.
+/// Bytes are between quotes; `\r`, `\n`, `\t`, `\\`, `\"` and `\xHH` stand for what
+/// cannot be printed. Empty lines and lines that begin with # are comments.
 class Transcript
 {
 public:
@@ -36,17 +35,17 @@ public:
         bool operator==(const Entry &other) const;
     };
 
-    /// Appends an entry with the time of now.
+    /// Appends an entry with the present time.
     void add(Kind kind, const QByteArray &bytes, const QString &text = QString());
     void note(const QString &text) { add(Note, QByteArray(), text); }
-    /// Appends @p entry as it stands.
+    /// Appends @p entry as it is.
     void append(const Entry &entry);
 
     const std::deque<Entry> &entries() const { return m_entries; }
     void clear() { m_entries.clear(); }
 
-    /// Keeps only the newest @p entries in memory (what a file has got stays
-    /// there); negative, as at the start, keeps all, 0 keeps none.
+    /// Keeps only the newest @p entries in memory (a file keeps them all); negative, as
+    /// at the start, keeps all, 0 keeps none.
     void setLimit(qint64 entries);
 
     /// Writes every further entry to @p path too, which is truncated first.

@@ -87,7 +87,7 @@ Play readPlay(const std::string &program)
     return play;
 }
 
-/// One file a call: working directory, arguments, an empty string, environment;
+/// One file for each call: working directory, arguments, an empty string, environment;
 /// each ended by a NUL.
 void recordCall(const std::string &program, int argc, char **argv, char **environment)
 {
@@ -95,7 +95,7 @@ void recordCall(const std::string &program, int argc, char **argv, char **enviro
     clock_gettime(CLOCK_MONOTONIC_RAW, &now);
     char name[64];
     snprintf(name, sizeof name, "%012lld.%09ld-", static_cast<long long>(now.tv_sec), now.tv_nsec);
-    // Under its name only when it is whole.
+    // It gets its name only when it is complete.
     const std::string path = calls + std::string(name) + program;
     const std::string draft = calls + (".draft-" + program) + std::to_string(getpid());
     std::ofstream file(draft, std::ios::binary);
@@ -129,8 +129,8 @@ void pause(double seconds)
     abort();
 }
 
-/// The pieces in which the real programs write: a progress update is a carriage
-/// return and its text, each other line stands by itself.
+/// The pieces in which the real programs write: a progress update is a carriage return
+/// and its text, every other line is a piece of its own.
 std::vector<std::string> pieces(const std::string &output)
 {
     std::vector<std::string> found;
@@ -252,7 +252,7 @@ int attach(Player &player, const std::string &play)
     return code;
 }
 
-/// The file system that was flashed, as far as the tool looks at it.
+/// The part of the flashed file system that the tool looks at.
 void showMounted(const std::string &at)
 {
     for (const char *dir : {"/etc", "/usr", "/usr/lib", "/usr/lib/panel"})
