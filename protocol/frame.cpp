@@ -1,5 +1,7 @@
 #include "protocol/frame.h"
 
+#include <cstring>
+
 namespace
 {
 
@@ -126,19 +128,23 @@ QByteArray buildFrame(quint16 type, const QByteArray &data)
     char header[largestHeader] = {'7', 'E'};
     char *end = putHex(header + lengthAt, static_cast<uint>(countedHeader + dataSize), fieldWidth);
     end = putHex(end, type, fieldWidth);
-    end = putHex(end, sumOf(header, headerCheckAt) & 0xFFU, 2);
-    const int headerSize = static_cast<int>(end - header);
-
     // The station expects the sums over the lower-case header, although the
     // line carries it in upper case.
-    const int sum = sumOf(header, headerSize) + sumOf(data.constData(), dataSize);
+    int sum = sumOf(header, headerCheckAt);
+    end = putHex(end, static_cast<uint>(sum) & 0xFFU, 2);
+    const int headerSize = static_cast<int>(end - header);
+    sum += sumOf(header + headerCheckAt, headerSize - headerCheckAt);
+    sum += sumOf(data.constData(), dataSize);
     raiseCase(header, end);
     char trailer[] = "CCCC7F\r\n";
     raiseCase(trailer, putHex(trailer, static_cast<quint16>(sum), fieldWidth));
 
     const int trailerSize = static_cast<int>(sizeof(trailer)) - 1;
     QByteArray frame;
-    frame.reserve(headerSize + dataSize + trailerSize);
-    frame.append(header, headerSize).append(data).append(trailer, trailerSize);
+    frame.resize(headerSize + dataSize + trailerSize);
+    char *to = frame.data();
+    std::memcpy(to, header, static_cast<size_t>(headerSize));
+    std::memcpy(to + headerSize, data.constData(), static_cast<size_t>(dataSize));
+    std::memcpy(to + headerSize + dataSize, trailer, static_cast<size_t>(trailerSize));
     return frame;
 }

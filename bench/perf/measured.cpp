@@ -34,6 +34,8 @@ KeypadOptions optionsFor(const QString &program, const QStringList &arguments,
                                   QStringLiteral("exec \"$@\" 2>/dev/null"), QStringLiteral("sh")} +
                       wrapper;
     // As on the board, where nobody asks Qt for times and marks.
+    // As on a board, where the package's start script chooses Qt's own event loop.
+    options.environment.insert(QStringLiteral("QT_NO_GLIB"), QStringLiteral("1"));
     options.environment.insert(QStringLiteral("QT_MESSAGE_PATTERN"),
                                QStringLiteral("%{if-category}%{category}: %{endif}%{message}"));
     return options;

@@ -206,6 +206,13 @@ class Waiting(OnABoard):
         self.assertIn("QT_QPA_FB_DISABLE_INPUT=0", self.environment())
         self.assertNotIn("TSLIB_TSDEVICE", self.root.read("environment"))
 
+    def test_loop_of_qt_itself_unless_told_otherwise(self):
+        self.root.come(SCREEN, HOME_KEY)
+        self.start()
+        self.assertIn("QT_NO_GLIB=1", self.environment())
+        self.start("QT_NO_GLIB=\n")
+        self.assertIn("QT_NO_GLIB=", self.environment())
+
     def test_mouse_of_other_platforms_serves(self):
         self.root.come(HOME_KEY)
         self.assertEqual(self.start("QT_QPA_PLATFORM=vnc:size=800x480\n"), "")
