@@ -10,11 +10,12 @@
 namespace
 {
 
-const int LookEveryMs = 50; ///< at the interrupt, which announces nothing
-/// Enough to tell another system that a unit was interrupted; a person waits for the end.
+const int LookEveryMs = 50; ///< at the interrupt, which sends no event
+/// Enough time to tell another system that a unit was interrupted; a person is waiting
+/// for the end.
 const int InterruptedLimitMs = 2000;
 
-/// A terminal shows it, so that only what can be printed may be in it.
+/// It is shown on a terminal, so it may hold only what can be printed.
 QString lastLine(const QByteArray &output)
 {
     QString line = QString::fromLocal8Bit(output.trimmed()).section(QLatin1Char('\n'), -1);

@@ -1,5 +1,5 @@
-/// A program of the factory's own that is run after each unit: it prints a label, or tells
-/// another system.
+/// A program of the factory's that is run after each unit: it prints a label, say, or
+/// informs another system.
 #ifndef BENCH_LINE_AFTERUNIT_H
 #define BENCH_LINE_AFTERUNIT_H
 
@@ -13,7 +13,7 @@ constexpr int DefaultAfterLimitMs = 30000;
 /// @p limitMs at most, or two seconds once the run is interrupted; then it is killed. What it
 /// prints is not shown.
 /// @param interrupt  may be null
-/// @return why it has failed, in one line, with the last that it said; empty when it has not
+/// @return why it failed, in one line, with the last thing it said; empty when it did not
 QString runAfterUnit(const QString &program, const QString &record, int limitMs,
                      const Interrupt *interrupt = nullptr);
 

@@ -26,10 +26,10 @@ const std::array<Target, 5> Targets = {{{"top left", 24, 24},
                                         {"top right", 776, 24},
                                         {"centre", 400, 240}}};
 
-/// Nearer than this to all five targets no raw counts come: half a target.
+/// Raw counts are never this near to all five targets: half a target.
 const int NothingRawPx = 24;
 
-/// Of the product of both spreads; below it the points lie on one line.
+/// A share of the product of both spreads; below it the points lie on one line.
 const double LeastDeterminant = 1e-6;
 
 /// Deviations from the means of all five.
@@ -103,7 +103,7 @@ double at(const Plane &plane, const Means &means, const QPoint &point)
     return plane.value + plane.u * (point.x() - means.u) + plane.v * (point.y() - means.v);
 }
 
-/// "right targets do not lie right of left ones"; empty when they lie as they must.
+/// "right targets do not lie right of left ones"; empty when they lie right.
 QString wrongOrder(const CalibrationPoints &points, const Plan::Calibration &wanted)
 {
     const int x = wanted.xGrowsRight ? 1 : -1;

@@ -11,7 +11,7 @@ namespace
 const int OutcomeWidth = 11; ///< of "INTERRUPTED", the longest
 const int WidestName = 40;
 const int WidestValue = 90;
-/// In a file every line of progress stays, so they come seldom.
+/// In a file every line of progress stays, so there are few of them.
 const int ProgressEveryMs = 2000;
 
 const char *colourOf(Outcome outcome)
@@ -31,7 +31,7 @@ const char *colourOf(Outcome outcome)
     return "\033[33m";
 }
 
-/// What stands in the column of outcomes where there is none yet, or no more.
+/// What is in the column of outcomes when there is no outcome.
 QString outcomeColumn(const char *text = "")
 {
     return QStringLiteral("%1 ").arg(QLatin1String(text), -OutcomeWidth);
@@ -128,7 +128,7 @@ void Console::stepStarted(const Plan::Step &step, int number)
     showProgress(m_running);
 }
 
-/// A line that is wider than the terminal could not be taken back.
+/// A line wider than the terminal could not be erased.
 void Console::showProgress(const QString &text)
 {
     QString shown = outcomeColumn("...") + text;
@@ -157,7 +157,7 @@ void Console::progressed(const QString &text)
 void Console::stepEnded(const StepRecord &step)
 {
     if (step.tries == 0)
-        return; // the unit's end tells how many
+        return; // the unit's end says how many
     QString text =
         QStringLiteral("%1 %2 %3 %4  %5")
             .arg(shown(step.outcome))

@@ -12,9 +12,9 @@
 class Console : public LineWatcher
 {
 public:
-    /// @param isTerminal  whether @p out takes back a line; it shows colour then too, unless
-    ///                    NO_COLOR is set
-    /// @param interrupt   raised when nobody reads @p out any more; may be absent
+    /// @param isTerminal  whether lines on @p out can be erased; then it shows colour,
+    ///                    too, unless NO_COLOR is set
+    /// @param interrupt   raised when nobody reads @p out any more; may be null
     Console(FILE *out, bool isTerminal, Interrupt *interrupt = nullptr);
 
     /// Whether a stream should be written to as a terminal.

@@ -18,7 +18,7 @@ void neverAnswers(KeypadOptions *options)
     run(options, "kill -STOP $$; exec \"$@\"");
 }
 
-/// Damaged frames and junk for ever, slowly enough to leave the PC some time.
+/// Damaged frames and junk for ever, slowly enough not to keep the PC busy.
 void babbles(KeypadOptions *options)
 {
     run(options, "while :; do echo 7E000A0004FF02957F; echo '?~7E..'; /bin/sleep 0.01; done "

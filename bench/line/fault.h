@@ -1,5 +1,4 @@
-/// Faults that a virtual unit can be made with, so that a plan shows that it
-/// finds them.
+/// Faults that a virtual unit can be given, to see that a plan finds them.
 #ifndef BENCH_LINE_FAULT_H
 #define BENCH_LINE_FAULT_H
 
@@ -13,12 +12,13 @@ struct Fault {
     /// Any of these may be null.
     void (*choose)(KeypadOptions *options); ///< before there is a board
     void (*prepare)(VirtualKeypad *keypad); ///< on the board, before the tool starts
-    /// On the running tool, as the fourth step begins or a later one. False: it does not run.
+    /// On the running tool, when the fourth step or a later one begins. False: it is not
+    /// running.
     bool (*later)(VirtualKeypad *keypad);
     bool homeSticks;          ///< a pressed home key is never released
-    VirtualKeypad::Card card; ///< what a card put in behaves like
+    VirtualKeypad::Card card; ///< how a card that is put in behaves
 
-    /// Null for a name that is no fault.
+    /// Null when there is no fault of that name.
     static const Fault *byName(const QString &name);
     /// One line each, for `--help`.
     static QString help();

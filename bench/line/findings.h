@@ -1,4 +1,4 @@
-/// What a check finds in what a board shows, whichever kind of board it is.
+/// What a check finds in what a board shows, on every kind of board.
 #ifndef BENCH_LINE_FINDINGS_H
 #define BENCH_LINE_FINDINGS_H
 
@@ -14,7 +14,7 @@ namespace Findings
 /// @param made  all stores of the step, those to other paths too
 Unit::Finding stores(const Plan::Check &check, const QList<MadeStore> &made,
                      Unit::Difference *difference);
-/// Of an attribute or of a file that is there.
+/// For an attribute, or a file that exists.
 Unit::Finding text(const Plan::Check &check, const QByteArray &bytes, QString *found);
 /// @param exists  whether the file does
 Unit::Finding file(const Plan::Check &check, bool exists, const QByteArray &bytes, QString *found);

@@ -70,7 +70,7 @@ void Fixture::finish()
     emit ended(how);
 }
 
-/// Of a program that was there a moment ago this is memory, or the number of processes.
+/// The program was there a moment ago, so this is a lack of memory or of processes.
 void Fixture::fail(QProcess::ProcessError error)
 {
     if (error != QProcess::FailedToStart || !m_process)

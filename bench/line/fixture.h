@@ -1,5 +1,5 @@
-/// A place at which units are tested, one at a time, each by a process of its own: one that
-/// hangs or dies takes nothing else with it.
+/// A place at which units are tested, one at a time, each by a process of its own: if one
+/// hangs or dies, nothing else is affected.
 #ifndef BENCH_LINE_FIXTURE_H
 #define BENCH_LINE_FIXTURE_H
 
@@ -26,18 +26,19 @@ public:
     QString port() const { return m_port; }
     bool isBusy() const { return m_process != nullptr; }
 
-    /// Starts this program with @p arguments, which make it say its progress as JSON lines.
+    /// Starts this program with @p arguments, which make it report its progress as JSON
+    /// lines.
     void start(const QStringList &arguments);
-    /// Writes a line to the process; without one nothing happens.
+    /// Writes a line to the process, if there is one.
     void say(const QJsonObject &object);
-    /// Nobody answers any more, this process and those to come.
+    /// Nobody answers any more, neither this process nor later ones.
     void hangUp();
     /// Passes a signal on to the process.
     void signalTo(int number);
 
 signals:
     void heard(const QJsonObject &event);
-    /// Everything that was said was heard.
+    /// Everything that it said has been read.
     /// @param how  for a person: "it was killed, or crashed"
     void ended(const QString &how);
 

@@ -36,7 +36,7 @@ void FloorConsole::begin(const Plan &plan, const QStringList &fixtures, int unit
     winsize size = {};
     if (ioctl(fileno(m_out), TIOCGWINSZ, &size) == 0)
         m_width = size.ws_col;
-    // Rows that scroll away could not be taken back.
+    // Rows that have scrolled away could not be erased.
     if (size.ws_row > 0 && fixtures.size() + LinesBeside > size.ws_row)
         m_isTerminal = false;
     print(QStringLiteral("%1: %2 steps, %3 unit%4 at %5 fixtures")
@@ -140,7 +140,7 @@ void FloorConsole::ask(int fixture, const QJsonObject &event)
         put();
 }
 
-/// Asks what is next, if there is something.
+/// Asks the next question, if there is one.
 void FloorConsole::put()
 {
     erase(); // rows without a question below them
@@ -155,7 +155,7 @@ void FloorConsole::put()
     draw();
 }
 
-/// The question that was asked is done with.
+/// The question on the screen is over.
 void FloorConsole::close()
 {
     erase();
@@ -166,7 +166,7 @@ void FloorConsole::close()
         write(line + QLatin1Char('\n'));
 }
 
-/// @param id  0 for all of the fixture
+/// @param id  0 for all questions of the fixture
 void FloorConsole::withdraw(int fixture, int id)
 {
     const auto isMeant = [=](const Question &question) {
@@ -193,8 +193,8 @@ QString FloorConsole::promptOf(const Question &question) const
              QLatin1String(ending));
 }
 
-/// What is asked, with room for the answer: rows could not be drawn again while it is typed
-/// if it went on in another line.
+/// The question, with room for the answer: if typing went on in another line, the rows
+/// could not be redrawn meanwhile.
 QString FloorConsole::shownPrompt() const
 {
     const QString prompt = promptOf(m_questions.front()) + QLatin1Char(' ');
@@ -315,7 +315,7 @@ void FloorConsole::draw()
     flush();
 }
 
-/// Shows what the fixtures do now; what is being typed stays where it is.
+/// Shows what the fixtures are doing; what is being typed stays where it is.
 void FloorConsole::refresh()
 {
     if (!m_isDrawn)

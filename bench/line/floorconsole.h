@@ -1,5 +1,5 @@
-/// Several fixtures on one terminal: a row each, their verdicts above, and one question at a
-/// time below. In a file lines that begin with the fixture's name.
+/// Several fixtures on one terminal: a row each, their verdicts above, and one question
+/// at a time below. In a file, lines that begin with the fixture's name.
 #ifndef BENCH_LINE_FLOORCONSOLE_H
 #define BENCH_LINE_FLOORCONSOLE_H
 
@@ -18,8 +18,8 @@ class FloorConsole : public QObject, public FloorWatcher
 
 public:
     /// @param answers     descriptor of the keyboard
-    /// @param isTerminal  whether @p out takes back lines
-    /// @param interrupt   raised when nobody reads @p out any more; may be absent
+    /// @param isTerminal  whether lines on @p out can be erased
+    /// @param interrupt   raised when nobody reads @p out any more; may be null
     FloorConsole(int answers, FILE *out, bool isTerminal, Interrupt *interrupt = nullptr);
 
     void begin(const Plan &plan, const QStringList &fixtures, int units) override;
@@ -75,7 +75,7 @@ private:
     int m_nameWidth = 0;
     std::deque<Question> m_questions; ///< the first one is asked
     bool m_isAsking = false;
-    QStringList m_held; ///< lines that would tear what is being typed
+    QStringList m_held; ///< lines that would break up what is being typed
     bool m_isDrawn = false;
     int m_above = 0; ///< lines of the rows and the question above that of the cursor
     int m_width = 0;

@@ -1,5 +1,5 @@
-/// Several fixtures for another program: the lines of all of them on one output, their
-/// questions numbered anew.
+/// Several fixtures for another program: all their lines on one output, with new numbers
+/// for their questions.
 #ifndef BENCH_LINE_FLOORJSON_H
 #define BENCH_LINE_FLOORJSON_H
 

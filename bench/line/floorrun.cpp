@@ -12,7 +12,7 @@
 namespace
 {
 
-const int LookEveryMs = 50; ///< at the interrupt, which announces nothing
+const int LookEveryMs = 50; ///< at the interrupt, which sends no event
 
 } // namespace
 
@@ -92,7 +92,7 @@ void FloorRun::passInterruptOn()
     if (m_isPassedOn || !isInterrupted())
         return;
     m_isPassedOn = true;
-    // They have an output that is read; what broke is ours.
+    // Their output is still read; it is ours that broke.
     const int cause =
         m_line.interrupt->cause() == SIGPIPE ? Interrupt::OutputLost : m_line.interrupt->cause();
     for (const Place &place : m_places)
@@ -141,7 +141,7 @@ void FloorRun::end(int index, const QString &how)
     handOut(index);
 }
 
-/// The process died before it gave a verdict: what it had kept becomes the record.
+/// The process died before it gave a verdict: what it had saved becomes the record.
 void FloorRun::concludeDead(int index, const QString &how)
 {
     const Place &place = m_places.at(static_cast<size_t>(index));
@@ -171,7 +171,7 @@ void FloorRun::concludeDead(int index, const QString &how)
         m_why = QStringLiteral("the record of unit %1 could not be written").arg(place.unit);
 }
 
-/// What the process of a unit does itself while it lives.
+/// What the process of a unit would have done itself.
 void FloorRun::tellOthers(int index, const QString &dir)
 {
     m_store.release();
@@ -187,7 +187,7 @@ void FloorRun::tellOthers(int index, const QString &dir)
                                  {QStringLiteral("text"), failure}});
 }
 
-/// Of a unit that no process has told of.
+/// For a unit that no process has reported.
 UnitRecord FloorRun::unknown(int number, int attempt) const
 {
     UnitRecord record = m_maker.newRecord(number, attempt);
@@ -203,7 +203,7 @@ void FloorRun::noteError(const QString &error)
     m_error += m_error.isEmpty() ? error : QStringLiteral("; ") + error;
 }
 
-/// Every unit that was asked for counts, those that nobody came to as well.
+/// Every unit that was asked for counts, even if it was never begun.
 void FloorRun::leaveOut(int number, const QString &reason)
 {
     UnitRecord record = unknown(number);

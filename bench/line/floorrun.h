@@ -16,7 +16,7 @@
 struct FloorOptions {
     QStringList fixtures; ///< their names
     QStringList ports;    ///< of real units, as many as fixtures; empty for virtual ones
-    /// What the process of a unit is started with, before what differs from unit to unit.
+    /// The arguments that the processes of all units have in common.
     QStringList arguments;
     QString planFile;
 };
@@ -29,7 +29,7 @@ public:
     FloorRun(const Plan &plan, const LineOptions &line, const FloorOptions &floor,
              FloorWatcher *watcher);
 
-    /// Once a record cannot be written no further unit is begun anywhere.
+    /// Once a record cannot be written, no further unit is begun anywhere.
     /// @param error  set to what could not be written, or why not all units were tested
     /// @return the worst outcome, at least Error when *error is set
     Outcome run(QString *error);
@@ -61,7 +61,7 @@ private:
     const LineOptions m_line;
     const FloorOptions m_floor;
     FloorWatcher *m_watcher;
-    LineRun m_maker; ///< of records for units that no process tells of
+    LineRun m_maker; ///< of records for units that no process reports
     RecordFolder m_folder;
     StoreFeed m_store;
     QEventLoop m_loop;

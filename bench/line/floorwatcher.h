@@ -1,4 +1,5 @@
-/// Shows how several fixtures get on, and has the operator who answers for all of them.
+/// Shows the progress of several fixtures, and passes on the answers of the operator of
+/// them all.
 #ifndef BENCH_LINE_FLOORWATCHER_H
 #define BENCH_LINE_FLOORWATCHER_H
 
@@ -14,12 +15,13 @@ public:
 
     virtual void begin(const Plan &plan, const QStringList &fixtures, int units) = 0;
     /// @param fixture  counted from 0
-    /// @param event    of a unit, its steps or a question, as docs/line.md describes them
+    /// @param event    about a unit, its steps or a question, as docs/line.md describes
+    ///                 it
     virtual void heard(int fixture, const QJsonObject &event) = 0;
-    /// The fixture tests nothing any more for now; nobody waits for answers to its questions.
+    /// The fixture is idle for now; nobody waits for answers to its questions.
     virtual void idle(int fixture) = 0;
-    /// What is no event of a unit.
-    /// @param about  what it is of: "store"
+    /// Anything that is not an event of a unit.
+    /// @param about  what it is about: "store"
     virtual void told(const QString &about, const QString &text) = 0;
     /// @param files  folder with the reports; empty when they could not be written
     virtual void summary(const QList<UnitRecord> &units, const QString &files) = 0;

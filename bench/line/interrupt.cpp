@@ -25,14 +25,13 @@ void end(int number)
 {
     const int errnoBefore = errno;
     followed->raise(number == Interrupt::OutputLost ? SIGPIPE : number);
-    // The second time nobody wants to wait for the record.
+    // Who interrupts twice does not want to wait for the record.
     for (const int other : {SIGINT, SIGQUIT, SIGTERM})
         follow(other, SIG_DFL);
     errno = errnoBefore;
 }
 
-/// Unlike a signal that is ignored, one that is caught is the default again in the
-/// programs that are started.
+/// Unlike SIG_IGN, a handler is not inherited by the programs that are started.
 void ignore(int) {}
 
 } // namespace

@@ -8,7 +8,7 @@
 namespace
 {
 
-const int SliceMs = 20; ///< the line is served between two looks at the answers
+const int SliceMs = 20; ///< between two looks at the answers the line is served
 
 } // namespace
 
@@ -71,7 +71,7 @@ OperatorDesk::Reply JsonDesk::await(Kind kind, int limitMs, QString *reply)
                                 : std::min<qint64>(SliceMs, m_deadline.remainingTime());
         const bool canAnswer = m_answers.read(static_cast<int>(left));
         QEventLoop().processEvents();
-        // What was said in time counts, however late this program looks at it.
+        // What was said in time counts, even if this program reads it late.
         if (takeLines(kind, limitMs, reply))
             return Yes;
         if (!canAnswer)
@@ -101,7 +101,7 @@ bool JsonDesk::take(const QByteArray &line, Kind kind, int limitMs, QString *rep
         return false;
     }
     const QJsonObject object = document.object();
-    // Who asks one question after another says when the turn of this one has come.
+    // Whoever asks several questions in turn says when this one is asked.
     if (object.value(QStringLiteral("waits")).toInt() == m_id) {
         m_deadline = QDeadlineTimer(QDeadlineTimer::Forever);
         return false;
@@ -110,7 +110,7 @@ bool JsonDesk::take(const QByteArray &line, Kind kind, int limitMs, QString *rep
         m_deadline.setRemainingTime(limitMs);
         return false;
     }
-    // Of a question that is over an answer may be under way still.
+    // An answer to a question that is over may still be on its way.
     if (object.value(QStringLiteral("answer")).toInt() != m_id) {
         refuse(line, "not of the open question");
         return false;

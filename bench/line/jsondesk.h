@@ -1,5 +1,5 @@
-/// An operator who sits at another program: questions go out as JSON lines, answers come in
-/// as JSON lines; docs/line.md describes both.
+/// An operator who works with another program: questions go out as JSON lines, answers
+/// come in as JSON lines; docs/line.md describes both.
 #ifndef BENCH_LINE_JSONDESK_H
 #define BENCH_LINE_JSONDESK_H
 
@@ -15,7 +15,7 @@ class JsonDesk : public OperatorDesk
 public:
     /// @param answers    descriptor that lines are read from
     /// @param stream     kept by the caller
-    /// @param interrupt  once it is raised no answer is waited for; may be absent
+    /// @param interrupt  once it is raised no answer is waited for; may be null
     JsonDesk(int answers, JsonStream *stream, const Interrupt *interrupt = nullptr)
         : m_answers(answers), m_stream(stream), m_interrupt(interrupt)
     {

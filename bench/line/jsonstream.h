@@ -13,7 +13,7 @@ class JsonStream
 {
 public:
     /// @param fixture    "fixture" of every line; empty for none
-    /// @param interrupt  raised when nobody reads @p out any more; may be absent
+    /// @param interrupt  raised when nobody reads @p out any more; may be null
     JsonStream(FILE *out, const QString &fixture, Interrupt *interrupt = nullptr)
         : m_out(out), m_fixture(fixture), m_interrupt(interrupt)
     {

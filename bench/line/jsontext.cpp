@@ -21,7 +21,7 @@ bool isBlank(char byte)
     return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
 }
 
-/// The one that begins there; empty for none.
+/// The one that begins there; empty if none does.
 QString typographicQuote(const QByteArray &json, int at)
 {
     for (const char *quote : TypographicQuotes) {
@@ -42,8 +42,8 @@ QString place(const QByteArray &json, int offset)
     return QStringLiteral("line %1, column %2").arg(line).arg(column);
 }
 
-/// What is wrong with the JSON just there; Qt's own words for it say what its
-/// parser was about, and not what to mend.
+/// What is wrong with the JSON there. Qt's own message says what its parser was doing,
+/// not what to correct.
 QString parserComplaint(const QJsonParseError &error)
 {
     switch (error.error) {
@@ -81,8 +81,8 @@ QString wholeComplaint(const QByteArray &json)
         .arg(visible(text.left(20)), QLatin1String(text.size() > 20 ? "..." : ""));
 }
 
-/// Walks over the characters once. Finds what people put in and parsers have no
-/// words for, and the keys that an object has twice, which parsers take.
+/// Goes through the characters once. Finds common mistakes for which parsers have no
+/// message, and keys that an object has twice, which parsers accept.
 class Scanner
 {
 public:
@@ -98,7 +98,7 @@ public:
         }
     }
 
-    /// Of what is no JSON; empty for nothing.
+    /// What is not JSON; empty if there is nothing.
     QString complaint() const { return m_complaint; }
     QStringList duplicates() const { return m_duplicates; }
 

@@ -1,4 +1,4 @@
-/// Tells another program how a run gets on; docs/line.md describes the lines.
+/// Reports the progress of a run to another program; docs/line.md describes the lines.
 #ifndef BENCH_LINE_JSONWATCHER_H
 #define BENCH_LINE_JSONWATCHER_H
 

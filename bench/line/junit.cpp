@@ -10,7 +10,7 @@ QString plainSeconds(double seconds)
     return QString::number(seconds, 'f', 3);
 }
 
-/// XML has no place for other control characters, escaped or not.
+/// XML allows no other control characters, escaped or not.
 QString printable(QString text)
 {
     for (QChar &character : text) {
@@ -56,7 +56,7 @@ void writeStep(QXmlStreamWriter &xml, const UnitRecord &unit, const StepRecord &
     xml.writeEndElement();
 }
 
-/// What testsuite and testsuites both have; skipped belongs to a testsuite alone.
+/// What testsuite and testsuites both have; only testsuite has "skipped".
 void writeCounts(QXmlStreamWriter &xml, const QList<UnitRecord> &units)
 {
     int tests = 0;
@@ -85,7 +85,7 @@ void writeProperty(QXmlStreamWriter &xml, const char *name, const QString &value
     xml.writeAttribute(QStringLiteral("value"), printable(value));
 }
 
-/// Who counts first passes and final ones must tell the attempts at a unit apart.
+/// Whoever counts first and final passes must be able to tell a unit's attempts apart.
 void writeAttempt(QXmlStreamWriter &xml, const UnitRecord &unit, bool isLast)
 {
     xml.writeStartElement(QStringLiteral("properties"));

@@ -5,9 +5,9 @@
 
 #include "bench/line/record.h"
 
-/// One test suite a unit, one test case a step: a failure for what is not as it
-/// should be, an error for a time-out and for what could not be tested, skipped
-/// for what was not run.
+/// One test suite for each unit, one test case for each step: a failure for what is not
+/// as it should be, an error for a time-out and for what could not be tested, skipped for
+/// what was not run.
 QByteArray toJunit(const QList<UnitRecord> &units);
 
 #endif

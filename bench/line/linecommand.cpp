@@ -110,7 +110,7 @@ struct Choices {
         "Name of the fixture, of several in the order of their ports (default: the port).", "name");
     QCommandLineOption json =
         option("json", "For another program: progress and answers as JSON lines.");
-    // What the process of one unit of a batch is told by the one that runs the batch.
+    // What the process that runs the batch tells the process of one unit.
     QCommandLineOption batch = hidden("batch", "dir");
     QCommandLineOption unit = hidden("unit", "n");
     QCommandLineOption connect = hidden("connect");
@@ -124,15 +124,15 @@ const int MostPaceMs = 60000;
 const int MostBaud = 4000000;
 const int MostFlashSeconds = 3600;
 
-/// Notes the first thing that is wrong; what follows may be so because of it.
+/// Notes only the first mistake; others may follow from it.
 void refuse(const QString &reason, QString *error)
 {
     if (error->isEmpty())
         *error = reason;
 }
 
-/// The value of an option that names something. An empty one, as a variable of a script that
-/// was never set gives, is not the same as none.
+/// The value of an option that names something. An empty one, as from a script's variable
+/// that was never set, is a mistake and not the same as none.
 QString text(const QCommandLineParser &parser, const QCommandLineOption &option, QString *error)
 {
     if (parser.isSet(option) && parser.values(option).contains(QString()))
@@ -196,7 +196,8 @@ void readFaults(const QStringList &texts, LineOptions *options, QString *error)
     }
 }
 
-/// Whoever gives an option of a unit that is not asked for wants another one than gets tested.
+/// Whoever gives an option for another kind of unit does not want the one that would be
+/// tested.
 void refuseWithout(const char *other, const QCommandLineParser &parser,
                    const QCommandLineOption &option, QString *error)
 {
@@ -236,7 +237,7 @@ void readBoard(const QCommandLineParser &parser, const Choices &choices, LineOpt
         line == QLatin1String("uart") ? VmBoardOptions::Uart : VmBoardOptions::Usb;
 }
 
-/// What single variables are set to holds against what the variant says.
+/// Variables that are set one by one win over the variant.
 PlanSettings readSettings(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     PlanSettings settings;
@@ -282,7 +283,8 @@ QString readStore(const QCommandLineParser &parser, const Choices &choices, cons
     return place;
 }
 
-/// What the plan has against the serial numbers; they are known before anything is tested.
+/// Why the plan does not allow the serial numbers; they are checked before anything is
+/// tested.
 QString wrongSerialNumber(const Plan &plan, const LineOptions &options)
 {
     if (options.asksSerialNumber || plan.serialNumber.pattern().isEmpty())
@@ -316,7 +318,8 @@ std::optional<BatchPart> readPart(const QCommandLineParser &parser, const Choice
     return part;
 }
 
-/// What the process of a unit is told as this one was; the rest is different for each.
+/// The options of this process that are passed on to that of a unit; the others differ
+/// for each.
 QStringList passedOn(const QCommandLineParser &parser, const Choices &choices, int units)
 {
     QStringList arguments = {QStringLiteral("line"), QStringLiteral("--units=%1").arg(units)};
@@ -458,8 +461,8 @@ int runFloor(const Plan &plan, const LineOptions &options, const FloorOptions &f
     return status;
 }
 
-/// The batch's process passes on what ends its units, so what the terminal sends to all must
-/// not reach them a second time; and they do not outlive it.
+/// The batch's process passes on what ends its units, so signals from the terminal must
+/// not reach them a second time. And they end with it.
 void followBatch()
 {
     setpgid(0, 0);

@@ -12,16 +12,16 @@ class LineReader : public QObject
     Q_OBJECT
 
 public:
-    /// Reads nothing until it is told to listen.
+    /// Reads nothing until listen().
     /// @param descriptor  kept by the caller
     explicit LineReader(int descriptor);
 
     void listen(bool on);
-    /// Of a terminal, see LineInput.
+    /// For a terminal, see LineInput.
     void forgetTypedAhead() { m_input.forgetTypedAhead(); }
 
 signals:
-    /// One at a time while it listens; what came ahead waits until it listens again.
+    /// One at a time while it listens; lines that come early wait until it listens again.
     void line(const QByteArray &line);
     /// Nothing more can come. Once.
     void closed();

@@ -76,7 +76,7 @@ Outcome LineRun::run(QString *error)
             worst = std::max(worst, outcome == Outcome::NotRun ? Outcome::Error : outcome);
     }
     QString unwritten;
-    if (m_options.part) { // who runs the batch sums it up
+    if (m_options.part) { // the batch's process sums it up
         m_watcher->summary(m_records, QString());
     } else if (isBatch) {
         const bool written = m_folder.writeSummary(m_records, &unwritten);
@@ -117,7 +117,7 @@ void LineRun::runUnits(QString *error)
     }
 }
 
-/// Whether an operator is asked before anything is tested, at a virtual keypad too.
+/// Whether an operator is asked before anything is tested, even with virtual keypads.
 bool LineRun::asksAtOnce() const
 {
     return m_options.asksSerialNumber || (m_plan.wantsOperator && m_operatorName.isEmpty());
@@ -185,7 +185,7 @@ bool LineRun::askSerialNumber(int number, QString *why)
     }
 }
 
-/// One that has passed before is tested again only when the operator says so.
+/// A unit that has passed before is tested again only if the operator says so.
 /// @param refusal  set when the operator does not
 bool LineRun::mayBeTested(QString *refusal, QString *why)
 {
@@ -204,7 +204,7 @@ bool LineRun::mayBeTested(QString *refusal, QString *why)
     return isAnswer(reply, told, why);
 }
 
-/// Whether a person has more to do than to act.
+/// Whether a person has to do more than act.
 bool LineRun::wantsAnswers() const
 {
     const auto asks = [](const Plan::Step &step) {
@@ -214,7 +214,7 @@ bool LineRun::wantsAnswers() const
            std::any_of(m_plan.steps.begin(), m_plan.steps.end(), asks);
 }
 
-/// Every unit that was asked for counts, those that nobody came to as well.
+/// Every unit that was asked for counts, even if it was never begun.
 void LineRun::leaveOut(int number, const QString &reason)
 {
     UnitRecord record = newRecord(number);
@@ -283,7 +283,7 @@ UnitRecord LineRun::newRecord(int number, int attempt) const
     const QList<const Fault *> faults = faultsOf(number);
     for (const Fault *fault : faults)
         record.faults.append(QLatin1String(fault->name));
-    // Which tool a real unit runs it does not tell.
+    // A real unit does not say which tool it runs.
     if (m_options.port.isEmpty())
         record.toolVersion = QStringLiteral(MFTOOL_VERSION);
     record.start = record.end = QDateTime::currentDateTime();
@@ -352,11 +352,11 @@ void LineRun::runAttempt(int number, int attempt, QString *error)
     tellOthers(dir);
 }
 
-/// What others do with a record changes no verdict.
+/// What other programs do with a record does not change a verdict.
 void LineRun::tellOthers(const QString &dir)
 {
     m_store.release();
-    if (!m_options.part) // who runs the batch brings them
+    if (!m_options.part) // the batch's process brings them
         m_store.bring();
     if (m_options.after.isEmpty())
         return;
@@ -370,7 +370,7 @@ void LineRun::test(Unit *unit, Station *station, UnitRecord *record)
 {
     if (!unit->attach(station, &record->reason)) {
         record->outcome = Outcome::Error;
-        // What an interrupt has ended with us did not fail by itself.
+        // If an interrupt ended it together with us, it did not fail by itself.
         if (isInterrupted()) {
             record->outcome = Outcome::Interrupted;
             record->reason = m_options.interrupt->reason();

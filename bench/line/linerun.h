@@ -30,11 +30,11 @@ struct LineOptions {
     std::optional<VmBoardOptions> board;
     int baudRate = 115200;
     int units = 1;
-    std::optional<BatchPart> part; ///< of the units only this one
+    std::optional<BatchPart> part; ///< only this one of the units
     QString serialNumber;          ///< of the unit, or of the first one
     bool asksSerialNumber = false; ///< of every unit
     bool countsUp = false;         ///< the serial number's last digits, with the units
-    QString operatorName;          ///< empty where it is asked for, if the plan wants it
+    QString operatorName; ///< empty when the operator is asked for it, if the plan wants it
     QString station;
     QString fixture; ///< empty where there is only one
     QString outDir;
@@ -52,8 +52,8 @@ class LineRun
 public:
     LineRun(const Plan &plan, const LineOptions &options, LineWatcher *watcher, OperatorDesk *desk);
 
-    /// Once a record cannot be written no further unit is begun, and all that can be told is
-    /// told to the watcher.
+    /// Once a record cannot be written, no further unit is begun, and the watcher is told
+    /// everything that is known.
     /// @param error  set to what could not be written, or why not all units were tested
     /// @return the worst outcome, at least Error when *error is set
     Outcome run(QString *error);
@@ -61,7 +61,7 @@ public:
     /// "KP-0009" and 1 give "KP-0010"; a text without a number at its end gets "-2".
     static QString countedUp(const QString &serialNumber, int by);
 
-    /// Of a unit, before anything is known of it.
+    /// For a unit of which nothing is known yet.
     UnitRecord newRecord(int number, int attempt = 1) const;
 
 private:

@@ -1,4 +1,4 @@
-/// Hears how a run of one unit or many gets on, to show it or to pass it on.
+/// Is told of the progress of a run of one unit or many, to show it or to pass it on.
 #ifndef BENCH_LINE_LINEWATCHER_H
 #define BENCH_LINE_LINEWATCHER_H
 
@@ -12,7 +12,7 @@ public:
     virtual void begin(const Plan &plan, const UnitRecord &unit, int units) = 0;
     /// @param files  folder with the unit's record; empty when it could not be written
     virtual void end(const UnitRecord &unit, const QString &files) = 0;
-    /// Of several units, those that were not tested too.
+    /// For several units, including those that were not tested.
     /// @param files  folder with the reports; empty when they could not be written
     virtual void summary(const QList<UnitRecord> &units, const QString &files) = 0;
     /// Anything else that a person should know.

@@ -47,7 +47,7 @@ bool ObjectReader::take(const QString &key, Presence presence)
     return false;
 }
 
-/// A terminal obeys them.
+/// They would control the terminal.
 void ObjectReader::checkCharacters(const QString &key, const QString &text, Characters characters)
 {
     if (characters != AnyCharacter && hasControlCharacters(text, characters == Lines))

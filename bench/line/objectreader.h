@@ -10,9 +10,9 @@
 
 #include <optional>
 
-/// Every read names a key; finish() refuses the keys that nobody named. A mistake
-/// is noted with its place, and reading goes on, so that all are told at once; what
-/// follows from one that is noted already is not noted again.
+/// Every read names a key; finish() refuses the keys that nobody named. A mistake is
+/// noted with its place, and reading goes on, so that all are reported at once; what only
+/// follows from a noted mistake is not noted.
 class ObjectReader
 {
 public:
@@ -34,10 +34,10 @@ public:
     /// Refuses because @p what is missing.
     void miss(const QString &what);
 
-    /// Not empty where it is there at all.
+    /// If it is there, it must not be empty.
     QString text(const QString &key, Presence presence = Optional,
                  Characters characters = Printable);
-    /// Empty is allowed; nothing when it is absent.
+    /// May be empty; nothing when it is absent.
     std::optional<QString> anyText(const QString &key, Presence presence = Optional,
                                    Characters characters = Printable);
     /// One of @p words; the index, or -1.
@@ -51,8 +51,8 @@ public:
     QJsonArray list(const QString &key, Presence presence = Optional);
     QJsonValue value(const QString &key);
 
-    /// A reader for an object in a list of this one. Where it is none, that is noted, and
-    /// nothing that the reader does not find in it.
+    /// A reader for an object in a list of this one. If it is not an object, only that is
+    /// noted, and not what the reader misses in it.
     ObjectReader element(const QJsonValue &value, const QString &what);
     ObjectReader inner(const QJsonObject &object, const QString &what) const;
 

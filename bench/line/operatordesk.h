@@ -1,5 +1,5 @@
-/// The person at the line: told what to do, asked what there is to see. Where that person
-/// sits (a terminal, another program's window) is for those who implement it.
+/// The person at the line, who is told what to do and asked what there is to see. The
+/// implementations decide where that is: at a terminal, or in another program's window.
 #ifndef BENCH_LINE_OPERATORDESK_H
 #define BENCH_LINE_OPERATORDESK_H
 
@@ -12,9 +12,9 @@ public:
 
     virtual ~OperatorDesk() = default;
 
-    /// Whether nobody can answer any question: what the answers are read from has ended.
+    /// Whether nobody can answer any more, because the source of the answers has ended.
     virtual bool isDeserted() = 0;
-    /// Tells without waiting for an answer.
+    /// Says something without waiting for an answer.
     virtual void tell(const QString &text) = 0;
     /// Waits until what was asked for is done. @return Yes then
     virtual Reply confirm(const QString &text, int limitMs) = 0;

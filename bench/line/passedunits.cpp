@@ -27,7 +27,8 @@ QDateTime PassedUnits::when(const QString &serialNumber) const
     const QDateTime noted = m_noted.value(serialNumber);
     if (noted.isValid())
         return noted;
-    // What waits for the store may be in it a moment later, never the other way round.
+    // In this order: what waits for the store may be in it a moment later, but never the
+    // other way round.
     const QDateTime waiting = inWaiting(serialNumber);
     const std::optional<QDateTime> stored = m_store->whenPassed(m_plan, serialNumber, StoreLimitMs);
     return stored ? std::max(*stored, waiting) : inFolder(serialNumber);

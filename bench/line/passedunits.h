@@ -1,4 +1,4 @@
-/// Which units have passed before: one that has is not tested again by mistake.
+/// Which units have passed before, so that none is tested again by mistake.
 #ifndef BENCH_LINE_PASSEDUNITS_H
 #define BENCH_LINE_PASSEDUNITS_H
 
@@ -13,7 +13,7 @@ class PassedUnits
 {
 public:
     /// @param plan    only its records count
-    /// @param outDir  folder with the records of earlier runs, looked through where the store
+    /// @param outDir  folder with the records of earlier runs, searched when the store
     ///                does not answer
     /// @param store   must outlive this
     PassedUnits(const QString &plan, const QString &outDir, const StoreFeed *store)

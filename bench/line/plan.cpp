@@ -17,7 +17,7 @@ QString number(double value)
     return QString::number(value, 'g', 10);
 }
 
-/// "gpio62/value": what tells one attribute from another.
+/// "gpio62/value": enough to tell one attribute from another.
 QString lastTwo(const QString &path)
 {
     return path.section(QLatin1Char('/'), -2);

@@ -71,11 +71,11 @@ struct Plan {
         int status = 0;
 
         QString describe() const;
-        /// As short as a column of a report wants it: "trouble/brightness=255".
+        /// Short enough for a column of a report: "trouble/brightness=255".
         QString brief() const;
     };
 
-    /// One thing that a hand does.
+    /// One thing that somebody does.
     struct Action {
         enum Kind { Power, Home, Tamper, Card, Touch };
 
@@ -98,14 +98,14 @@ struct Plan {
         int atLeast = 0;     ///< answers, so that progress was really seen
         QList<Limit> fields; ///< of every answer
         QString rising;      ///< field that may never fall; empty for none
-        int stallMs = 0;     ///< the answers may stay the same for so long; 0 for ever
+        int stallMs = 0;     ///< for how long the answers may stay the same; 0 for ever
     };
 
-    /// What the five points of a touchscreen's calibration must be like.
+    /// What is demanded of the five points of a touchscreen's calibration.
     struct Calibration {
         double maxErrorPx = 0;   ///< of each point from where the best map has it
-        bool xGrowsRight = true; ///< what the touchscreen counts; else it grows to the left
-        bool yGrowsDown = true;  ///< else upwards
+        bool xGrowsRight = true; ///< the counts grow to the right; otherwise to the left
+        bool yGrowsDown = true;  ///< otherwise upwards
 
         /// "at most 6 px".
         QString describe() const;
@@ -118,7 +118,7 @@ struct Plan {
         QString group;
         std::optional<Operation> operation;
         std::optional<wire::Frame> request;
-        QByteArray raw; ///< sent instead of a request, as it stands
+        QByteArray raw; ///< sent instead of a request, as it is
         std::optional<Poll> poll;
         QList<Expected> expected;
         std::optional<Calibration> calibration; ///< of the points that came up to this step
@@ -126,7 +126,7 @@ struct Plan {
         QString look;    ///< a question for the operator of a real unit; yes is good
         QString picture; ///< name of a picture to take at the end; empty for none
         int limitMs = 0; ///< for all that the step waits for
-        int quietMs = 0; ///< nothing more may come for so long
+        int quietMs = 0; ///< for how long nothing more may come
         int tries = 1;
         bool required = false; ///< when it fails, the unit is done
 
@@ -137,7 +137,7 @@ struct Plan {
         bool isConfirmed() const { return operation && (sends() || expected.isEmpty()); }
     };
 
-    /// What becomes of a unit that failed.
+    /// What happens to a unit that failed.
     struct Retest {
         int times = 0;       ///< at most
         bool byHand = false; ///< only when the operator says so
@@ -163,7 +163,8 @@ struct Plan {
     Retest retest;
     QList<Step> steps;
 
-    /// @param error  set to all that is wrong, as by readPlan(), when nothing is returned
+    /// @param error  set to everything that is wrong, as by readPlan(), when nothing is
+    ///               returned
     static std::optional<Plan> load(const QString &file, QString *error,
                                     const PlanSettings &settings = PlanSettings());
     /// @param file  name for messages and for Plan::file; files that are included are looked
@@ -178,8 +179,8 @@ struct Plan {
     bool needsDisplay() const;
 };
 
-/// Whether the whole of @p text is as @p pattern says: `?` stands for any one
-/// character, `*` for any number of them, all others for themselves.
+/// Whether the whole of @p text is as @p pattern says: `?` stands for any one character,
+/// `*` for any number of them, and all others for themselves.
 bool matches(const QString &pattern, const QString &text);
 
 /// The type of that name ("ACK", "voltage reply") or four-digit hexadecimal number.

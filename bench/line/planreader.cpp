@@ -99,7 +99,7 @@ Plan::Limit limit(ObjectReader &reader, const QString &field, const QJsonValue &
     return limit;
 }
 
-/// @param type  nothing where that is wrong already
+/// @param type  nothing if that is already wrong
 QList<Plan::Limit> limits(ObjectReader &reader, std::optional<quint16> type)
 {
     QList<Plan::Limit> limits;
@@ -397,8 +397,7 @@ std::optional<Plan::Calibration> calibration(ObjectReader &reader)
     return calibration;
 }
 
-/// Whether the step has any member that finds a mistake; whether it is right is another
-/// question.
+/// Whether the step has any member that can find a mistake, right or wrong.
 bool testsSomething(const ObjectReader &reader)
 {
     for (const char *key : {"expect", "calibration", "check", "look", "quiet_ms"}) {
@@ -475,7 +474,7 @@ private:
     void take(ObjectReader &inner)
     {
         const Plan::Step step = readStep(inner, m_limitMs);
-        // A report that names the failed step must mean one.
+        // A report that names the failed step must mean only one.
         if (!step.name.isEmpty() && m_names.contains(step.name))
             inner.refuse(QStringLiteral("an earlier step has the same name"));
         if (!step.picture.isEmpty() && m_pictures.contains(step.picture))
@@ -555,7 +554,7 @@ QRegularExpression serialNumber(ObjectReader &reader)
 {
     const QString pattern = reader.text(QStringLiteral("serial_number"));
     const QRegularExpression expression(QRegularExpression::anchoredPattern(pattern));
-    // As it stands: "a)(b" is none, and within brackets it would be one.
+    // Without brackets around it: "a)(b" is not one, but within brackets it would be.
     const QRegularExpression alone(pattern);
     if (!alone.isValid())
         reader.refuse(QStringLiteral("\"serial_number\" is not a regular expression: %1")

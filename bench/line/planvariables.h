@@ -1,5 +1,5 @@
 /// The variables of a plan: values that another factory, or another model of the unit,
-/// sets without an edit.
+/// can set without editing the plan.
 #ifndef BENCH_LINE_PLANVARIABLES_H
 #define BENCH_LINE_PLANVARIABLES_H
 
@@ -8,7 +8,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
-/// What is set in a plan from outside.
+/// What is set in a plan from the outside.
 struct PlanSettings {
     QString variant;    ///< name of the file that has set variables; empty for none
     QJsonObject values; ///< numbers and texts by the variable's name
@@ -22,16 +22,17 @@ struct PlanSettings {
 class PlanVariables
 {
 public:
-    /// Reads the member "variables" of a plan, with the defaults, and sets what @p settings
-    /// say. A variable stays what its default is, a number or a text.
+    /// Reads the member "variables" of a plan, with the defaults, and sets what
+    /// @p settings say. A variable keeps the kind of its default, number or text.
     void read(ObjectReader &reader, const PlanSettings &settings);
 
-    /// @p value with the variables in all its texts: `${name}`. A text that is nothing but one
-    /// variable becomes what that is, a number too. `$${` stands for `${` itself.
-    /// @param reader  gets a mistake for each variable that there is not
+    /// @p value with the variables in all its texts: `${name}`. A text that is nothing
+    /// but one variable takes its value, which may be a number. `$${` stands for `${`
+    /// itself.
+    /// @param reader  gets a mistake for each variable that does not exist
     QJsonValue filledIn(const QJsonValue &value, ObjectReader &reader) const;
 
-    /// Those that were set from outside.
+    /// Those that were set from the outside.
     QJsonObject settings() const { return m_set; }
 
 private:

@@ -1,5 +1,5 @@
-/// What the units that the bench plays itself have in common: no person acts at them, all of
-/// their board can be looked at, and a fault may have a moment of its own.
+/// What the units that the bench plays itself have in common: no person acts on them,
+/// everything on their board can be looked at, and a fault may come at a certain moment.
 #ifndef BENCH_LINE_PLAYEDUNIT_H
 #define BENCH_LINE_PLAYEDUNIT_H
 
@@ -38,23 +38,23 @@ protected:
     virtual QList<MadeStore> stores() = 0;
     /// Texts of the step's lines.
     virtual QStringList logTexts() = 0;
-    /// Nothing where there is none.
+    /// Nothing when there is none.
     virtual std::optional<QByteArray> attribute(const QString &path) = 0;
     virtual std::optional<QByteArray> file(const QString &path) = 0;
     virtual Ending ending() = 0;
-    /// Why it is not known how the tool ended.
+    /// Why nobody knows how the tool ended.
     virtual QString whyNoEnding() = 0;
 
     const QList<const Fault *> &faults() const { return m_faults; }
-    /// Begins another step. @return whether the time of faults that come later has begun
+    /// Begins another step. Returns whether it is time for faults that come later.
     bool isLate();
     /// Whether any step has begun.
     bool hasBegun() const { return m_steps > 0; }
     /// @param had  whether the moment of a fault has come
     void hadItsMoment(const std::function<bool(const Fault &fault)> &had);
-    /// Lets go of the home key, which may stick. @return whether it does
+    /// Lets go of the home key, which may stick. Returns whether it sticks.
     bool homeSticks();
-    /// How the tool ended, in words; empty where that is not known.
+    /// How the tool ended, in words; empty when that is not known.
     QString shownEnding();
 
     static QString noLateStep();

@@ -1,5 +1,5 @@
-/// A unit on a serial port, with an operator beside it. Its board cannot be
-/// looked at from here; what its lights and its screen show, the operator says.
+/// A unit on a serial port, with an operator. Its board cannot be looked at from here;
+/// the operator says what its lights and its screen show.
 #ifndef BENCH_LINE_REALUNIT_H
 #define BENCH_LINE_REALUNIT_H
 

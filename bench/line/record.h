@@ -1,4 +1,4 @@
-/// What a run of a plan on one unit gave: what every report is written from.
+/// The result of a run of a plan on one unit, from which every report is written.
 #ifndef BENCH_LINE_RECORD_H
 #define BENCH_LINE_RECORD_H
 
@@ -12,7 +12,7 @@
 
 #include <optional>
 
-/// In the order of how much is wrong; of several the worst decides.
+/// From best to worst; of several the worst decides.
 enum class Outcome {
     NotRun,     ///< an earlier step ended the unit, or nothing of it could be looked at
     Pass,       ///< all held
@@ -39,7 +39,7 @@ struct Measurement {
     QString shown() const;
 };
 
-/// One look at the board, or at the unit where nobody could be asked.
+/// One look at the board, or at the unit when nobody could be asked.
 struct CheckRecord {
     enum Result { Held, Broken, Skipped };
 
@@ -65,27 +65,27 @@ struct AttemptRecord {
     QStringList notes; ///< operator's actions, skipped checks
 };
 
-/// What the last try gave, which decides; start and seconds are those of all tries.
+/// The result of the last try, which decides; start and seconds are those of all tries.
 struct StepRecord : AttemptRecord {
     int number = 0; ///< from 1
     QString name;
     QString group;
-    int tries = 0;                 ///< none when the step was not even begun
+    int tries = 0;                 ///< none when the step was not begun
     QList<AttemptRecord> attempts; ///< every try, the last one too
     QString picture;               ///< file beside the record
     QString lostPicture;           ///< which one could not be written, and why
 
-    /// Measured values, else what came (of much the last).
+    /// Measured values, or else what came (only the last if there was much).
     QString value() const;
     /// What the board has shown, briefly.
     QString shownByBoard() const;
     QString limits() const;
 };
 
-/// Where the time of a unit went, in seconds; together all of it.
+/// What a unit's time was spent on, in seconds; together all of it.
 struct TimeSpent {
     double tool = 0;       ///< waiting for the tool, on the line and on its board
-    double flash = 0;      ///< waiting for the flash, of which the tool tells
+    double flash = 0;      ///< waiting for the flash, which the tool reports
     double operatorAt = 0; ///< waiting for the operator
     double bench = 0;      ///< all else: a virtual hand, pictures, records, pauses, silence
 
@@ -93,7 +93,7 @@ struct TimeSpent {
     QString shown() const;
 };
 
-/// What a run of a plan on a unit gave: one attempt at it.
+/// The result of a run of a plan on a unit: one attempt at it.
 struct UnitRecord {
     QString id; ///< no other record has it
     QString plan;
@@ -121,7 +121,7 @@ struct UnitRecord {
     QString reason; ///< of the step that decided, with its name
     QList<StepRecord> steps;
 
-    /// Whether it has a record of its own: one that nobody came to has none.
+    /// Whether it has a record of its own: a unit that was never begun has none.
     bool wasBegun() const;
     double seconds() const;
     int count(Outcome outcome) const;
@@ -139,7 +139,7 @@ struct Yield {
     int finalPass = 0; ///< passed at any
     int retested = 0;  ///< records of further attempts
 
-    /// Part of all units, in percent: "87.5".
+    /// Share of all units, in percent: "87.5".
     QString percent(int part) const;
 
     static Yield of(const QList<UnitRecord> &records);
@@ -148,8 +148,8 @@ struct Yield {
 /// Whether each record is of its unit's last attempt.
 QList<bool> lastAttempts(const QList<UnitRecord> &records);
 
-/// The record as docs/line.md describes record.json. One of a run that has not ended reads as
-/// that of an interrupted one, which it is if nothing is written after it.
+/// The record as docs/line.md describes record.json. While a run goes on, its record is
+/// that of an interrupted run, which is true if nothing is written after it.
 QJsonObject toJson(const UnitRecord &unit);
 
 /// The exit status of a run: 0 pass, 1 fail, 3 time-out, 4 error or interrupted.

@@ -29,8 +29,8 @@ QString systemError(int number)
     return QString::fromLocal8Bit(strerror(number));
 }
 
-/// A file that was renamed may have its old name again after a power cut until its folder
-/// is on the disk.
+/// Until its folder is on the disk, a renamed file may have its old name again after a
+/// power cut.
 void syncFolder(const QString &path)
 {
     const int folder =
@@ -84,15 +84,16 @@ int makeFolder(const QString &path)
     return mkdir(QFile::encodeName(path).constData(), FolderMode) == 0 ? 0 : errno;
 }
 
-/// @return 0 or errno; of something that is there but no folder the next one tells
+/// @return 0 or errno; if something is there but is not a folder, the next call will say
+///         so
 int makeParents(const QString &dir)
 {
     errno = 0;
     return QDir().mkpath(dir) || QFileInfo::exists(dir) ? 0 : errno;
 }
 
-/// Lets DIR/latest point to NAME; at no moment does it point nowhere. A convenience:
-/// without it nothing is missing.
+/// Makes DIR/latest point to NAME; it never points nowhere. Only a convenience, so a
+/// failure does no harm.
 void pointLatestTo(const QString &dir, const QString &name)
 {
     const QByteArray latest = QFile::encodeName(dir + QStringLiteral("/latest"));
@@ -112,9 +113,9 @@ QString unitName(int number, int attempt)
 
 bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
 {
-    // As a whole: who watches the folder never reads half a record. Of what is still in
-    // its buffer commit() does not say that a full disk did not take it. It does see to it
-    // that the disk has the content before the name.
+    // As a whole: whoever watches the folder never reads half a record. commit() does not
+    // report that a full disk did not take what was still in the buffer, so flush first.
+    // It does make sure that the disk has the content before the name.
     QSaveFile file(path);
     errno = 0;
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
@@ -122,7 +123,7 @@ bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
         syncFolder(QFileInfo(path).path());
         return true;
     }
-    // Of a disk that takes only a part Qt does not know what was wrong with it.
+    // When a disk takes only a part, Qt does not know why.
     const int number = errno;
     *error = number != 0 ? systemError(number) : file.errorString();
     return false;
@@ -133,7 +134,7 @@ bool RecordFolder::create(const QString &dir, bool isBatch, QString *error)
     m_isBatch = isBatch;
     const QString time = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
     QString name = time;
-    // Several may begin at once: the one that makes a folder has it.
+    // Several runs may begin at once: the folder belongs to the one that makes it.
     int failure = makeParents(dir);
     if (failure == 0)
         failure = makeFolder(dir + QLatin1Char('/') + name);

@@ -6,15 +6,15 @@
 #include "bench/line/record.h"
 #include "bench/station/transcript.h"
 
-/// Writes a file as a whole, and on the disk when this returns: nobody ever reads half of it.
-/// False with *error.
+/// Writes a file as a whole, so that nobody ever reads half of it; it is on the disk when
+/// this returns. False with *error.
 bool saveWhole(const QString &path, const QByteArray &bytes, QString *error);
 
 class RecordFolder
 {
 public:
     /// Makes DIR/<time>/, or DIR/<time>-2/ and so on when others have begun in the same
-    /// second, and lets DIR/latest point to it. False with *error.
+    /// second, and makes DIR/latest point to it. False with *error.
     /// @param isBatch  it gets several records
     bool create(const QString &dir, bool isBatch, QString *error);
 
@@ -23,19 +23,20 @@ public:
 
     QString path() const { return m_path; }
     bool isBatch() const { return m_isBatch; }
-    /// Of an attempt at a unit, both counted from 1; made if need be.
+    /// For an attempt at a unit, both counted from 1; made if it is missing.
     QString unitPath(int number, int attempt = 1) const;
 
-    /// record.json of a unit whose run goes on. Replaced as a whole and on the disk when this
-    /// returns: whatever ends the program, the record is the last one or the one before it.
+    /// record.json of a unit whose run goes on. It is replaced as a whole and on the disk
+    /// when this returns: however the program ends, the record is the last one or the one
+    /// before it.
     bool keep(const UnitRecord &unit, QString *error) const;
-    /// record.json, junit.xml, tool.log and report.html of one unit; its
-    /// pictures and its transcript are there already. What cannot be written does
-    /// not keep the others from being tried.
+    /// record.json, junit.xml, tool.log and report.html of one unit; its pictures and its
+    /// transcript are there already. All are tried, even if one cannot be written.
     bool write(const UnitRecord &unit, const Transcript &transcript, const QByteArray &log,
                QString *error) const;
-    /// All that write() writes, of a unit whose process has died: what it had kept, with the
-    /// outcome and the reason of @p record. @param record  set to what was written
+    /// Everything that write() writes, for a unit whose process has died: what it had
+    /// saved, with the outcome and the reason of @p record. @param record set to what was
+    /// written
     bool conclude(UnitRecord *record, QString *error) const;
     /// junit.xml and report.html of several units; those that were not tested have no
     /// folder.

@@ -12,8 +12,8 @@
 #include <string>
 #include <utility>
 
-/// The template's resource lies in a static library, which nothing else would
-/// pull in. Outside any namespace, as the resource compiler's function is.
+/// The template's resource is in a static library, and nothing else would link it.
+/// Outside of any namespace, like the resource compiler's function.
 static void initialiseResource()
 {
     Q_INIT_RESOURCE(line);
@@ -26,7 +26,7 @@ using kainjow::mustache::data;
 
 const int PlanSumShown = 12; ///< digits that tell plans apart; the record has all
 
-/// A name that the template uses and nobody gave would leave a hole in the page that
+/// A name that the template uses and that has no value would leave a gap in the page that
 /// no one notices.
 class StrictContext : public kainjow::mustache::context<std::string>
 {
@@ -42,8 +42,7 @@ public:
     }
 };
 
-/// A text that is empty counts as absent, so that the template can leave out what
-/// stands around it.
+/// An empty text counts as absent, so that the template can leave out what is around it.
 data text(const QString &value)
 {
     return value.isEmpty() ? data(false) : data(value.toStdString());
@@ -82,7 +81,7 @@ QString variantOf(const UnitRecord &unit)
     return unit.variant.isEmpty() ? settings : QStringLiteral("%1: %2").arg(unit.variant, settings);
 }
 
-/// What the unit is called: its serial number, else its number in the batch.
+/// What the unit is called: its serial number, or else its number in the batch.
 QString nameOf(const UnitRecord &unit)
 {
     return unit.serialNumber.isEmpty() ? QStringLiteral("Unit %1").arg(unit.number)
@@ -159,7 +158,7 @@ data stepValues(const StepRecord &step)
                    {"notes", notes(step)},
                    {"checks", checks(step)},
                    {"passed", data(passed || untested)},
-                   // One that was not run is not at fault: its reason is another step's.
+                   // A step that was not run is not to blame; its reason is another step.
                    {"bad", data(failed)},
                    {"reason", text(passed ? QString() : step.reason)},
                    {"expected", text(step.expected)},
@@ -207,7 +206,7 @@ data lines(const Transcript &transcript)
     return values;
 }
 
-/// How many steps had each outcome, without those that none had.
+/// How many steps had each outcome, without outcomes that none had.
 QString countedSteps(const UnitRecord &unit)
 {
     QStringList counts;
@@ -220,7 +219,7 @@ QString countedSteps(const UnitRecord &unit)
     return counts.join(QStringLiteral(", "));
 }
 
-/// How many looks at the board there were, by their results; empty for none.
+/// How many checks of the board there were, by their results; empty for none.
 QString countedChecks(const UnitRecord &unit)
 {
     int counts[3] = {0, 0, 0};

@@ -1,4 +1,4 @@
-/// The report a person reads: one page that needs nothing beside it.
+/// The report that people read: one page that needs no other files.
 #ifndef BENCH_LINE_REPORT_H
 #define BENCH_LINE_REPORT_H
 
@@ -6,7 +6,7 @@
 #include "bench/station/transcript.h"
 
 /// The page of one unit.
-/// @param pictureDir  where the pictures that the record names lie
+/// @param pictureDir  where the pictures named in the record are
 /// @param log         the tool's; empty where there is none
 QByteArray unitReport(const UnitRecord &unit, const QString &pictureDir,
                       const Transcript &transcript, const QByteArray &log);

@@ -14,7 +14,7 @@
 namespace
 {
 
-const int SliceMs = 50;      ///< between two looks at what announces nothing
+const int SliceMs = 50;      ///< between two looks at what sends no event
 const int CheckEveryMs = 10; ///< between two looks at the board
 const int SettleMs = 200;    ///< of silence end a failed attempt
 const int LongestSettleMs = 1000;
@@ -90,9 +90,9 @@ void Runner::pause(const QDeadlineTimer &deadline)
     QEventLoop().processEvents(QEventLoop::WaitForMoreEvents);
 }
 
-/// What comes next; nothing when the limit passed, the line failed, the tool
-/// ended or the run was interrupted. A frame is never cut short by a limit
-/// that passes in its middle, unless the rest does not follow.
+/// What comes next; nothing when the limit passed, the line failed, the tool ended or the
+/// run was interrupted. A limit that passes in the middle of a frame does not cut it
+/// short, unless the rest does not follow.
 std::optional<Station::Received> Runner::next(const QDeadlineTimer &deadline)
 {
     QDeadlineTimer limit = deadline;
@@ -224,7 +224,7 @@ AttemptRecord Runner::tryStep(const Plan::Step &step, Attempt *attempt)
     clock.start();
     attempt->record = &record;
     this->attempt(step, attempt);
-    // What the interrupt has cut short may look like a failure of the unit.
+    // What an interrupt has cut short may look like a failure of the unit.
     if (record.outcome != Outcome::Pass && isInterrupted())
         attempt->fail(Outcome::Interrupted, m_options.interrupt->reason());
     else if (record.outcome != Outcome::Pass)
@@ -278,7 +278,7 @@ bool Runner::operate(const Plan::Step &step, Attempt *attempt)
     return attempt->fail(done == Unit::TooLate ? Outcome::TimeOut : Outcome::Error, error);
 }
 
-/// Whose time it is when a hand acts or an eye looks.
+/// Whose time it counts as when somebody acts or looks.
 TimeBook::Share Runner::handShare() const
 {
     return m_unit->hasOperator() ? TimeBook::Operator : TimeBook::Bench;
@@ -315,7 +315,7 @@ bool Runner::missing(const QString &expected, Attempt *attempt)
 
 bool Runner::expectFrames(const Plan::Step &step, Attempt *attempt)
 {
-    // What a person does without a word of it, the first frame tells.
+    // When a person acts without saying so, the first frame shows it.
     const bool isHand = step.operation && !step.request && step.raw.isEmpty();
     for (int i = 0; i < step.expected.size(); ++i) {
         const TimeBook::Visit visit(&m_time, isHand && i == 0 && m_unit->hasOperator()
@@ -384,9 +384,9 @@ bool Runner::measure(const QList<Plan::Limit> &limits, const wire::Meaning &mean
     return good;
 }
 
-/// Sends the poll's request again and again, one at a time, until all that the
-/// step expects has come. Its last request may be answered with NA, because
-/// what was asked about has just ended.
+/// Sends the poll's request again and again, one at a time, until all that the step
+/// expects has come. The last request may be answered with NA, because what it asks about
+/// has just ended.
 bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
 {
     const Plan::Poll &poll = *step.poll;
@@ -398,7 +398,7 @@ bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
     bool asked = false;
     int came = 0;
     while (came < step.expected.size() || asked) {
-        // What has come already may be the end of what is asked about.
+        // What has come already may be the end of what the poll asks about.
         m_station->clear();
         if (!asked && m_inbox.empty() && ask.hasExpired()) {
             if (!sent(m_station->send(poll.request.type, poll.request.data), attempt))
@@ -435,7 +435,7 @@ bool Runner::expectPolling(const Plan::Step &step, Attempt *attempt)
                             QString::number(attempt->answers), QByteArray());
 }
 
-/// One answer to a poll; each must hold by itself.
+/// One answer to a poll; each must be right by itself.
 bool Runner::takeAnswer(const Plan::Poll &poll, const wire::Frame &frame, Attempt *attempt)
 {
     attempt->heard = true;
@@ -553,7 +553,7 @@ bool Runner::look(const Plan::Step &step, Attempt *attempt)
     return attempt->fail(Outcome::Error, error);
 }
 
-/// Whether a step that went well has found out anything about the unit.
+/// Whether a step that went well has shown anything about the unit.
 bool Runner::hasTested(const Plan::Step &step, const AttemptRecord &record) const
 {
     const bool hasLooked =
@@ -571,7 +571,7 @@ bool Runner::keepsQuiet(const Plan::Step &step, Attempt *attempt)
     return silent.isEmpty() || attempt->fail(Outcome::Error, silent);
 }
 
-/// Why a unit that says nothing has not kept quiet but could not speak; empty when it could.
+/// Why a silent unit could not speak at all; empty when it could.
 QString Runner::silencedBy(const Plan::Step &step)
 {
     if (isInterrupted())
@@ -596,8 +596,8 @@ bool Runner::heardNothing(const QDeadlineTimer &deadline, Attempt *attempt)
     return attempt->differs(QStringLiteral("nothing more"), received->describe(), received->raw);
 }
 
-/// Lets a failed attempt's further answers come, so that they are not taken
-/// for those of the next one.
+/// Waits for further answers to a failed attempt, so that they are not taken for those to
+/// the next one.
 void Runner::settle(Attempt *attempt)
 {
     const QDeadlineTimer longest(LongestSettleMs);

@@ -17,13 +17,13 @@
 #include <deque>
 #include <functional>
 
-/// Hears how a run gets on.
+/// Is told of the progress of a run.
 class RunWatcher
 {
 public:
     virtual ~RunWatcher() = default;
     virtual void stepStarted(const Plan::Step &step, int number) = 0;
-    /// While something is long: "flash stage 2 (flashing) 45 %".
+    /// While something takes long: "flash stage 2 (flashing) 45 %".
     virtual void progressed(const QString &text) = 0;
     virtual void stepEnded(const StepRecord &step) = 0;
 };
@@ -31,18 +31,18 @@ public:
 struct RunOptions {
     QString pictureDir; ///< for pictures; empty takes none
     int paceMs = 0;     ///< pause after each step, for a person who follows
-    /// Looked at while waiting; ends the run when it is raised. May be null.
+    /// Checked while waiting; ends the run when it is raised. May be null.
     const Interrupt *interrupt = nullptr;
     /// Called after each step that was run with the record so far. May be empty.
     std::function<void(const UnitRecord &record)> keep;
 };
 
-/// A step is done strictly: what comes must be what is expected, in that order,
-/// and nothing else. After a failed step the run goes on with the next one,
-/// unless the step is required, or the unit is beyond an answer: its tool ended,
-/// its line failed, or it gave no sign within the step's limit. A step that is
-/// interrupted has not failed, and none is begun after it. A step of which nothing could
-/// be looked at has not passed either: it counts as not run.
+/// Steps are strict: exactly what is expected must come, in that order, and nothing else.
+/// After a failed step the run goes on with the next one, unless the step is required, or
+/// the unit is beyond an answer: its tool ended, its line failed, or it gave no sign
+/// within the step's limit. A step that is interrupted has not failed, and none is begun
+/// after it. A step of which nothing could be checked has not passed either: it counts as
+/// not run.
 class Runner : public QObject
 {
     Q_OBJECT

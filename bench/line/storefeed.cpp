@@ -41,7 +41,7 @@ StoreFeed::StoreFeed(const QString &outDir, const QString &place)
 StoreFeed::~StoreFeed()
 {
     disconnect(&m_import, nullptr, this, nullptr);
-    endNow(&m_import); // what it had not done stays entered
+    endNow(&m_import); // what it has not done stays in the list
 }
 
 QStringList StoreFeed::command(const QStringList &action) const

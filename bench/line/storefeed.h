@@ -1,5 +1,5 @@
-/// Brings a line's records to the store of all records, beside the line: another process does
-/// it, and nothing that happens to the store holds up a unit or changes a verdict.
+/// Brings a line's records to the store of all records. Another process does it, and
+/// nothing that happens to the store holds up a unit or changes a verdict.
 #ifndef BENCH_LINE_STOREFEED_H
 #define BENCH_LINE_STOREFEED_H
 
@@ -25,15 +25,14 @@ public:
     StoreFeed(const QString &outDir, const QString &place);
     ~StoreFeed() override;
 
-    /// To be called before the first byte of a record is written, so that it is stored some
-    /// day whatever happens to this program.
+    /// Call it before the first byte of a record is written, so that the record is stored
+    /// some day whatever happens to this program.
     void enter(const QString &record);
     /// The record is written: it may be stored.
     void release();
     /// Stores what was released, here and by other processes; returns at once.
     void bring();
-    /// Waits until all is stored, for @p limitMs at most. What is not done then is done by
-    /// the next run.
+    /// Waits until all is stored, for @p limitMs at most. The next run does what is left.
     /// @return for a person: where the records are, or how many wait and why; empty without
     ///         a store
     QString finish(int limitMs);
@@ -42,8 +41,8 @@ public:
     /// Files of records that are written and not stored yet.
     QStringList waiting() const;
 
-    /// When the unit has passed @p plan last, as the store knows it; nothing where it does not
-    /// answer within @p limitMs, invalid where it has not passed.
+    /// When the unit has passed @p plan last, as the store knows it; nothing when it does
+    /// not answer within @p limitMs, invalid when the unit has not passed.
     std::optional<QDateTime> whenPassed(const QString &plan, const QString &serialNumber,
                                         int limitMs) const;
 

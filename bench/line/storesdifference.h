@@ -1,4 +1,4 @@
-/// Where the stores that a board has seen differ from those that a plan wants.
+/// Where the stores on a board differ from those that a plan wants.
 #ifndef BENCH_LINE_STORESDIFFERENCE_H
 #define BENCH_LINE_STORESDIFFERENCE_H
 
@@ -10,7 +10,7 @@ struct MadeStore {
     bool refused = false; ///< by the driver
 };
 
-/// The first of them; of two long lists nobody finds it by eye.
+/// The first difference; in two long lists nobody would find it by eye.
 struct StoresDifference {
     enum Kind {
         None,

@@ -8,7 +8,7 @@
 namespace
 {
 
-const int SliceMs = 20; ///< the line is served between two looks at the keyboard
+const int SliceMs = 20; ///< between two looks at the keyboard the line is served
 
 } // namespace
 
@@ -88,7 +88,7 @@ TerminalDesk::Reply TerminalDesk::awaitLine(int limitMs, QByteArray *line)
     while (!m_answers.takeLine(line)) {
         if (m_interrupt != nullptr && m_interrupt->isRaised())
             return Interrupted;
-        // What was typed in time counts, however late this program looks at it.
+        // What was typed in time counts, even if this program reads it late.
         const bool isOver = deadline.hasExpired();
         const bool canType =
             m_answers.read(static_cast<int>(std::min<qint64>(SliceMs, deadline.remainingTime())));

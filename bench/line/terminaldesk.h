@@ -1,4 +1,4 @@
-/// The operator at a terminal: told what to do on one stream, answers on another.
+/// The operator at a terminal: instructions go to one stream, answers come from another.
 #ifndef BENCH_LINE_TERMINALDESK_H
 #define BENCH_LINE_TERMINALDESK_H
 
@@ -13,11 +13,11 @@
 class TerminalDesk : public OperatorDesk
 {
 public:
-    /// @param answers  descriptor that lines are read from; of a terminal only what is
+    /// @param answers  descriptor that lines are read from; on a terminal only what is
     ///                 typed after a question answers it
     /// @param prompts  where questions are printed
-    /// @param interrupt  once it is raised no answer is waited for; raised when nobody can
-    ///                   read the questions any more. May be absent
+    /// @param interrupt  once it is raised no answer is waited for; raised when nobody
+    ///                   can read the questions any more. May be null
     TerminalDesk(int answers, FILE *prompts, Interrupt *interrupt = nullptr)
         : m_answers(answers), m_prompts(prompts), m_interrupt(interrupt)
     {
@@ -27,7 +27,7 @@ public:
     void tell(const QString &text) override;
     /// Waits for the Enter key.
     Reply confirm(const QString &text, int limitMs) override;
-    /// Waits for y or n; after anything else, Enter alone too, it asks again.
+    /// Waits for y or n; after anything else, even Enter alone, it asks again.
     Reply question(const QString &text, int limitMs) override;
     Reply ask(const QString &text, int limitMs, QString *line) override;
 

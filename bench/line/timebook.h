@@ -11,7 +11,7 @@ class TimeBook
 public:
     enum Share { Bench, Tool, Flash, Operator };
 
-    /// While it lives the time goes on one share; afterwards on the one before.
+    /// While it lives, time is charged to one share; afterwards to the one before.
     class Visit
     {
     public:
@@ -25,7 +25,7 @@ public:
         const Share m_before;
     };
 
-    /// From here on time counts, as the bench's own.
+    /// Starts counting; the time is the bench's own at first.
     void start();
     /// So far.
     TimeSpent spent();

@@ -1,6 +1,6 @@
-/// A unit on the line, apart from its serial line: the hand at it, the look at
-/// its board. Its kinds: a virtual keypad, an emulated board with a real kernel,
-/// a real unit with an operator.
+/// A unit on the line, except for its serial line: how to act on it and look at its
+/// board. There are virtual keypads, emulated boards with a real kernel, and real units
+/// with an operator.
 #ifndef BENCH_LINE_UNIT_H
 #define BENCH_LINE_UNIT_H
 
@@ -30,7 +30,7 @@ public:
         CannotLook ///< there is no access to this board
     };
 
-    /// How what is there differs from what a check wants.
+    /// How what is shown differs from what a check wants.
     struct Difference {
         QString wanted; ///< empty for all that the check describes
         QString found;
@@ -42,9 +42,9 @@ public:
     virtual QString description() const = 0;
     /// Connects @p station with the unit's line. False with *error.
     virtual bool attach(Station *station, QString *error) = 0;
-    /// From here on stores and log lines count.
+    /// From now on stores and log lines count.
     virtual void beginStep() = 0;
-    /// @param confirm  nothing will come over the line that shows it was done
+    /// @param confirm  nothing will come over the line to show that it was done
     /// @param limitMs  for a person
     virtual Done operate(const Plan::Operation &operation, bool confirm, int limitMs,
                          QString *error) = 0;
@@ -55,16 +55,16 @@ public:
     virtual Done look(const QString &question, int limitMs, QString *error) = 0;
     /// @param difference  set to what is there instead
     virtual Finding check(const Plan::Check &check, Difference *difference) = 0;
-    /// What the screen shows; null where it cannot be seen.
+    /// What the screen shows; null when it cannot be seen.
     virtual QImage screen() = 0;
-    /// How the tool ended; empty while it runs, before it was started, and where
-    /// that cannot be known.
+    /// How the tool ended; empty while it runs, before it was started, and when that
+    /// cannot be known.
     virtual QString end() = 0;
-    /// The tool's log with times and severities, a message a line; empty where
-    /// it cannot be had.
+    /// The tool's log with times and severities, one message in each line; empty when
+    /// there is no access to it.
     virtual QByteArray log() = 0;
-    /// Why a fault that the unit was to have has not shown in it: its moment never came.
-    /// Empty where all did, or there are none.
+    /// Why a fault that the unit was given did not take effect: its moment never came.
+    /// Empty when all did, or there are none.
     virtual QString missedFault() const = 0;
 };
 

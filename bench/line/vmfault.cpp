@@ -12,8 +12,8 @@ const VmFault faults[] = {
     {"led-missing", "echo -trouble >/sys/devices/platform/keypad-board/led", nullptr, nullptr},
     {"backlight-dead", "echo dead >/sys/devices/platform/keypad-board/light", nullptr, nullptr},
     {"picture-missing", "rm /home/default/grey.png", nullptr, nullptr},
-    // A kernel that reads other bytes than were written would have to be another kernel:
-    // here the card holds nothing that can be mounted.
+    // Only another kernel would read other bytes than were written, so here the card
+    // holds nothing that can be mounted.
     {"card-unreadable", "cp /usr/share/keypad/blank.img /usr/share/keypad/card.img", nullptr,
      nullptr},
     {"home-sticks", nullptr, nullptr, nullptr},

@@ -11,7 +11,7 @@ struct VmFault {
     const char *later;   ///< as the fourth step begins; may be null
     const char *refused; ///< why it cannot be played; null when it can
 
-    /// Every fault there is has its row.
+    /// Every fault has a row.
     static const VmFault &byName(const QString &name);
 };
 

@@ -103,7 +103,8 @@ bool VmUnit::perform(const Plan::Action &action)
         return done(m_board.agent().put(QLatin1String(Board) + QLatin1String("tamper"),
                                         action.on ? "open" : "closed"));
     case Plan::Action::Card:
-        // A card that cannot be mounted is no event, and no failure of the hand.
+        // A card that cannot be mounted causes no event, but that is not the operation's
+        // failure.
         return done(m_board.agent().run(action.on ? CardIn : CardOut)) || action.on;
     case Plan::Action::Touch:
         return touch(action.point, action.holdMs);
@@ -138,7 +139,7 @@ bool VmUnit::switchPower(bool on)
     m_firstStore = 0; // the board counts from its start
     if (!m_board.powerOn() || !plantFaults())
         return false;
-    // One that is never started fails the step by its silence.
+    // If it is never started, its silence fails the step.
     m_board.waitForTool();
     return m_board.isOn();
 }
@@ -153,7 +154,7 @@ bool VmUnit::plantFaults()
     return true;
 }
 
-/// A finger's time is the board's: one that is slow needs it longer.
+/// The touch lasts in the board's time: a slow board needs it longer.
 bool VmUnit::touch(const QPoint &point, int holdMs)
 {
     const QByteArray at = QByteArray::number(point.x()) + ' ' + QByteArray::number(point.y());

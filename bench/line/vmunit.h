@@ -1,5 +1,5 @@
-/// A unit that is an emulated board with a real kernel: what a hand does at it and the
-/// look at it go through the agent in the board.
+/// A unit that is an emulated board with a real kernel: everything that is done to it or
+/// looked at on it goes through the agent in the board.
 #ifndef BENCH_LINE_VMUNIT_H
 #define BENCH_LINE_VMUNIT_H
 
@@ -9,7 +9,7 @@
 class VmUnit : public PlayedUnit
 {
 public:
-    /// @param faults  none that is refused, see VmFault
+    /// @param faults  none that VmFault refuses
     VmUnit(const VmBoardOptions &options, const QList<const Fault *> &faults);
     ~VmUnit() override;
 
