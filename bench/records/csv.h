@@ -1,4 +1,4 @@
-/// Records as comma-separated values, as RFC 4180 has them and spreadsheets read them.
+/// Records as comma-separated values in the form of RFC 4180, which spreadsheets read.
 #ifndef BENCH_RECORDS_CSV_H
 #define BENCH_RECORDS_CSV_H
 

@@ -10,7 +10,8 @@
 namespace
 {
 
-/// A transaction's worth: a commit costs as much as a record, and other stations wait for it.
+/// Records in one transaction: a commit costs as much as a record, and other stations
+/// wait for it.
 const int Together = 50;
 
 /// Collects records, and stores many in one transaction.
@@ -64,7 +65,7 @@ private:
         QString path;
     };
 
-    /// One that the store refuses must not keep the others out.
+    /// A record that the store refuses must not keep the others out.
     void flushOneByOne(QString error)
     {
         for (int i = 0; i < m_records.size(); ++i) {

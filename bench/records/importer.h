@@ -1,4 +1,4 @@
-/// Brings records into the store: those that wait in an output folder, or all of it.
+/// Brings records into the store: those that wait in an output folder, or all in it.
 #ifndef BENCH_RECORDS_IMPORTER_H
 #define BENCH_RECORDS_IMPORTER_H
 
@@ -10,12 +10,13 @@
 struct ImportResult {
     int stored = 0;
     int known = 0;        ///< were in the store already
-    int waiting = 0;      ///< could not be stored now
+    int waiting = 0;      ///< could not be stored yet
     QStringList problems; ///< a line each
 };
 
-/// Those that the line entered and whose units are not being tested any more. What could be
-/// stored, and what is no record, is taken out. Several may do so at once.
+/// Those that the line entered and whose units are not being tested any more. What could
+/// be stored, and what is not a record, is taken off the list. Several programs may do
+/// this at once.
 ImportResult importWaiting(Store *store, const QString &dir);
 
 /// Every record.json in @p dir and below.

@@ -58,9 +58,9 @@ Outbox::Ticket Outbox::enter(const QString &record, QString *error) const
     QDir().mkpath(folderOf(m_dir));
     const QString marker =
         folderOf(m_dir) + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces);
-    // Somebody who looks for entries may have its lock for a moment, before we have.
+    // A program that looks for entries may hold its lock for a moment before we get it.
     const int lock = openLocked(marker, O_WRONLY | O_CREAT | O_EXCL, LOCK_EX);
-    // The path starts at the folder, which may be moved or mounted elsewhere.
+    // The path is relative to the folder, which may be moved or mounted elsewhere.
     const QByteArray line = QFile::encodeName(QDir(m_dir).relativeFilePath(record)) + '\n';
     if (lock >= 0 && write(lock, line.constData(), static_cast<size_t>(line.size())) ==
                          static_cast<ssize_t>(line.size()))
@@ -79,7 +79,7 @@ QList<Outbox::Entry> Outbox::waiting() const
     const QDir folder(folderOf(m_dir));
     const QFileInfoList markers = folder.entryInfoList(QDir::Files, QDir::Time | QDir::Reversed);
     for (const QFileInfo &marker : markers) {
-        // Others may look at the same moment, and must find it too.
+        // Others may look at the same moment, and must find it, too.
         const int lock = openLocked(marker.filePath(), O_RDONLY, LOCK_SH | LOCK_NB);
         if (lock < 0)
             continue; // its unit is being tested, or somebody else has stored it just now

@@ -309,7 +309,7 @@ bool Questions::quantities(QList<QuantityAnswer> *answers, QString *error) const
         double origin;
         QuantityAnswer answer;
     };
-    // All at once: a server gives one answer at a time.
+    // Reads all at once: a server gives one answer at a time.
     QList<Quantity> found;
     while (query.next()) {
         QuantityAnswer answer;
@@ -365,7 +365,7 @@ bool Questions::count(qint64 key, QuantityAnswer *answer, QString *error) const
 {
     const bool whole = isWhole(answer->values.least) && isWhole(answer->values.most);
     const Bins bins = chooseBins(answer->values, answer->minimum, answer->maximum, whole);
-    // Casting a number rounds it on a server, and cuts it in a file.
+    // A cast rounds a number on a server and truncates it in a file.
     const QString bar =
         QStringLiteral("CAST(%1((value - %2) / %3) AS INTEGER)")
             .arg(m_database.driverName() == QLatin1String("QPSQL") ? QStringLiteral("FLOOR")
@@ -383,7 +383,7 @@ bool Questions::count(qint64 key, QuantityAnswer *answer, QString *error) const
         return false;
     answer->bins = bins;
     answer->bars.fill(0, bins.count);
-    // A value that lies on an edge may be taken for the next bar's.
+    // A value on an edge may be counted in the next bar.
     while (query.next())
         answer->bars[qBound(0, query.value(0).toInt(), bins.count - 1)] +=
             query.value(1).toLongLong();

@@ -1,5 +1,5 @@
-/// What is asked of the store. All answers come from the database's own counting: a
-/// million records never pass through this program.
+/// What can be asked of the store. The database does all the counting: a million records
+/// never pass through this program.
 #ifndef BENCH_RECORDS_QUESTIONS_H
 #define BENCH_RECORDS_QUESTIONS_H
 
@@ -13,7 +13,7 @@
 
 #include <functional>
 
-/// Which records are asked about; what is empty does not matter.
+/// Which records are asked about; empty members do not matter.
 struct RecordFilter {
     QString since; ///< first day, "2026-11-21"
     QString until; ///< last day
@@ -55,7 +55,7 @@ struct ListedValue {
     bool good = false;
 };
 
-/// Units, each by its serial number; one without a number counts as a unit of its own.
+/// Units, by their serial numbers; a record without one counts as a unit of its own.
 struct UnitCount {
     qint64 units = 0;
     qint64 firstPass = 0; ///< passed at the first attempt
@@ -125,8 +125,8 @@ public:
     bool failures(QList<StepFailures> *steps, QString *error) const;
     /// Slowest first.
     bool slowest(int most, QList<StepTime> *steps, QString *error) const;
-    /// Of each measured number whose values differ or that has limits, in the order of plan,
-    /// step and name.
+    /// For each measured number whose values differ or that has limits, in the order of
+    /// plan, step and name.
     bool quantities(QList<QuantityAnswer> *answers, QString *error) const;
 
 private:

@@ -51,7 +51,7 @@ QString variantFrom(const QJsonObject &variables)
     return parts.join(QStringLiteral(", "));
 }
 
-/// Records of an older bench have none: theirs is made from what tells them apart.
+/// Records of an older bench have none, so it is made from what tells them apart.
 QString madeId(const RecordFile &record, int number)
 {
     const QString parts = QStringLiteral("%1\n%2\n%3\n%4\n%5")

@@ -1,5 +1,5 @@
-/// A record.json as the store takes it: what questions are asked about, and the text
-/// itself. Reads every form that a bench has written.
+/// A record.json as the store keeps it: what can be asked about, and the text itself.
+/// Reads every form that a bench has written.
 #ifndef BENCH_RECORDS_RECORDFILE_H
 #define BENCH_RECORDS_RECORDFILE_H
 
@@ -12,7 +12,7 @@
 struct RecordFile {
     struct Measurement {
         QString name;
-        std::optional<double> value; ///< absent for a text, and where nothing came
+        std::optional<double> value; ///< absent for a text, and when nothing came
         QString text;                ///< of what is not a number
         QString unit;
         std::optional<double> minimum;
@@ -29,7 +29,7 @@ struct RecordFile {
         QList<Measurement> measured;
     };
 
-    QString id; ///< one for each run on a unit, the same however often it is read
+    QString id; ///< one for each run on a unit, and the same each time it is read
     QString serialNumber;
     QString plan;
     QString title;
@@ -42,7 +42,7 @@ struct RecordFile {
     QString toolVersion;
     QString benchVersion;
     qint64 start = 0; ///< milliseconds since 1970, UTC
-    QString day;      ///< of the start, where the station stands: "2026-11-21"
+    QString day;      ///< of the start, in the station's time zone: "2026-11-21"
     double seconds = 0;
     int attempt = 1; ///< of this unit in its batch, from 1
     /// "pass", "fail" ..., or notEnded() for a run that goes on, or was cut off.

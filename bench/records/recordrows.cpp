@@ -17,8 +17,8 @@ QString limitsOf(const RecordFile::Measurement &measured)
     return shown(measured.minimum) + QStringLiteral("..") + shown(measured.maximum);
 }
 
-/// A null text is an empty one to us, and none at all to a store. A server takes no
-/// NUL, which a damaged unit may well send.
+/// To us a null text is an empty one, to a store it is no text at all. A server accepts
+/// no NUL, which a damaged unit may send.
 QVariant text(const QString &value)
 {
     QString taken = value.isNull() ? QStringLiteral("") : value;
@@ -35,7 +35,7 @@ bool passed(const QString &outcome)
     return outcome == QLatin1String("pass");
 }
 
-/// A unit without a number is one by itself.
+/// A record without a serial number is a unit of its own.
 QString unitName(const RecordFile &record)
 {
     return record.serialNumber.isEmpty() ? record.id : record.serialNumber;
@@ -71,9 +71,9 @@ bool RecordRows::hasMetAnother() const
     return m_errorCode == QLatin1String(DeadlockDetected);
 }
 
-/// Takes back what the same run counted when it had not ended, which a folder that is
-/// imported or copied during a batch may show. All its steps come again, so the longest
-/// times need not be looked for among the others.
+/// Takes back what the same run counted before it had ended, which happens when a folder
+/// is imported or copied during a batch. All its steps come again, so the longest times
+/// need not be looked up among the others.
 bool RecordRows::removeUnfinished(const RecordFile &record, QString *error)
 {
     if (!record.ended())
@@ -123,7 +123,7 @@ bool RecordRows::recountUnit(const RecordFile &record, QString *error)
         bool passed;
         qint64 series;
     };
-    // All at once: a server gives one answer at a time.
+    // Reads all at once: a server gives one answer at a time.
     QList<Left> records;
     while (query->next())
         records.append({query->value(0).toLongLong(), passed(query->value(1).toString()),
@@ -240,9 +240,9 @@ bool RecordRows::quantity(const RecordFile::Measurement &measured, qint64 kind, 
                  3, key, error);
 }
 
-/// The key of a row of names; the row is made if it is not there. Looked for first: an
-/// insertion would make other stations wait, and rows seldom are new.
-/// @param naming  how many of the columns, from the first, tell one row from another
+/// The key of a row of names; the row is made if it is not there. It is looked for first:
+/// an insertion would make other stations wait, and rows are seldom new.
+/// @param naming  how many of the columns, from the first, identify a row
 bool RecordRows::keyOf(const char *table, const QStringList &columns, const QVariantList &values,
                        int naming, qint64 *key, QString *error)
 {
@@ -261,7 +261,7 @@ bool RecordRows::keyOf(const char *table, const QStringList &columns, const QVar
                  QStringLiteral(", ?").repeated(static_cast<int>(columns.size()) - 1));
     if (!execute(select, values.mid(0, naming), error, key))
         return false;
-    // Another station may make the same row just now; then theirs is found.
+    // Another station may be making the same row; then that one is found.
     if (*key == 0 &&
         (!execute(insert, values, error) || !execute(select, values.mid(0, naming), error, key)))
         return false;
@@ -269,7 +269,7 @@ bool RecordRows::keyOf(const char *table, const QStringList &columns, const QVar
     return *key != 0;
 }
 
-/// The query with its rows; none with *error.
+/// The query with its rows; nothing with *error.
 QSqlQuery *RecordRows::executed(const QString &statement, const QVariantList &values,
                                 QString *error)
 {

@@ -1,4 +1,4 @@
-/// Writes the rows of records, in transactions that others begin and end.
+/// Writes the rows of records; the caller begins and ends the transactions.
 #ifndef BENCH_RECORDS_RECORDROWS_H
 #define BENCH_RECORDS_RECORDROWS_H
 

@@ -73,7 +73,7 @@ struct Choices {
 };
 
 struct Call {
-    QString name; ///< of the command, for complaints
+    QString name; ///< of the command, for error messages
     const QCommandLineParser &parser;
     const Choices &choices;
     QStringList operands; ///< after the word that says what to do
@@ -202,14 +202,14 @@ bool isDay(const QString &text)
     return QDate::fromString(text, Qt::ISODate).isValid() && text.size() == 10;
 }
 
-/// Qt's drivers warn on their own, in many lines, of what is told by its reason anyway.
+/// Qt's drivers print long warnings of their own about what is reported anyway.
 void dropWarnings(QtMsgType type, const QMessageLogContext &, const QString &message)
 {
     if (type != QtWarningMsg)
         std::fprintf(stderr, "%s\n", qPrintable(message));
 }
 
-/// Every option that names something names it.
+/// No option that names something may be empty.
 bool checkOptions(const QCommandLineParser &parser, const Choices &choices, QString *error)
 {
     const QList<QCommandLineOption> options = choices.all();
@@ -230,7 +230,7 @@ bool checkOptions(const QCommandLineParser &parser, const Choices &choices, QStr
     return error->isEmpty() && Store::isPlace(parser.value(choices.store), error);
 }
 
-/// What the first word asks for; none with *error.
+/// What the first word asks for; nothing with *error.
 const Action *actionOf(const QStringList &words, QString *error)
 {
     if (words.isEmpty()) {

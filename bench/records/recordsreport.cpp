@@ -9,8 +9,8 @@
 
 #include <kainjow/mustache.hpp>
 
-/// The template's resource lies in a static library, which nothing else would
-/// pull in. Outside any namespace, as the resource compiler's function is.
+/// The template's resource is in a static library, and nothing else would link it.
+/// Outside of any namespace, like the resource compiler's function.
 static void initialiseResource()
 {
     Q_INIT_RESOURCE(records);
@@ -103,7 +103,7 @@ data yieldTable(const QString &title, const QMap<QString, UnitCount> &counts)
     return table;
 }
 
-/// One with a single row is left out: the page's head says the same.
+/// A table with a single row is left out: the page's head says the same.
 data yieldTables(const QList<UnitGroup> &groups)
 {
     const QList<QPair<QString, std::function<QString(const UnitGroup &)>>> tables = {
@@ -120,7 +120,7 @@ data yieldTables(const QList<UnitGroup> &groups)
     return list;
 }
 
-/// How many characters of a day tell the points of the trend apart: days, or months when
+/// How many characters of a date tell the points of the trend apart: days, or months when
 /// there are many.
 int trendDigits(const QList<UnitGroup> &groups)
 {
@@ -135,7 +135,7 @@ data trend(const QList<UnitGroup> &groups)
     const QMap<QString, UnitCount> points =
         countedBy(groups, [digits](const UnitGroup &group) { return group.day.left(digits); });
     qint64 most = 1;
-    double low = 0.9; // where the scale of the yields begins: most of them lie near the top
+    double low = 0.9; // where the scale of the yields begins: most of them are near the top
     for (const UnitCount &count : points) {
         most = std::max(most, count.units);
         low = std::min(low, std::floor(10 * share(count.firstPass, count.units)) / 10);
@@ -187,7 +187,7 @@ data trend(const QList<UnitGroup> &groups)
     return values;
 }
 
-/// Most first, with what they and all before them make of the whole.
+/// Most first, with the share that they and all before them have.
 data pareto(const QList<StepFailures> &steps)
 {
     qint64 all = 0;

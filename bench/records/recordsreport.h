@@ -1,5 +1,5 @@
-/// One page about many records: yields and their trend, what failed, how the measured
-/// values lie between their limits, what takes long. It needs nothing beside it.
+/// One page about many records: yields and their trend, what failed, where the measured
+/// values are between their limits, what takes long. It needs no other files.
 #ifndef BENCH_RECORDS_RECORDSREPORT_H
 #define BENCH_RECORDS_RECORDSREPORT_H
 

@@ -29,7 +29,7 @@ bool run(QSqlQuery *query, const QString &statement, QString *error)
     return false;
 }
 
-/// 0 for a store that is new; -1 with *error.
+/// 0 for a new store; -1 with *error.
 int formOf(const QSqlDatabase &database, QString *error)
 {
     if (!database.tables().contains(QStringLiteral("store_form")))
@@ -67,13 +67,13 @@ bool makeForms(const QSqlDatabase &database, int form, const schema::Forms &form
 
 } // namespace
 
-// An entry that has been in use is never changed; a new need is a new entry.
+// An entry that has been in use is never changed; changes are added as new entries.
 //
-// What recurs in every record stands once, in "series", "step_kind" and "quantity", so
-// that the large tables are numbers only. "unit" and "step_sum" are kept up to date with
-// every record that comes: a million records need not be counted again for what they answer.
-// A row of "step_sum" is written by the one station that its series names, so stations
-// that share a store do not wait for each other.
+// What recurs in every record is stored once, in "series", "step_kind" and "quantity", so
+// that the large tables hold only numbers. "unit" and "step_sum" are kept up to date with
+// every record that comes, so that a million records need not be counted again for the
+// questions they answer. A row of "step_sum" is written by the one station that its
+// series names, so stations that share a store do not wait for each other.
 const schema::Forms &schema::forms()
 {
     static const Forms all = {QStringList{
@@ -84,7 +84,7 @@ const schema::Forms &schema::forms()
                        " station TEXT NOT NULL,"
                        " variant TEXT NOT NULL,"
                        " UNIQUE (day, plan, station, variant))"),
-        // A unit without a serial number is known by its only record's id.
+        // A unit without a serial number is identified by its only record's id.
         QStringLiteral("CREATE TABLE unit ("
                        " key $KEY,"
                        " plan TEXT NOT NULL,"
@@ -142,8 +142,9 @@ const schema::Forms &schema::forms()
                        " seconds DOUBLE PRECISION NOT NULL,"
                        " most DOUBLE PRECISION NOT NULL,"
                        " PRIMARY KEY (kind, series)) $CLUSTERED"),
-        // The origin is the first value that came. Sums of squares are taken of distances to
-        // it: those of large values that differ little would lose all digits.
+        // The origin is the first value that came. Sums of squares are taken of distances
+        // to it: with large values that differ little they would otherwise lose all
+        // digits.
         QStringLiteral("CREATE TABLE quantity ("
                        " key $KEY,"
                        " kind BIGINT NOT NULL REFERENCES step_kind (key),"
@@ -177,7 +178,7 @@ bool schema::beginWriting(const QSqlDatabase &database, QString *error)
 {
     QSqlQuery query(database);
     // SQLite's plain BEGIN takes the lock at the first write, and then refuses instead of
-    // waiting when another one has written meanwhile.
+    // waiting if somebody else has written in the meantime.
     return run(&query,
                isServer(database) ? QStringLiteral("BEGIN") : QStringLiteral("BEGIN IMMEDIATE"),
                error);
@@ -194,13 +195,13 @@ bool schema::migrate(const QSqlDatabase &database, const Forms &forms, QString *
     }
     if (form < 0 || form > forms.size())
         return false;
-    // Whoever only asks does not wait for those who write.
+    // Whoever only reads does not wait for those who write.
     if (form == forms.size())
         return true;
     if (!beginWriting(database, error))
         return false;
     QSqlQuery query(database);
-    // Of two that find the same old form the second waits for the first, and looks again.
+    // If two find the same old form, the second waits for the first and looks again.
     const bool done = takeMigrationLock(database, &query, error) &&
                       (form = formOf(database, error)) >= 0 &&
                       makeForms(database, form, forms, &query, error) &&

@@ -5,7 +5,7 @@
 #include <QSqlError>
 #include <QString>
 
-/// What the database says; what Qt's driver says where that is nothing.
+/// What the database says, or else what Qt's driver says.
 inline QString sqlReason(const QSqlError &error)
 {
     const QString said = error.databaseText().simplified();

@@ -45,7 +45,7 @@ Bins chooseBins(const Statistics &values, std::optional<double> minimum,
     const double spread = values.most - values.least;
     double least = values.least;
     double most = values.most;
-    // A limit far away from all values would leave them one bar.
+    // A limit far away from all values would leave only one bar for them.
     if (minimum && least - *minimum <= 4 * spread)
         least = std::min(least, *minimum);
     if (maximum && *maximum - most <= 4 * spread)

@@ -1,4 +1,4 @@
-/// What many values of one quantity say together.
+/// Statistics of many values of one quantity.
 #ifndef BENCH_RECORDS_STATISTICS_H
 #define BENCH_RECORDS_STATISTICS_H
 
@@ -13,14 +13,15 @@ struct Statistics {
     double least = 0;
     double most = 0;
 
-    /// How well the spread fits between the limits, (max - min) / 6 deviations: wants both
-    /// limits. Absent where it has no meaning: fewer than two values, or none differs.
+    /// How well the spread fits between the limits, (max - min) / 6 deviations: needs
+    /// both limits. Absent when it has no meaning: with fewer than two values, or when
+    /// all are equal.
     std::optional<double> cp(std::optional<double> minimum, std::optional<double> maximum) const;
-    /// The same with the mean where it is: distance to the nearer limit / 3 deviations.
+    /// The same for the mean as it is: its distance to the nearer limit / 3 deviations.
     std::optional<double> cpk(std::optional<double> minimum, std::optional<double> maximum) const;
 };
 
-/// Where the bars of a histogram lie.
+/// Where the bars of a histogram are.
 struct Bins {
     double from = 0;
     double width = 1; ///< of a bar
@@ -30,7 +31,7 @@ struct Bins {
     double to() const { return edge(count); }
 };
 
-/// About twenty bars of a round width over all values, and over the limits where the values
+/// About twenty bars of a round width over all values, and over the limits if the values
 /// come near them, so that the limits can be drawn. Bars of whole numbers when @p whole.
 Bins chooseBins(const Statistics &values, std::optional<double> minimum,
                 std::optional<double> maximum, bool whole);

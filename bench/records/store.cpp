@@ -17,10 +17,11 @@ namespace
 const int BusyLimitMs = 30000; ///< other stations' writes to the same file take milliseconds
 const int TriesWhenMet = 5;
 
-/// Of libpq: a server that does not answer is given up, before it was connected and after.
+/// For libpq: a server that does not answer is given up, before it is connected and
+/// after.
 const char ServerLimits[] = "connect_timeout=5;tcp_user_timeout=30000";
 
-/// A station that was cut off in the middle lets the others go on after a minute.
+/// If a station is cut off in the middle, the others can go on after a minute.
 const char *const ServerSettings[] = {
     "SET idle_in_transaction_session_timeout = '60s'",
     "SET lock_timeout = '60s'",
@@ -31,7 +32,7 @@ bool isServerPlace(const QString &place)
     return place.contains(QLatin1String("://"));
 }
 
-/// What libpq would take from the place itself, "sslmode=verify-full" and the like.
+/// The options of libpq in the place itself, such as "sslmode=verify-full".
 QString optionsOf(const QUrl &url)
 {
     QString options = QLatin1String(ServerLimits);
@@ -57,8 +58,8 @@ QSqlDatabase serverConnection(const QString &place, const QString &name)
     return database;
 }
 
-/// SQLite's own journal, not its write-ahead log: the store stays one file, which may lie on
-/// a network's share and be read by those who may not write. Nobody waits for it but imports.
+/// SQLite's own journal, not its write-ahead log: the store stays one file, which may be
+/// on a network share and be read by those who may not write. Only imports wait for it.
 QSqlDatabase fileConnection(const QString &place, const QString &name)
 {
     QSqlDatabase database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);

@@ -1,5 +1,5 @@
 /// One store of all records: a file of SQLite, or a PostgreSQL server that several
-/// stations share. Every record is in it once, however often it is brought.
+/// stations share. Every record is in it once, however often it is stored.
 #ifndef BENCH_RECORDS_STORE_H
 #define BENCH_RECORDS_STORE_H
 
@@ -19,7 +19,7 @@ class Store
 public:
     enum Use {
         Ask, ///< a file must be there
-        Fill ///< a file that is not there is made, with its folder
+        Fill ///< a missing file is made, with its folder
     };
 
     enum Added {
@@ -34,9 +34,9 @@ public:
     Store &operator=(const Store &) = delete;
 
     /// Whether @p place can name a store: the path of a file, or
-    /// "postgresql://[user@]host[:port]/database[?option=value&...]" with the options of libpq.
-    /// A password in it is refused: it would stand in every list of processes. libpq finds it
-    /// where it usually does, in PGPASSWORD or ~/.pgpass. False with *error.
+    /// "postgresql://[user@]host[:port]/database[?option=value&...]" with the options of
+    /// libpq. A password in it is refused: every list of processes would show it. libpq
+    /// finds it where it usually does, in PGPASSWORD or ~/.pgpass. False with *error.
     static bool isPlace(const QString &place, QString *error);
 
     /// Opens the store, once, and brings it to today's form.
