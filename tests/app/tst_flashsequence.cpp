@@ -1,6 +1,6 @@
-// A flash as the main widget runs it: what it says on the line unasked, what it
-// answers at the seams, and what the bars make of it. Shell scripts take the
-// places of the two programs, a pseudo terminal that of the line.
+// A flash as the main widget runs it: what it sends unasked, what it answers between the
+// stages, and what the bars show. Shell scripts stand in for the two programs, a pseudo
+// terminal for the line.
 #include "app/mftool.h"
 
 #include <QLabel>
@@ -28,7 +28,7 @@ const char *const ready = "7E000A99995102B77F\r\n";
 const char *const complete = "7E000C70523D0103357F\r\n";
 const char *const failed = "7E000C70523D0003347F\r\n";
 
-// A frame of progress: stage and percent, two digits each, behind "3E".
+// A frame of progress: stage and percent, two digits each, after "3E".
 
 /// What the boot stream's 54 erase lines give, and its end.
 const char *const bootFrames = "7E000E70513E000103977F\r\n"
@@ -103,8 +103,8 @@ const char *const rootOutput =
     "\rubiformat: formatting eraseblock 1053 -- 50 % complete  "
     "\rubiformat: formatting eraseblock 1983 -- 100 % complete  \n";
 
-/// What they give, and the tool's end. A percentage below ten is set off by two
-/// blanks and does not count.
+/// What they give, and the tool's end. A percentage below ten comes after two blanks and
+/// does not count.
 const char *const rootFrames = "7E000E70513E010A03A87F\r\n"
                                "7E000E70513E0132039C7F\r\n"
                                "7E000E70513E016403A17F\r\n"
@@ -118,8 +118,8 @@ const char *const rootFrames = "7E000E70513E010A03A87F\r\n"
 
 const char *const bars[] = {"m_progBoot", "m_progScan", "m_progFlash", "m_progFormat"};
 
-/// Empties a line all the time, as a station does: a full one would stop the
-/// widget, which runs in the thread of the test.
+/// Keeps emptying a line, as a station does: a full one would stop the widget, which runs
+/// in the thread of the test.
 class Emptier
 {
 public:
@@ -389,7 +389,8 @@ void TestFlashSequence::statusAfterAFlash_data()
     QTest::newRow("without") << false << QByteArray();
 }
 
-/// A percentage goes the way of the last flash, whether one is under way or not.
+/// A percentage is reported as the last flash was asked to, whether one is under way or
+/// not.
 void TestFlashSequence::statusAfterAFlash()
 {
     QFETCH(bool, reports);
@@ -425,8 +426,8 @@ void TestFlashSequence::stageMovesBeforeTheSecondToolStarts()
     QCOMPARE(atStart, QByteArray("7E000E70513E016403A17F\r\n"));
 }
 
-/// The last stage is told by what the second tool prints: one that ends well
-/// without a word leaves the flash where it was, and no other can be started.
+/// Only the second tool's output leads to the last stage: if it ends well without a word,
+/// the flash stays where it was, and no other can be started.
 void TestFlashSequence::rootFsThatSaysNothing()
 {
     m_programs->addPlaying("kobs-ng", "kobs-ng-good", 0);
@@ -485,7 +486,7 @@ void TestFlashSequence::valuesOutOfRangeLeaveTheBar()
     QCOMPARE(barValues(), expected);
     status(percent);
     QCOMPARE(barValues(), expected);
-    // The ends of the range belong to it.
+    // Both ends of the range are included.
     for (const int end : {100, 0}) {
         status(end);
         expected[stage] = end;

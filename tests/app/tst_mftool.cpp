@@ -42,7 +42,7 @@ const char *const ack = "7E000A00043102957F\r\n";
 const char *const nak = "7E000A00053202977F\r\n";
 const char *const ready = "7E000A99995102B77F\r\n";
 
-/// Who tells whom what. The names are those of the widget's fields.
+/// Which signal goes to which slot. The names are those of the widget's fields.
 const struct Connection {
     const char *sender;
     const char *signal;
@@ -360,7 +360,7 @@ void TestMftool::wiring()
     QCOMPARE(unexpected, QStringList());
 }
 
-/// No request of the station is raised for nobody.
+/// Every request of the station has a receiver.
 void TestMftool::everyRequestIsWired()
 {
     QByteArrayList wired;
@@ -438,7 +438,7 @@ void TestMftool::objectNames()
         QVERIFY2(find<QLayout>(name), name);
 }
 
-/// To the pixel; what else is on the screen is measured on a picture of the whole tool's.
+/// To the pixel; everything else is measured on a picture of the whole tool's screen.
 void TestMftool::cornerTargets()
 {
     start();
@@ -482,7 +482,7 @@ void TestMftool::textsCanBeTranslated()
         QCOMPARE(find<QCheckBox>(box)->text(), QString());
 }
 
-/// No slot has a name that Qt would connect by itself, or complain of.
+/// No slot has a name that Qt would connect by itself, or complain about.
 void TestMftool::nothingIsConnectedByName()
 {
     start();
@@ -579,7 +579,7 @@ void TestMftool::touchTestReportsPresses()
     QTest::mouseRelease(m_widget->windowHandle(), Qt::LeftButton, {}, QPoint(60, 60));
     QCOMPARE(m_line->received(), QByteArray("7E0010703108007042039D7F\r\n"));
 
-    // Reported, and that is the end of it: QWidget would refuse a press nobody wants.
+    // Reported and accepted: QWidget would refuse a press that nobody wants.
     QMouseEvent press(QEvent::MouseButtonPress, QPointF(7, 42),
                       m_widget->mapToGlobal(QPoint(7, 42)), Qt::LeftButton, Qt::LeftButton,
                       Qt::NoModifier);
@@ -612,7 +612,8 @@ void TestMftool::withoutTouchTestPressesAreTheWidgets()
     QCOMPARE(m_line->received(), QByteArray());
 }
 
-/// Who was started last gets the touches, and when it ends the other one again.
+/// The one that was started last gets the touches; when it ends, the other one does
+/// again.
 void TestMftool::touchTestAndCalibrationTakeTurns()
 {
     start();

@@ -117,8 +117,8 @@ void TestAffineFit::workedFit()
 
 void TestAffineFit::residualIsSpread()
 {
-    // All true but the centre, which was pressed five pixels too far right: a
-    // best fit moves everything by a fifth of that.
+    // All right except for the centre, which was pressed five pixels too far to the
+    // right: a best fit moves everything by a fifth of that.
     AffineMap map;
     QVERIFY(
         fitAffine(set({targets[0], targets[1], targets[2], targets[3], QPoint(405, 240)}), &map));
@@ -195,13 +195,14 @@ void TestAffineFit::noMap_data()
     QTest::newRow("dead axis, noise of a count")
         << set({QPoint(200, 2047), QPoint(201, 2048), QPoint(3800, 2048), QPoint(3799, 2047),
                 QPoint(2000, 2047)});
-    // Here the numbers alone would not give it away.
+    // Here the numbers alone would not show it.
     QTest::newRow("dead axis, near its zero")
         << set({QPoint(200, 1), QPoint(201, 2), QPoint(3800, 2), QPoint(3799, 1), QPoint(2000, 1)});
     QTest::newRow("far from any panel")
         << set({QPoint(0, 0), QPoint(0, 2147483647), QPoint(2147483647, 2147483647),
                 QPoint(2147483647, 0), QPoint(1073741823, 1073741823)});
-    // 2^24 counts are the most, each way; from here on the sums would not be exact.
+    // 2^24 counts are the most in each direction; beyond that the sums would not be
+    // exact.
     const int far = 16777217;
     QTest::newRow("too far left") << set({QPoint(-far, 0), QPoint(-far, 4000), QPoint(0, 4000),
                                           QPoint(0, 0), QPoint(-far / 2, 2000)});
@@ -279,7 +280,7 @@ void TestAffineFit::mapsThatTheLibraryCanUse_data()
     QTest::newRow("as it is") << AffineMap{13107, 1, -2, 3, 7864, 4, 65536}
                               << "13107 1 -2 3 7864 4 65536";
     QTest::newRow("identity") << AffineMap{1, 0, 0, 0, 1, 0, 1} << "1 0 0 0 1 0 1";
-    // The division would end the process where the sum is the least of all numbers.
+    // The division would end the process if the sum is the smallest number of all.
     QTest::newRow("negative scale") << AffineMap{-3, 1, -100, 2, -5, 7, -4} << "3 -1 100 -2 5 -7 4";
     // 65536 times the 65535 counts of a panel of 16 bits would be too much; (2^31 - 1 -
     // 2 * 65535) / 65535 is 32766.5.

@@ -46,7 +46,7 @@ QString grabberName()
 void logMessage(QtMsgType type, const QMessageLogContext &, const QString &message)
 {
     const char *level = type == QtDebugMsg ? "debug" : type == QtWarningMsg ? "warning" : "other";
-    // What Qt itself has to say about a platform is none of the dialog's doing.
+    // What Qt itself says about a platform does not come from the dialog.
     if (type == QtDebugMsg || message.contains("alibrat"))
         happened << QString("%1 '%2', mouse with %3").arg(level, message, grabberName());
 }
@@ -119,8 +119,7 @@ public:
 
 } // namespace
 
-// Takes the place of the C library's: what the dialog does around it is seen,
-// and nobody's disks are flushed.
+// Replaces the C library's: shows what the dialog does around it, and flushes no disks.
 extern "C" void sync() noexcept
 {
     happened << "sync";
@@ -214,7 +213,8 @@ void TestCalibrate::cleanup()
     delete m_driver;
 }
 
-// On a screen of the keypad's size as the tool shows it; else as large as there.
+// As the tool shows it on a screen of the keypad's size; otherwise of the same size as
+// there.
 void TestCalibrate::open()
 {
     m_dialog->setGeometry(0, 0, 800, 480);
@@ -236,8 +236,8 @@ void TestCalibrate::send(QEvent::Type type, const QPoint &at)
     QCoreApplication::sendEvent(m_dialog->windowHandle(), &event);
 }
 
-// A touch that is long enough. How long that is, is for the tests of the hold
-// time to say; the others need not wait for it.
+// A touch that is long enough. The tests of the hold time check how long that is; the
+// others need not wait for it.
 void TestCalibrate::hold(const QPoint &at)
 {
     m_hold->setInterval(1);
@@ -270,8 +270,8 @@ void TestCalibrate::targetPicture()
     QCOMPARE(file.size(), 232);
     const QImage picture = QImage::fromData(file.readAll());
     QCOMPARE(picture.size(), QSize(48, 48));
-    // The cross lies on the four pixels in the middle; the rings around it leave
-    // light between them.
+    // The cross is on the four pixels in the middle; the rings around it have white
+    // between them.
     for (int at : {23, 24}) {
         QCOMPARE(picture.pixel(at, 0), qRgb(0, 0, 0));
         QCOMPARE(picture.pixel(0, at), qRgb(0, 0, 0));
@@ -396,7 +396,7 @@ void TestCalibrate::targetsAreDrawnWhereTheyAreComputed()
     for (int i : {2, 0, 4, 3, 1, 4, 0}) {
         m_dialog->restart(i);
         QCoreApplication::processEvents();
-        // The middle takes all that the targets leave.
+        // The middle takes all the space that the targets leave.
         const QWidget *middle = m_dialog->findChild<QStackedWidget *>("m_stk");
         QVERIFY(middle->width() >= 704);
         QVERIFY(middle->height() >= 384);
@@ -557,8 +557,8 @@ void TestCalibrate::pressOfADoubleClick()
     QCOMPARE(happened.filter("point"), QStringList("point 0 200,3900"));
 }
 
-// With Qt's own mouse the release of a finger that is down already is the dialog's,
-// and the first point: half way from 0,0, for it saw no press.
+// With Qt's own mouse the dialog gets the release of a finger that was already down, and
+// takes it for the first point: half way from 0,0, since it saw no press.
 void TestCalibrate::touchFromBeforeTheDialog()
 {
     open();
@@ -696,8 +696,8 @@ void TestCalibrate::rejectedCycleKeepsTheAcceptedOne()
              QString("calibrate 0,0 0,3000 4000,3000 4000,0 2000,1500 for ") + newScreen);
 }
 
-// Two diagonals of no length agree; what can be done with such a set is for the
-// driver to say.
+// Two diagonals without length agree; the driver has to decide what to do with such a
+// set.
 void TestCalibrate::allTouchesInOnePlace()
 {
     open();
@@ -765,7 +765,7 @@ void TestCalibrate::restartWhileOpen()
     hold(QPoint(3800, 3900));
     QCOMPARE(shown(), QStringList() << "label"
                                     << "m_br");
-    // The buzzer of the last touch may still be to be switched off.
+    // The buzzer of the last touch may still have to be switched off.
     QTRY_COMPARE(happened.filter("beep false").size(), 4);
     taken();
     m_dialog->restart(0);

@@ -76,7 +76,7 @@ void TestCalibrationMath::sumThatWrapsCountsAsNoLength()
 {
     // 46341 squared is 2147488281, 4633 more than 32 bits hold: negative.
     QCOMPARE(diagonalLength(QPoint(0, 0), QPoint(46341, 0)), 0);
-    // 65536 squared is 2 to the 32nd: nothing is left of it but the other square.
+    // 65536 squared is 2 to the 32nd: only the other square is left.
     QCOMPARE(diagonalLength(QPoint(0, 0), QPoint(65536, 3)), 3);
     QCOMPARE(diagonalLength(QPoint(std::numeric_limits<int>::min(), 0),
                             QPoint(std::numeric_limits<int>::max(), 7)),

@@ -84,7 +84,7 @@ Data inForce(const PointercalDriver &driver)
     return data;
 }
 
-// As the dialog does with what it found when it is cancelled.
+// As a dialog that is cancelled does with what it found.
 void handBack(PointercalDriver &driver)
 {
     const Data data = inForce(driver);
@@ -115,7 +115,7 @@ protected:
     }
 };
 
-// How long the pause is, is for one test to say; the others need not wait for it.
+// One test checks how long the pause is; the others need not wait for it.
 void lookEvery(int msecs, const PointercalDriver &driver)
 {
     QTimer *pause = driver.findChild<QTimer *>();
@@ -426,7 +426,7 @@ void TestPointercalDriver::missingDevice()
     const char *const noDevice =
         "Failed to open touchscreen /dev/input/there-is-none, looking for it every second";
     // The library's own way to set a device up would wait for several seconds. On a busy
-    // machine the quickest of three tells.
+    // machine the quickest of three counts.
     qint64 quickest = std::numeric_limits<qint64>::max();
     for (int i = 0; i < 3; ++i) {
         QTest::ignoreMessage(QtWarningMsg, noDevice);
@@ -540,7 +540,7 @@ void TestPointercalDriver::calibratedTouches()
                                                  << "release 24,24");
 }
 
-// The library knows TSLIB_CALIBFILE alone.
+// The library knows only TSLIB_CALIBFILE.
 void TestPointercalDriver::calibrationNamedInTheOtherWay()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
@@ -746,7 +746,8 @@ void TestPointercalDriver::manyPacketsAtOnce()
     QCOMPARE(m_screen->m_seen.at(400), QString("release 399,7"));
 }
 
-// udev may be late. Many looks, one line of the log; and what was set meanwhile holds.
+// udev may be late. Many looks make one line in the log, and what was set meanwhile still
+// holds.
 void TestPointercalDriver::deviceThatComesLate()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
@@ -839,7 +840,7 @@ void TestPointercalDriver::unusableFile_data()
     QTest::newRow("beyond 32 bits") << QByteArray("1 0 4294967296 0 1 0 1\n");
 }
 
-// The library would have taken what there is of it, and divided by it.
+// The library would have taken what is there, and divided by it.
 void TestPointercalDriver::unusableFile()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
@@ -857,7 +858,7 @@ void TestPointercalDriver::unusableFile()
     QCOMPARE(QFile::decodeName(qgetenv("TSLIB_CALIBFILE")), in("pointercal"));
 }
 
-// Nobody writes to it, and the library would wait for that.
+// Nobody writes to it, and the library would wait.
 void TestPointercalDriver::pipeInThePlaceOfTheFile()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
@@ -885,7 +886,7 @@ void TestPointercalDriver::pointsThatDoNotFit()
 {
     PointercalDriver driver;
     Data data = swappedPanel();
-    // Four counts are a pixel; a best fit leaves the centre four fifths of it.
+    // Four counts are a pixel; a best fit leaves four fifths of the error at the centre.
     data.devPoints[Data::Center] += QPoint(200, 0);
     QTest::ignoreMessage(QtWarningMsg, "The calibration is off by 40 pixels at the centre target, "
                                        "it is stored all the same");

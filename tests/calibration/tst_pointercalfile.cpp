@@ -119,7 +119,7 @@ void TestPointercalFile::whereToReadAndWrite()
     QFETCH(QByteArray, ofLibrary);
     QFETCH(QString, read);
     QFETCH(QStringList, write);
-    // An empty variable counts as none.
+    // An empty variable counts as unset.
     qputenv("POINTERCAL_FILE", ofQt);
     qputenv("TSLIB_CALIBFILE", ofLibrary);
     QCOMPARE(PointercalFile::toRead(), read);
@@ -250,8 +250,8 @@ void TestPointercalFile::storesNewFile()
     QCOMPARE(int(status.st_mode & 07777), 0644);
 }
 
-// Who has the old file open, as a power cut would find it, keeps all of the old
-// one: it is a new file that takes over the name.
+// Whoever has the old file open keeps all of it, as after a power cut: a new file takes
+// over the name.
 void TestPointercalFile::replacesAsAWhole()
 {
     QVERIFY(put(in("pointercal"), "old\n"));

@@ -47,7 +47,7 @@ Data straight()
 }
 const char straightFile[] = "16384 0 0 0 -8192 32768000 65536";
 
-// x' = x / 3.7 ..., in digits that no five points of whole counts give back.
+// x' = x / 3.7 ..., with digits that five points in whole counts cannot reproduce.
 const char oldFile[] = "17712 31 -999983 -17 9001 -2000003 65536 800 480 0\n";
 
 } // namespace
@@ -168,7 +168,7 @@ void TestQwsPointerDriver::calibrationInForce()
     QVERIFY(put(in("pointercal"), straightFile));
     qws::start(qws::Handler(handler));
     const QWSPointerDriver driver;
-    // As the dialog asks: nothing in it yet.
+    // As the dialog passes it: nothing in it yet.
     Data data;
     driver.getCalibration(&data);
     QCOMPARE(text(data.screenPoints).isEmpty(), false);
@@ -429,8 +429,8 @@ void TestQwsPointerDriver::unusableFile_data()
     }
 }
 
-// As an older version of the tool may have left it behind. It takes a new
-// calibration to be rid of it.
+// As an older version of the tool may have left it behind. Only a new calibration gets
+// rid of it.
 void TestQwsPointerDriver::unusableFile()
 {
     QFETCH(int, handler);

@@ -207,7 +207,7 @@ void TestTouchPointer::grabberGetsEverything()
                                             << "release 500,80 button 1 down 0");
 }
 
-// Without a window manager no window need be active.
+// Without a window manager there may be no active window.
 void TestTouchPointer::grabberNeedNotBeActive()
 {
     delete m_main;

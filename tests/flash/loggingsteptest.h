@@ -1,5 +1,5 @@
-/// What the tests of the two steps that mount the NAND share. Each runs one
-/// program and logs what it prints; nothing else makes one differ from the other.
+/// What the tests of the two steps that mount the NAND share. Each runs one program and
+/// logs what it prints; there is no other difference between them.
 #ifndef TESTS_FLASH_LOGGINGSTEPTEST_H
 #define TESTS_FLASH_LOGGINGSTEPTEST_H
 

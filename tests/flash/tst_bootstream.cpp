@@ -21,7 +21,7 @@ public:
     Anywhere() : BootStream(nullptr) { m_process->setWorkingDirectory("/"); }
 };
 
-/// What 54 erase lines amount to.
+/// The percentages of 54 erase lines.
 const QList<int> usualRun = {1,  3,  5,  7,  9,  11, 12, 14, 16, 18, 20, 22, 24, 25,
                              27, 29, 31, 33, 35, 37, 38, 40, 42, 44, 46, 48, 50, 51,
                              53, 55, 57, 59, 61, 62, 64, 66, 68, 70, 72, 74, 75, 77,
@@ -138,7 +138,7 @@ void TestBootStream::withoutRootsHomeTheToolRunsHere()
     TRY_COMPARE(emitted.events, well);
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
 
-    // Neither is a file one.
+    // A file does not count, either.
     programs.write("home", "");
     step.run();
     TRY_COMPARE(emitted.events, well + well);

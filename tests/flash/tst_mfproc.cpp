@@ -9,7 +9,7 @@
 
 namespace
 {
-/// The least a step can be: it runs "tool" and keeps the lines.
+/// The smallest possible step: it runs "tool" and keeps the lines.
 class Tool : public MFProc
 {
 public:
@@ -226,7 +226,7 @@ void TestMFProc::allLinesComeBeforeTheEnd()
     QCOMPARE(tool.lines.last(), QByteArray("100000\n"));
 }
 
-/// Many megabytes of complaints stay nowhere.
+/// Many megabytes of error output are kept nowhere.
 void TestMFProc::standardErrorIsNotKept()
 {
     FakePrograms programs;
@@ -241,7 +241,7 @@ void TestMFProc::standardErrorIsNotKept()
     QCOMPARE(processOf(tool)->processChannelMode(), QProcess::SeparateChannels);
 }
 
-/// Of a line that is no line the beginning is kept, and where it ends.
+/// Of a line without end, the beginning is kept, and the line after it is found.
 void TestMFProc::lineWithoutEndIsBounded()
 {
     FakePrograms programs;
@@ -286,7 +286,7 @@ void TestMFProc::unfinishedLineStartsTheNextRun()
     QCOMPARE(tool.lines, Lines() << "a\r"
                                  << "\n");
 
-    // A run that never gets going does not lose it either.
+    // A run that cannot be started does not lose it, either.
     QFile::remove(programs.path("tool"));
     tool.start();
     outcome << "failed Failed to Start";
@@ -386,8 +386,7 @@ void TestMFProc::programThatCannotStartFailsOnce()
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
     QCOMPARE(log.lines(), QStringList("debug: Process error 'Failed to Start'"));
 
-    // Nothing of the failed start comes late: the next run's end is all that
-    // follows it.
+    // Nothing of the failed start comes late: only the next run's end follows.
     QFile::remove(programs.path("tool"));
     programs.add("tool", "exit 0");
     tool.start();
@@ -484,7 +483,7 @@ void TestMFProc::stepRestartsAfterEveryEnd()
     Tool tool;
     Emitted emitted(&tool);
     QStringList expected;
-    // Twice, so that a step is seen to come back from a run after a bad one too.
+    // Twice, to see that a step recovers from a bad run as well.
     for (int round = 0; round < 2; ++round) {
         QFile::remove(programs.path("tool"));
         if (!body.isEmpty())

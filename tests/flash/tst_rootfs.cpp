@@ -30,7 +30,7 @@ void recordNext(RootFS *step, Emitted *emitted)
     onSignal(step, SIGNAL(next()), [emitted](const QVariant &) { emitted->events << "next"; });
 }
 
-/// The percentages of a run, parted at each next().
+/// The percentages of a run, separated at each next().
 QList<QList<int>> stagesOf(const QStringList &events)
 {
     QList<QList<int>> stages;

@@ -213,7 +213,7 @@ void TestUpdateDir::askedFor_data()
     QTest::newRow("everything") << beta << "*"
                                 << "BASE/fw-gamma";
 
-    // Nothing fits: as it was asked for.
+    // Nothing fits: the name itself.
     QTest::newRow("matches nothing") << beta << "delta"
                                      << "delta";
     QTest::newRow("matches nothing, base empty") << QStringList() << "delta"

@@ -23,7 +23,7 @@ const QString attribute = QStringLiteral("/sys/class/leds/ready/brightness");
 /// How the file of the latest store was opened.
 int accessMode = -1;
 
-/// The stores that writeAttribute() makes, of which none is taken when @p error is not 0.
+/// The stores that writeAttribute() makes; none is accepted when @p error is not 0.
 QList<QByteArray> storesOf(const QString &path, const QByteArray &text, bool *result, int error = 0)
 {
     QList<QByteArray> seen;
@@ -112,7 +112,7 @@ void TestAttribute::notToBeOpened()
     bool result = true;
     QCOMPARE(storesOf(board.at(path), "1", &result), QList<QByteArray>());
     QVERIFY(!result);
-    // What it means is for the caller to say.
+    // The caller decides what it means.
     QCOMPARE(log.take(), QStringList());
     QCOMPARE(board.read(attribute), QByteArray("7"));
 }

@@ -43,7 +43,7 @@ void TestBoardRevision::text_data()
     QTest::newRow("number and text") << QByteArray("2b") << 1 << zero;
     QTest::newRow("hexadecimal") << QByteArray("0x2") << 1 << zero;
     QTest::newRow("only the first line counts") << QByteArray("\n2") << 1 << zero;
-    // Whether white space may follow a number is each Qt's own answer.
+    // Whether white space may follow a number depends on the version of Qt.
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
     QTest::newRow("a line end") << QByteArray("2\n") << 2 << none;
 #else

@@ -136,7 +136,7 @@ void TestButtons::revision()
     QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
                                        << "debug: Running on board rev 4");
 
-    // The board does not change under the tool.
+    // The board does not change while the tool runs.
     keypad.write(revisionFile, "2");
     QCOMPARE(buttons.revision(), 4);
 }
@@ -198,7 +198,7 @@ void TestButtons::records()
     QCOMPARE(buttons.homeDown(), downAfterwards);
     QCOMPARE(keypad.waiting(), 0);
 
-    // The rest of a read is not kept: the next record stands for itself.
+    // The rest of a read is not kept: the next record is read on its own.
     QVERIFY(keypad.send(downAfterwards ? release : press));
     reported.append(!downAfterwards);
     QTRY_COMPARE(states(home), reported);

@@ -1,6 +1,5 @@
-// Backlight, bias power, LEDs and buzzer on a folder that plays sysfs. What
-// needs the kernel's manners (one store a write, pins that appear) is tested
-// with the whole tool.
+// Backlight, bias power, LEDs and buzzer on a folder that plays sysfs. What needs the
+// kernel's behaviour (each write is a store, pins appear) is tested with the whole tool.
 #include "hardware/indicators.h"
 
 #include <QFile>

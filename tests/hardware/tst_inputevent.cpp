@@ -51,7 +51,7 @@ void TestInputEvent::decode()
     QCOMPARE(int(event.code), code);
     QCOMPARE(event.value, value);
 
-    // Nor does it depend on where the record lies.
+    // Nor does it depend on the record's address.
     const QByteArray shifted = "x" + record;
     QCOMPARE(decodeInputEvent(shifted.constData() + 1).value, value);
 }

@@ -1,5 +1,5 @@
-// rand() is this test's own: it knows the bytes to expect, sees the card
-// between two of them, and can change it there as a bad card would.
+// rand() is replaced by the test's own: so it knows the bytes to expect, and can look at
+// the card between two of them and change it as a bad card would.
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -27,7 +27,7 @@ int drawn = 0;
 
 } // namespace
 
-// These two take the place of the C library's, also for the code under test.
+// These two replace the C library's, even for the code under test.
 extern "C" void srand(unsigned int seed) noexcept
 {
     seeds.append(seed);

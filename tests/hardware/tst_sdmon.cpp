@@ -251,7 +251,7 @@ void TestSdMon::plainFileIsReadAtAPace()
     delete monitor;
 }
 
-/// It never lets a reader wait either.
+/// It never makes a reader wait, either.
 void TestSdMon::deviceIsReadAtAPace()
 {
     m_folder->link(pipePath, "/dev/null");

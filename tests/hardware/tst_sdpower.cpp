@@ -36,7 +36,7 @@ void TestSdPower::switches_data()
     const QString disabled = QStringLiteral("debug: In ATE Mode --->, SD card Detection Disabled");
     QTest::newRow("on") << QByteArray("0\n") << true << QByteArray("1") << enabled;
     QTest::newRow("off") << QByteArray("1\n") << false << QByteArray("0") << disabled;
-    // Stored every time: somebody else may have switched it meanwhile.
+    // Stored every time: somebody else may have switched it in the meantime.
     QTest::newRow("on again") << QByteArray("1\n") << true << QByteArray("1") << enabled;
     QTest::newRow("off again") << QByteArray("0\n") << false << QByteArray("0") << disabled;
 }
@@ -68,7 +68,7 @@ void TestSdPower::boardWithoutTheSwitch()
 
 void TestSdPower::switchThatCannotBeOpened()
 {
-    // Root may open every file, but no folder for writing.
+    // Root may open every file for writing, but no folder.
     BoardFolder folder;
     folder.makeFolder(powerSwitch);
     LogCatcher log;

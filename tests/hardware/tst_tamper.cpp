@@ -75,8 +75,8 @@ public:
         write(valueFile, value);
     }
 
-    /// From here on stores and opened files are recorded. A store into the
-    /// export file runs @p exported, which returns the error that the store meets.
+    /// From now on stores and opened files are recorded. A store into the export file
+    /// runs @p exported, which returns the error that the store meets.
     void watch(const std::function<int()> &exported = [] { return 0; })
     {
         watchFolder(exportFile);
@@ -116,7 +116,7 @@ public:
     const Buttons &buttons() const { return *m_buttons; }
     bool tamper() const { return readTamper(buttons(), board()); }
 
-    /// What is logged from here on, without what the buttons have to say at their start.
+    /// What is logged from now on, without what the buttons log at their start.
     LogCatcher log;
     QList<Store> stores;
 

@@ -13,7 +13,8 @@
 #include "tests/support/ptyline.h"
 #include "tests/support/testprogram.h"
 
-/// What the kernel fills in for TCGETS2; its own header cannot stand beside <termios.h>.
+/// What the kernel fills in for TCGETS2; its own header cannot be included together with
+/// <termios.h>.
 struct termios2 {
     char bytes[44];
 };
@@ -21,7 +22,7 @@ struct termios2 {
 namespace
 {
 
-/// A line whose time is what it was told to let pass.
+/// A line whose clock is the sum of its pauses.
 class CountedLine : public ReceivingLine
 {
 public:
@@ -150,7 +151,7 @@ void TestQuietLine::noTerminalIsNoUart()
     QVERIFY(!isUart(-1));
 }
 
-/// The speed is the one that the line has at the moment; nothing is taken from it.
+/// The speed is the line's present one; nothing is read from it.
 void TestQuietLine::terminalIsReadOnlyAfterIt()
 {
     PtyLine line;

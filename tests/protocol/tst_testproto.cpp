@@ -61,7 +61,7 @@ void countSignal(int)
     ++signalsSeen;
 }
 
-/// As QProcess has it for the end of a child: system calls are not taken up again.
+/// As QProcess does for the end of a child: system calls are not restarted.
 void catchSignal(int number)
 {
     struct sigaction action = {};
@@ -69,7 +69,7 @@ void catchSignal(int number)
     sigaction(number, &action, nullptr);
 }
 
-/// Whether the thread @p id of this process sleeps, which here means: in its write.
+/// Whether the thread @p id of this process sleeps, which here means in its write.
 bool sleeps(pid_t id)
 {
     QFile file(QString("/proc/self/task/%1/stat").arg(id));
@@ -290,8 +290,8 @@ private slots:
 
 private:
     void start();
-    /// What the station receives for @p bytes, up to and without the answer to
-    /// an echo request sent behind them.
+    /// What the station receives for @p bytes, before the answer to an echo request that
+    /// is sent after them.
     QByteArray answerTo(const QByteArray &bytes);
 
     std::unique_ptr<BoardFolder> m_folder;
@@ -571,7 +571,7 @@ void TestTestProto::timeOutEndsAteMode()
     m_folder->write("/sys/class/gpio/sd_power/value", "-");
     QTimer *timer = m_proto->findChild<QTimer *>();
     timer->start(0); // as if 15 seconds had gone by
-    // The power is off before the word goes out.
+    // The power is off before the signal is emitted.
     QByteArray powerAtExit;
     onSignal(m_proto.get(), SIGNAL(testExit()), [&](const QVariant &) {
         if (powerAtExit.isEmpty())
@@ -579,7 +579,7 @@ void TestTestProto::timeOutEndsAteMode()
     });
     QVERIFY(exits.wait());
     QCOMPARE(powerAtExit, QByteArray("0"));
-    // It goes out again and again until somebody ends the tool.
+    // It is emitted again and again until somebody ends the tool.
     QVERIFY(timer->isActive());
     QVERIFY(exits.wait());
     timer->stop();
@@ -656,13 +656,14 @@ void TestTestProto::repliesLeaveNothingBehind()
         m_line->clear();
         if (i > 0)
             continue;
-        // The first hundred allocate what the others use again.
+        // The first hundred allocate what the others reuse.
         descriptors = int(descriptorsOn(m_line->path()).size());
         allocated = mallinfo2().uordblks;
         QVERIFY(descriptors > 0);
     }
     QCOMPARE(int(descriptorsOn(m_line->path()).size()), descriptors);
-    // Less than one byte a reply. A sanitizer has an allocator, and a leak check, of its own.
+    // Less than one byte for each reply. A sanitizer has an allocator, and a leak check,
+    // of its own.
     const size_t now = mallinfo2().uordblks;
     QVERIFY2(now < allocated + 50000, qPrintable(QString::number(now - allocated)));
 }
@@ -735,7 +736,7 @@ void TestTestProto::hungUpLineSwitchesTheNotifierOff()
 
 void TestTestProto::lineThatCannotBeReadSwitchesTheNotifierOff()
 {
-    // Always readable by its own word, and each read fails with EIO.
+    // It always says that it is readable, and each read fails with EIO.
     m_folder->remove("/dev/ttySP0");
     m_folder->link("/dev/ttySP0", "/proc/self/mem");
     start();
@@ -752,7 +753,7 @@ void TestTestProto::lineThatCannotBeReadSwitchesTheNotifierOff()
 void TestTestProto::failedReadIsAnEmptyMessage()
 {
     start();
-    // So that a read finds nothing, which is a failure that passes.
+    // So that a read finds nothing, which is a temporary failure.
     const QList<int> lines = descriptorsOn(m_line->path());
     QVERIFY(!lines.isEmpty());
     const int line = *std::max_element(lines.begin(), lines.end()); // opened last

@@ -1,4 +1,4 @@
-// The platform port's table of virtual functions: who links against the interface
+// The platform port's table of virtual functions: whoever links against the interface
 // from elsewhere calls by place, not by name.
 #include "serial/iplatport.h"
 
@@ -36,7 +36,7 @@ private slots:
 
 void TestIPlatPort::orderOfTheVirtualFunctions()
 {
-    // Two places are the destructor's.
+    // The destructor has two places.
     QCOMPARE(placeOf(&IPlatPort::open), 2);
     QCOMPARE(placeOf(&IPlatPort::close), 3);
     QCOMPARE(placeOf(&IPlatPort::read), 4);

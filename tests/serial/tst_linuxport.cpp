@@ -36,12 +36,12 @@ struct Call {
 
 QList<Call> calls;
 termios handedOver;
-/// Stands for a driver that refuses, or one that takes what a pty does not keep.
+/// Plays a driver that refuses, or one that accepts what a pty does not keep.
 enum { AskTheSystem, Refuse, Accept } answer = AskTheSystem;
 
 } // namespace
 
-// These two take the place of the C library's, also for the code under test.
+// These two replace the C library's, even for the code under test.
 extern "C" int tcsetattr(int fd, int when, const termios *record) noexcept
 {
     calls.append(Call{"tcsetattr", fd, when});
@@ -343,7 +343,7 @@ void TestLinuxPort::truncate_data()
 
 void TestLinuxPort::truncate()
 {
-    // A plain file shows it; that it is no terminal is noticed only after opening.
+    // A plain file shows it; only after opening is it noticed that it is not a terminal.
     QFETCH(int, mode);
     QFETCH(QByteArray, left);
     QTemporaryDir folder;
@@ -452,7 +452,7 @@ void TestLinuxPort::refusedSettings()
     QCOMPARE(m_port->handle(), -1);
     QCOMPARE(openDescriptors(), before);
 
-    // Nothing of the failure sticks.
+    // The failure leaves nothing behind.
     answer = AskTheSystem;
     QVERIFY(open());
     QVERIFY(m_port->isOpen());

@@ -90,7 +90,7 @@ public:
     QList<QByteArray> offered; ///< bytes of each write
 };
 
-/// The device on a fake port, with its inside laid open.
+/// The device on a fake port, with its protected members made public.
 class Device : public QtSerialPort
 {
 public:
@@ -523,7 +523,7 @@ void TestQtSerialPort::linesThroughTheDevice()
     QCOMPARE(device.readLine(), QByteArray("one\r\n"));
     QVERIFY(device.canReadLine());
     QCOMPARE(device.readLine(), QByteArray("two\n"));
-    // What has no end yet waits for it.
+    // An unfinished line waits for its end.
     QVERIFY(!device.canReadLine());
     QCOMPARE(device.bytesAvailable(), qint64(3));
     port.incoming = "ee\n";

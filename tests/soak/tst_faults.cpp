@@ -1,6 +1,6 @@
-/// Every path and device of the board in turn is made absent, unreadable and
-/// unwritable; each time the tool answers its station as it should and ends with
-/// status 0. Besides, what the two lines into the tool can be put through.
+/// Every path and device of the board in turn is made absent, unreadable and unwritable;
+/// each time the tool answers its station as it should and ends with status 0. Also, what
+/// the line and the card's pipe can do to it.
 #include "hardware/board.h"
 #include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
@@ -75,7 +75,7 @@ Break loopFor(const QString &path)
     };
 }
 
-/// What the tool says of anything it cannot open, read or write.
+/// What the tool says about anything that it cannot open, read or write.
 bool isComplaint(const QString &line)
 {
     return line.contains(QLatin1String("failed to"), Qt::CaseInsensitive) ||
@@ -302,7 +302,7 @@ QList<Fault> faultsOfFiles()
     };
 }
 
-/// Of all that the tool opens for itself but the line.
+/// Of everything that the tool opens by itself, except for the line.
 QList<Fault> allFaults()
 {
     QList<Fault> faults;
@@ -328,14 +328,14 @@ QList<LineFault> lineFaults()
     };
 }
 
-/// A flash and a mount, where their folders are what is broken.
+/// A flash and a mount whose folders are broken.
 struct Programs {
     const char *name;
     QString path; ///< of the board that is broken, empty when nothing is
     Break breakIt;
     const char *flashed; ///< data of the flash's reply
     const char *mounted;
-    const char *version; ///< asked for behind the mount
+    const char *version; ///< asked for after the mount
 };
 
 QList<Programs> programFaults()
@@ -364,7 +364,7 @@ QList<Programs> programFaults()
          "01", "00", oldVersion},
         {"mounted file system without version", pathOf(Board::MountedVersion),
          [](VirtualKeypad &keypad) {
-             // What is there already the program cannot make.
+             // The program cannot make what is already there.
              QVERIFY(keypad.makeDir("/mnt/usr/lib/panel/version"));
          },
          "01", "01", ""},
@@ -560,7 +560,7 @@ void TestFaults::flood()
     for (timer.start(); sent < 1000000 && timer.elapsed() < 60000;) {
         pollfd both = {line, POLLIN | POLLOUT, 0};
         poll(&both, 1, 1000);
-        // Thrown away: a line whose answers nobody takes would stand still.
+        // Thrown away: the line would stop if nobody read the answers.
         if ((both.revents & POLLIN) != 0 && read(line, answers, sizeof(answers)) < 0)
             break;
         if ((both.revents & POLLOUT) == 0)
@@ -571,8 +571,8 @@ void TestFaults::flood()
     }
     QVERIFY(sent >= 1000000);
 
-    // Afterwards it answers as ever. The last chunks and their answers are still under
-    // way; each echo has a number, so that none of them passes for a later one's.
+    // Afterwards it answers as ever. The last chunks and their answers are still on their
+    // way; each echo has a number, so that none is taken for a later one.
     QByteArray asked;
     QByteArray answered("none");
     for (int i = 0; i < 100 && answered != asked; ++i) {

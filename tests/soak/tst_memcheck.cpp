@@ -1,5 +1,5 @@
-/// A unit's whole way through production under Valgrind: no error, and no block
-/// that nothing points to any more but those in tests/valgrind.supp.
+/// A unit's whole way through production under Valgrind: no error, and no block is lost
+/// except for those in tests/valgrind.supp.
 #include "tests/support/requests.h"
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
@@ -131,14 +131,14 @@ void TestMemcheck::production()
     // There is no desktop to look for: the search starts a process, which leaks.
     options.environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
                                QStringLiteral("unix:path=/nowhere"));
-    // Qt's own expressions are compiled to code that no tool can watch.
+    // Qt compiles its own expressions to code that no tool can watch.
     options.environment.insert(QStringLiteral("QT_ENABLE_REGEXP_JIT"), QStringLiteral("0"));
     options.visible.append(QFileInfo(suppressions).path());
     m_rig.reset(new Rig(options));
     RigKeypad &keypad = m_rig->keypad;
     QVERIFY2(m_rig->start(), qPrintable(m_rig->why()));
-    // As early as the line takes it: a tool that Valgrind slows down on a busy machine may need
-    // longer for its first screen than it waits for its station.
+    // As early as possible: on a busy machine under Valgrind the tool may need longer for
+    // its first screen than it waits for its station.
     QCOMPARE(m_rig->next(), QStringLiteral("0004"));
     QVERIFY(m_rig->station.send(0x6002, "anybody there"));
     QVERIFY2(m_rig->station.waitFor(0x6003), qPrintable(m_rig->station.errorString()));

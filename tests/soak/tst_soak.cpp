@@ -83,7 +83,7 @@ void TestSoak::initTestCase()
     SKIP_UNLESS_KEYPADS_RUN();
 }
 
-/// Straight on the line, without a transcript that grows.
+/// Directly on the line, without a transcript that grows.
 QByteArray TestSoak::exchange(const QByteArray &request, int expectedSize)
 {
     const int line = m_rig->keypad.lineFd();
@@ -151,15 +151,15 @@ void TestSoak::mixedRequests()
     int count = qEnvironmentVariableIntValue("MFTOOL_SOAK_REQUESTS", &isSet);
     if (!isSet)
         count = 3000;
-    // The allocator would learn to keep the pictures' 1.5 MiB in its heap, where the
-    // room that they leave hides a leak, or looks like one.
+    // Otherwise the allocator learns to keep the pictures' 1.5 MiB in its heap, where the
+    // gap that they leave hides a leak, or looks like one.
     KeypadOptions options;
     options.environment.insert(QStringLiteral("MALLOC_MMAP_THRESHOLD_"), QStringLiteral("65536"));
     m_rig.reset(new Rig(options));
     QVERIFY2(m_rig->startReady(), qPrintable(m_rig->why()));
     QVERIFY2(program(0x7050, 0x7052), qPrintable(m_why));
     QVERIFY2(program(0x7060, 0x7061), qPrintable(m_why));
-    // It would refuse the partition that is attached by now.
+    // Otherwise it would refuse the partition, which is attached by now.
     QVERIFY(m_rig->keypad.setStandin("ubiformat", "good"));
     const qint64 pid = m_rig->keypad.toolPid();
     const int warmUp = 1000; // caches fill

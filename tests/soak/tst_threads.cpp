@@ -43,10 +43,9 @@ int pipeWaitsSoFar()
     return pipeWaits;
 }
 
-/// Slots of objects of one thread, connected without a word about the type of
-/// connection, run in the thread that emits when that is their own, and through
-/// the queue otherwise. So it is enough to see where every signal is emitted
-/// and where every object lives.
+/// Slots of objects of one thread, connected with the default type of connection, run
+/// directly if their own thread emits, and through the queue otherwise. So it is enough
+/// to see where every signal is emitted and where every object lives.
 class EmissionNotes : public QObject
 {
     Q_OBJECT
@@ -195,7 +194,7 @@ void TestThreads::everySignalIsEmittedHere()
     QVERIFY(protocol);
     for (const char *success : successes)
         QVERIFY2(notes.here().contains(success), success);
-    // A notifier or a signal for each request at the least.
+    // At least a notifier or a signal for each request.
     QVERIFY2(notes.emissions() > 30, qPrintable(QString::number(notes.emissions())));
     QVERIFY2(notes.elsewhere().isEmpty(), qPrintable(notes.elsewhere().join(' ')));
 }

@@ -1,5 +1,5 @@
-/// What Qt 4.8, 5 and 6 each name in another way, or not at all, for the tests that run
-/// with all of them.
+/// What Qt 4.8, 5 and 6 name differently, or do not have, for the tests that run with all
+/// of them.
 #ifndef TESTS_SUPPORT_ANYQT_H
 #define TESTS_SUPPORT_ANYQT_H
 

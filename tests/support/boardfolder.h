@@ -14,7 +14,7 @@ public:
     /// The board whose root is this folder.
     Board board() const { return Board(m_folder.path()); }
 
-    /// @p path of the board as it is called on this machine.
+    /// The path on this machine of @p path on the board.
     QString at(const QString &path) const { return m_folder.path() + path; }
 
     /// Makes the file and the folders above it.

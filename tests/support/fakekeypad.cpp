@@ -8,7 +8,7 @@
 FakeKeypad::FakeKeypad()
     : m_notifier(new QSocketNotifier(m_line.near(), QSocketNotifier::Read, this))
 {
-    // Who plays the keypad without an event loop waits in read().
+    // A test that plays the keypad without an event loop waits in read().
     fcntl(m_line.near(), F_SETFL, 0);
     connect(m_notifier, SIGNAL(activated(int)), SLOT(read()));
 }

@@ -15,7 +15,7 @@ public:
     LogCatcher(const LogCatcher &) = delete;
     LogCatcher &operator=(const LogCatcher &) = delete;
 
-    /// All messages so far, oldest first, each behind "debug: ", "warning: " or "other: ".
+    /// All messages so far, oldest first, each after "debug: ", "warning: " or "other: ".
     QStringList lines() const;
     int count(const QString &line) const;
     bool has(const QString &line) const { return count(line) > 0; }

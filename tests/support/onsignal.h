@@ -1,4 +1,4 @@
-/// Functions in the place of slots, which connect() takes since Qt 5.
+/// Functions in place of slots, which connect() accepts only since Qt 5.
 #ifndef TESTS_SUPPORT_ONSIGNAL_H
 #define TESTS_SUPPORT_ONSIGNAL_H
 

@@ -115,13 +115,13 @@ inline void passOn(QtMsgType type, const QMessageLogContext &, const QString &te
 }
 #endif
 
-/// Null stands for the handler that was there before the first, QtTest's own: as what
-/// was there before, and as what is to come.
+/// Null means the handler from before the first, QtTest's own, both as the former handler
+/// and as the next one.
 inline MessageHandler installMessageHandler(MessageHandler handler)
 {
     static QtsHandler first = nullptr;
     const MessageHandler before = messageHandler();
-    // First of all, for other threads may be logging meanwhile.
+    // First of all, since other threads may be logging.
     if (!handler && before)
         installInQt(first);
     messageHandler() = handler;

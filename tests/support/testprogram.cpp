@@ -58,7 +58,7 @@ int main(int argc, char **argv)
     const auto test = tests().constFind(QString::fromLocal8Bit(argv[1]));
     if (test == tests().constEnd())
         return printNames(argv[0], stderr, 2);
-    // The test's name takes the place of the program's in what Qt Test is given.
+    // Qt Test is given the test's name in place of the program's.
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));

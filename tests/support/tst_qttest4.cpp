@@ -1,5 +1,5 @@
-// The shims that the tests have with Qt 4, on this Qt. After the includes every name is
-// theirs.
+// The shims that the tests use with Qt 4, on this Qt. After the includes every name is
+// the shims'.
 #include <QTemporaryDir>
 #include <QTimer>
 

@@ -17,7 +17,7 @@ void WriteWatch::set(const Hook &hook)
     current = hook;
 }
 
-// Takes the place of the C library's, also for Qt.
+// Replaces the C library's, even for Qt.
 extern "C" ssize_t write(int fd, const void *bytes, size_t size)
 {
     if (current) {

@@ -10,14 +10,14 @@
 namespace
 {
 
-/// No timer of the tool that matters here is longer; where one is, its test says so.
+/// No timer of the tool that matters here is longer, or else the test says so.
 const int sleepThatIsFinal = 3000;  // ms
 const int sleepOfABrokenTool = 500; // ms
-/// Of a tool that is at work and gets nowhere.
+/// For a tool that is at work and gets nowhere.
 const int longestWait = 120000;         // ms
 const int longestOfABrokenTool = 10000; // ms
 const int betweenLooks = 50;            // ms
-/// A test that does not get to look has seen nothing.
+/// A test that has no time to look has seen nothing.
 const int fewestLooks = 8;
 
 /// Whether an earlier wait of this test class was in vain.

@@ -11,11 +11,10 @@
 namespace Patience
 {
 
-/// For so long the tool sleeps between attaching and mounting.
+/// How long the tool sleeps between attaching and mounting.
 const int mountPause = 2000; // ms
 
-/// Asks @p done again and again until it says yes. It shall itself wait a moment for
-/// what it asks after.
+/// Asks @p done again and again until it says yes. It should wait for a moment itself.
 /// @param ownPause  for so many milliseconds the tool may sleep and still go on by itself
 /// @return false when all processes of this test, and their children, have been asleep
 ///         for seconds: none of them will do anything. After the first such failure of

@@ -19,8 +19,8 @@ bool waitUntilGone(VirtualKeypad &keypad, const QString &program);
 /// Sends @p signal ("KILL") to every process called @p program; false when there was none.
 bool kill(VirtualKeypad &keypad, const QString &program, const QString &signal);
 
-/// Puts a shell script in the place of @p program. The search path of the script
-/// holds the stand-ins alone: other programs go by their whole path.
+/// Puts a shell script in the place of @p program. The search path of the script holds
+/// only the stand-ins: other programs need their whole path.
 bool setScript(VirtualKeypad &keypad, const QString &program, const QByteArray &script);
 /// Puts the stand-in back, doing what the real program would.
 bool restore(VirtualKeypad &keypad, const QString &program);

@@ -54,7 +54,7 @@ QString written(const SysfsModel::Store &store)
     return store.error == 0 ? text : text + QStringLiteral(" refused");
 }
 
-/// The thread that watches the card logs when it likes.
+/// The thread that watches the card logs at any time.
 bool isOfCardThread(const QString &text)
 {
     return text == QLatin1String("In ATE Mode--->, SDMon thread started") ||
@@ -138,7 +138,7 @@ std::optional<Station::Received> RigStation::receive(int ownPause)
         QCoreApplication::processEvents();
         return false;
     };
-    // What has come of a frame that breaks off is seen, too.
+    // The beginning of a frame that breaks off is seen, too.
     return Patience::wait(ask, ownPause) ? received : Station::receive(1);
 }
 
@@ -203,12 +203,12 @@ Outcome Rig::request(quint16 type, const QByteArray &data)
 
 Outcome Rig::raw(const QByteArray &bytes)
 {
-    // What is on its way must not be taken for what these bytes bring about.
+    // What is still on its way must not be taken for a result of these bytes.
     collect();
     forget();
     if (!station.sendRaw(bytes))
         return {{station.errorString()}, {}, {}};
-    // Once it has been read, the echo behind it is a read of its own.
+    // Once it has been read, the echo after it is a read of its own.
     if (!keypad.waitForLog(QLatin1String(receivedText)))
         return {{QStringLiteral("(not read)")}, log(), stores()};
     return collect();

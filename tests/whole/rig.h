@@ -1,5 +1,5 @@
-/// A keypad and a test station at its line, and what happens between them: the
-/// one thing all whole-tool tests stand on.
+/// A keypad and a test station at its line, and what happens between them: the base of
+/// all whole-tool tests.
 #ifndef TESTS_WHOLE_RIG_H
 #define TESTS_WHOLE_RIG_H
 
@@ -48,10 +48,10 @@ struct Outcome {
     /// Frames as type and data ("0004", "6003 ABCD"), anything else on the line
     /// as "line ..." or "damaged ...".
     QStringList line;
-    /// "debug: text" or "warning: text", without the lines that tell what was received.
+    /// "debug: text" or "warning: text", without the lines about what was received.
     QStringList log;
-    /// Stores in /sys as "file=text", the file from below /sys/class on; a refused
-    /// one with " refused" behind it.
+    /// Stores in /sys as "file=text", the file from below /sys/class on; a refused one
+    /// with " refused" after it.
     QStringList stores;
 };
 
@@ -104,8 +104,8 @@ public:
     bool startReady();
     QString why() const { return m_why; }
 
-    /// Sends a request and waits until the tool has dealt with it. That the tool
-    /// goes on afterwards is part of it: an echo is the end of the outcome.
+    /// Sends a request and waits until the tool has dealt with it. An echo ends the
+    /// outcome, so it also shows that the tool goes on.
     Outcome request(quint16 type, const QByteArray &data = QByteArray());
     /// The same with any bytes that the tool gets in one read.
     Outcome raw(const QByteArray &bytes);
@@ -121,7 +121,7 @@ public:
     /// The log so far, written as in Outcome; of lines from the thread that
     /// watches the card none.
     QStringList log();
-    /// The same, what is forgotten included.
+    /// The same, including what was forgotten.
     QStringList wholeLog();
     /// Whether exactly this line, written as in Outcome, is or gets logged.
     bool waitForLog(const QString &line);

@@ -263,7 +263,7 @@ void TestBadInput::sdPipe()
     QFETCH(QStringList, log);
     m_rig->forget();
     QVERIFY2(m_rig->keypad.writeSdPipe(message), qPrintable(m_rig->keypad.errorString()));
-    // The message behind it shows that it has been dealt with.
+    // The message after it shows that it has been dealt with.
     QVERIFY(m_rig->keypad.writeSdPipe("#/media/last\n"));
     const QString last("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=/media/last");
     QVERIFY(m_rig->waitForLog(last));
@@ -376,8 +376,8 @@ QByteArray anyRequest(QRandomGenerator &random)
     return wire::buildFrame(wire::Sender::Station, type, data);
 }
 
-/// Changes a few characters; hardly ever is the sum right by chance, and never
-/// for a type that is left out, which differs in more than the sum forgives.
+/// Changes a few characters; the sum is hardly ever right by chance, and never for a type
+/// that is left out: too many characters differ.
 QByteArray damaged(QRandomGenerator &random, QByteArray frame)
 {
     const int changes = random.bounded(1, 4);

@@ -14,9 +14,9 @@ const QString ack = QStringLiteral("0004");
 const QString accepted = QStringLiteral("7022 01");
 const QString rejected = QStringLiteral("7022 00");
 
-/// In the order in which they are asked for: top left, bottom left, bottom right,
-/// top right, centre. On a screen of 800 by 480 the picture of 48 by 48 lies in
-/// the very corners.
+/// In the order in which they are asked for: top left, bottom left, bottom right, top
+/// right, centre. On a screen of 800 by 480 the pictures of 48 by 48 are right in the
+/// corners.
 const QPoint targets[] = {{24, 24}, {24, 456}, {776, 456}, {776, 24}, {400, 240}};
 const int targetCount = 5;
 
@@ -119,7 +119,7 @@ void TestCalibration::open()
     QVERIFY(waitForTarget(0));
 }
 
-/// Touches until the tool has said, with the buzzer, that it is long enough.
+/// Touches until the buzzer says that it is long enough.
 void TestCalibration::press(const QPoint &at)
 {
     m_rig->forget();
@@ -302,7 +302,7 @@ void TestCalibration::testImageEndsIt()
     QCOMPARE(shown.stores, QStringList(quiet));
     QVERIFY(m_rig->keypad.waitForPixel(150, 240, 0xffffff00));
     QCOMPARE(target(), -1);
-    // It is gone: a touch is no point any more.
+    // It is gone: a touch is not a point any more.
     m_rig->forget();
     QVERIFY(m_rig->keypad.touch(24, 24, 0));
     const Outcome touched = m_rig->settle();
@@ -367,7 +367,7 @@ void TestCalibration::mountedFileSystemGetsTheFile()
     QVERIFY(m_rig->mount());
     QVERIFY(!m_rig->keypad.exists(mountedFile));
 
-    // Closed at once: what is in force goes to where it belongs now.
+    // Closed at once: the calibration in force is stored where it belongs now.
     open();
     QCOMPARE(close().log, QStringList({settingCalibration, releasingMouse}));
     QCOMPARE(file(mountedFile), before);
@@ -449,7 +449,7 @@ void TestCalibration::filesOfTheEnvironment()
     QCOMPARE(file("/root/files/of-library"), untouched);
     QCOMPARE(keypad.listDir("/root/files"), QStringList({"of-library", "of-qt"}));
     QVERIFY(!keypad.exists(defaultFile));
-    // Replaced as a whole: who has the old file open still reads the old one.
+    // Replaced as a whole: whoever has the old file open still reads the old one.
     char buffer[100] = {};
     const ssize_t count = ::read(oldFile, buffer, sizeof buffer);
     ::close(oldFile);

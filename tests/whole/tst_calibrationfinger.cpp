@@ -21,8 +21,8 @@ const QString defaultFile = QStringLiteral("/etc/pointercal");
 const QString loud = QStringLiteral("leds/buzzer/brightness=185");
 const QString quiet = QStringLiteral("leds/buzzer/brightness=0");
 
-/// What the panel, which is mounted on its side and upside down, says of a finger
-/// on the screen: x = 1900 - 3 y', y = 100 + 2 x'.
+/// What the panel, which is mounted on its side and upside down, reports for a finger on
+/// the screen: x = 1900 - 3 y', y = 100 + 2 x'.
 QPoint onPanel(const QPoint &screen)
 {
     return {1900 - 3 * screen.y(), 100 + 2 * screen.x()};
@@ -107,8 +107,8 @@ void TestCalibrationFinger::cleanup()
     m_rig->forget();
 }
 
-/// A packet of the panel: a mark that tells whether it is touched, and two
-/// coordinates of 11 bits.
+/// A packet of the panel: a mark that says whether it is touched, and two coordinates of
+/// 11 bits.
 void TestCalibrationFinger::finger(const QPoint &panel)
 {
     const char packet[] = {char(0x81), char(panel.x() >> 7), char(panel.x() & 0x7f),
@@ -236,7 +236,7 @@ void TestCalibrationFinger::startButton()
     QVERIFY(ScreenReader(m_rig->keypad).waitForStatus("Failed: Finished with Error"));
 }
 
-/// Closed before its end, it gives back what was in force.
+/// If it is closed early, it restores what was in force.
 void TestCalibrationFinger::rawAgainWhileItIsOpen()
 {
     const QByteArray before = m_rig->keypad.readFile(defaultFile);
@@ -311,7 +311,7 @@ void TestCalibrationFinger::lateTouchscreen()
     QVERIFY(Patience::waitUntil(
         [this] { return m_rig->log().contains("debug: Touchscreen /root/panel is there"); },
         betweenLooks));
-    // What the file held reaches nobody: touches are raw.
+    // The content of the file is not used: touches are raw.
     touchTest(true);
     tap(QPoint(0, 0));
     QCOMPARE(m_rig->next(), QString("7031 000000"));

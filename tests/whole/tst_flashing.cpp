@@ -98,8 +98,8 @@ bool TestFlashing::startTool(const KeypadOptions &options)
            (m_screen->waitForStatus("Flash NAND") && m_screen->findBars());
 }
 
-/// Whatever a test left under way is brought to its end: a check that failed
-/// must not fail the ones behind it.
+/// Whatever a test left running is brought to its end: a check that failed must not make
+/// later ones fail.
 void TestFlashing::cleanup()
 {
     if (!m_rig)
@@ -214,8 +214,7 @@ void TestFlashing::fromTheStation()
     QCOMPARE(m_screen->bars(), QString("100 100 100 100"));
 }
 
-/// The tool's own output is all that is looked at, in every stage and at their
-/// seams.
+/// Only the tool's own output counts, in every stage and between them.
 void TestFlashing::everyStageAnswers()
 {
     RigKeypad &keypad = m_rig->keypad;
@@ -240,7 +239,7 @@ void TestFlashing::everyStageAnswers()
     QVERIFY(waitForQuery("0128"));
     QVERIFY(keypad.holdStandin(rootFs, "eraseblocks have valid erase counter"));
     QVERIFY(waitForQuery("0264"));
-    // A line counts when its end has come, which is the next one's beginning.
+    // A line counts when its end has come, at the beginning of the next one.
     QVERIFY(keypad.holdStandin(rootFs, "ubiformat: flashing eraseblock 44 "));
     QVERIFY(waitForQuery("0232"));
     QVERIFY(keypad.holdStandin(rootFs, "ubiformat: formatting eraseblock 1510 "));
@@ -365,7 +364,7 @@ void TestFlashing::failures_data()
     row(rootFs, "crash", 2, "Failed: Crashed", crashed, {});
 }
 
-/// Each ends the sequence; after each the next flash is as good as any.
+/// Each ends the sequence; the next flash works again.
 void TestFlashing::failures()
 {
     QFETCH(QString, program);
@@ -422,7 +421,7 @@ void TestFlashing::imagesThatCauseFailures_data()
         << "qm8velrootfs.ubi" << QStringList({failed, failed}) << "Failed: Crashed";
 }
 
-/// Nothing is checked before the programs run: what is missing is theirs to find.
+/// Nothing is checked before the programs run: they have to find out what is missing.
 void TestFlashing::imagesThatCauseFailures()
 {
     QFETCH(QString, removed);
@@ -538,7 +537,7 @@ void TestFlashing::updateDirectory()
         QVERIFY(keypad.makeDir("/boot/" + name));
     for (const QString &name : qAsConst(files))
         QVERIFY(keypad.writeFile("/boot/" + name, "x"));
-    // Whatever the folder holds: the programs' arguments are what counts here.
+    // The content of the folder does not matter: only the programs' arguments count here.
     QVERIFY(keypad.setStandin(boot, "good"));
     QVERIFY(keypad.setStandin(rootFs, "no-device"));
 
@@ -570,15 +569,15 @@ void TestFlashing::exitRequestDuringAFlash()
     QCOMPARE(status.code, 0);
     QCOMPARE(status.signal, 0);
     QVERIFY(Programs::running(keypad, rootFs).isEmpty());
-    // No failure is reported: nobody is left to hear of it.
+    // No failure is reported: nobody is left to hear it.
     QVERIFY(!m_rig->station.receiveNow().has_value());
     QVERIFY(m_rig->waitForLog(
         "warning: QProcess: Destroyed while process (\"ubiformat\") is still running."));
     QVERIFY(!m_rig->log().join('\n').contains("finished with code"));
 }
 
-/// The time-out is no failure of the flash, but its end: the program goes with
-/// the tool, and the line hears nothing more.
+/// The time-out does not make the flash fail, it ends it: the program ends with the tool,
+/// and nothing more comes over the line.
 void TestFlashing::endsByTheTimer(const QString &program)
 {
     RigKeypad &keypad = m_rig->keypad;
@@ -607,7 +606,7 @@ void TestFlashing::stationFallsSilentDuringAFlash()
     QCOMPARE(m_rig->request(wire::FlashRequest).line, QStringList(ack));
     QVERIFY(waitForQuery("0032"));
 
-    // What the programs do buys no time, only what the station sends does.
+    // Only frames from the station put off the time-out, not the work of the programs.
     QVERIFY(clock.set(500));
     QVERIFY(keypad.holdStandin(rootFs, "scanning eraseblock 795 "));
     QVERIFY(keypad.releaseStandin(boot));
@@ -619,7 +618,7 @@ void TestFlashing::stationFallsSilentDuringAFlash()
     endsByTheTimer(rootFs);
 }
 
-/// The button needs no station; without one the tool has its 15 seconds all the same.
+/// The button needs no station, but without one the tool still ends after 15 seconds.
 void TestFlashing::flashWithoutAStation()
 {
     SKIP_UNLESS_CLOCKS_MOVE();

@@ -85,7 +85,7 @@ bool TestHomeKey::feedAndSettle(const QByteArray &bytes, Outcome *outcome)
     m_rig->forget();
     if (!feed(bytes))
         return false;
-    // The stores belong to the same event as the read.
+    // The stores happen in the same event as the read.
     *outcome = m_rig->settle();
     return true;
 }
@@ -200,7 +200,7 @@ void TestHomeKey::refusedStoreIsNotRepeated()
     QCOMPARE(outcome.stores, QStringList(up));
 }
 
-/// A terminal in the device's place hangs up as a pulled device does.
+/// A terminal in the device's place hangs up like a device that is unplugged.
 void TestHomeKey::unplugged()
 {
     Rig rig;
@@ -214,7 +214,8 @@ void TestHomeKey::unplugged()
     QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "185"));
     rig.forget();
 
-    // Nobody will tell that the key is let go: the buzzer is not to sound for good.
+    // Nothing will report that the key is released, and the buzzer must not sound for
+    // good.
     device.hangUp();
     QVERIFY(keypad.waitForStore("/sys/class/leds/buzzer/brightness", "0"));
     rig.forget();
@@ -322,7 +323,7 @@ void TestHomeKey::unreadableValue()
     QCOMPARE(shut.line, QStringList("7071 00"));
     QCOMPARE(shut.log, QStringList("warning: Failed to open tamper value file"));
 
-    // What gives nothing is not active.
+    // A switch that gives nothing is not active.
     keypad.fail(value, SysfsModel::Read, EIO);
     const Outcome empty = m_rig->request(0x7070);
     keypad.clearFault(value);

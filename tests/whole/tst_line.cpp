@@ -98,7 +98,7 @@ void TestLine::hangsUp()
     QVERIFY(rig.waitForLog("debug: \n************ ATE TEST Quit due to time out ************\n"));
 }
 
-/// A station's program that ends does not end the line.
+/// The line does not end when the station's program does.
 void TestLine::stationComesAndGoes()
 {
     RigKeypad keypad;
@@ -147,8 +147,8 @@ void TestLine::thousandsOfReplies()
     QVERIFY(openBefore.size() > 3 && memoryBefore > 0);
 
     QVERIFY2(echo(5000), qPrintable(rig.station.errorString()));
-    // One of its start may have been closed since, none may have been added. The last
-    // reply has come before its stream is closed.
+    // One from its start may have been closed since, but none may have been added. The
+    // last reply comes before its stream is closed.
     QTRY_VERIFY2(process::openFiles(pid).size() <= openBefore.size(),
                  qPrintable(process::openFiles(pid).join(QLatin1Char(' '))));
     const qint64 grown = process::ownMemory(pid) - memoryBefore;
@@ -157,7 +157,7 @@ void TestLine::thousandsOfReplies()
         QVERIFY2(grown < 1024, qPrintable(QString::number(grown)));
 }
 
-/// As a driver without DMA does: each frame still is one message.
+/// As a driver without DMA does: each frame is still one message.
 void TestLine::uartHandsFramesOverInPieces()
 {
     KeypadOptions options;
@@ -202,7 +202,7 @@ void TestLine::lineThatIsNone()
     QCOMPARE(keypad.countLog("Got_newsocket:"), 0);
 }
 
-/// The tool stands still in a reply, and goes on with the next byte.
+/// The tool stops in the middle of a reply, and goes on with the next byte.
 void TestLine::nobodyDrainsIt()
 {
     Rig rig;
@@ -219,7 +219,7 @@ void TestLine::nobodyDrainsIt()
 void TestLine::relayOnASlowLine()
 {
     const QByteArray ack("7E000A00043102957F\r\n");
-    // Where the line happens to be full just behind a relay, nothing is queued.
+    // If the line happens to be full right after a relay, nothing is queued.
     for (int size = 180; size < 190; ++size) {
         Rig rig;
         QVERIFY2(rig.startReady(), qPrintable(rig.why()));
@@ -247,7 +247,7 @@ void TestLine::relayOnASlowLine()
             continue;
         QVERIFY2(takeUntil([&] { return received.size() == relayed.size() + sent * ack.size(); }),
                  qPrintable(rig.station.errorString()));
-        // One ACK may stand in the middle of a relayed line.
+        // One ACK may be in the middle of a relayed line.
         QCOMPARE(received.replace(ack, ""), relayed);
         QCOMPARE(rig.request(0x7041, "after").line, QStringList({"line after", "0004"}));
         return;
@@ -255,7 +255,7 @@ void TestLine::relayOnASlowLine()
     QFAIL("the line was never full in the middle of a relay");
 }
 
-/// One that outlives the tool would hold the line open.
+/// A program that outlives the tool would keep the line open.
 void TestLine::programsDoNotGetIt()
 {
     Rig rig;

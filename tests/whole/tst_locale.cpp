@@ -6,7 +6,7 @@
 namespace
 {
 
-/// Names of one file: "Prüfbild.png" as UTF-8, and a name that is no UTF-8.
+/// Names of one file: "Prüfbild.png" as UTF-8, and a name that is not UTF-8.
 const char umlaut[] = "Pr\xC3\xBC"
                       "fbild.png";
 const char noUtf8[] = "Gr\xFC"
@@ -103,7 +103,7 @@ void TestLocale::testImage()
     QFETCH(bool, shown);
     Rig *const tool = rig(locale);
     QVERIFY(tool->keypad.isRunning());
-    // By the shell, which hands bytes to the file system as they are.
+    // By the shell, which passes bytes to the file system as they are.
     const char script[] =
         "cd /home/default && cp bars.png \"$(printf 'Pr\\303\\274fbild.png')\" && "
         "cp bars.png \"$(printf 'Gr\\374n.png')\"";

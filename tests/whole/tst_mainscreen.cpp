@@ -133,7 +133,8 @@ QString checkBars(const QImage &screen, int top, int bottom)
             wrong += differs("The gap above a bar", y - bars.at(i - 1).second - 1, gap);
         const QRect row = inked(screen, QRect(0, y, width, rows + 1));
         wrong += differs("A bar's right edge", row.right(), width - margin - 1);
-        // The frame's corners are round; captions stand before it and end together.
+        // The frame's corners are round; captions are to the left of it and aligned at
+        // their ends.
         int barLeft = 600;
         while (barLeft > 0 && qGray(screen.pixel(barLeft - 1, y)) < 200)
             --barLeft;
@@ -172,7 +173,7 @@ QString checkMainScreen(const QImage &screen)
                          .arg(corner.left())
                          .arg(corner.top());
     }
-    // The panel of the colours takes what the others leave.
+    // The colour panel takes the space that the others leave.
     int stackTop = rowHeight;
     while (stackTop < height && screen.pixel(width - 1, stackTop) != white)
         ++stackTop;
@@ -294,7 +295,7 @@ void TestMainScreen::targetsToggle()
             AWAIT_COMPARE(isMarked(keypad.screen(), corner), marked);
         }
     }
-    // The operator alone has seen it.
+    // Only the operator has seen it.
     const Outcome outcome = m_rig->settle();
     QCOMPARE(outcome.line, QStringList());
     QCOMPARE(outcome.log, QStringList());

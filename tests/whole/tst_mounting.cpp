@@ -27,8 +27,8 @@ const QString code0 = QStringLiteral("debug: process finished with code 0");
 const QByteArray runningVersion = "010220140101 1.2  0000000000000000";
 const QByteArray mountedVersion = "020720140202 2.7  0000000000000000";
 
-/// The kernel's moment between attaching and mounting; the clock that the
-/// programs are timed by may go slower than the tool's, by a thousandth at most.
+/// The pause for the kernel between attaching and mounting. The clock that times the
+/// programs may be slower than the tool's, by a thousandth at most.
 const double pauseBetween = 2000 * 0.999; // ms
 
 KeypadOptions options()
@@ -174,7 +174,7 @@ void TestMounting::mountFailures()
                  {attachCall}, mountCall);
 }
 
-/// The program is content, but there is no file system with an /etc.
+/// The program succeeds, but there is no file system with an /etc.
 void TestMounting::nothingToMount()
 {
     RigKeypad &keypad = m_rig->keypad;
@@ -194,7 +194,7 @@ void TestMounting::nothingToMount()
 void TestMounting::environmentStaysWithoutAMount()
 {
     RigKeypad &keypad = m_rig->keypad;
-    // What lies there before the mount is not looked at.
+    // What is there before the mount does not count.
     QVERIFY(keypad.makeDir("/mnt/usr/lib/panel"));
     QVERIFY(keypad.writeFile("/mnt/usr/lib/panel/version", "20140303 3.9\n"));
     QCOMPARE(version(), runningVersion);
@@ -271,8 +271,7 @@ void TestMounting::flashingUnmountsNothing()
     QVERIFY(!Programs::calls(m_rig->keypad).contains(attachCall));
 }
 
-/// The second request finds the volume attached, and is told so; the first one
-/// goes its way.
+/// The second request finds the volume attached and fails; the first one goes on.
 void TestMounting::requestDuringThePause()
 {
     m_rig.reset(new Rig(options()));

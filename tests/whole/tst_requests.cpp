@@ -59,7 +59,7 @@ void TestRequests::init()
     QVERIFY(m_rig->keypad.isRunning());
 }
 
-/// Whole frames as they stand on the line.
+/// Whole frames as they are on the line.
 void TestRequests::worked_data()
 {
     QTest::addColumn<QByteArray>("sent");
@@ -419,7 +419,7 @@ void TestRequests::refusedStores_data()
                             << QByteArray("00080000000000") << "leds/ac/brightness=255 refused";
 }
 
-/// A store that the driver refuses is stored once, and nobody hears of it.
+/// A store that the driver refuses is made once and reported nowhere.
 void TestRequests::refusedStores()
 {
     QFETCH(QString, path);

@@ -1,5 +1,5 @@
-/// The card: told of by the pipe, read back on request, each result by a cause
-/// that a real card has.
+/// The card: announced through the pipe, read back on request, with every result caused
+/// as by a real card.
 #include "tests/support/testprogram.h"
 #include "tests/whole/rig.h"
 
@@ -68,7 +68,7 @@ bool TestSdCard::insert(const QString &dir)
                QStringLiteral("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=") + dir);
 }
 
-/// An empty card that behaves as @p kind, in the slot.
+/// An empty card in the slot that behaves as @p kind says.
 bool TestSdCard::freshCard(VirtualKeypad::Card kind)
 {
     RigKeypad &keypad = m_rig->keypad;
@@ -115,7 +115,7 @@ void TestSdCard::toldByThePipe()
     const Outcome outcome = m_rig->settle();
     QCOMPARE(outcome.line, QStringList()); // the station is told nothing
 
-    // The monitor and the main thread log when each of them comes to it.
+    // The monitor and the main thread log in any order.
     QCOMPARE(outcome.log.filter("SD mon read: "),
              QStringList({"debug: In ATE Mode--->,SD mon read: #/media/mmcblk0p1\n",
                           "debug: In ATE Mode--->,SD mon read: !/media/mmcblk0p1\n",
@@ -280,11 +280,12 @@ void TestSdCard::full()
     QVERIFY(m_rig->keypad.exists(testFile));
 }
 
-/// The first digit of the file comes back as its neighbour.
+/// The first digit of the file is read back as the next or previous one.
 void TestSdCard::readsBackWrong()
 {
     QVERIFY2(freshCard(VirtualKeypad::ReadsBackWrong), qPrintable(m_rig->keypad.errorString()));
-    // By chance the digit is a letter whose neighbour is none: then 0 is read.
+    // The digit may happen to be a letter that becomes something else than a digit: then
+    // 0 is read.
     const Outcome outcome = read();
     QCOMPARE(outcome.line.size(), 1);
     QCOMPARE(outcome.line.first().left(13), QString("6162 01050203"));

@@ -39,7 +39,7 @@ KeypadOptions lacking(const QStringList &paths)
     return options;
 }
 
-/// A keypad whose tool goes by @p clock.
+/// A keypad whose tool uses @p clock.
 KeypadOptions on(ToolClock &clock, KeypadOptions options = KeypadOptions())
 {
     clock.wind(options);
@@ -64,7 +64,7 @@ QByteArray rawNext(Rig &rig)
     return received ? received->raw : rig.station.errorString().toUtf8();
 }
 
-/// Shows that the tool is alive where no line leads to it.
+/// Shows that the tool is alive when it has no line.
 bool buzzesWithTheKey(RigKeypad &keypad)
 {
     keypad.clearStores();
@@ -113,7 +113,7 @@ void TestStartup::healthyBoard()
 {
     Rig rig;
     QVERIFY2(rig.start(), qPrintable(rig.why()));
-    // The logo answers like any test image, ahead of the ready message.
+    // The logo is answered like any test image, before the ready message.
     QCOMPARE(rawNext(rig), ack);
     QCOMPARE(rawNext(rig), readyFrame);
     QCOMPARE(rig.settle().line, QStringList());
@@ -197,7 +197,8 @@ void TestStartup::commandLine()
     QVERIFY(lineSettings(rig.keypad, &settings));
     QCOMPARE(uint(cfgetospeed(&settings)), speed);
 
-    // Only "-n" exactly as it is switches the checks off: the checksum of this echo is wrong.
+    // Only "-n", exactly like this, switches the checks off: the checksum of this echo is
+    // wrong.
     rig.forget();
     QVERIFY(rig.station.sendRaw("7E000C6002175AFFFF7F\r\n"));
     QCOMPARE(rig.next(), arguments.contains("-n") ? QString("6003 5A") : QString("0005"));
@@ -208,13 +209,13 @@ void TestStartup::checksOff()
     Rig rig(with({"-b", "-n"})); // a word as speed, and nevertheless the switch
     QVERIFY2(rig.startReady(), qPrintable(rig.why()));
 
-    // Neither the length field nor the checksum count, the data are what
-    // stands between the header check and the last six characters.
+    // Neither the length field nor the checksum count, the data are what is between the
+    // header check and the last six characters.
     QVERIFY(rig.station.sendRaw("7E123460022AABCDEFXXXX7F\r\n"));
     QCOMPARE(rig.next(), QString("6003 ABCDEF"));
     QVERIFY(rig.station.sendRaw("7eZZZZ60022A00007f\r\n"));
     QCOMPARE(rig.next(), QString("6003"));
-    // The marks and the size still do.
+    // The marks and the size still count.
     QCOMPARE(rig.raw("7D000C6002175A02F57F\r\n").line, QStringList("0005"));
     QCOMPARE(rig.raw("7E000C6002175A7F\r\n").line, QStringList("0005"));
 }
@@ -233,7 +234,7 @@ void TestStartup::exitRequest()
     QVERIFY(rig.keypad.waitForExit());
     QCOMPARE(rig.keypad.exitStatus().signal, 0);
     QCOMPARE(rig.keypad.exitStatus().code, 0);
-    // Only the time-out takes the card's power away.
+    // Only the time-out switches the card's power off.
     QCOMPARE(rig.stores(), QStringList());
 }
 
@@ -357,7 +358,7 @@ void TestStartup::noBuzzer()
     QVERIFY(rig.station.waitForReady());
     QVERIFY(rig.settle().log.contains("warning: Failed to open buzzer file"));
 
-    // The home key stays silent, without a word.
+    // The home key stays silent, and nothing is logged.
     rig.forget();
     rig.keypad.pressHome();
     AWAIT_COMPARE(rig.request(0x7070).line, QStringList("7071 01"));
@@ -372,7 +373,7 @@ void TestStartup::noBuzzer()
 
 // The time-outs
 
-/// Wakes the tool, which then finds its time to be up.
+/// Wakes the tool, which then finds that its time is up.
 void TestStartup::expectTimeOut(Rig &rig)
 {
     rig.keypad.pressHome();
@@ -401,8 +402,8 @@ void TestStartup::fifteenSecondsAtSixtyTimesTheSpeed()
         power << QString::fromLatin1(store.text);
     QCOMPARE(power, QStringList({"1", "0"}));
 
-    // By the tool's own clock, which is not the one that the timer goes by: a
-    // correction of the time in between makes some milliseconds at this speed.
+    // By the tool's own clock, which is not the timer's: a correction of the time in
+    // between is some milliseconds at this speed.
     QTime start;
     QTime end;
     const QList<VirtualKeypad::LogLine> log = rig.keypad.log();
@@ -473,7 +474,8 @@ void TestStartup::tenMinutesCountFromTheLastFrame()
     QVERIFY(rig.station.sendRaw(echoRequest));
     QCOMPARE(rig.next(), QString("6003 5A"));
 
-    // A length that lies counts as a frame, as an unknown type does; marks that lie do not.
+    // A frame with a wrong length counts, and so does an unknown type; wrong marks do
+    // not.
     QVERIFY(clock.set(400));
     QVERIFY(rig.station.sendRaw("7E000D6002175A02F57F\r\n"));
     QCOMPARE(rig.next(), QString("0005"));

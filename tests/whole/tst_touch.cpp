@@ -7,7 +7,7 @@
 namespace
 {
 
-/// The middle of the start button, which lies in a place 81 rows high.
+/// The middle of the start button, in its place that is 81 rows high.
 const QPoint startButton(400, 260);
 const QPoint corner(26, 31);
 
@@ -38,7 +38,7 @@ private slots:
 private:
     /// The corner target as it looks now.
     QImage target() { return m_rig->keypad.screen().copy(20, 20, 22, 22); }
-    /// Takes the finger off and to where it shows nowhere.
+    /// Lifts the finger and moves it to where it has no effect.
     void moveAway();
 
     QScopedPointer<Rig> m_rig;
@@ -92,7 +92,7 @@ void TestTouch::reportsPresses()
     RigKeypad &keypad = m_rig->keypad;
     QVERIFY(keypad.press(at.x(), at.y()));
     QCOMPARE(m_rig->next(), reply);
-    // Where the finger moves and where it leaves is not reported.
+    // Moves and the lifting of the finger are not reported.
     QVERIFY(keypad.move(at.x() / 2 + 100, at.y() / 2 + 50));
     QVERIFY(keypad.release());
     QCOMPARE(m_rig->settle().line, QStringList());

@@ -1,7 +1,7 @@
-// Preloaded into the tool by a test: its terminal becomes a UART whose driver hands
-// over what it has received in pieces of 16 bytes, one more at each look. Nothing
-// depends on time: who reads at once gets the first piece, who waits until nothing
-// more comes gets all.
+// Preloaded into the tool by a test: its terminal becomes a UART whose driver hands over
+// what it has received in pieces of 16 bytes, one more at each look. Nothing depends on
+// time: whoever reads at once gets the first piece, and whoever waits until nothing more
+// comes gets all.
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
@@ -16,7 +16,7 @@ namespace
 
 const int piece = 16;
 
-/// What the reader has been told of so far.
+/// How much the reader has been told about so far.
 int handedOver = 0;
 
 template<typename Function> Function real(const char *name)
