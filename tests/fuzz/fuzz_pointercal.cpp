@@ -84,7 +84,7 @@ private:
     QVector<QPoint> m_seen;
 };
 
-/// The library lives through every file, and calculates what the tool expects of it.
+/// The library survives every file, and calculates what the tool expects.
 void checkLibrary(const QByteArray &content)
 {
     static int argc = 1;
@@ -143,7 +143,7 @@ void checkFile(const QByteArray &content)
     FUZZ_VERIFY(PointercalFile::parse(PointercalFile::format(map), &again), content);
     FUZZ_VERIFY(sameMap(again, map), content);
 
-    // What stands for the map is on the screen, whatever the file says.
+    // The points that represent the map are on the screen, whatever the file says.
     const QWSPointerCalibrationData points = pointsOf(map, screen);
     for (const QPoint &point : points.screenPoints)
         FUZZ_VERIFY(QRect(QPoint(0, 0), screen).contains(point), content);

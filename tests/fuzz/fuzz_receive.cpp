@@ -199,7 +199,7 @@ void checkGood(const QByteArray &message, const wire::Frame &reply, bool replied
     FUZZ_VERIFY(raised <= 1, message);
     if (refused)
         return;
-    // A picture is acknowledged by whoever shows it; everything else by the engine.
+    // Whoever shows a picture acknowledges it; the engine acknowledges everything else.
     const bool later = type == wire::PatternRequest ? message.size() > 18 : !answers->ack;
     FUZZ_VERIFY(replied == !later, message);
     FUZZ_VERIFY(later || reply.type == wire::Ack, message);

@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     }
 
-    // One line, no white space around it, and nothing behind a zero byte.
+    // One line, no white space around it, and nothing after a zero byte.
     FUZZ_VERIFY(event.dir.trimmed() == event.dir, line);
     FUZZ_VERIFY(!event.dir.contains(QChar(0)), line);
     QByteArray dir = line.mid(1);

@@ -232,7 +232,7 @@ void TestKeypadCommand::powerComesAndGoes()
     bench.write("power off\nhome down\nhome up\npower on\n");
     QVERIFY(readLine(bench).startsWith("tool "));
     QCOMPARE(readLine(bench), QByteArray("output   started"));
-    // The end that nobody switched it to ends the keypad.
+    // When it ends without having been switched off, the keypad ends.
     bench.write("set /sys/class/leds/ac/brightness 9\n");
     QCOMPARE(readLine(bench), QByteArray("the tool ended with exit status 0"));
     QVERIFY(bench.waitForFinished());

@@ -113,7 +113,7 @@ void TestVirtualKeypad::boardsPlaces()
     QCOMPARE(keypad.listDir("/boot/fw-1.2"),
              QStringList({"imx28_ivt_linux.sb", "qm8velrootfs.ubi"}));
     QCOMPARE(keypad.listDir("/mnt"), QStringList());
-    // Nothing but the way to this build, where that is below it.
+    // Only the path to this build, if that is below it.
     QStringList home = keypad.listDir("/root");
     const QString build = qEnvironmentVariable("MFTOOL_BUILD_DIR");
     if (build.startsWith(QStringLiteral("/root/")))
@@ -362,7 +362,7 @@ void TestVirtualKeypad::logOfATalkativeToolIsComplete()
 {
     VirtualKeypad keypad(shell("seq 1 100000; echo over"));
     QVERIFY(keypad.start());
-    // Nobody looks meanwhile: the tool must get on all the same.
+    // Nobody is reading meanwhile: the tool must go on all the same.
     const QString state = QString("/proc/%1").arg(keypad.toolPid());
     QDeadlineTimer deadline(20000);
     while (QFile::exists(state) && !deadline.hasExpired())

@@ -21,9 +21,9 @@ public:
     ~OtherSide();
     Q_DISABLE_COPY(OtherSide)
 
-    /// What the code under test reads answers from.
+    /// Where the code under test reads answers from.
     int answers() const { return m_answers; }
-    /// What it asks on.
+    /// Where it asks.
     FILE *questions() const { return m_questions; }
 
     /// Answers; a terminal has the line when this returns.
@@ -34,7 +34,7 @@ public:
     QByteArray heard() const;
     /// Does @p what, in the event loop, as soon as @p isTime holds; one such thing at a time.
     void when(const std::function<bool()> &isTime, const std::function<void()> &what);
-    /// Says @p answer once @p text has been asked so many times.
+    /// Says @p answer once @p text has been asked that many times.
     void answer(const QByteArray &text, const QByteArray &answer, int times = 1);
 
 private:

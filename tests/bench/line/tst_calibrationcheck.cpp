@@ -60,7 +60,7 @@ void TestCalibrationCheck::judges_data()
     QTest::newRow("corner far off")
         << points({796, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}) << "34.2 px"
         << false << "34.2 px, most at the top left";
-    // One map takes both axes for each other, and a screen so is no good.
+    // One map swaps both axes, and such a screen is no good.
     QTest::newRow("swapped axes") << points({418, 396}, {3442, 396}, {3442, 3404}, {418, 3404},
                                             {1930, 1900})
                                   << "0 px" << true
@@ -107,7 +107,8 @@ void TestCalibrationCheck::judgesTurnedPanels_data()
     QTest::newRow("upside down") << upsideDown << true << false;
 }
 
-/// What a panel counts the other way round is said in the plan, and then nothing else will do.
+/// The plan says when a panel counts the other way round, and then nothing else is
+/// accepted.
 void TestCalibrationCheck::judgesTurnedPanels()
 {
     QFETCH(CalibrationPoints, points);

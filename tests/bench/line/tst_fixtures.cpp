@@ -26,7 +26,7 @@ namespace
 
 const int RunLimitMs = 120000; ///< for a small plan on a machine that is busy
 
-/// What a person does is asked for, what the board shows is not.
+/// The operator is asked for what a person does, but not for what the board shows.
 const QByteArray SmallPlan = R"({"plan":"small","title":"A small plan","operator_limit_ms":60000,
     "steps":[
     {"name":"Start","operator":{"ask":"Switch it on.","do":[{"power":"on"}]},
@@ -164,7 +164,7 @@ bool hasPendingEnd(pid_t process)
     return false;
 }
 
-/// Whether it is gone; one that nobody has buried is.
+/// Whether it is gone; a process that nobody has waited for is.
 bool hasEnded(pid_t process)
 {
     const QByteArray stat = contentOf(QStringLiteral("/proc/%1/stat").arg(process));
@@ -386,7 +386,7 @@ void TestFixtures::questionsNameTheFixture()
     const QByteArray ofRight = "  >> right: Is it bright? [y/n]\n";
     QTRY_VERIFY_WITH_TIMEOUT(run.output().contains(ofLeft) || run.output().contains(ofRight),
                              30000);
-    // One at a time, and neither is answered by Enter alone.
+    // One at a time, and Enter alone answers neither.
     const bool leftIsFirst = run.output().contains(ofLeft);
     const QByteArray first = leftIsFirst ? ofLeft : ofRight;
     const QByteArray second = leftIsFirst ? ofRight : ofLeft;
@@ -469,7 +469,7 @@ void TestFixtures::aProcessThatDiesTakesNothingWithIt()
     QCOMPARE(record.value(QStringLiteral("reason")).toString(),
              QStringLiteral("the process that tested it: it was killed, or crashed"));
     QVERIFY(QFile::exists(run.latest() + QStringLiteral("/unit-01/report.html")));
-    // Others hear of it as of any unit, and it is told once where all records are.
+    // It is reported like any unit, and the place of all records is printed once.
     QVERIFY(contentOf(told).contains("/unit-01/record.json\n"));
     const QByteArray stored = storedBy(run, {QStringLiteral("list")});
     QCOMPARE(stored.count("pass"), 2);
@@ -541,7 +541,7 @@ void TestFixtures::anInterruptReachesEveryFixture()
              run.output().constData());
 }
 
-/// The first one cannot be obeyed by units that stand still.
+/// Units that are stopped cannot obey the first one.
 void TestFixtures::aSecondInterruptEndsAllAtOnce()
 {
     Run run(PatientPlan);
@@ -645,7 +645,7 @@ void TestFixtures::anOutputThatNobodyReadsEndsEveryFixture()
     }
 }
 
-/// The disk is one of a few pages, in a name space that nobody else sees.
+/// The disk has a few pages and is in a name space of its own.
 void TestFixtures::aFullDiskDoesNotTakeTheVerdicts()
 {
     QStringList inside = {QStringLiteral("--mount")};

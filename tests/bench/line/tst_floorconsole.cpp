@@ -38,7 +38,7 @@ QJsonObject json(const char *text)
 
 const QStringList Names = {QStringLiteral("left"), QStringLiteral("the right")};
 
-/// What the console said to the fixtures: "0 {...}".
+/// What the console told the fixtures: "0 {...}".
 class Said
 {
 public:

@@ -16,7 +16,7 @@ bool hasValidator()
     return !QStandardPaths::findExecutable(QStringLiteral("xmllint")).isEmpty();
 }
 
-/// What xmllint has against the file; empty for nothing.
+/// What xmllint finds wrong with the file; empty if nothing.
 QByteArray complaints(const QByteArray &xml)
 {
     QTemporaryFile file;

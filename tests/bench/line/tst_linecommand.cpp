@@ -47,7 +47,7 @@ QStringList stepsThatFailed(const QJsonObject &record)
     return names;
 }
 
-/// What a failed test says of them: a whole output is too long to be shown.
+/// What a failed test shows of them: the whole output is too long.
 QString whyTheyFailed(const QJsonObject &record)
 {
     QStringList reasons;
@@ -146,7 +146,7 @@ const QList<FaultRow> &faultRows()
 
 const char Production[] = SOURCE_DIR "/bench/plans/production.json";
 
-/// What a person does is asked for, what the board shows is not.
+/// The operator is asked for what a person does, but not for what the board shows.
 const QByteArray SmallPlan = R"({"plan":"small","title":"A small plan","operator_limit_ms":20000,
     "steps":[
     {"name":"Start","operator":{"ask":"Switch it on.","do":[{"power":"on"}]},
@@ -253,7 +253,7 @@ void TestLineCommand::cleanupTestCase()
     m_good.reset();
 }
 
-/// Keeps some runs going beside each other, in the order of the rows.
+/// Keeps some runs going side by side, in the order of the rows.
 void TestLineCommand::startMore()
 {
     int running = m_good->isOver() ? 0 : 1;
@@ -320,7 +320,7 @@ void TestLineCommand::aGoodUnitPasses()
         const QImage image(dir + QLatin1String(picture) + QStringLiteral(".png"));
         QVERIFY2(image.size() == QSize(800, 480), picture);
     }
-    // The status that the result comes with is on the screen: much later it is no other.
+    // The status that comes with the result is on the screen and stays the same.
     const QRect status(0, 225, 800, 80);
     QCOMPARE(QImage(dir + QStringLiteral("flashed.png")).copy(status),
              QImage(dir + QStringLiteral("calibrated.png")).copy(status));
@@ -573,8 +573,8 @@ void TestLineCommand::helpTellsAllFaults()
         QVERIFY2(run.output().contains(QLatin1String(row.name)), row.name);
 }
 
-/// A virtual keypad behind a pty is as good as a real one behind a serial port:
-/// the line has nothing but the path.
+/// A virtual keypad on a pty is as good as a real one on a serial port: the line knows
+/// only the path.
 void TestLineCommand::aRealUnitIsAskedFor()
 {
     VirtualKeypad keypad;
@@ -642,7 +642,7 @@ void TestLineCommand::aQuestionCanBeInterrupted()
 {
     VirtualKeypad keypad;
     QVERIFY2(keypad.prepare(), qPrintable(keypad.errorString()));
-    // The unit is off: nothing but the question goes on.
+    // The unit is off: only the question goes on.
     Run run({smallPlan(R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
         {"name":"Light","look":"Is it bright?"}]})"),
              QStringLiteral("--port"), keypad.linePath()});
@@ -877,7 +877,7 @@ void TestLineCommand::anOperatorScansEachUnit()
     }
     QCOMPARE(ids.size(), 3);
 
-    // The next run knows what this one has tested, from the store or without one.
+    // The next run knows what this one has tested, with or without a store.
     const QString store = run.dir.filePath(QStringLiteral("records.sqlite"));
     QVERIFY(output.endsWith(QStringLiteral("Store:   %1\n").arg(store)));
     for (const QString &place : {store, QStringLiteral("none")}) {
@@ -1043,7 +1043,7 @@ void TestLineCommand::aStoreThatIsAwayChangesNothing()
              QStringLiteral("pass"));
 }
 
-/// What a killed run, or a server that was away, has left is stored with the next unit.
+/// What a killed run or a missing server has left behind is stored with the next unit.
 void TestLineCommand::aRecordWaitsForTheNextRun()
 {
     const QString store = m_dir.filePath(QStringLiteral("shared.sqlite"));
@@ -1108,7 +1108,7 @@ void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts_data()
                                            << ".*report.html";
 }
 
-/// The disk is one of a few pages, in a name space that nobody else sees.
+/// The disk has a few pages and is in a name space of its own.
 void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts()
 {
     QFETCH(QString, size);

@@ -84,7 +84,7 @@ private:
     QProcess m_process;
 };
 
-/// "NA, ACK, ...": what a message may offer in an unknown one's place.
+/// "NA, ACK, ...": what an error message offers in place of an unknown type.
 QByteArray replyNames()
 {
     QByteArrayList names;
@@ -992,8 +992,8 @@ void TestPlan::speaksBeforeItAsks()
     }
 }
 
-/// Up to 91 seconds were seen from power to "ready"; a virtual keypad, which has none to
-/// wait for, fails sooner.
+/// Up to 91 seconds were seen from power to "ready"; a virtual keypad, which need not
+/// boot, fails sooner.
 void TestPlan::productionWaitsForABoot()
 {
     QString error;

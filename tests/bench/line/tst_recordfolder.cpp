@@ -75,7 +75,7 @@ void TestRecordFolder::keepsLatestUpToDate()
              QFileInfo(second.path()).canonicalFilePath());
 }
 
-/// Each stands before the same moment, as stations that share a folder do; again and again,
+/// All start at the same moment, as stations that share a folder may. Again and again,
 /// because two must meet within a few microseconds to show whether one can lose.
 void TestRecordFolder::givesManyAtOnceAFolderEach()
 {

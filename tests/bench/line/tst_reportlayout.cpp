@@ -33,7 +33,7 @@ function measure(frame) {
   const all = [...page.body.querySelectorAll('*')].filter(shown);
   const wide = all.filter(e => e.getBoundingClientRect().right > view.innerWidth + 1 ||
                                e.getBoundingClientRect().left < -1);
-  // What holds a sentence must be wide enough to read it.
+  // A column with sentences must be wide enough to read them.
   const narrow = all.filter(e => /^(TD|DD|P|H1)$/.test(e.tagName) &&
                                  e.textContent.trim().length > 30 &&
                                  e.getBoundingClientRect().width < 8.5 * size(e));
@@ -254,7 +254,7 @@ QByteArray TestReportLayout::browse(const QStringList &arguments)
 
 QJsonObject TestReportLayout::measured(const QByteArray &html, int width)
 {
-    // A window has a least width of its own, a frame has none.
+    // A window has a minimum width, a frame has none.
     QFile file(m_dir.filePath(QStringLiteral("measure.html")));
     if (!file.open(QIODevice::WriteOnly))
         return QJsonObject();

@@ -265,7 +265,7 @@ void TestMeaning::complainsOfWrongData()
 
     const wire::Meaning meaning = wire::meaningOf(frameOf(type, data));
     QCOMPARE(meaning.complaint, complaint);
-    // What the data mean is not invented.
+    // No meaning of the data is invented.
     if (wire::senderOf(type) == wire::Sender::Station && !meaning.text.startsWith("send "))
         QVERIFY(!meaning.fields.isEmpty());
     else if (meaning.fields.isEmpty())

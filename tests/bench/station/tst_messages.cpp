@@ -65,7 +65,7 @@ void TestMessages::knowsTheAnswers()
     QVERIFY(answers.has_value());
     QCOMPARE(answers->ack, ack);
     QCOMPARE(answers->reply, reply);
-    // A reply behind an ACK may take long and has a limit of its own.
+    // A reply after an ACK may take long and has a limit of its own.
     QCOMPARE(answers->lateLimitMs > 0, ack && reply != 0);
     QCOMPARE(answers->wrongLength, quint16(type == 0x7020 ? 0x0003 : 0x0005));
 }
@@ -81,7 +81,7 @@ void TestMessages::knowsWhoSends()
     QCOMPARE(wire::typeName(0x003F), QString("unknown type 003F"));
 }
 
-/// Every type once, so that none hides another.
+/// Every type only once, so that no row hides another.
 void TestMessages::standInTheOrderOfTypes()
 {
     int before = -1;

@@ -123,7 +123,7 @@ void TestReplay::findsASurplusReply()
 
 void TestReplay::givesALateReplyItsTime()
 {
-    // Recorded 60 s after its request: no margin is needed for one that is quicker.
+    // Recorded 60 s after its request: a quicker one needs no margin.
     const QByteArray late = "2026-03-01T09:30:01.000000Z > \"7E000A70801C02907F\\r\\n\"\n"
                             "2026-03-01T09:31:01.000000Z < \"7E001270810F0001234504347F\\r\\n\"\n";
     QTimer::singleShot(100, this, [this] { m_keypad->say(VoltageReply); });

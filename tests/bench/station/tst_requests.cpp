@@ -93,7 +93,8 @@ void TestRequests::refusesWrongRequests_data()
     } rows[] = {
         {"", "unknown request \"\""},
         {"light 1", "unknown request \"light\""},
-        // It leaves the station's prompt, and must not end the tool where somebody expects that.
+        // It leaves the station's prompt, and must not end the tool, as somebody may
+        // expect.
         {"quit", "unknown request \"quit\""},
         {"backlight", "usage: backlight LEVEL"},
         {"backlight 1 2", "usage: backlight LEVEL"},

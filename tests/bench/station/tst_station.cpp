@@ -32,7 +32,7 @@ const QByteArray VoltageRequest = "7E000A70801C02907F\r\n";
 const QByteArray MountRequest = "7E000A70601A028C7F\r\n";
 const QByteArray FlashRequest = "7E000A70501902837F\r\n";
 
-/// A limit for what must not come; long enough to be missed, short enough to wait for.
+/// A limit for what must not come: long enough to notice it, short enough to wait for.
 const int ShortMs = 60;
 
 } // namespace
@@ -321,7 +321,7 @@ void TestStation::requestIsRefused()
 void TestStation::requestWaitsForTheLateReply()
 {
     m_keypad->answer(MountRequest, Ack);
-    // The late reply has a limit of its own, so it may come behind the limit of the ACK.
+    // The late reply has a limit of its own, so it may come after the limit of the ACK.
     QTimer::singleShot(300, this, [this] { m_keypad->say(Mounted); });
     const Answer answer = m_station->request(0x7060, QByteArray(), 250);
     QVERIFY2(answer.ok(), qPrintable(answer.error));
@@ -370,7 +370,7 @@ void TestStation::requestKeepsWhatElseCame()
 
 void TestStation::requestDropsWhatCameBefore()
 {
-    // An ACK that was late for an earlier request is none for this one.
+    // A late ACK to an earlier request does not count for this one.
     m_keypad->say(Ack);
     QVERIFY(m_station->waitFor(0x0004));
     m_keypad->say(Ack);
@@ -465,7 +465,7 @@ void TestStation::hangsUpWhileWaiting()
 
 void TestStation::deliversWhatCameBeforeTheHangUp()
 {
-    // A pty throws away what its reader has not fetched when it hangs up.
+    // When a pty hangs up, it throws away what its reader has not fetched.
     m_keypad->say(Ack + "7E000A");
     QTRY_COMPARE(m_station->pending(), QByteArray("7E000A"));
     m_keypad->hangUp();

@@ -153,7 +153,7 @@ void TestStationCommand::carriesOutOneCommand()
                 .match(lines.at(1))
                 .hasMatch());
 
-    // What was there before the request is no answer to it, and stands before it.
+    // What was there before the request is not an answer to it, and comes before it.
     m_keypad->say("7E000A99995102B77F\r\n");
     const QStringList late = station({"backlight", "100"}).out.split('\n');
     QCOMPARE(late.size(), 4);
