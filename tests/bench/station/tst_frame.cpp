@@ -2,6 +2,7 @@
 
 #include <QtTest>
 
+#include "tests/bench/station/samples.h"
 #include "tests/support/testprogram.h"
 
 using wire::Problem;
@@ -35,36 +36,9 @@ void TestFrame::buildsRequests_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QByteArray>("frame");
 
-    const struct {
-        const char *name;
-        quint16 type;
-        const char *data;
-        const char *frame;
-    } rows[] = {
-        {"exit", 0x6001, "", "7E000A60011402797F"},
-        {"echo", 0x6002, "ABCD", "7E000E600219ABCD038D7F"},
-        {"version", 0x603C, "01", "7E000C603C2B0103007F"},
-        {"backlight", 0x6143, "0064", "7E000E61431F006403607F"},
-        {"bias power", 0x6143, "0101", "7E000E61431F010103587F"},
-        {"LEDs", 0x6144, "000F0000000000", "7E0018614414000F0000000000052F7F"},
-        {"buzzer", 0x6147, "80C8", "7E000E61472380C8036B7F"},
-        {"buzzer off", 0x6147, "0000", "7E000E614723000003487F"},
-        {"SD card", 0x6161, "011E02", "7E001061610B011E0203B67F"},
-        {"test image", 0x7000, "bars", "7E000E700018bars04297F"},
-        {"no test image", 0x7000, "", "7E000A70001402797F"},
-        {"home LED", 0x7010, "32", "7E000C7010173202E47F"},
-        {"calibration", 0x7020, "01", "7E000C7020180102E27F"},
-        {"touch test", 0x7030, "01", "7E000C7030190102E47F"},
-        {"passthrough", 0x7040, "01", "7E000C70401A0102ED7F"},
-        {"relay", 0x7041, "AT", "7E000C70411BAT03237F"},
-        {"flash", 0x7050, "beta", "7E000E70501Dbeta042E7F"},
-        {"flash query", 0x7053, "", "7E000A70531C02907F"},
-        {"mount", 0x7060, "", "7E000A70601A028C7F"},
-        {"buttons", 0x7070, "", "7E000A70701B028E7F"},
-        {"voltage", 0x7080, "", "7E000A70801C02907F"},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.type << QByteArray(row.data) << QByteArray(row.frame);
+    for (const SampleCommand &sample : sampleCommands)
+        QTest::newRow(sample.command)
+            << sample.type << QByteArray(sample.data) << QByteArray(sample.frame);
 }
 
 void TestFrame::buildsRequests()
@@ -86,34 +60,9 @@ void TestFrame::buildsReplies_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QByteArray>("line");
 
-    const struct {
-        const char *name;
-        quint16 type;
-        const char *data;
-        const char *line;
-    } rows[] = {
-        {"ACK", 0x0004, "", "7E000A00043102957F\r\n"},
-        {"NAK", 0x0005, "", "7E000A00053202977F\r\n"},
-        {"NA", 0x0003, "", "7E000A00033002937F\r\n"},
-        {"ready", 0x9999, "", "7E000A99995102B77F\r\n"},
-        {"echo", 0x6003, "ABCD", "7E000E60033AABCD03D87F\r\n"},
-        {"version", 0x603D, "010220140101 1.2  0000000000000000",
-         "7E002C603D6E010220140101 1.2  000000000000000009467F\r\n"},
-        {"SD card", 0x6162, "011E02000A1B2C3D4E5F60718293",
-         "7E0026616213011E02000A1B2C3D4E5F6071829308787F\r\n"},
-        {"calibration point", 0x7021, "030012004095", "7E001670210D03001200409504F97F\r\n"},
-        {"calibration result", 0x7022, "01", "7E000C70223A01032F7F\r\n"},
-        {"touch", 0x7031, "120045", "7E0010703108120045039C7F\r\n"},
-        {"relayed line", 0x7042, "OK", "7E000C70423COK036C7F\r\n"},
-        {"flash status", 0x7051, "0264", "7E000E70513E026403A27F\r\n"},
-        {"flash complete", 0x7052, "01", "7E000C70523D0103357F\r\n"},
-        {"flash failed", 0x7052, "00", "7E000C70523D0003347F\r\n"},
-        {"mounted", 0x7061, "01", "7E000C70613D0103357F\r\n"},
-        {"buttons", 0x7071, "03", "7E000C70713E0303397F\r\n"},
-        {"voltage", 0x7081, "00012345", "7E001270810F0001234504347F\r\n"},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.type << QByteArray(row.data) << QByteArray(row.line);
+    for (const SampleReply &sample : sampleReplies)
+        QTest::newRow(sample.text)
+            << sample.type << QByteArray(sample.data) << QByteArray(sample.line);
 }
 
 void TestFrame::buildsReplies()

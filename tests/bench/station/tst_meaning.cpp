@@ -1,5 +1,6 @@
 #include "bench/station/meaning.h"
 #include "bench/station/messages.h"
+#include "tests/bench/station/samples.h"
 #include "tests/support/testprogram.h"
 
 #include <QtTest>
@@ -22,12 +23,6 @@ private slots:
 namespace
 {
 
-struct RequestRow {
-    const char *command;
-    quint16 type;
-    const char *data;
-};
-
 wire::Frame frameOf(quint16 type, const QByteArray &data)
 {
     wire::Frame frame;
@@ -43,32 +38,10 @@ void TestMeaning::writesARequestAsItsCommand_data()
     QTest::addColumn<quint16>("type");
     QTest::addColumn<QByteArray>("data");
 
-    const RequestRow rows[] = {
-        {"exit", 0x6001, ""},
-        {"echo ABCD", 0x6002, "ABCD"},
-        {"version", 0x603C, "01"},
-        {"backlight 100", 0x6143, "0064"},
-        {"bias 1", 0x6143, "0101"},
-        {"leds 0F", 0x6144, "000F0000000000"},
-        {"buzzer 200", 0x6147, "80C8"},
-        {"buzzer off", 0x6147, "0055"},
-        {"sdread 30 2", 0x6161, "011E02"},
-        {"pattern bars", 0x7000, "bars"},
-        {"pattern-clear", 0x7000, ""},
-        {"home-led 50", 0x7010, "32"},
-        {"calibrate on", 0x7020, "01"},
-        {"touch-test off", 0x7030, "00"},
-        {"passthrough on", 0x7040, "01"},
-        {"relay AT", 0x7041, "AT"},
-        {"flash beta", 0x7050, "beta"},
-        {"flash", 0x7050, ""},
-        {"flash-query", 0x7053, ""},
-        {"mount", 0x7060, ""},
-        {"buttons", 0x7070, ""},
-        {"voltage", 0x7080, ""},
-    };
-    for (const RequestRow &row : rows)
-        QTest::newRow(row.command) << row.type << QByteArray(row.data);
+    for (const SampleCommand &sample : sampleCommands)
+        QTest::newRow(sample.command) << sample.type << QByteArray(sample.data);
+    QTest::newRow("buzzer off") << quint16(0x6147) << QByteArray("0055");
+    QTest::newRow("touch-test off") << quint16(0x7030) << QByteArray("00");
 }
 
 void TestMeaning::writesARequestAsItsCommand()
@@ -92,41 +65,25 @@ void TestMeaning::decodesReplies_data()
         const char *data;
         const char *text;
     } rows[] = {
-        {0x0003, "", "NA"},
-        {0x0004, "", "ACK"},
-        {0x0005, "", "NAK"},
-        {0x9999, "", "ready"},
-        {0x6003, "ABCD", "echo \"ABCD\""},
-        {0x603D, "010220140101 1.2  0000000000000000", "version 1.2 '20140101 1.2'"},
         {0x603D, "01021.2.3         0000000000000000", "version 1.2 '1.2.3'"},
-        {0x6162, "011E02000A1B2C3D4E5F60718293",
-         "SD card: status 0 (all ten bytes match), timeout 30, port 2, bytes "
-         "0A1B2C3D4E5F60718293"},
         {0x6162, "0105020100000000000000000000",
          "SD card: status 1 (no card mounted), timeout 5, port 2, bytes 00000000000000000000"},
-        {0x7021, "030012004095", "calibration point 3 (top right) at 120,4095"},
         {0x7021, "0200000-0005", "calibration point 2 (bottom right) at 0,-5"},
-        {0x7022, "01", "calibration accepted"},
         {0x7022, "00", "calibration rejected"},
-        {0x7031, "120045", "touch at 120,45"},
         {0x7031, "007042", "touch at 7,42"},
-        {0x7042, "OK", "QB740 line \"OK\""},
         {0x7051, "0128", "flash stage 1 (scanning) 40 %"},
         {0x7051, "0065", "flash stage 0 (boot stream) 101 %"},
-        {0x7051, "0264", "flash stage 2 (flashing) 100 %"},
         {0x7051, "0300", "flash stage 3 (formatting) 0 %"},
-        {0x7052, "01", "flash complete"},
-        {0x7052, "00", "flash failed"},
-        {0x7061, "01", "mounted"},
         {0x7061, "00", "mount failed"},
         {0x7071, "00", "buttons: home up, tamper inactive"},
         {0x7071, "01", "buttons: home down, tamper inactive"},
         {0x7071, "02", "buttons: home up, tamper active"},
-        {0x7071, "03", "buttons: home down, tamper active"},
-        {0x7081, "00012345", "voltage reading '00012345'"},
         {0x7081, "0000abcd", "voltage reading '0000abcd'"},
         {0x1234, "xy", "unknown type 1234, data \"xy\""},
     };
+    for (const SampleReply &sample : sampleReplies)
+        QTest::newRow(sample.text)
+            << sample.type << QByteArray(sample.data) << QString(sample.text);
     for (const auto &row : rows)
         QTest::newRow(row.text) << row.type << QByteArray(row.data) << QString(row.text);
 }

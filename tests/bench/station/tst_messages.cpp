@@ -2,6 +2,7 @@
 
 #include <QtTest>
 
+#include "tests/bench/station/samples.h"
 #include "tests/support/testprogram.h"
 
 class TestMessages : public QObject
@@ -26,33 +27,8 @@ void TestMessages::knowsTheAnswers_data()
     QTest::addColumn<bool>("ack");
     QTest::addColumn<quint16>("reply");
 
-    const struct {
-        const char *name;
-        quint16 type;
-        bool ack;
-        quint16 reply;
-    } rows[] = {
-        {"exit", 0x6001, true, 0},
-        {"echo", 0x6002, false, 0x6003},
-        {"version", 0x603C, false, 0x603D},
-        {"backlight", 0x6143, true, 0},
-        {"LEDs", 0x6144, true, 0},
-        {"buzzer", 0x6147, true, 0},
-        {"SD card", 0x6161, false, 0x6162},
-        {"test image", 0x7000, true, 0},
-        {"home LED", 0x7010, true, 0},
-        {"calibration", 0x7020, true, 0},
-        {"touch test", 0x7030, true, 0},
-        {"passthrough", 0x7040, true, 0},
-        {"relay", 0x7041, true, 0},
-        {"flash", 0x7050, true, 0x7052},
-        {"flash query", 0x7053, false, 0x7051},
-        {"mount", 0x7060, true, 0x7061},
-        {"buttons", 0x7070, false, 0x7071},
-        {"voltage", 0x7080, false, 0x7081},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.type << row.ack << row.reply;
+    for (const SampleCommand &sample : sampleCommands)
+        QTest::newRow(sample.command) << sample.type << sample.isAcknowledged << sample.reply;
 }
 
 void TestMessages::knowsTheAnswers()

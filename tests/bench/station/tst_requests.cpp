@@ -1,5 +1,6 @@
 #include "bench/station/messages.h"
 #include "bench/station/requests.h"
+#include "tests/bench/station/samples.h"
 #include "tests/support/testprogram.h"
 
 #include <QtTest>
@@ -26,45 +27,26 @@ void TestRequests::parsesRequests_data()
         quint16 type;
         const char *data;
     } rows[] = {
-        {"exit", 0x6001, ""},
         {"echo", 0x6002, ""},
-        {"echo ABCD", 0x6002, "ABCD"},
         {"echo two words", 0x6002, "two words"},
         {"echo \\xE4\\r", 0x6002, "\xE4\r"},
-        {"version", 0x603C, "01"},
         {"backlight 0", 0x6143, "0000"},
-        {"backlight 100", 0x6143, "0064"},
         {"BACKLIGHT 255", 0x6143, "00FF"},
-        {"bias 1", 0x6143, "0101"},
         {"bias off", 0x6143, "0100"},
-        {"leds 0F", 0x6144, "000F0000000000"},
         {"led a", 0x6144, "000A0000000000"},
-        {"buzzer 200", 0x6147, "80C8"},
-        {"buzzer off", 0x6147, "0000"},
-        {"sdread 30 2", 0x6161, "011E02"},
         {"sd-read 255 0", 0x6161, "01FF00"},
-        {"pattern bars", 0x7000, "bars"},
         {"pattern /a/b c.png", 0x7000, "/a/b c.png"},
-        {"pattern-clear", 0x7000, ""},
-        {"home-led 50", 0x7010, "32"},
-        {"calibrate on", 0x7020, "01"},
         {"calibrate off", 0x7020, "00"},
-        {"touch-test on", 0x7030, "01"},
         {"touch-test 0", 0x7030, "00"},
-        {"passthrough on", 0x7040, "01"},
         {"passthrough off", 0x7040, "00"},
         {"relay AT+GMR", 0x7041, "AT+GMR"},
         {"relay", 0x7041, ""},
-        {"flash", 0x7050, ""},
-        {"flash beta", 0x7050, "beta"},
-        {"flash-query", 0x7053, ""},
-        {"mount", 0x7060, ""},
-        {"buttons", 0x7070, ""},
-        {"voltage", 0x7080, ""},
         {"send 6143 0064", 0x6143, "0064"},
         {"send 3", 0x0003, ""},
         {"send ffff a b", 0xFFFF, "a b"},
     };
+    for (const SampleCommand &sample : sampleCommands)
+        QTest::newRow(sample.command) << sample.type << QByteArray(sample.data);
     for (const auto &row : rows)
         QTest::newRow(row.command) << row.type << QByteArray(row.data);
 }
