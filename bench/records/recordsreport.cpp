@@ -23,7 +23,11 @@ using kainjow::mustache::data;
 
 const int SlowestShown = 15;
 const int FailuresShown = 20;
-const int MostDaysShown = 31; ///< more are put together in weeks or months
+const int MostDaysShown = 31; ///< more are put together in months
+const int FewPoints = 4;      ///< of the trend, each with its label and no wider than a quarter
+
+const int LimitDigits = 12; ///< as a plan has them
+const int DeviationDigits = 6;
 
 // Of the drawings, in their own units; the page scales them.
 const double ChartWidth = 600;
@@ -47,9 +51,24 @@ double share(qint64 part, qint64 whole)
     return whole == 0 ? 0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
-QString shown(double value)
+/// How many digits tell the values of a quantity apart, and show its whole numbers whole.
+int digitsOf(const QuantityAnswer &answer)
 {
-    return QString::number(value, 'g', 6);
+    const int fewest = 6;
+    const int most = 12;
+    const double largest = std::max(std::abs(answer.values.least), std::abs(answer.values.most));
+    const double spread = answer.values.most - answer.values.least;
+    int digits = fewest;
+    if (spread > 0)
+        digits = std::max(digits, 3 + static_cast<int>(std::ceil(std::log10(largest / spread))));
+    if (largest >= 1)
+        digits = std::max(digits, 1 + static_cast<int>(std::floor(std::log10(largest))));
+    return std::min(digits, most);
+}
+
+QString shown(double value, int digits)
+{
+    return QString::number(value, 'g', digits);
 }
 
 QString coordinate(double value)
@@ -57,9 +76,13 @@ QString coordinate(double value)
     return QString::number(value, 'f', 1);
 }
 
+/// Of a capability: one of thousands means limits that nobody measures against.
 QString orDash(const std::optional<double> &value)
 {
-    return value ? QString::number(*value, 'f', 2) : QStringLiteral("–");
+    if (!value)
+        return QStringLiteral("–");
+    return std::abs(*value) < 1000 ? QString::number(*value, 'f', 2)
+                                   : QString::number(*value, 'g', 3);
 }
 
 UnitCount total(const QList<UnitGroup> &groups)
@@ -142,9 +165,12 @@ data trend(const QList<UnitGroup> &groups)
         low = std::min(low, std::floor(10 * share(count.finalPass, count.units)) / 10);
     }
     const auto height = [low](double yield) { return ChartHeight * (1 - yield) / (1 - low); };
-    const double step = ChartWidth / static_cast<double>(std::max(1, int(points.size())));
+    const auto count = static_cast<double>(points.size());
+    const double step = ChartWidth / std::max(count, double(FewPoints));
+    const bool areFew = points.size() <= FewPoints;
     data bars{data::type::list};
     data rows{data::type::list};
+    data labels{data::type::list};
     QString first;
     QString last;
     int index = 0;
@@ -173,15 +199,17 @@ data trend(const QList<UnitGroup> &groups)
                     coordinate(height(share(it->finalPass, it->units))) + QLatin1Char(' ');
         }
         rows << countValues(it.key(), it.value());
+        if (areFew || index == 0 || index + 1 == points.size())
+            labels << data("label", text(it.key()));
     }
     data values;
+    values.set("areFew", data(areFew));
+    values.set("labels", labels);
     values.set("period", text(digits == 10 ? QStringLiteral("Day") : QStringLiteral("Month")));
     values.set("low", text(QString::number(std::lround(100 * low))));
     values.set("bars", bars);
     values.set("first", text(first.trimmed()));
     values.set("final", text(last.trimmed()));
-    values.set("from", text(points.isEmpty() ? QString() : points.firstKey()));
-    values.set("to", text(points.isEmpty() ? QString() : points.lastKey()));
     values.set("most", text(QString::number(most)));
     values.set("rows", rows);
     return values;
@@ -228,6 +256,7 @@ data histogram(const QuantityAnswer &answer)
     for (const qint64 bar : answer.bars)
         most = std::max(most, bar);
     const double width = ChartWidth / answer.bins.count;
+    const int digits = digitsOf(answer);
     data bars{data::type::list};
     for (int i = 0; i < answer.bars.size(); ++i) {
         const double height = ChartHeight * share(answer.bars.at(i), most);
@@ -237,7 +266,8 @@ data histogram(const QuantityAnswer &answer)
         bar.set("width", text(coordinate(std::max(1.0, width - 2))));
         bar.set("height", text(coordinate(height)));
         bar.set("label", text(QStringLiteral("%1 to %2: %3")
-                                  .arg(shown(answer.bins.edge(i)), shown(answer.bins.edge(i + 1)))
+                                  .arg(shown(answer.bins.edge(i), digits),
+                                       shown(answer.bins.edge(i + 1), digits))
                                   .arg(answer.bars.at(i))));
         bars << bar;
     }
@@ -247,16 +277,18 @@ data histogram(const QuantityAnswer &answer)
 QString limits(const QuantityAnswer &answer)
 {
     if (answer.minimum && answer.maximum)
-        return QStringLiteral("%1 to %2").arg(shown(*answer.minimum), shown(*answer.maximum));
+        return QStringLiteral("%1 to %2")
+            .arg(shown(*answer.minimum, LimitDigits), shown(*answer.maximum, LimitDigits));
     if (answer.minimum)
-        return QStringLiteral("at least %1").arg(shown(*answer.minimum));
+        return QStringLiteral("at least %1").arg(shown(*answer.minimum, LimitDigits));
     if (answer.maximum)
-        return QStringLiteral("at most %1").arg(shown(*answer.maximum));
+        return QStringLiteral("at most %1").arg(shown(*answer.maximum, LimitDigits));
     return QStringLiteral("none");
 }
 
 data quantityValues(const QuantityAnswer &answer)
 {
+    const int digits = digitsOf(answer);
     data values;
     values.set("plan", text(answer.plan));
     values.set("step", text(answer.step));
@@ -265,17 +297,17 @@ data quantityValues(const QuantityAnswer &answer)
     values.set("limits", text(limits(answer)));
     values.set("count", text(QString::number(answer.values.count)));
     values.set("outside", text(QString::number(answer.outside)));
-    values.set("mean", text(shown(answer.values.mean)));
-    values.set("deviation", text(shown(answer.values.deviation)));
-    values.set("least", text(shown(answer.values.least)));
-    values.set("most", text(shown(answer.values.most)));
+    values.set("mean", text(shown(answer.values.mean, digits)));
+    values.set("deviation", text(shown(answer.values.deviation, DeviationDigits)));
+    values.set("least", text(shown(answer.values.least, digits)));
+    values.set("most", text(shown(answer.values.most, digits)));
     values.set("cp", text(orDash(answer.values.cp(answer.minimum, answer.maximum))));
     values.set("cpk", text(orDash(answer.values.cpk(answer.minimum, answer.maximum))));
     values.set("bars", histogram(answer));
     values.set("low", limitLine(answer, answer.minimum));
     values.set("high", limitLine(answer, answer.maximum));
-    values.set("from", text(shown(answer.bins.from)));
-    values.set("to", text(shown(answer.bins.to())));
+    values.set("from", text(shown(answer.bins.from, digits)));
+    values.set("to", text(shown(answer.bins.to(), digits)));
     return values;
 }
 

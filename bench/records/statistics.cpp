@@ -45,10 +45,12 @@ Bins chooseBins(const Statistics &values, std::optional<double> minimum,
     const double spread = values.most - values.least;
     double least = values.least;
     double most = values.most;
-    // A limit far away from all values would leave only one bar for them.
-    if (minimum && least - *minimum <= 4 * spread)
+    // A limit far away from all values would leave only one bar for them. Values that are all
+    // alike have no more than one anyway.
+    const double near = spread > 0 ? 4 * spread : HUGE_VAL;
+    if (minimum && least - *minimum <= near)
         least = std::min(least, *minimum);
-    if (maximum && *maximum - most <= 4 * spread)
+    if (maximum && *maximum - most <= near)
         most = std::max(most, *maximum);
     if (most <= least)
         return {least - 0.5, 1, 1};

@@ -4,81 +4,18 @@
 #include "bench/line/report.h"
 #include "bench/station/meaning.h"
 #include "bench/station/messages.h"
+#include "tests/bench/browser.h"
 #include "tests/bench/line/samplerecord.h"
 #include "tests/support/testprogram.h"
 
 #include <QImage>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace
 {
-
-const int Phone = 390;
-const int Tablet = 760; // the narrowest with columns
-const int Desk = 1280;
-const int BrowserLimitMs = 120000;
-
-/// Measures a page inside of a frame as wide as a screen and answers in JSON.
-const char *const MeasureScript = R"(
-function measure(frame) {
-  const page = frame.contentDocument, view = frame.contentWindow;
-  const size = e => parseFloat(view.getComputedStyle(e).fontSize);
-  const shown = e => e.getClientRects().length > 0;
-  const all = [...page.body.querySelectorAll('*')].filter(shown);
-  const wide = all.filter(e => e.getBoundingClientRect().right > view.innerWidth + 1 ||
-                               e.getBoundingClientRect().left < -1);
-  // A column with sentences must be wide enough to read them.
-  const narrow = all.filter(e => /^(TD|DD|P|H1)$/.test(e.tagName) &&
-                                 e.textContent.trim().length > 30 &&
-                                 e.getBoundingClientRect().width < 8.5 * size(e));
-  const broken = [];
-  const walker = page.createTreeWalker(page.body, NodeFilter.SHOW_TEXT);
-  while (walker.nextNode()) {
-    for (const match of walker.currentNode.data.matchAll(/\d{4}-\d\d-\d\d \d\d:\d\d:\d\d/g)) {
-      const range = page.createRange();
-      range.setStart(walker.currentNode, match.index);
-      range.setEnd(walker.currentNode, match.index + match[0].length);
-      if (range.getClientRects().length > 1)
-        broken.push(match[0]);
-    }
-  }
-  const lines = e => {
-    const range = page.createRange();
-    range.selectNodeContents(e);
-    return new Set([...range.getClientRects()].map(r => Math.round(r.top))).size;
-  };
-  broken.push(...all.filter(e => e.matches('th, .mark, td.number') && lines(e) > 1)
-                    .map(e => e.textContent));
-  const loud = [...page.querySelectorAll('.steps tbody tr')].filter(row => {
-    const name = row.querySelector('.name') || row.previousElementSibling.querySelector('.name');
-    return name && [...row.querySelectorAll('*')].some(e => size(e) > size(name));
-  });
-  const told = list => list.slice(0, 5).map(e => e.tagName + '.' + e.className + ' ' +
-                                                 e.textContent.trim().slice(0, 40));
-  return { width: view.innerWidth, scrolled: page.documentElement.scrollWidth, wide: told(wide),
-           narrow: told(narrow), broken: broken, loud: told(loud), elements: all.length };
-}
-window.onload = () => {
-  document.body.textContent =
-      'MEASURED' + JSON.stringify([...document.querySelectorAll('iframe')].map(measure)) + 'END';
-};
-)";
-
-QString browser()
-{
-    for (const char *name : {"chromium", "chromium-browser", "google-chrome"}) {
-        const QString found = QStandardPaths::findExecutable(QLatin1String(name));
-        if (!found.isEmpty())
-            return found;
-    }
-    return QString();
-}
 
 QString readable(const Plan::Expected &expected)
 {
@@ -189,11 +126,8 @@ private slots:
 
 private:
     QByteArray page(const QString &name) const;
-    QByteArray browse(const QStringList &arguments);
-    QJsonObject measured(const QByteArray &html, int width);
-
-    QString m_browser;
-    QTemporaryDir m_dir;
+    QTemporaryDir m_dir; ///< with the pictures of a record
+    Browser m_browser;
 };
 
 void TestReportLayout::initTestCase()
@@ -208,10 +142,10 @@ void TestReportLayout::initTestCase()
         picture.fill(Qt::darkCyan);
         QVERIFY(picture.save(m_dir.filePath(step.picture)));
     }
-    m_browser = browser();
-    if (m_browser.isEmpty()) {
-        puts("SKIPPED: chromium is not installed");
-        QSKIP("chromium is not installed");
+    const QString missing = Browser::missing();
+    if (!missing.isEmpty()) {
+        printf("SKIPPED: %s\n", qPrintable(missing));
+        QSKIP(qPrintable(missing));
     }
 }
 
@@ -231,51 +165,6 @@ QByteArray TestReportLayout::page(const QString &name) const
     return lineReport(units, folders);
 }
 
-/// What Chromium says on its standard output.
-QByteArray TestReportLayout::browse(const QStringList &arguments)
-{
-    const QTemporaryDir profile;
-    QProcess process;
-    process.setProcessChannelMode(QProcess::SeparateChannels);
-    process.start(m_browser,
-                  QStringList{QStringLiteral("--headless"), QStringLiteral("--no-sandbox"),
-                              QStringLiteral("--disable-gpu"), QStringLiteral("--disable-quic"),
-                              QStringLiteral("--no-first-run"),
-                              QStringLiteral("--disable-background-networking"),
-                              QStringLiteral("--disable-component-update"),
-                              QStringLiteral("--disable-sync"),
-                              QStringLiteral("--disable-dev-shm-usage"),
-                              QStringLiteral("--user-data-dir=") + profile.path()} +
-                      arguments);
-    if (!process.waitForFinished(BrowserLimitMs))
-        return QByteArray();
-    return process.readAllStandardOutput();
-}
-
-QJsonObject TestReportLayout::measured(const QByteArray &html, int width)
-{
-    // A window has a minimum width, a frame has none.
-    QFile file(m_dir.filePath(QStringLiteral("measure.html")));
-    if (!file.open(QIODevice::WriteOnly))
-        return QJsonObject();
-    file.write("<!DOCTYPE html><meta charset=\"utf-8\"><script>");
-    file.write(MeasureScript);
-    file.write(
-        "</script><body><iframe style=\"border:0;height:900px;width:" + QByteArray::number(width) +
-        "px\" srcdoc=\"" + QString::fromUtf8(html).toHtmlEscaped().toUtf8() + "\"></iframe>");
-    file.close();
-    const QByteArray said =
-        browse({QStringLiteral("--window-size=1400,1000"), QStringLiteral("--dump-dom"),
-                QStringLiteral("file://") + file.fileName()});
-    const auto from = said.indexOf("MEASURED[");
-    const auto to = said.indexOf("END</body>");
-    if (from < 0 || to < from)
-        return QJsonObject();
-    QByteArray json = said.mid(from + 8, to - from - 8);
-    json.replace("&lt;", "<").replace("&gt;", ">").replace("&amp;", "&");
-    return QJsonDocument::fromJson(json).array().first().toObject();
-}
-
 void TestReportLayout::fitsTheScreen_data()
 {
     QTest::addColumn<QString>("name");
@@ -283,14 +172,14 @@ void TestReportLayout::fitsTheScreen_data()
     QTest::addColumn<bool>("open");
     QTest::addColumn<bool>("printed");
     for (const char *name : {"passed", "failed", "summary"}) {
-        for (const int width : {Phone, Tablet, Desk})
+        for (const int width : {Browser::Phone, Browser::Tablet, Browser::Desk})
             QTest::addRow("%s at %d", name, width)
                 << QString::fromLatin1(name) << width << false << false;
     }
-    QTest::addRow("all open at %d", Phone) << QStringLiteral("failed") << Phone << true << false;
-    QTest::addRow("all open at %d", Desk) << QStringLiteral("failed") << Desk << true << false;
-    // As wide as the paper between its margins.
-    QTest::addRow("printed") << QStringLiteral("failed") << 688 << false << true;
+    for (const int width : {Browser::Phone, Browser::Desk})
+        QTest::addRow("all open at %d", width)
+            << QStringLiteral("failed") << width << true << false;
+    QTest::addRow("printed") << QStringLiteral("failed") << int(Browser::Paper) << false << true;
 }
 
 void TestReportLayout::fitsTheScreen()
@@ -302,9 +191,8 @@ void TestReportLayout::fitsTheScreen()
     QByteArray html = page(name);
     if (open)
         html.replace("<details", "<details open");
-    if (printed)
-        html.replace("@media print", "@media all").replace("@media screen", "@media not all");
-    const QJsonObject found = measured(html, width);
+    const QJsonObject found =
+        printed ? m_browser.measuredOnPaper(html) : m_browser.measured(html, width);
     const QByteArray told = QJsonDocument(found).toJson();
     QVERIFY2(found.value(QStringLiteral("elements")).toInt() > 100, told.constData());
     QCOMPARE(found.value(QStringLiteral("width")).toInt(), width);
@@ -326,38 +214,18 @@ void TestReportLayout::takesFewPages_data()
 
 void TestReportLayout::takesFewPages()
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("pdfinfo")).isEmpty())
-        QSKIP("pdfinfo is not installed");
+    const QString missing = Browser::missingForPrint();
+    if (!missing.isEmpty())
+        QSKIP(qPrintable(missing));
     QFETCH(QString, name);
     QFETCH(int, pages);
     QFETCH(QString, title);
-    const QString html = m_dir.filePath(name + QStringLiteral(".html"));
-    QFile file(html);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(page(name));
-    file.close();
-    const QString pdf = m_dir.filePath(name + QStringLiteral(".pdf"));
-    browse({QStringLiteral("--no-pdf-header-footer"), QStringLiteral("--print-to-pdf=") + pdf,
-            QStringLiteral("file://") + html});
-    QProcess info;
-    info.start(QStringLiteral("pdfinfo"), {pdf});
-    QVERIFY(info.waitForFinished(BrowserLimitMs));
-    const QString said = QString::fromUtf8(info.readAllStandardOutput());
-    const QRegularExpressionMatch count =
-        QRegularExpression(QStringLiteral("Pages: +(\\d+)")).match(said);
-    QVERIFY2(count.hasMatch(), qPrintable(said));
-    QVERIFY2(count.captured(1).toInt() <= pages, qPrintable(said));
-    QVERIFY2(said.contains(QRegularExpression(QStringLiteral("Title: +") + title)),
-             qPrintable(said));
-
-    QProcess reader;
-    reader.start(QStringLiteral("pdftotext"),
-                 {QStringLiteral("-layout"), pdf, QStringLiteral("-")});
-    QVERIFY(reader.waitForFinished(BrowserLimitMs));
-    const QString text = QString::fromUtf8(reader.readAllStandardOutput());
-    QVERIFY2(text.contains(QStringLiteral("2026-03-01 09:30:00")), qPrintable(text));
-    QVERIFY2(text.contains(QStringLiteral("production.json")), qPrintable(text));
-    QVERIFY2(text.contains(QStringLiteral("desk 3")), qPrintable(text));
+    const Browser::Print print = m_browser.printed(page(name));
+    QVERIFY(print.pages > 0);
+    QVERIFY2(print.pages <= pages, qPrintable(QString::number(print.pages)));
+    QVERIFY2(print.title.startsWith(title), qPrintable(print.title));
+    for (const char *text : {"2026-03-01 09:30:00", "production.json", "desk 3"})
+        QVERIFY2(print.text.contains(QLatin1String(text)), qPrintable(print.text));
 }
 
 MFTOOL_TEST(TestReportLayout, Widgets)

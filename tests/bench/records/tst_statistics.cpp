@@ -75,6 +75,8 @@ void TestStatistics::choosesBins_data()
     QTest::newRow("few whole numbers")
         << 1.0 << 4.0 << Limit() << Limit() << true << 1.0 << 1.0 << 4;
     QTest::newRow("all the same") << 7.0 << 7.0 << Limit() << Limit() << true << 6.5 << 1.0 << 1;
+    QTest::newRow("all the same between limits")
+        << 12345.0 << 12345.0 << Limit(11000) << Limit(14500) << true << 11000.0 << 200.0 << 18;
     QTest::newRow("below zero") << -3.0 << -1.0 << Limit() << Limit() << false << -3.0 << 0.1 << 21;
 }
 
