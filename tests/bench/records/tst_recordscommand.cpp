@@ -183,7 +183,7 @@ void TestRecordsCommand::writesTheReport()
     QVERIFY(html.contains("<h1>plan production</h1>"));
     QVERIFY(html.contains("100.0 %"));
     // Of a single day the yields are seen, too.
-    QVERIFY(html.contains("<polyline class=\"first\" points=\"60.0,0.0 540.0,0.0\"/>"));
+    QVERIFY(html.contains("<polyline class=\"first\" points=\"15.0,0.0 135.0,0.0\"/>"));
 }
 
 void TestRecordsCommand::refusesWrongCalls_data()
