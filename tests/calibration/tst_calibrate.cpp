@@ -297,11 +297,9 @@ void TestCalibrate::metaObjectOrder()
                                                                       : "slot";
         methods << QString("%1 %2").arg(kind, QString(method.methodSignature()));
     }
-    QCOMPARE(methods, QStringList() << "signal calibratePoint(int,QPoint)"
-                                    << "signal finished(bool)"
-                                    << "signal beep(bool)"
-                                    << "private slot showNextTarget()"
-                                    << "private slot beepOff()");
+    QCOMPARE(methods, QStringList({"signal calibratePoint(int,QPoint)", "signal finished(bool)",
+                                   "signal beep(bool)", "private slot showNextTarget()",
+                                   "private slot beepOff()"}));
 }
 
 void TestCalibrate::form()
@@ -362,18 +360,10 @@ void TestCalibrate::eachTargetAlone_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<QStringList>("visible");
-    QTest::newRow("top left") << 0
-                              << (QStringList() << "label"
-                                                << "m_tl");
-    QTest::newRow("bottom left") << 1
-                                 << (QStringList() << "label"
-                                                   << "m_bl");
-    QTest::newRow("bottom right") << 2
-                                  << (QStringList() << "label"
-                                                    << "m_br");
-    QTest::newRow("top right") << 3
-                               << (QStringList() << "label"
-                                                 << "m_tr");
+    QTest::newRow("top left") << 0 << QStringList({"label", "m_tl"});
+    QTest::newRow("bottom left") << 1 << QStringList({"label", "m_bl"});
+    QTest::newRow("bottom right") << 2 << QStringList({"label", "m_br"});
+    QTest::newRow("top right") << 3 << QStringList({"label", "m_tr"});
     QTest::newRow("centre") << 4 << QStringList("m_center");
     QTest::newRow("none") << 5 << QStringList("label");
 }
@@ -413,11 +403,9 @@ void TestCalibrate::showing()
     m_dialog->setResult(7);
     m_dialog->setGeometry(0, 0, 800, 480);
     m_dialog->show();
-    QCOMPARE(taken(), QStringList() << "getCalibration, mouse with Calibrate"
-                                    << "clearCalibration");
+    QCOMPARE(taken(), QStringList({"getCalibration, mouse with Calibrate", "clearCalibration"}));
     QCOMPARE(m_dialog->result(), 0);
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
 }
 
 void TestCalibrate::showingAgainStartsOver()
@@ -428,10 +416,8 @@ void TestCalibrate::showingAgainStartsOver()
     m_dialog->hide();
     taken();
     m_dialog->show();
-    QCOMPARE(taken(), QStringList() << "getCalibration, mouse with Calibrate"
-                                    << "clearCalibration");
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(taken(), QStringList({"getCalibration, mouse with Calibrate", "clearCalibration"}));
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
     cycle(
         {QPoint(100, 100), QPoint(100, 400), QPoint(500, 400), QPoint(500, 100), QPoint(300, 250)});
     QVERIFY(happened.contains("finished true"));
@@ -462,18 +448,13 @@ void TestCalibrate::heldTouch()
     QCOMPARE(taken(), QStringList());
     QTRY_COMPARE(happened.size(), 3);
     // The next target is there while the finger still holds this one.
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_bl");
+    QCOMPARE(shown(), QStringList({"label", "m_bl"}));
     // 50 ms, never less.
     QVERIFY2(m_listener->m_sinceBeep >= 49, qPrintable(QString::number(m_listener->m_sinceBeep)));
-    QCOMPARE(taken(), QStringList() << "beep true"
-                                    << "beep true"
-                                    << "beep false");
+    QCOMPARE(taken(), QStringList({"beep true", "beep true", "beep false"}));
     release(QPoint(200, 3900));
-    QCOMPARE(taken(), QStringList() << "beep false"
-                                    << "point 0 200,3900");
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_bl");
+    QCOMPARE(taken(), QStringList({"beep false", "point 0 200,3900"}));
+    QCOMPARE(shown(), QStringList({"label", "m_bl"}));
 }
 
 void TestCalibrate::heldTouchOnTheLastTarget()
@@ -484,13 +465,11 @@ void TestCalibrate::heldTouchOnTheLastTarget()
     m_hold->setInterval(1);
     press(QPoint(2048, 2048));
     QTRY_VERIFY(!m_hold->isActive());
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
     taken();
     release(QPoint(2048, 2048));
     const QStringList after = taken();
-    QCOMPARE(after.mid(0, 2), QStringList() << "beep false"
-                                            << "point 4 2048,2048");
+    QCOMPARE(after.mid(0, 2), QStringList({"beep false", "point 4 2048,2048"}));
     QVERIFY(after.last().startsWith("finished "));
 }
 
@@ -501,21 +480,16 @@ void TestCalibrate::shortTouchRecordsNothing()
     press(QPoint(200, 3900));
     release(QPoint(200, 3900));
     QCOMPARE(taken(), QStringList("beep false"));
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
     // The timer was left running: the next target appears all the same.
     QVERIFY(m_hold->isActive());
     QTRY_COMPARE(happened.size(), 3);
-    QCOMPARE(taken(), QStringList() << "beep true"
-                                    << "beep true"
-                                    << "beep false");
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_bl");
+    QCOMPARE(taken(), QStringList({"beep true", "beep true", "beep false"}));
+    QCOMPARE(shown(), QStringList({"label", "m_bl"}));
     // But it is still the first point that is collected.
     hold(QPoint(210, 3890));
     QCOMPARE(happened.filter("point"), QStringList("point 0 210,3890"));
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_bl");
+    QCOMPARE(shown(), QStringList({"label", "m_bl"}));
 }
 
 void TestCalibrate::secondShortTouchShowsTheSameTarget()
@@ -526,8 +500,7 @@ void TestCalibrate::secondShortTouchShowsTheSameTarget()
         press(QPoint(200, 3900));
         release(QPoint(200, 3900));
         QTRY_VERIFY(!m_hold->isActive());
-        QCOMPARE(shown(), QStringList() << "label"
-                                        << "m_bl");
+        QCOMPARE(shown(), QStringList({"label", "m_bl"}));
     }
     QCOMPARE(happened.filter("point"), QStringList());
 }
@@ -563,10 +536,8 @@ void TestCalibrate::touchFromBeforeTheDialog()
 {
     open();
     release(QPoint(200, 3901));
-    QCOMPARE(taken(), QStringList() << "beep false"
-                                    << "point 0 100,1950");
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_bl");
+    QCOMPARE(taken(), QStringList({"beep false", "point 0 100,1950"}));
+    QCOMPARE(shown(), QStringList({"label", "m_bl"}));
     hold(QPoint(210, 3900));
     QCOMPARE(happened.filter("point"), QStringList("point 1 210,3900"));
 }
@@ -616,16 +587,11 @@ void TestCalibrate::acceptedCycle()
     QCOMPARE(m_dialog->result(), 0);
     hold(QPoint(2000, 2050));
     QCOMPARE(happened.filter(QRegularExpression("^(point|finished|calibrate)")),
-             QStringList() << "point 0 200,3900"
-                           << "point 1 3800,3900"
-                           << "point 2 3800,200"
-                           << "point 3 200,200"
-                           << "point 4 2000,2050"
-                           << "finished true");
+             QStringList({"point 0 200,3900", "point 1 3800,3900", "point 2 3800,200",
+                          "point 3 200,200", "point 4 2000,2050", "finished true"}));
     QCOMPARE(m_dialog->result(), 1);
     QVERIFY(m_dialog->isVisible());
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
     taken();
     m_dialog->hide();
     QCOMPARE(happened.filter(QRegularExpression("^calibrate")),
@@ -660,8 +626,7 @@ void TestCalibrate::diagonalsDecide()
     QCOMPARE(happened.mid(happened.size() - end.size()), end);
     QCOMPARE(happened.filter("Calibration data invalid").size(), accepted ? 0 : 1);
     QCOMPARE(m_dialog->result(), accepted ? 1 : 0);
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
 }
 
 void TestCalibrate::anyNumberOfCycles()
@@ -688,8 +653,7 @@ void TestCalibrate::rejectedCycleKeepsTheAcceptedOne()
     QCOMPARE(m_dialog->result(), 1);
     cycle({QPoint(0, 0), QPoint(0, 3000), QPoint(100, 100), QPoint(4000, 0), QPoint(2000, 1500)});
     QCOMPARE(m_dialog->result(), 0);
-    QCOMPARE(happened.filter("finished"), QStringList() << "finished true"
-                                                        << "finished false");
+    QCOMPARE(happened.filter("finished"), QStringList({"finished true", "finished false"}));
     taken();
     m_dialog->hide();
     QCOMPARE(happened.value(1),
@@ -710,11 +674,9 @@ void TestCalibrate::hiding()
     open();
     QCOMPARE(grabberName(), QString("Calibrate"));
     m_dialog->hide();
-    QCOMPARE(taken(), QStringList()
-                          << "debug 'Setting calibration', mouse with Calibrate"
-                          << QString("calibrate %1 for %2").arg(oldDevice, oldScreen) << "sync"
-                          << "beep false"
-                          << "debug 'releasing mouse', mouse with Calibrate");
+    QCOMPARE(taken(), QStringList({"debug 'Setting calibration', mouse with Calibrate",
+                                   QString("calibrate %1 for %2").arg(oldDevice, oldScreen), "sync",
+                                   "beep false", "debug 'releasing mouse', mouse with Calibrate"}));
     QCOMPARE(grabberName(), QString("nobody"));
 }
 
@@ -763,15 +725,13 @@ void TestCalibrate::restartWhileOpen()
     open();
     hold(QPoint(200, 3900));
     hold(QPoint(3800, 3900));
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_br");
+    QCOMPARE(shown(), QStringList({"label", "m_br"}));
     // The buzzer of the last touch may still have to be switched off.
     QTRY_COMPARE(happened.filter("beep false").size(), 4);
     taken();
     m_dialog->restart(0);
     QCOMPARE(taken(), QStringList());
-    QCOMPARE(shown(), QStringList() << "label"
-                                    << "m_tl");
+    QCOMPARE(shown(), QStringList({"label", "m_tl"}));
     hold(QPoint(201, 3901));
     QCOMPARE(happened.filter("point"), QStringList("point 0 201,3901"));
 }

@@ -414,8 +414,7 @@ void TestPointercalDriver::mouseIsNotMapped()
     driver.calibrate(&data);
     QTest::mousePress(m_screen, Qt::LeftButton, Qt::NoModifier, QPoint(100, 200));
     QTest::mouseRelease(m_screen, Qt::LeftButton, Qt::NoModifier, QPoint(100, 200));
-    QCOMPARE(m_screen->m_seen, QStringList() << "press 100,200"
-                                             << "release 100,200");
+    QCOMPARE(m_screen->m_seen, QStringList({"press 100,200", "release 100,200"}));
     QCOMPARE(driver.mapToDevice(QPoint(100, 200), QSize(800, 480)), QPoint(100, 200));
 }
 
@@ -521,9 +520,8 @@ void TestPointercalDriver::uncalibratedTouches()
     finger(QPoint(300, 200));
     finger(QPoint(310, 190));
     finger(QPoint(0, 0), false);
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
-                                                 << "move 310,190"
-                                                 << "release 310,190");
+    QTRY_COMPARE(m_screen->m_seen,
+                 QStringList({"press 300,200", "move 310,190", "release 310,190"}));
 }
 
 void TestPointercalDriver::calibratedTouches()
@@ -534,10 +532,8 @@ void TestPointercalDriver::calibratedTouches()
     const PointercalDriver driver;
     tap(QPoint(1060, 1100));
     tap(QPoint(196, 1852));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240"
-                                                 << "press 24,24"
-                                                 << "release 24,24");
+    QTRY_COMPARE(m_screen->m_seen,
+                 QStringList({"press 400,240", "release 400,240", "press 24,24", "release 24,24"}));
 }
 
 // The library knows only TSLIB_CALIBFILE.
@@ -551,8 +547,7 @@ void TestPointercalDriver::calibrationNamedInTheOtherWay()
     PointercalDriver driver;
     QVERIFY(!qEnvironmentVariableIsSet("TSLIB_CALIBFILE"));
     tap(QPoint(400, 600));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
-                                                 << "release 210,180");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 210,180", "release 210,180"}));
     m_screen->m_seen.clear();
 
     const Data data = swappedPanel();
@@ -560,8 +555,7 @@ void TestPointercalDriver::calibrationNamedInTheOtherWay()
     QCOMPARE(contentOf(in("of-qt")), QByteArray(swappedFile));
     QVERIFY(!qEnvironmentVariableIsSet("TSLIB_CALIBFILE"));
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
 }
 
 void TestPointercalDriver::touchesFromBeforeTheStart()
@@ -573,8 +567,7 @@ void TestPointercalDriver::touchesFromBeforeTheStart()
     const PointercalDriver driver;
     finger(QPoint(0, 0), false);
     tap(QPoint(30, 30));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 30,30"
-                                                 << "release 30,30");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 30,30", "release 30,30"}));
 }
 
 void TestPointercalDriver::releaseCoordinatesAreIgnored()
@@ -586,10 +579,8 @@ void TestPointercalDriver::releaseCoordinatesAreIgnored()
     finger(QPoint(0, 0), false);
     finger(QPoint(110, 210));
     finger(QPoint(799, 5), false);
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 100,200"
-                                                 << "release 100,200"
-                                                 << "press 110,210"
-                                                 << "release 110,210");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 100,200", "release 100,200", "press 110,210",
+                                                "release 110,210"}));
 }
 
 // As its filters do with a touch that they take for noise.
@@ -615,9 +606,8 @@ void TestPointercalDriver::rawWhileCleared()
     finger(QPoint(2047, 1900));
     finger(QPoint(2047, 1910));
     finger(QPoint(0, 0), false);
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 2047,1900"
-                                                 << "move 2047,1910"
-                                                 << "release 2047,1910");
+    QTRY_COMPARE(m_screen->m_seen,
+                 QStringList({"press 2047,1900", "move 2047,1910", "release 2047,1910"}));
 }
 
 void TestPointercalDriver::handingBackEndsTheRawCoordinates()
@@ -628,8 +618,7 @@ void TestPointercalDriver::handingBackEndsTheRawCoordinates()
     PointercalDriver driver;
     handBack(driver);
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
 }
 
 void TestPointercalDriver::newCalibrationIsUsed()
@@ -639,15 +628,13 @@ void TestPointercalDriver::newCalibrationIsUsed()
     plugIn();
     PointercalDriver driver;
     tap(QPoint(400, 600));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
-                                                 << "release 210,180");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 210,180", "release 210,180"}));
     m_screen->m_seen.clear();
     driver.clearCalibration();
     const Data data = swappedPanel();
     driver.calibrate(&data);
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
 }
 
 // The mount redirects the environment between two calibrations.
@@ -663,8 +650,7 @@ void TestPointercalDriver::newCalibrationIsUsedFromANewPlace()
     const Data data = swappedPanel();
     driver.calibrate(&data);
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
     QCOMPARE(contentOf(in("pointercal")), QByteArray(otherFile));
 }
 
@@ -690,8 +676,7 @@ void TestPointercalDriver::failureLeavesTheOldMapAtWork()
                          QRegularExpression(writable ? "determine no map" : "Failed to store"));
     driver.calibrate(&data);
     tap(QPoint(400, 600));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 210,180"
-                                                 << "release 210,180");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 210,180", "release 210,180"}));
 }
 
 // Called by what a touch does to a widget, while the library is being read.
@@ -710,9 +695,8 @@ void TestPointercalDriver::calibrationDuringATouch()
     QTRY_COMPARE(m_screen->m_seen, QStringList("press 300,200"));
     // The rest of that touch is in other coordinates and is dropped.
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
-                                                 << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen,
+                 QStringList({"press 300,200", "press 400,240", "release 400,240"}));
 }
 
 void TestPointercalDriver::deviceGoneAtReload()
@@ -764,15 +748,14 @@ void TestPointercalDriver::deviceThatComesLate()
     QTest::qWait(50);
     const Data data = swappedPanel();
     driver.calibrate(&data);
-    QCOMPARE(said.lines(), QStringList()
-                               << missing << "debug: The calibration fits its points to 0 pixels");
+    QCOMPARE(said.lines(),
+             QStringList({missing, "debug: The calibration fits its points to 0 pixels"}));
 
     QVERIFY(QFile::link(in("panel"), late));
     QTRY_COMPARE(said.lines().size(), 3);
     QCOMPARE(said.lines().at(2), "debug: Touchscreen " + late + " is there");
     tap(QPoint(1060, 1100));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 400,240"
-                                                 << "release 400,240");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
 }
 
 void TestPointercalDriver::pauseBetweenTwoLooks()
@@ -815,18 +798,15 @@ void TestPointercalDriver::deviceTakenAwayAndPutBack()
     const QString gone =
         "warning: Touchscreen " + device + " has gone, looking for it every second";
     QTRY_COMPARE(said.lines(), QStringList(gone));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 130,388"
-                                                 << "release 130,388");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 130,388", "release 130,388"}));
     QTest::qWait(50);
     QCOMPARE(said.lines(), QStringList(gone));
 
     QVERIFY(QFile::link(in("panel"), device));
-    QTRY_COMPARE(said.lines(), QStringList()
-                                   << gone << "debug: Touchscreen " + device + " is there");
+    QTRY_COMPARE(said.lines(), QStringList({gone, "debug: Touchscreen " + device + " is there"}));
     m_screen->m_seen.clear();
     tap(QPoint(300, 200));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
-                                                 << "release 300,200");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 300,200", "release 300,200"}));
 }
 
 void TestPointercalDriver::unusableFile_data()
@@ -852,9 +832,7 @@ void TestPointercalDriver::unusableFile()
     finger(QPoint(0, 0));
     finger(QPoint(300, 200));
     finger(QPoint(0, 0), false);
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 0,0"
-                                                 << "move 300,200"
-                                                 << "release 300,200");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 0,0", "move 300,200", "release 300,200"}));
     QCOMPARE(QFile::decodeName(qgetenv("TSLIB_CALIBFILE")), in("pointercal"));
 }
 
@@ -866,8 +844,7 @@ void TestPointercalDriver::pipeInThePlaceOfTheFile()
     plugIn();
     const PointercalDriver driver;
     tap(QPoint(300, 200));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 300,200"
-                                                 << "release 300,200");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 300,200", "release 300,200"}));
 }
 
 // As the library's own tool stores it for a screen that is turned.
@@ -878,8 +855,7 @@ void TestPointercalDriver::rotationInTheFile()
     plugIn();
     const PointercalDriver driver;
     tap(QPoint(100, 50));
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 699,429"
-                                                 << "release 699,429");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 699,429", "release 699,429"}));
 }
 
 void TestPointercalDriver::pointsThatDoNotFit()
@@ -929,8 +905,7 @@ void TestPointercalDriver::wholeCalibrationByFinger()
     QCOMPARE(contentOf(in("pointercal")), QByteArray(swappedFile));
     m_screen->m_seen.clear();
     tap(QPoint(580, 1780)); // x' = 60, y' = 120
-    QTRY_COMPARE(m_screen->m_seen, QStringList() << "press 60,120"
-                                                 << "release 60,120");
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 60,120", "release 60,120"}));
 }
 
 MFTOOL_TEST(TestPointercalDriver, Widgets)

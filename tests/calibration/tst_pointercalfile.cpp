@@ -109,8 +109,7 @@ void TestPointercalFile::whereToReadAndWrite_data()
         << QByteArray("/mnt/etc/pointercal") << QByteArray("/mnt//etc/./pointercal")
         << "/mnt//etc/./pointercal" << QStringList("/mnt/etc/pointercal");
     QTest::newRow("two") << QByteArray("/a/one") << QByteArray("/a/two") << "/a/two"
-                         << (QStringList() << "/a/one"
-                                           << "/a/two");
+                         << QStringList({"/a/one", "/a/two"});
 }
 
 void TestPointercalFile::whereToReadAndWrite()
@@ -324,11 +323,10 @@ void TestPointercalFile::storesInAll()
 {
     QVERIFY(put(in("one"), "old\n"));
     QString error;
-    QVERIFY(PointercalFile::store(QStringList() << in("one") << in("two"), "new\n", &error));
+    QVERIFY(PointercalFile::store(QStringList({in("one"), in("two")}), "new\n", &error));
     QCOMPARE(contentOf(in("one")), QByteArray("new\n"));
     QCOMPARE(contentOf(in("two")), QByteArray("new\n"));
-    QCOMPARE(names(), QStringList() << "one"
-                                    << "two");
+    QCOMPARE(names(), QStringList({"one", "two"}));
 }
 
 void TestPointercalFile::missingFolder()
@@ -367,8 +365,7 @@ void TestPointercalFile::neverReplacesWhatIsNoFile()
     QCOMPARE(error, in("folder") + ": is no regular file");
     QVERIFY(!PointercalFile::store(QStringList(in("pipe")), "new\n", &error));
     QCOMPARE(error, in("pipe") + ": is no regular file");
-    QCOMPARE(names(), QStringList() << "folder"
-                                    << "pipe");
+    QCOMPARE(names(), QStringList({"folder", "pipe"}));
     QVERIFY(QFileInfo(in("folder")).isDir());
 }
 
@@ -376,7 +373,7 @@ void TestPointercalFile::failureOfOneLeavesAllAsTheyWere()
 {
     QVERIFY(put(in("one"), "old\n"));
     QString error;
-    const QStringList paths = QStringList() << in("one") << in("two") << in("none/three");
+    const QStringList paths = QStringList({in("one"), in("two"), in("none/three")});
     QVERIFY(!PointercalFile::store(paths, "new\n", &error));
     QCOMPARE(error, in("none/three") + ": No such file or directory");
     QCOMPARE(contentOf(in("one")), QByteArray("old\n"));
@@ -395,15 +392,14 @@ void TestPointercalFile::failedRenameLeavesAllAsTheyWere()
         ::mount(three.constData(), three.constData(), nullptr, MS_BIND, nullptr) != 0)
         QSKIP("a bind mount needs root and a mount namespace");
     QString error;
-    const QStringList paths = QStringList() << in("one") << in("two") << in("three");
+    const QStringList paths = QStringList({in("one"), in("two"), in("three")});
     const bool stored = PointercalFile::store(paths, "new\n", &error);
     QCOMPARE(::umount(three.constData()), 0);
     QVERIFY(!stored);
     QCOMPARE(error, in("three") + ": Device or resource busy");
     QCOMPARE(contentOf(in("one")), QByteArray("old\n"));
     QCOMPARE(contentOf(in("three")), QByteArray("old too\n"));
-    QCOMPARE(names(), QStringList() << "one"
-                                    << "three");
+    QCOMPARE(names(), QStringList({"one", "three"}));
 }
 
 MFTOOL_TEST(TestPointercalFile, NoApplication)

@@ -100,11 +100,10 @@ void TestTouchPointer::pressMoveRelease()
     m_pointer->lift();
     m_pointer->touch(QPoint(5, 6));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 100,200 button 1 down 1"
-                                            << "move 110,190 button 0 down 1"
-                                            << "release 110,190 button 1 down 0"
-                                            << "press 5,6 button 1 down 1"
-                                            << "release 5,6 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 100,200 button 1 down 1", "move 110,190 button 0 down 1",
+                          "release 110,190 button 1 down 0", "press 5,6 button 1 down 1",
+                          "release 5,6 button 1 down 0"}));
 }
 
 void TestTouchPointer::stillFingerDoesNotMove()
@@ -113,8 +112,8 @@ void TestTouchPointer::stillFingerDoesNotMove()
     m_pointer->touch(QPoint(100, 200));
     m_pointer->touch(QPoint(100, 200));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 100,200 button 1 down 1"
-                                            << "release 100,200 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 100,200 button 1 down 1", "release 100,200 button 1 down 0"}));
 }
 
 void TestTouchPointer::liftWithoutTouch()
@@ -145,14 +144,14 @@ void TestTouchPointer::touchBelongsToWhereItBegan()
     m_pointer->touch(QPoint(390, 10));
     m_pointer->touch(QPoint(430, 10));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 390,10 button 1 down 1"
-                                            << "move 430,10 button 0 down 1"
-                                            << "release 430,10 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 390,10 button 1 down 1", "move 430,10 button 0 down 1",
+                          "release 430,10 button 1 down 0"}));
     QCOMPARE(other.taken(), QStringList());
     m_pointer->touch(QPoint(430, 10));
     m_pointer->lift();
-    QCOMPARE(other.taken(), QStringList() << "press 10,10 button 1 down 1"
-                                          << "release 10,10 button 1 down 0");
+    QCOMPARE(other.taken(),
+             QStringList({"press 10,10 button 1 down 1", "release 10,10 button 1 down 0"}));
 }
 
 void TestTouchPointer::keptToTheScreenWhenCalibrated()
@@ -165,10 +164,9 @@ void TestTouchPointer::keptToTheScreenWhenCalibrated()
     m_pointer->touch(QPoint(right + 1, bottom + 3000));
     m_pointer->lift();
     QCOMPARE(m_main->taken(),
-             QStringList() << "press 0,10 button 1 down 1"
-                           << "move 10,0 button 0 down 1"
-                           << QString("move %1,%2 button 0 down 1").arg(right).arg(bottom)
-                           << QString("release %1,%2 button 1 down 0").arg(right).arg(bottom));
+             QStringList({"press 0,10 button 1 down 1", "move 10,0 button 0 down 1",
+                          QString("move %1,%2 button 0 down 1").arg(right).arg(bottom),
+                          QString("release %1,%2 button 1 down 0").arg(right).arg(bottom)}));
 }
 
 void TestTouchPointer::rawGoesBeyondTheScreen()
@@ -178,9 +176,9 @@ void TestTouchPointer::rawGoesBeyondTheScreen()
     m_pointer->touch(QPoint(4095, 16383));
     m_pointer->touch(QPoint(-3, 4000));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 4095,16383 button 1 down 1"
-                                            << "move -3,4000 button 0 down 1"
-                                            << "release -3,4000 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 4095,16383 button 1 down 1", "move -3,4000 button 0 down 1",
+                          "release -3,4000 button 1 down 0"}));
     m_main->releaseMouse();
 }
 
@@ -201,10 +199,9 @@ void TestTouchPointer::grabberGetsEverything()
     m_main->releaseMouse();
     QCOMPARE(clicked.count(), 0);
     QCOMPARE(other.taken(), QStringList());
-    QCOMPARE(m_main->taken(), QStringList() << "press 90,80 button 1 down 1"
-                                            << "release 90,80 button 1 down 0"
-                                            << "press 500,80 button 1 down 1"
-                                            << "release 500,80 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 90,80 button 1 down 1", "release 90,80 button 1 down 0",
+                          "press 500,80 button 1 down 1", "release 500,80 button 1 down 0"}));
 }
 
 // Without a window manager there may be no active window.
@@ -223,8 +220,8 @@ void TestTouchPointer::grabberNeedNotBeActive()
     m_pointer->touch(QPoint(4095, 16383));
     m_pointer->lift();
     inactive.releaseMouse();
-    QCOMPARE(inactive.taken(), QStringList() << "press 4095,16383 button 1 down 1"
-                                             << "release 4095,16383 button 1 down 0");
+    QCOMPARE(inactive.taken(), QStringList({"press 4095,16383 button 1 down 1",
+                                            "release 4095,16383 button 1 down 0"}));
 }
 
 void TestTouchPointer::modalDialogBlocksTheRest()
@@ -248,8 +245,8 @@ void TestTouchPointer::popupComesFirst()
     m_pointer->touch(QPoint(210, 110));
     m_pointer->lift();
     QCOMPARE(m_main->taken(), QStringList());
-    QCOMPARE(popup.taken(), QStringList() << "press 10,10 button 1 down 1"
-                                          << "release 10,10 button 1 down 0");
+    QCOMPARE(popup.taken(),
+             QStringList({"press 10,10 button 1 down 1", "release 10,10 button 1 down 0"}));
 }
 
 void TestTouchPointer::underlyingWindowBesideTheTopOne()
@@ -261,10 +258,10 @@ void TestTouchPointer::underlyingWindowBesideTheTopOne()
     m_pointer->lift();
     m_pointer->touch(QPoint(199, 110));
     m_pointer->lift();
-    QCOMPARE(top.taken(), QStringList() << "press 10,10 button 1 down 1"
-                                        << "release 10,10 button 1 down 0");
-    QCOMPARE(m_main->taken(), QStringList() << "press 199,110 button 1 down 1"
-                                            << "release 199,110 button 1 down 0");
+    QCOMPARE(top.taken(),
+             QStringList({"press 10,10 button 1 down 1", "release 10,10 button 1 down 0"}));
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 199,110 button 1 down 1", "release 199,110 button 1 down 0"}));
 }
 
 void TestTouchPointer::touchIsDroppedWhenCoordinatesChange()
@@ -278,8 +275,8 @@ void TestTouchPointer::touchIsDroppedWhenCoordinatesChange()
     QCOMPARE(m_main->taken(), QStringList("press 100,200 button 1 down 1"));
     m_pointer->touch(QPoint(3000, 2000));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 3000,2000 button 1 down 1"
-                                            << "release 3000,2000 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 3000,2000 button 1 down 1", "release 3000,2000 button 1 down 0"}));
     m_main->releaseMouse();
 }
 
@@ -291,10 +288,9 @@ void TestTouchPointer::changeBetweenTouchesDropsNothing()
     m_pointer->setRaw(true);
     m_pointer->touch(QPoint(2, 2));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 1,1 button 1 down 1"
-                                            << "release 1,1 button 1 down 0"
-                                            << "press 2,2 button 1 down 1"
-                                            << "release 2,2 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 1,1 button 1 down 1", "release 1,1 button 1 down 0",
+                          "press 2,2 button 1 down 1", "release 2,2 button 1 down 0"}));
 }
 
 void TestTouchPointer::receiverDisappears()
@@ -310,8 +306,8 @@ void TestTouchPointer::receiverDisappears()
     QVERIFY(QTest::qWaitForWindowExposed(m_main));
     m_pointer->touch(QPoint(3, 4));
     m_pointer->lift();
-    QCOMPARE(m_main->taken(), QStringList() << "press 3,4 button 1 down 1"
-                                            << "release 3,4 button 1 down 0");
+    QCOMPARE(m_main->taken(),
+             QStringList({"press 3,4 button 1 down 1", "release 3,4 button 1 down 0"}));
 }
 
 void TestTouchPointer::nobodyThere()

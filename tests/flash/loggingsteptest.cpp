@@ -10,13 +10,11 @@ void LoggingStepTest::toolIsCalled()
     Emitted emitted(step.get());
     LogCatcher log;
     step->run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(programs.argumentsSeen(), m_expected.arguments);
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
     QCOMPARE(processOf(*step)->workingDirectory(), QString());
-    QCOMPARE(log.lines(), QStringList()
-                              << m_expected.startLine << "debug: process finished with code 0");
+    QCOMPARE(log.lines(), strings(m_expected.startLine, "debug: process finished with code 0"));
 }
 
 void LoggingStepTest::toolInheritsTheEnvironment()
@@ -42,13 +40,10 @@ void LoggingStepTest::outputGoesToTheLog()
     Emitted emitted(step.get());
     LogCatcher log;
     step->run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
-    QCOMPARE(log.lines(), QStringList() << m_expected.startLine << "debug: one\r"
-                                        << "debug: \n"
-                                        << "debug: two %s %d\n"
-                                        << "debug: \n"
-                                        << "debug: process finished with code 0");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
+    QCOMPARE(log.lines(),
+             strings(m_expected.startLine, "debug: one\r", "debug: \n", "debug: two %s %d\n",
+                     "debug: \n", "debug: process finished with code 0"));
 }
 
 void LoggingStepTest::everyOutcomeIsReported_data()
@@ -86,6 +81,5 @@ void LoggingStepTest::missingProgramFails()
     LogCatcher log;
     step->run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines(), QStringList()
-                              << m_expected.startLine << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(), strings(m_expected.startLine, "debug: Process error 'Failed to Start'"));
 }

@@ -97,13 +97,11 @@ void TestBootStream::toolIsCalledWithTheDefaultDirectory()
     Emitted emitted(&step);
     LogCatcher log;
     step.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
-    QCOMPARE(programs.argumentsSeen(), QStringList() << "-v"
-                                                     << "/boot/imx28_ivt_linux.sb");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
+    QCOMPARE(programs.argumentsSeen(), strings("-v", "/boot/imx28_ivt_linux.sb"));
     QCOMPARE(programs.directorySeen(), QString("/root"));
-    QCOMPARE(log.lines(), QStringList() << "debug: Starting kobs-ng"
-                                        << "debug: process finished with code 0");
+    QCOMPARE(log.lines(),
+             strings("debug: Starting kobs-ng", "debug: process finished with code 0"));
 }
 
 void TestBootStream::toolIsCalledWithTheDirectorySet()
@@ -115,8 +113,7 @@ void TestBootStream::toolIsCalledWithTheDirectorySet()
     step.m_dir = "/boot/fw 2";
     step.run();
     TRY_COMPARE(emitted.events.size(), 2);
-    QCOMPARE(programs.argumentsSeen(), QStringList() << "-v"
-                                                     << "/boot/fw 2/imx28_ivt_linux.sb");
+    QCOMPARE(programs.argumentsSeen(), strings("-v", "/boot/fw 2/imx28_ivt_linux.sb"));
 }
 
 void TestBootStream::workingDirectoryIsRootsHome()
@@ -132,8 +129,7 @@ void TestBootStream::withoutRootsHomeTheToolRunsHere()
     const QString home = programs.path("home");
     Nowhere step(home);
     Emitted emitted(&step);
-    const QStringList well = QStringList() << "status 100"
-                                           << "complete";
+    const QStringList well = strings("status 100", "complete");
     step.run();
     TRY_COMPARE(emitted.events, well);
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
@@ -190,10 +186,8 @@ void TestBootStream::countStartsAnewWithEveryRun()
     Anywhere step;
     Emitted emitted(&step);
     step.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 1"
-                                              << "status 3"
-                                              << "status 5"
-                                              << "failed Finished with Error");
+    TRY_COMPARE(emitted.events,
+                strings("status 1", "status 3", "status 5", "failed Finished with Error"));
     emitted.events.clear();
     programs.add("kobs-ng", printing(56));
     step.run();
@@ -205,9 +199,7 @@ void TestBootStream::countStartsAnewWithEveryRun()
     emitted.events.clear();
     programs.add("kobs-ng", printing(1));
     step.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 1"
-                                              << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 1", "status 100", "complete"));
 }
 
 void TestBootStream::lineCountsByItsPrefix_data()
@@ -266,8 +258,8 @@ void TestBootStream::missingProgramFails()
     LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines(), QStringList() << "debug: Starting kobs-ng"
-                                        << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(),
+             strings("debug: Starting kobs-ng", "debug: Process error 'Failed to Start'"));
 }
 
 MFTOOL_TEST(TestBootStream, EventLoop)

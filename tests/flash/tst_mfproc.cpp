@@ -76,15 +76,10 @@ void TestMFProc::signalsAndSlotsComeInTheirOrder()
 {
     QCOMPARE(QString(MFProc::staticMetaObject.className()), QString("MFProc"));
     QCOMPARE(MFProc::staticMetaObject.superClass(), &QObject::staticMetaObject);
-    QCOMPARE(declaredMethods(MFProc::staticMetaObject), QStringList()
-                                                            << "started()"
-                                                            << "status(int)"
-                                                            << "complete()"
-                                                            << "failed(QString)"
-                                                            << "start()"
-                                                            << "finished(int,QProcess::ExitStatus)"
-                                                            << "error(QProcess::ProcessError)"
-                                                            << "readyRead()");
+    QCOMPARE(declaredMethods(MFProc::staticMetaObject),
+             strings("started()", "status(int)", "complete()", "failed(QString)", "start()",
+                     "finished(int,QProcess::ExitStatus)", "error(QProcess::ProcessError)",
+                     "readyRead()"));
 
     const int first = MFProc::staticMetaObject.methodOffset();
     for (int i = 0; i < 8; ++i) {
@@ -113,8 +108,7 @@ void TestMFProc::startCallsRun()
     Emitted emitted(&tool);
     QVERIFY(QMetaObject::invokeMethod(&tool, "start"));
     QCOMPARE(tool.runs, 1);
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
 }
 
 void TestMFProc::processIsOpenedForReadingAndWriting()
@@ -126,8 +120,7 @@ void TestMFProc::processIsOpenedForReadingAndWriting()
     tool.start();
     QCOMPARE(processOf(tool)->openMode(), QIODevice::OpenMode(QIODevice::ReadWrite));
     tool.tell("yes\n");
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines, Lines() << "yes\n");
 }
 
@@ -139,8 +132,7 @@ void TestMFProc::silentToolThatExitsWith0IsComplete()
     Emitted emitted(&tool);
     LogCatcher log;
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines, Lines());
     QCOMPARE(log.lines(), QStringList("debug: process finished with code 0"));
 }
@@ -188,8 +180,7 @@ void TestMFProc::outputIsCutIntoLines()
     Tool tool;
     Emitted emitted(&tool);
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines, lines);
 }
 
@@ -205,8 +196,7 @@ void TestMFProc::lineIsAssembledFromSeveralReads()
     tool.tell("go\n");
     QCOMPARE(tool.lines, Lines() << "first\n");
     tool.tell("go\n");
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines, Lines() << "first\n"
                                  << "second\n");
 }
@@ -234,8 +224,7 @@ void TestMFProc::standardErrorIsNotKept()
     Tool tool;
     Emitted emitted(&tool);
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines, Lines() << "/dev/null\n");
     QCOMPARE(processOf(tool)->readAllStandardError(), QByteArray());
     QCOMPARE(processOf(tool)->processChannelMode(), QProcess::SeparateChannels);
@@ -250,8 +239,7 @@ void TestMFProc::lineWithoutEndIsBounded()
     Tool tool;
     Emitted emitted(&tool);
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(tool.lines.size(), 2);
     QCOMPARE(tool.lines.at(0), "begin" + QByteArray(65536 - 5, 'x') + '\n');
     QCOMPARE(tool.lines.at(1), QByteArray("next\r"));
@@ -262,14 +250,12 @@ void TestMFProc::unfinishedLineStartsTheNextRun_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QStringList>("outcome");
 
-    QTest::newRow("after success") << QByteArray("printf 'a\\r\\nb'")
-                                   << (QStringList() << "status 100"
-                                                     << "complete");
+    QTest::newRow("after success")
+        << QByteArray("printf 'a\\r\\nb'") << strings("status 100", "complete");
     QTest::newRow("after a bad exit code")
         << QByteArray("printf 'a\\r\\nb'; exit 3") << QStringList("failed Finished with Error");
     QTest::newRow("after a crash") << QByteArray("printf 'a\\r\\nb'; kill -KILL $$")
-                                   << (QStringList() << "failed Crashed"
-                                                     << "failed Crashed");
+                                   << strings("failed Crashed", "failed Crashed");
 }
 
 void TestMFProc::unfinishedLineStartsTheNextRun()
@@ -350,12 +336,10 @@ void TestMFProc::crashFailsTwice()
     Emitted emitted(&tool);
     LogCatcher log;
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "failed Crashed"
-                                              << "failed Crashed");
+    TRY_COMPARE(emitted.events, strings("failed Crashed", "failed Crashed"));
     QCOMPARE(tool.lines, Lines() << "text\n");
-    QCOMPARE(log.lines(), QStringList()
-                              << "debug: Process error 'Crashed'"
-                              << QString("debug: process finished with code %1").arg(number));
+    QCOMPARE(log.lines(), strings("debug: Process error 'Crashed'",
+                                  QString("debug: process finished with code %1").arg(number)));
 }
 
 void TestMFProc::programThatCannotStartFailsOnce_data()
@@ -390,11 +374,9 @@ void TestMFProc::programThatCannotStartFailsOnce()
     QFile::remove(programs.path("tool"));
     programs.add("tool", "exit 0");
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "failed Failed to Start"
-                                              << "status 100"
-                                              << "complete");
-    QCOMPARE(log.lines(), QStringList() << "debug: Process error 'Failed to Start'"
-                                        << "debug: process finished with code 0");
+    TRY_COMPARE(emitted.events, strings("failed Failed to Start", "status 100", "complete"));
+    QCOMPARE(log.lines(), strings("debug: Process error 'Failed to Start'",
+                                  "debug: process finished with code 0"));
 }
 
 void TestMFProc::everyProcessErrorHasItsText_data()
@@ -431,9 +413,7 @@ void TestMFProc::everyProcessEndHasItsOutcome_data()
     QTest::addColumn<bool>("crash");
     QTest::addColumn<QStringList>("outcome");
 
-    QTest::newRow("exit 0") << 0 << false
-                            << (QStringList() << "status 100"
-                                              << "complete");
+    QTest::newRow("exit 0") << 0 << false << strings("status 100", "complete");
     QTest::newRow("exit 1") << 1 << false << QStringList("failed Finished with Error");
     QTest::newRow("exit -1") << -1 << false << QStringList("failed Finished with Error");
     // Qt 4 reports code 0 for a crash.
@@ -463,14 +443,11 @@ void TestMFProc::stepRestartsAfterEveryEnd_data()
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QStringList>("outcome");
 
-    QTest::newRow("success") << QByteArray("exit 0")
-                             << (QStringList() << "status 100"
-                                               << "complete");
+    QTest::newRow("success") << QByteArray("exit 0") << strings("status 100", "complete");
     QTest::newRow("bad exit code")
         << QByteArray("exit 1") << QStringList("failed Finished with Error");
     QTest::newRow("crash") << QByteArray("kill -SEGV $$")
-                           << (QStringList() << "failed Crashed"
-                                             << "failed Crashed");
+                           << strings("failed Crashed", "failed Crashed");
     QTest::newRow("no program") << QByteArray() << QStringList("failed Failed to Start");
 }
 
@@ -515,9 +492,7 @@ void TestMFProc::stepRestartsFromItsOwnOutcome()
         tool.start();
     });
     tool.start();
-    TRY_COMPARE(emitted.events, QStringList() << "failed Finished with Error"
-                                              << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("failed Finished with Error", "status 100", "complete"));
     QCOMPARE(tool.lines, Lines() << "once\n"
                                  << "more\n");
 }
@@ -534,8 +509,7 @@ void TestMFProc::stepsChainThroughTheirConnections()
              [&second, &runsAtStageChange](const QVariant &) { runsAtStageChange = second.runs; });
     QVERIFY(connect(&first, SIGNAL(complete()), &second, SLOT(start())));
     first.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
     QCOMPARE(runsAtStageChange, 0);
     QCOMPARE(second.runs, 1);
 }

@@ -102,16 +102,12 @@ void TestRootFS::toolIsCalledWithTheDefaultDirectory()
     Emitted emitted(&step);
     LogCatcher log;
     step.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "complete");
-    QCOMPARE(programs.argumentsSeen(), QStringList() << "/dev/mtd1"
-                                                     << "-y"
-                                                     << "-f"
-                                                     << "/boot/qm8velrootfs.ubi");
+    TRY_COMPARE(emitted.events, strings("status 100", "complete"));
+    QCOMPARE(programs.argumentsSeen(), strings("/dev/mtd1", "-y", "-f", "/boot/qm8velrootfs.ubi"));
     QCOMPARE(programs.directorySeen(), QDir::currentPath());
     QCOMPARE(processOf(step)->workingDirectory(), QString());
-    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
-                                        << "debug: process finished with code 0");
+    QCOMPARE(log.lines(),
+             strings("debug: Starting ubiformat", "debug: process finished with code 0"));
 }
 
 void TestRootFS::toolIsCalledWithTheDirectorySet()
@@ -123,10 +119,8 @@ void TestRootFS::toolIsCalledWithTheDirectorySet()
     step.m_dir = "/boot/fw 2";
     step.run();
     TRY_COMPARE(emitted.events.size(), 2);
-    QCOMPARE(programs.argumentsSeen(), QStringList() << "/dev/mtd1"
-                                                     << "-y"
-                                                     << "-f"
-                                                     << "/boot/fw 2/qm8velrootfs.ubi");
+    QCOMPARE(programs.argumentsSeen(),
+             strings("/dev/mtd1", "-y", "-f", "/boot/fw 2/qm8velrootfs.ubi"));
 }
 
 void TestRootFS::goodRunGivesItsThreeStages()
@@ -184,8 +178,8 @@ void TestRootFS::failingRunGivesItsScanAndTheFailure()
     step.run();
     TRY_VERIFY(emitted.events.contains("failed Finished with Error"));
     QCOMPARE(emitted.events.takeLast(), QString("failed Finished with Error"));
-    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
-                                        << "debug: process finished with code 255");
+    QCOMPARE(log.lines(),
+             strings("debug: Starting ubiformat", "debug: process finished with code 255"));
 
     const QList<QList<int>> stages = stagesOf(emitted.events);
     QCOMPARE(stages.size(), scanned > 0 ? 2 : 1);
@@ -208,10 +202,7 @@ void TestRootFS::crashAfterTheScanFailsTwice()
     Emitted emitted(&step);
     recordNext(&step, &emitted);
     step.run();
-    TRY_COMPARE(emitted.events, QStringList() << "status 100"
-                                              << "next"
-                                              << "failed Crashed"
-                                              << "failed Crashed");
+    TRY_COMPARE(emitted.events, strings("status 100", "next", "failed Crashed", "failed Crashed"));
 }
 
 void TestRootFS::missingProgramFails()
@@ -223,8 +214,8 @@ void TestRootFS::missingProgramFails()
     LogCatcher log;
     step.run();
     TRY_COMPARE(emitted.events, QStringList("failed Failed to Start"));
-    QCOMPARE(log.lines(), QStringList() << "debug: Starting ubiformat"
-                                        << "debug: Process error 'Failed to Start'");
+    QCOMPARE(log.lines(),
+             strings("debug: Starting ubiformat", "debug: Process error 'Failed to Start'"));
 }
 
 void TestRootFS::stageChangesFollowTheStatus()
@@ -238,14 +229,8 @@ void TestRootFS::stageChangesFollowTheStatus()
     parser.handleLine(flashing100);
     parser.handleLine(formatting30);
     parser.handleLine(formatting100);
-    QCOMPARE(emitted.events, QStringList() << "status 40"
-                                           << "status 100"
-                                           << "next"
-                                           << "status 12"
-                                           << "status 100"
-                                           << "next"
-                                           << "status 30"
-                                           << "status 100");
+    QCOMPARE(emitted.events, strings("status 40", "status 100", "next", "status 12", "status 100",
+                                     "next", "status 30", "status 100"));
 }
 
 void TestRootFS::everyStageKnowsItsOwnLinesOnly()
@@ -287,9 +272,7 @@ void TestRootFS::lastStageHasNoNext()
     parser.handleLine(formatting100);
     parser.handleLine(formatting100);
     parser.handleLine(formatting30);
-    QCOMPARE(emitted.events, QStringList() << "status 100"
-                                           << "status 100"
-                                           << "status 30");
+    QCOMPARE(emitted.events, strings("status 100", "status 100", "status 30"));
 }
 
 void TestRootFS::lineIsReadByTheStagesPattern_data()
@@ -308,12 +291,9 @@ void TestRootFS::lineIsReadByTheStagesPattern_data()
     QTest::newRow("one digit, one blank") << start + "5 % complete  \r" << QStringList("status 5");
     QTest::newRow("leading zeros") << start + "0050 % complete\r" << fifty;
     QTest::newRow("0") << start + "0 % complete\r" << QStringList("status 0");
-    QTest::newRow("100") << start + "100 % complete\r"
-                         << (QStringList() << "status 100"
-                                           << "next");
-    QTest::newRow("100 with leading zeros") << start + "000100 % complete\r"
-                                            << (QStringList() << "status 100"
-                                                              << "next");
+    QTest::newRow("100") << start + "100 % complete\r" << strings("status 100", "next");
+    QTest::newRow("100 with leading zeros")
+        << start + "000100 % complete\r" << strings("status 100", "next");
     QTest::newRow("above 100") << start + "101 % complete\r" << QStringList("status 101");
     QTest::newRow("greatest number")
         << start + "2147483647 % complete\r" << QStringList("status 2147483647");
@@ -372,10 +352,8 @@ void TestRootFS::nextRunScansAgain()
     RootFS step(nullptr);
     Emitted emitted(&step);
     recordNext(&step, &emitted);
-    const QStringList outcome = QStringList() << "status 100"
-                                              << "next"
-                                              << "status 11"
-                                              << "failed Finished with Error";
+    const QStringList outcome =
+        strings("status 100", "next", "status 11", "failed Finished with Error");
     step.run();
     TRY_COMPARE(emitted.events, outcome);
     emitted.events.clear();

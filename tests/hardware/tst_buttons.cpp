@@ -117,9 +117,9 @@ void TestButtons::construction()
     LogCatcher log;
     QObject parent;
     Buttons *buttons = new Buttons(&parent, keypad.board());
-    QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
-                                       << "debug: No revision file found, assuming rev 1"
-                                       << "debug: Running on board rev 1");
+    QCOMPARE(log.take(),
+             strings("debug: Input event opened", "debug: No revision file found, assuming rev 1",
+                     "debug: Running on board rev 1"));
     QCOMPARE(buttons->parent(), &parent);
     QVERIFY(!buttons->homeDown());
     QCOMPARE(buttons->revision(), 1);
@@ -133,8 +133,7 @@ void TestButtons::revision()
     LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
     QCOMPARE(buttons.revision(), 4);
-    QCOMPARE(log.take(), QStringList() << "debug: Input event opened"
-                                       << "debug: Running on board rev 4");
+    QCOMPARE(log.take(), strings("debug: Input event opened", "debug: Running on board rev 4"));
 
     // The board does not change while the tool runs.
     keypad.write(revisionFile, "2");
@@ -147,9 +146,9 @@ void TestButtons::noDevice()
     keypad.write(revisionFile, "3");
     LogCatcher log;
     Buttons buttons(nullptr, keypad.board());
-    QCOMPARE(log.take(), QStringList()
-                             << QStringLiteral("warning: Failed to open ") + keypad.at(eventDevice)
-                             << "debug: Running on board rev 3");
+    QCOMPARE(log.take(),
+             strings(QStringLiteral("warning: Failed to open ") + keypad.at(eventDevice),
+                     "debug: Running on board rev 3"));
     QVERIFY(buttons.findChildren<QSocketNotifier *>().isEmpty());
     QVERIFY(!keypad.exists(eventDevice));
 

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "hardware/sdcardtest.h"
+#include "tests/support/anyqt.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/testprogram.h"
 
@@ -194,20 +195,19 @@ void TestSdCardTest::goodCard()
     QCOMPARE(card.names(), QStringList(QLatin1String(testFile)));
     QCOMPARE(card.get(testFile), QByteArray(tenLines));
 
-    QCOMPARE(
-        messages,
-        QStringList() << "debug: index = 0,-------Write=0x 1,----------Read=0x 1\n"
-                      << "debug: index = 1,-------Write=0x23,----------Read=0x23\n"
-                      << "debug: index = 2,-------Write=0x45,----------Read=0x45\n"
-                      << "debug: index = 3,-------Write=0x67,----------Read=0x67\n"
-                      << "debug: index = 4,-------Write=0x89,----------Read=0x89\n"
-                      << "debug: index = 5,-------Write=0xAB,----------Read=0xAB\n"
-                      << "debug: index = 6,-------Write=0xCD,----------Read=0xCD\n"
-                      << "debug: index = 7,-------Write=0xEF,----------Read=0xEF\n"
-                      << "debug: index = 8,-------Write=0x 5,----------Read=0x 5\n"
-                      << "debug: index = 9,-------Write=0xFA,----------Read=0xFA\n"
-                      << QStringLiteral("debug: Total time to read data is %1 msec").arg(elapsed)
-                      << "debug: Full match between read and write");
+    QCOMPARE(messages,
+             strings("debug: index = 0,-------Write=0x 1,----------Read=0x 1\n",
+                     "debug: index = 1,-------Write=0x23,----------Read=0x23\n",
+                     "debug: index = 2,-------Write=0x45,----------Read=0x45\n",
+                     "debug: index = 3,-------Write=0x67,----------Read=0x67\n",
+                     "debug: index = 4,-------Write=0x89,----------Read=0x89\n",
+                     "debug: index = 5,-------Write=0xAB,----------Read=0xAB\n",
+                     "debug: index = 6,-------Write=0xCD,----------Read=0xCD\n",
+                     "debug: index = 7,-------Write=0xEF,----------Read=0xEF\n",
+                     "debug: index = 8,-------Write=0x 5,----------Read=0x 5\n",
+                     "debug: index = 9,-------Write=0xFA,----------Read=0xFA\n",
+                     QStringLiteral("debug: Total time to read data is %1 msec").arg(elapsed),
+                     "debug: Full match between read and write"));
 }
 
 void TestSdCardTest::seededWithTheTime()
@@ -313,13 +313,12 @@ void TestSdCardTest::oldFileOnReadOnlyCard()
     QCOMPARE(run(card.path()), qint64(-1));
     QCOMPARE(m_status, 2);
     VALUES_UNTOUCHED();
-    QCOMPARE(log.take(), QStringList()
-                             << QStringLiteral("debug: ") + card.path() +
-                                    QStringLiteral("/ateTestFileOnSdCard.txt exist but cannot be "
-                                                   "deleted, SD may have some error")
-                             << QStringLiteral("debug: Cannot Open File:") + card.path() +
-                                    QStringLiteral("/tmp.txt for write during test for SD "
-                                                   "card-read: write protect error"));
+    QCOMPARE(log.take(), strings(QStringLiteral("debug: ") + card.path() +
+                                     QStringLiteral("/ateTestFileOnSdCard.txt exist but cannot be "
+                                                    "deleted, SD may have some error"),
+                                 QStringLiteral("debug: Cannot Open File:") + card.path() +
+                                     QStringLiteral("/tmp.txt for write during test for SD "
+                                                    "card-read: write protect error")));
     QCOMPARE(card.get(testFile), QByteArray("old"));
     QVERIFY(!card.has(probeFile));
 }

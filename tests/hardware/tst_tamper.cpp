@@ -15,6 +15,7 @@
 
 #include "hardware/buttons.h"
 #include "hardware/tamper.h"
+#include "tests/support/anyqt.h"
 #include "tests/support/boardfolder.h"
 #include "tests/support/logcatcher.h"
 #include "tests/support/testprogram.h"
@@ -241,9 +242,7 @@ void TestTamper::exportsOnce()
     });
     QVERIFY(keypad.tamper());
     QCOMPARE(keypad.stores, QList<GpioBoard::Store>() << exportStore << polarityStore);
-    QCOMPARE(keypad.opened(), QStringList() << "export"
-                                            << "active_low"
-                                            << "value");
+    QCOMPARE(keypad.opened(), strings("export", "active_low", "value"));
     QCOMPARE(keypad.log.take(), QStringList());
 
     QVERIFY(keypad.tamper());

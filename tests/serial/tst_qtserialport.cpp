@@ -257,9 +257,7 @@ void TestQtSerialPort::metaObject()
         QCOMPARE(meta.method(i).access(), QMetaMethod::Protected);
         methods.append(QString::fromLatin1(signatureOf(meta.method(i))));
     }
-    QCOMPARE(methods, QStringList() << "onRead()"
-                                    << "onWrite()"
-                                    << "onExcept()");
+    QCOMPARE(methods, strings("onRead()", "onWrite()", "onExcept()"));
 }
 
 void TestQtSerialPort::initialValues()

@@ -16,6 +16,15 @@ inline QByteArray signatureOf(const QMetaMethod &method)
 #endif
 }
 
+/// A list of texts, which Qt 4.8 does not take in braces.
+template<typename... Text> QStringList strings(const Text &...texts)
+{
+    QStringList all;
+    const int each[] = {0, (all.append(QString(texts)), 0)...};
+    Q_UNUSED(each);
+    return all;
+}
+
 /// What a signal's access() says: with Qt 4 only its own class may emit it.
 inline QMetaMethod::Access accessOfSignals()
 {
