@@ -61,7 +61,8 @@ Outbox::Ticket Outbox::enter(const QString &record, QString *error) const
     // A program that looks for entries may hold its lock for a moment before we get it.
     const int lock = openLocked(marker, O_WRONLY | O_CREAT | O_EXCL, LOCK_EX);
     // The path is relative to the folder, which may be moved or mounted elsewhere.
-    const QByteArray line = QFile::encodeName(QDir(m_dir).relativeFilePath(record)) + '\n';
+    const QString inside = QDir(m_dir).relativeFilePath(QFileInfo(record).absoluteFilePath());
+    const QByteArray line = QFile::encodeName(inside) + '\n';
     if (lock >= 0 && write(lock, line.constData(), static_cast<size_t>(line.size())) ==
                          static_cast<ssize_t>(line.size()))
         return Ticket(lock);

@@ -208,6 +208,7 @@ private slots:
     void aProgramIsRunAfterEachUnit();
     void aStoreThatIsAwayChangesNothing();
     void aRecordWaitsForTheNextRun();
+    void recordsAreStoredWhereNothingIsSet();
     void aFaultThatNeverCameIsNoPass();
     void aFullDiskDoesNotTakeTheVerdicts_data();
     void aFullDiskDoesNotTakeTheVerdicts();
@@ -1071,6 +1072,28 @@ void TestLineCommand::aRecordWaitsForTheNextRun()
     QVERIFY(list.waitForFinished());
     const QByteArray listed = list.readAllStandardOutput();
     QVERIFY2(listed.contains("KP-7") && listed.contains("KP-8"), listed.constData());
+}
+
+/// Neither --out nor --store: bench-out, below where it was started.
+void TestLineCommand::recordsAreStoredWhereNothingIsSet()
+{
+    const QString plan = smallPlan(R"({"plan":"p","title":"P","steps":[
+        {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],
+         "limit_ms":60000}]})");
+    const QTemporaryDir dir;
+    QProcess run;
+    run.setWorkingDirectory(dir.path());
+    run.start(QStringLiteral(BENCH), {QStringLiteral("line"), plan,
+                                      QStringLiteral("--serial-number"), QStringLiteral("KP-1")});
+    QTRY_VERIFY_WITH_TIMEOUT(run.state() == QProcess::NotRunning, 120000);
+    QCOMPARE(run.exitCode(), 0);
+    QVERIFY(run.readAllStandardOutput().contains("Store:   bench-out/records.sqlite\n"));
+    QProcess list;
+    list.setWorkingDirectory(dir.path());
+    list.start(QStringLiteral(BENCH), {QStringLiteral("records"), QStringLiteral("list")});
+    QVERIFY(list.waitForFinished(120000));
+    const QByteArray listed = list.readAllStandardOutput();
+    QVERIFY2(listed.contains("KP-1"), listed.constData());
 }
 
 void TestLineCommand::aFaultThatNeverCameIsNoPass()

@@ -23,6 +23,7 @@ private slots:
     void tellsTheOldestFirst();
     void forgetsWhatIsTakenOut();
     void isFoundAfterTheFolderWasMoved();
+    void isFoundBelowAFolderNamedFromHere();
     void tellsWhenItCannotEnter();
     void leavesOutWhatIsBeingWritten();
     void entersWhileOthersLook();
@@ -123,6 +124,23 @@ void TestOutbox::isFoundAfterTheFolderWasMoved()
     Outbox(dir.filePath("a")).enter(dir.filePath("a/run 1/record.json"), &error);
     QVERIFY(QDir(dir.path()).rename("a", "b"));
     QCOMPARE(records(Outbox(dir.filePath("b"))), QStringList{dir.filePath("b/run 1/record.json")});
+}
+
+/// As "bench line" without --out has it: both paths begin where the program was started.
+void TestOutbox::isFoundBelowAFolderNamedFromHere()
+{
+    const QTemporaryDir dir;
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(dir.path()));
+    const Outbox outbox("bench-out");
+    QString error;
+    outbox.enter("bench-out/run/record.json", &error);
+    const QStringList found = records(outbox);
+    const QStringList elsewhere = records(Outbox(dir.filePath("bench-out")));
+    QVERIFY(QDir::setCurrent(before));
+    QCOMPARE(error, QString());
+    QCOMPARE(found, QStringList{"bench-out/run/record.json"});
+    QCOMPARE(elsewhere, QStringList{dir.filePath("bench-out/run/record.json")});
 }
 
 void TestOutbox::tellsWhenItCannotEnter()
