@@ -89,6 +89,36 @@ std::optional<double> limit(const QVariant &value)
     return value.isNull() ? std::nullopt : std::optional<double>(value.toDouble());
 }
 
+ListedValue listedValue(const QSqlQuery &query)
+{
+    ListedValue value;
+    value.start = query.value(0).toLongLong();
+    value.serialNumber = query.value(1).toString();
+    value.plan = query.value(2).toString();
+    value.step = query.value(3).toString();
+    value.name = query.value(4).toString();
+    value.value = query.value(5).isNull() ? query.value(6).toString()
+                                          : QString::number(query.value(5).toDouble(), 'g', 15);
+    value.unit = query.value(7).toString();
+    value.minimum = limit(query.value(8));
+    value.maximum = limit(query.value(9));
+    value.good = query.value(10).toInt() != 0;
+    return value;
+}
+
+UnitGroup unitGroup(const QSqlQuery &query)
+{
+    UnitGroup group;
+    group.day = query.value(0).toString();
+    group.plan = query.value(1).toString();
+    group.station = query.value(2).toString();
+    group.variant = query.value(3).toString();
+    group.count = {query.value(4).toLongLong(), query.value(5).toLongLong(),
+                   query.value(6).toLongLong(), query.value(7).toLongLong(),
+                   query.value(8).toLongLong()};
+    return group;
+}
+
 bool isWhole(double value)
 {
     return value == std::floor(value);
@@ -126,12 +156,12 @@ Questions::Questions(const QSqlDatabase &database, const RecordFilter &filter)
 {
 }
 
-/// Asks with the filter's conditions on series and records.
-bool Questions::askRecords(QSqlQuery *query, const QString &select, const QString &order,
+/// Takes each row of records that fit the filter.
+bool Questions::eachRecord(const QString &select, const QString &order, const TakeRow &take,
                            QString *error) const
 {
     const QList<FilterRow> rows = asked(seriesRows, m_filter) + asked(recordRows, m_filter);
-    return ask(query, select + conditions(rows) + order, valuesOf(rows, m_filter), error);
+    return eachRow(select + conditions(rows) + order, valuesOf(rows, m_filter), take, error);
 }
 
 /// " AND COLUMN IN (...)" for rows of the series that are asked for, with its values.
@@ -144,183 +174,135 @@ QString Questions::inSeries(const QString &column, QVariantList *values) const
     return QStringLiteral(" AND %1 IN (SELECT key FROM series%2)").arg(column, conditions(rows));
 }
 
-bool Questions::ask(QSqlQuery *query, const QString &statement, const QVariantList &values,
-                    QString *error) const
+bool Questions::eachRow(const QString &statement, const QVariantList &values, const TakeRow &take,
+                        QString *error) const
 {
-    query->setForwardOnly(true);
-    bool good = query->prepare(statement);
+    QSqlQuery query(m_database);
+    query.setForwardOnly(true);
+    bool good = query.prepare(statement);
     for (const QVariant &value : values)
-        query->addBindValue(value);
-    good = good && query->exec();
+        query.addBindValue(value);
+    good = good && query.exec();
     if (!good)
-        *error = sqlReason(query->lastError());
+        *error = sqlReason(query.lastError());
+    while (good && query.next())
+        take(query);
     return good;
 }
 
 bool Questions::list(int most, QList<ListedRecord> *records, QString *error) const
 {
-    QSqlQuery query(m_database);
-    if (!askRecords(&query, QLatin1String(ListedColumns),
-                    QStringLiteral(" ORDER BY start_ms DESC, record.key DESC LIMIT %1").arg(most),
-                    error))
-        return false;
-    while (query.next())
-        records->append(listed(query));
-    return true;
+    return eachRecord(
+        QLatin1String(ListedColumns),
+        QStringLiteral(" ORDER BY start_ms DESC, record.key DESC LIMIT %1").arg(most),
+        [records](const QSqlQuery &row) { records->append(listed(row)); }, error);
 }
 
 bool Questions::each(const std::function<void(const ListedRecord &)> &take, QString *error) const
 {
-    QSqlQuery query(m_database);
-    if (!askRecords(&query, QLatin1String(ListedColumns),
-                    QStringLiteral(" ORDER BY start_ms, record.key"), error))
-        return false;
-    while (query.next())
-        take(listed(query));
-    return true;
+    return eachRecord(
+        QLatin1String(ListedColumns), QStringLiteral(" ORDER BY start_ms, record.key"),
+        [&take](const QSqlQuery &row) { take(listed(row)); }, error);
 }
 
 bool Questions::eachValue(const std::function<void(const ListedValue &)> &take,
                           QString *error) const
 {
-    QSqlQuery query(m_database);
-    if (!askRecords(
-            &query,
-            QStringLiteral("SELECT start_ms, serial_number, series.plan, step_kind.name,"
-                           " quantity.name, value, shown, quantity.unit, minimum, maximum, good"
-                           " FROM measurement JOIN record ON record.key = measurement.record"
-                           " JOIN series ON series.key = record.series"
-                           " JOIN quantity ON quantity.key = measurement.quantity"
-                           " JOIN step_kind ON step_kind.key = quantity.kind"),
-            QStringLiteral(" ORDER BY start_ms, record.key, measurement.quantity"), error))
-        return false;
-    while (query.next()) {
-        ListedValue value;
-        value.start = query.value(0).toLongLong();
-        value.serialNumber = query.value(1).toString();
-        value.plan = query.value(2).toString();
-        value.step = query.value(3).toString();
-        value.name = query.value(4).toString();
-        value.value = query.value(5).isNull() ? query.value(6).toString()
-                                              : QString::number(query.value(5).toDouble(), 'g', 15);
-        value.unit = query.value(7).toString();
-        value.minimum = limit(query.value(8));
-        value.maximum = limit(query.value(9));
-        value.good = query.value(10).toInt() != 0;
-        take(value);
-    }
-    return true;
+    return eachRecord(
+        QStringLiteral("SELECT start_ms, serial_number, series.plan, step_kind.name,"
+                       " quantity.name, value, shown, quantity.unit, minimum, maximum, good"
+                       " FROM measurement JOIN record ON record.key = measurement.record"
+                       " JOIN series ON series.key = record.series"
+                       " JOIN quantity ON quantity.key = measurement.quantity"
+                       " JOIN step_kind ON step_kind.key = quantity.kind"),
+        QStringLiteral(" ORDER BY start_ms, record.key, measurement.quantity"),
+        [&take](const QSqlQuery &row) { take(listedValue(row)); }, error);
 }
 
 bool Questions::json(qint64 key, QByteArray *json, QString *error) const
 {
-    QSqlQuery query(m_database);
-    if (!ask(&query, QStringLiteral("SELECT json FROM record_json WHERE record = ?"), {key},
-             error) ||
-        !query.next())
-        return false;
-    *json = query.value(0).toString().toUtf8();
-    return true;
+    return eachRow(
+               QStringLiteral("SELECT json FROM record_json WHERE record = ?"), {key},
+               [json](const QSqlQuery &row) { *json = row.value(0).toString().toUtf8(); }, error) &&
+           !json->isEmpty();
 }
 
 bool Questions::units(QList<UnitGroup> *groups, QString *error) const
 {
     QVariantList values;
     const QString which = inSeries(QStringLiteral("first_series"), &values);
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT day, plan, station, variant, units, first_pass, final_pass,"
-                            " retested, attempts FROM (SELECT first_series, COUNT(*) AS units,"
-                            " SUM(first_passed) AS first_pass, SUM(latest_passed) AS final_pass,"
-                            " SUM(CASE WHEN attempts > 1 THEN 1 ELSE 0 END) AS retested,"
-                            " SUM(attempts) AS attempts FROM unit WHERE 1 = 1%1"
-                            " GROUP BY first_series) AS counted"
-                            " JOIN series ON series.key = first_series"
-                            " ORDER BY day, plan, station, variant")
-                 .arg(which),
-             values, error))
-        return false;
-    while (query.next()) {
-        UnitGroup group;
-        group.day = query.value(0).toString();
-        group.plan = query.value(1).toString();
-        group.station = query.value(2).toString();
-        group.variant = query.value(3).toString();
-        group.count = {query.value(4).toLongLong(), query.value(5).toLongLong(),
-                       query.value(6).toLongLong(), query.value(7).toLongLong(),
-                       query.value(8).toLongLong()};
-        groups->append(group);
-    }
-    return true;
+    return eachRow(
+        QStringLiteral("SELECT day, plan, station, variant, units, first_pass, final_pass,"
+                       " retested, attempts FROM (SELECT first_series, COUNT(*) AS units,"
+                       " SUM(first_passed) AS first_pass, SUM(latest_passed) AS final_pass,"
+                       " SUM(CASE WHEN attempts > 1 THEN 1 ELSE 0 END) AS retested,"
+                       " SUM(attempts) AS attempts FROM unit WHERE 1 = 1%1"
+                       " GROUP BY first_series) AS counted"
+                       " JOIN series ON series.key = first_series"
+                       " ORDER BY day, plan, station, variant")
+            .arg(which),
+        values, [groups](const QSqlQuery &row) { groups->append(unitGroup(row)); }, error);
 }
 
 bool Questions::failures(QList<StepFailures> *steps, QString *error) const
 {
     QVariantList values;
     const QString which = inSeries(QStringLiteral("record.series"), &values);
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT plan, failed_step, COUNT(*) FROM record"
-                            " JOIN series ON series.key = record.series WHERE failed_step <> ''%1"
-                            " GROUP BY plan, failed_step ORDER BY 3 DESC, 1, 2")
-                 .arg(which),
-             values, error))
-        return false;
-    while (query.next())
+    const TakeRow take = [steps](const QSqlQuery &row) {
         steps->append(
-            {query.value(0).toString(), query.value(1).toString(), query.value(2).toLongLong()});
-    return true;
+            {row.value(0).toString(), row.value(1).toString(), row.value(2).toLongLong()});
+    };
+    return eachRow(
+        QStringLiteral("SELECT plan, failed_step, COUNT(*) FROM record"
+                       " JOIN series ON series.key = record.series WHERE failed_step <> ''%1"
+                       " GROUP BY plan, failed_step ORDER BY 3 DESC, 1, 2")
+            .arg(which),
+        values, take, error);
 }
 
 bool Questions::slowest(int most, QList<StepTime> *steps, QString *error) const
 {
     QVariantList values;
     const QString which = inSeries(QStringLiteral("series"), &values);
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT plan, name, runs, seconds / runs, most FROM (SELECT kind,"
-                            " SUM(runs) AS runs, SUM(seconds) AS seconds, MAX(most) AS most"
-                            " FROM step_sum WHERE runs > 0%1 GROUP BY kind) AS summed"
-                            " JOIN step_kind ON step_kind.key = kind"
-                            " ORDER BY 4 DESC, 1, 2 LIMIT %2")
-                 .arg(which)
-                 .arg(most),
-             values, error))
-        return false;
-    while (query.next())
-        steps->append({query.value(0).toString(), query.value(1).toString(),
-                       query.value(2).toLongLong(), query.value(3).toDouble(),
-                       query.value(4).toDouble()});
-    return true;
+    const TakeRow take = [steps](const QSqlQuery &row) {
+        steps->append({row.value(0).toString(), row.value(1).toString(), row.value(2).toLongLong(),
+                       row.value(3).toDouble(), row.value(4).toDouble()});
+    };
+    return eachRow(QStringLiteral("SELECT plan, name, runs, seconds / runs, most FROM (SELECT kind,"
+                                  " SUM(runs) AS runs, SUM(seconds) AS seconds, MAX(most) AS most"
+                                  " FROM step_sum WHERE runs > 0%1 GROUP BY kind) AS summed"
+                                  " JOIN step_kind ON step_kind.key = kind"
+                                  " ORDER BY 4 DESC, 1, 2 LIMIT %2")
+                       .arg(which)
+                       .arg(most),
+                   values, take, error);
 }
 
 bool Questions::quantities(QList<QuantityAnswer> *answers, QString *error) const
 {
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT quantity.key, step_kind.plan, step_kind.name, quantity.name,"
-                            " unit, minimum, maximum, origin FROM quantity"
-                            " JOIN step_kind ON step_kind.key = kind WHERE origin IS NOT NULL"
-                            " ORDER BY 2, 3, 4, 6, 7"),
-             {}, error))
-        return false;
     struct Quantity {
         qint64 key;
         double origin;
         QuantityAnswer answer;
     };
-    // Reads all at once: a server gives one answer at a time.
+    // All at once: a server gives one answer at a time.
     QList<Quantity> found;
-    while (query.next()) {
+    const TakeRow take = [&found](const QSqlQuery &row) {
         QuantityAnswer answer;
-        answer.plan = query.value(1).toString();
-        answer.step = query.value(2).toString();
-        answer.name = query.value(3).toString();
-        answer.unit = query.value(4).toString();
-        answer.minimum = limit(query.value(5));
-        answer.maximum = limit(query.value(6));
-        found.append({query.value(0).toLongLong(), query.value(7).toDouble(), answer});
-    }
+        answer.plan = row.value(1).toString();
+        answer.step = row.value(2).toString();
+        answer.name = row.value(3).toString();
+        answer.unit = row.value(4).toString();
+        answer.minimum = limit(row.value(5));
+        answer.maximum = limit(row.value(6));
+        found.append({row.value(0).toLongLong(), row.value(7).toDouble(), answer});
+    };
+    if (!eachRow(QStringLiteral("SELECT quantity.key, step_kind.plan, step_kind.name,"
+                                " quantity.name, unit, minimum, maximum, origin FROM quantity"
+                                " JOIN step_kind ON step_kind.key = kind"
+                                " WHERE origin IS NOT NULL ORDER BY 2, 3, 4, 6, 7"),
+                 {}, take, error))
+        return false;
     for (Quantity &each : found) {
         QuantityAnswer &answer = each.answer;
         if (!measure(each.key, each.origin, &answer, error))
@@ -340,25 +322,22 @@ bool Questions::measure(qint64 key, double origin, QuantityAnswer *answer, QStri
     const QString distance = QStringLiteral("(value - %1)").arg(origin, 0, 'g', 17);
     QVariantList values = {key};
     const QString which = inSeries(QStringLiteral("series"), &values);
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT COUNT(*), AVG(%1), SUM(%1 * %1), MIN(value), MAX(value),"
-                            " SUM(1 - good) FROM measurement"
-                            " WHERE quantity = ? AND value IS NOT NULL%2")
-                 .arg(distance, which),
-             values, error) ||
-        !query.next())
-        return false;
-    Statistics &found = answer->values;
-    found.count = query.value(0).toLongLong();
-    const double shift = query.value(1).toDouble();
-    found.mean = origin + shift;
-    if (found.count > 1)
-        found.deviation = deviation(query.value(2).toDouble(), shift, found.count);
-    found.least = query.value(3).toDouble();
-    found.most = query.value(4).toDouble();
-    answer->outside = query.value(5).toLongLong();
-    return true;
+    const TakeRow take = [answer, origin](const QSqlQuery &row) {
+        Statistics &found = answer->values;
+        found.count = row.value(0).toLongLong();
+        const double shift = row.value(1).toDouble();
+        found.mean = origin + shift;
+        if (found.count > 1)
+            found.deviation = deviation(row.value(2).toDouble(), shift, found.count);
+        found.least = row.value(3).toDouble();
+        found.most = row.value(4).toDouble();
+        answer->outside = row.value(5).toLongLong();
+    };
+    return eachRow(QStringLiteral("SELECT COUNT(*), AVG(%1), SUM(%1 * %1), MIN(value), MAX(value),"
+                                  " SUM(1 - good) FROM measurement"
+                                  " WHERE quantity = ? AND value IS NOT NULL%2")
+                       .arg(distance, which),
+                   values, take, error);
 }
 
 bool Questions::count(qint64 key, QuantityAnswer *answer, QString *error) const
@@ -374,18 +353,15 @@ bool Questions::count(qint64 key, QuantityAnswer *answer, QString *error) const
             .arg(bins.width, 0, 'g', 17);
     QVariantList values = {key};
     const QString which = inSeries(QStringLiteral("series"), &values);
-    QSqlQuery query(m_database);
-    if (!ask(&query,
-             QStringLiteral("SELECT %1 AS bar, COUNT(*) FROM measurement"
-                            " WHERE quantity = ? AND value IS NOT NULL%2 GROUP BY bar")
-                 .arg(bar, which),
-             values, error))
-        return false;
     answer->bins = bins;
     answer->bars.fill(0, bins.count);
-    // A value on an edge may be counted in the next bar.
-    while (query.next())
-        answer->bars[qBound(0, query.value(0).toInt(), bins.count - 1)] +=
-            query.value(1).toLongLong();
-    return true;
+    // A value that lies on an edge may be taken for the next bar's.
+    const TakeRow take = [answer](const QSqlQuery &row) {
+        answer->bars[qBound(0, row.value(0).toInt(), answer->bins.count - 1)] +=
+            row.value(1).toLongLong();
+    };
+    return eachRow(QStringLiteral("SELECT %1 AS bar, COUNT(*) FROM measurement"
+                                  " WHERE quantity = ? AND value IS NOT NULL%2 GROUP BY bar")
+                       .arg(bar, which),
+                   values, take, error);
 }

@@ -130,11 +130,13 @@ public:
     bool quantities(QList<QuantityAnswer> *answers, QString *error) const;
 
 private:
-    bool askRecords(QSqlQuery *query, const QString &select, const QString &order,
+    using TakeRow = std::function<void(const QSqlQuery &row)>;
+
+    bool eachRecord(const QString &select, const QString &order, const TakeRow &take,
                     QString *error) const;
     QString inSeries(const QString &column, QVariantList *values) const;
-    bool ask(QSqlQuery *query, const QString &statement, const QVariantList &values,
-             QString *error) const;
+    bool eachRow(const QString &statement, const QVariantList &values, const TakeRow &take,
+                 QString *error) const;
     bool measure(qint64 key, double origin, QuantityAnswer *answer, QString *error) const;
     bool count(qint64 key, QuantityAnswer *answer, QString *error) const;
 
