@@ -53,7 +53,8 @@ QString runAfterUnit(const QString &program, const QString &record, int limitMs,
     timer.start(LookEveryMs);
     process.start(program, {record});
     if (!process.waitForStarted())
-        return QStringLiteral("%1: %2").arg(program, process.errorString());
+        return QStringLiteral("%1: %2").arg(
+            program, process.errorString().section(QStringLiteral(": "), -1));
     if (process.state() != QProcess::NotRunning)
         loop.exec();
     QString reason;
