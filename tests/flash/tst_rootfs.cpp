@@ -279,55 +279,50 @@ void TestRootFS::lineIsReadByTheStagesPattern_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QStringList>("events");
+    const auto row = [](const char *name, const QByteArray &line, const QStringList &events) {
+        QTest::newRow(name) << line << events;
+    };
 
     const QByteArray start("libscan: scanning eraseblock 7 -- ");
     const QByteArray nul(1, '\0');
     const QStringList nothing;
     const QStringList fifty("status 50");
 
-    QTest::newRow("two digits") << start + "50 % complete  \r" << fifty;
-    QTest::newRow("nothing behind it") << start + "50 % complete" << fifty;
-    QTest::newRow("text behind it") << start + "50 % completely" << fifty;
-    QTest::newRow("one digit, one blank") << start + "5 % complete  \r" << QStringList("status 5");
-    QTest::newRow("leading zeros") << start + "0050 % complete\r" << fifty;
-    QTest::newRow("0") << start + "0 % complete\r" << QStringList("status 0");
-    QTest::newRow("100") << start + "100 % complete\r" << strings("status 100", "next");
-    QTest::newRow("100 with leading zeros")
-        << start + "000100 % complete\r" << strings("status 100", "next");
-    QTest::newRow("above 100") << start + "101 % complete\r" << QStringList("status 101");
-    QTest::newRow("greatest number")
-        << start + "2147483647 % complete\r" << QStringList("status 2147483647");
-    QTest::newRow("number too great")
-        << start + "2147483648 % complete\r" << QStringList("status 0");
-    QTest::newRow("number far too great")
-        << start + "99999999999999999999100 % complete\r" << QStringList("status 0");
-    QTest::newRow("block number too great for anything")
-        << QByteArray("libscan: scanning eraseblock 99999999999999999999 -- 50 % complete\r")
-        << fifty;
-    QTest::newRow("NUL behind the text") << start + "50 % complete" + nul + "\r" << fifty;
-    QTest::newRow("24 KB behind it")
-        << start + "50 % complete" + QByteArray(24576, ' ') + "\r" << fifty;
+    row("two digits", start + "50 % complete  \r", fifty);
+    row("nothing behind it", start + "50 % complete", fifty);
+    row("text behind it", start + "50 % completely", fifty);
+    row("one digit, one blank", start + "5 % complete  \r", QStringList("status 5"));
+    row("leading zeros", start + "0050 % complete\r", fifty);
+    row("0", start + "0 % complete\r", QStringList("status 0"));
+    row("100", start + "100 % complete\r", strings("status 100", "next"));
+    row("100 with leading zeros", start + "000100 % complete\r", strings("status 100", "next"));
+    row("above 100", start + "101 % complete\r", QStringList("status 101"));
+    row("greatest number", start + "2147483647 % complete\r", QStringList("status 2147483647"));
+    row("number too great", start + "2147483648 % complete\r", QStringList("status 0"));
+    row("number far too great", start + "99999999999999999999100 % complete\r",
+        QStringList("status 0"));
+    row("block number too great for anything",
+        "libscan: scanning eraseblock 99999999999999999999 -- 50 % complete\r", fifty);
+    row("NUL behind the text", start + "50 % complete" + nul + "\r", fifty);
+    row("24 KB behind it", start + "50 % complete" + QByteArray(24576, ' ') + "\r", fifty);
 
-    QTest::newRow("below 10 as the tool prints it") << QByteArray(scanning5) << nothing;
-    QTest::newRow("leading blank") << " " + start + "50 % complete\r" << nothing;
-    QTest::newRow("other text before it") << "ubiformat: " + start + "50 % complete\r" << nothing;
-    QTest::newRow("twice in a line, the first one no match")
-        << start + " 5 % complete " + start + "50 % complete\r" << nothing;
-    QTest::newRow("24 KB before it")
-        << QByteArray(24576, 'x') + start + "50 % complete\r" << nothing;
-    QTest::newRow("NUL before it") << nul + start + "50 % complete\r" << nothing;
-    QTest::newRow("NUL within it") << start + "50 %" + nul + " complete\r" << nothing;
-    QTest::newRow("upper case") << QByteArray("Libscan: scanning eraseblock 7 -- 50 % complete\r")
-                                << nothing;
-    QTest::newRow("no percentage") << start + " % complete\r" << nothing;
-    QTest::newRow("negative percentage") << start + "-5 % complete\r" << nothing;
-    QTest::newRow("no block number")
-        << QByteArray("libscan: scanning eraseblock  -- 50 % complete\r") << nothing;
-    QTest::newRow("no blank before the sign") << start + "50% complete\r" << nothing;
-    QTest::newRow("cut off") << start + "50 % comple\r" << nothing;
-    QTest::newRow("digits of another script") << start + "\xD9\xA5\xD9\xA0 % complete\r" << nothing;
-    QTest::newRow("LF alone") << QByteArray("\n") << nothing;
-    QTest::newRow("empty") << QByteArray() << nothing;
+    row("below 10 as the tool prints it", QByteArray(scanning5), nothing);
+    row("leading blank", " " + start + "50 % complete\r", nothing);
+    row("other text before it", "ubiformat: " + start + "50 % complete\r", nothing);
+    row("twice in a line, the first one no match",
+        start + " 5 % complete " + start + "50 % complete\r", nothing);
+    row("24 KB before it", QByteArray(24576, 'x') + start + "50 % complete\r", nothing);
+    row("NUL before it", nul + start + "50 % complete\r", nothing);
+    row("NUL within it", start + "50 %" + nul + " complete\r", nothing);
+    row("upper case", "Libscan: scanning eraseblock 7 -- 50 % complete\r", nothing);
+    row("no percentage", start + " % complete\r", nothing);
+    row("negative percentage", start + "-5 % complete\r", nothing);
+    row("no block number", "libscan: scanning eraseblock  -- 50 % complete\r", nothing);
+    row("no blank before the sign", start + "50% complete\r", nothing);
+    row("cut off", start + "50 % comple\r", nothing);
+    row("digits of another script", start + "\xD9\xA5\xD9\xA0 % complete\r", nothing);
+    row("LF alone", "\n", nothing);
+    row("empty", QByteArray(), nothing);
 }
 
 void TestRootFS::lineIsReadByTheStagesPattern()

@@ -131,103 +131,66 @@ void TestUpdateDir::askedFor_data()
     QTest::addColumn<QStringList>("entries");
     QTest::addColumn<QString>("dir");
     QTest::addColumn<QString>("chosen"); // "BASE" stands for the base
+    const auto row = [](const char *name, const QStringList &entries, const QString &dir,
+                        const QString &chosen) { QTest::newRow(name) << entries << dir << chosen; };
 
     const QStringList beta{"fw-alpha/", "fw-beta-a/", "fw-beta-b/", "fw-gamma/"};
 
     // Absolute: used as it is, whether it exists or not.
-    QTest::newRow("absolute") << beta << "/data/fw"
-                              << "/data/fw";
-    QTest::newRow("absolute with a slash at its end") << beta << "/data/fw/"
-                                                      << "/data/fw/";
-    QTest::newRow("the root") << beta << "/"
-                              << "/";
-    QTest::newRow("absolute, same name in the base") << QStringList{"fw/"} << "/fw"
-                                                     << "/fw";
+    row("absolute", beta, "/data/fw", "/data/fw");
+    row("absolute with a slash at its end", beta, "/data/fw/", "/data/fw/");
+    row("the root", beta, "/", "/");
+    row("absolute, same name in the base", QStringList{"fw/"}, "/fw", "/fw");
 
     // An entry of just that name, of whatever kind.
-    QTest::newRow("a folder of that name") << QStringList{"beta/", "fw-beta-b/"} << "beta"
-                                           << "BASE/beta";
-    QTest::newRow("a file of that name") << QStringList{"beta", "fw-beta-b/"} << "beta"
-                                         << "BASE/beta";
-    QTest::newRow("a link to a folder of that name") << QStringList{"beta@", "fw-beta-b/"} << "beta"
-                                                     << "BASE/beta";
-    QTest::newRow("a link to a file of that name") << QStringList{"beta#", "fw-beta-b/"} << "beta"
-                                                   << "BASE/beta";
-    QTest::newRow("a hidden folder of that name") << QStringList{".beta/", "fw.beta/"} << ".beta"
-                                                  << "BASE/.beta";
-    QTest::newRow("a folder within a folder") << QStringList{"a/", "a/b/"} << "a/b"
-                                              << "BASE/a/b";
-    QTest::newRow("the parent") << beta << ".."
-                                << "BASE/..";
-    QTest::newRow("a name that is a pattern too") << QStringList{"fw*/", "fw-z/"} << "fw*"
-                                                  << "BASE/fw*";
-    QTest::newRow("a name with a colon first") << QStringList{":fw/"} << ":fw"
-                                               << "BASE/:fw";
+    row("a folder of that name", QStringList{"beta/", "fw-beta-b/"}, "beta", "BASE/beta");
+    row("a file of that name", QStringList{"beta", "fw-beta-b/"}, "beta", "BASE/beta");
+    row("a link to a folder of that name", QStringList{"beta@", "fw-beta-b/"}, "beta", "BASE/beta");
+    row("a link to a file of that name", QStringList{"beta#", "fw-beta-b/"}, "beta", "BASE/beta");
+    row("a hidden folder of that name", QStringList{".beta/", "fw.beta/"}, ".beta", "BASE/.beta");
+    row("a folder within a folder", QStringList{"a/", "a/b/"}, "a/b", "BASE/a/b");
+    row("the parent", beta, "..", "BASE/..");
+    row("a name that is a pattern too", QStringList{"fw*/", "fw-z/"}, "fw*", "BASE/fw*");
+    row("a name with a colon first", QStringList{":fw/"}, ":fw", "BASE/:fw");
 
     // Otherwise the last folder whose name contains it.
-    QTest::newRow("part of two names") << beta << "beta"
-                                       << "BASE/fw-beta-b";
-    QTest::newRow("part of one name") << beta << "gam"
-                                      << "BASE/fw-gamma";
-    QTest::newRow("whole name in another case") << QStringList{"BETA/"} << "beta"
-                                                << "BASE/BETA";
-    QTest::newRow("part in another case") << beta << "BETA"
-                                          << "BASE/fw-beta-b";
-    QTest::newRow("names in another case, greatest name")
-        << QStringList{"FW-BETA-C/", "fw-Beta-a/"} << "beta"
-        << "BASE/fw-Beta-a";
-    QTest::newRow("beyond ASCII in another case")
-        << QStringList{QString::fromUtf8("fw-\xC3\x84/")} << QString::fromUtf8("\xC3\xA4")
-        << QString::fromUtf8("BASE/fw-\xC3\x84");
-    QTest::newRow("files do not match") << QStringList{"fw-beta-a/", "fw-beta-b"} << "beta"
-                                        << "BASE/fw-beta-a";
-    QTest::newRow("hidden folders do not match") << QStringList{".beta-z/", "-beta/"} << "beta"
-                                                 << "BASE/-beta";
-    QTest::newRow("links to folders match") << QStringList{"fw-beta-a/", "fw-beta-z@"} << "beta"
-                                            << "BASE/fw-beta-z";
-    QTest::newRow("link of that name leads to nothing")
-        << QStringList{"beta!", "fw-beta-a/"} << "beta"
-        << "BASE/fw-beta-a";
-    QTest::newRow("dot is a dot") << QStringList{"fw-1.2/", "fw-1x2/"} << "1.2"
-                                  << "BASE/fw-1.2";
-    QTest::newRow("blank is a blank") << QStringList{"fw 1/", "fw-1/"} << "w 1"
-                                      << "BASE/fw 1";
-    QTest::newRow("plus, bracket, bar are themselves")
-        << QStringList{"fw+(1|2)/", "fww12/"} << "+(1|2"
-        << "BASE/fw+(1|2)";
+    row("part of two names", beta, "beta", "BASE/fw-beta-b");
+    row("part of one name", beta, "gam", "BASE/fw-gamma");
+    row("whole name in another case", QStringList{"BETA/"}, "beta", "BASE/BETA");
+    row("part in another case", beta, "BETA", "BASE/fw-beta-b");
+    row("names in another case, greatest name", QStringList{"FW-BETA-C/", "fw-Beta-a/"}, "beta",
+        "BASE/fw-Beta-a");
+    row("beyond ASCII in another case", QStringList{QString::fromUtf8("fw-\xC3\x84/")},
+        QString::fromUtf8("\xC3\xA4"), QString::fromUtf8("BASE/fw-\xC3\x84"));
+    row("files do not match", QStringList{"fw-beta-a/", "fw-beta-b"}, "beta", "BASE/fw-beta-a");
+    row("hidden folders do not match", QStringList{".beta-z/", "-beta/"}, "beta", "BASE/-beta");
+    row("links to folders match", QStringList{"fw-beta-a/", "fw-beta-z@"}, "beta",
+        "BASE/fw-beta-z");
+    row("link of that name leads to nothing", QStringList{"beta!", "fw-beta-a/"}, "beta",
+        "BASE/fw-beta-a");
+    row("dot is a dot", QStringList{"fw-1.2/", "fw-1x2/"}, "1.2", "BASE/fw-1.2");
+    row("blank is a blank", QStringList{"fw 1/", "fw-1/"}, "w 1", "BASE/fw 1");
+    row("plus, bracket, bar are themselves", QStringList{"fw+(1|2)/", "fww12/"}, "+(1|2",
+        "BASE/fw+(1|2)");
 
     // What is asked for may hold wildcards.
-    QTest::newRow("any text") << beta << "a*a"
-                              << "BASE/fw-gamma";
-    QTest::newRow("any letter") << beta << "b?ta"
-                                << "BASE/fw-beta-b";
-    QTest::newRow("any letter is one letter") << QStringList{"ab/", "acb/", "adxb/"} << "a?b"
-                                              << "BASE/acb";
-    QTest::newRow("set of letters") << beta << "beta-[ax]"
-                                    << "BASE/fw-beta-a";
-    QTest::newRow("set of letters left out") << QStringList{"fw-ab/", "fw-xb/"} << "-[^x]b"
-                                             << "BASE/fw-ab";
-    QTest::newRow("exclamation mark in a set is itself")
-        << QStringList{"fw-!b/", "fw-ab/"} << "-[!]b"
-        << "BASE/fw-!b";
-    QTest::newRow("everything") << beta << "*"
-                                << "BASE/fw-gamma";
+    row("any text", beta, "a*a", "BASE/fw-gamma");
+    row("any letter", beta, "b?ta", "BASE/fw-beta-b");
+    row("any letter is one letter", QStringList{"ab/", "acb/", "adxb/"}, "a?b", "BASE/acb");
+    row("set of letters", beta, "beta-[ax]", "BASE/fw-beta-a");
+    row("set of letters left out", QStringList{"fw-ab/", "fw-xb/"}, "-[^x]b", "BASE/fw-ab");
+    row("exclamation mark in a set is itself", QStringList{"fw-!b/", "fw-ab/"}, "-[!]b",
+        "BASE/fw-!b");
+    row("everything", beta, "*", "BASE/fw-gamma");
 
     // Nothing fits: the name itself.
-    QTest::newRow("matches nothing") << beta << "delta"
-                                     << "delta";
-    QTest::newRow("matches nothing, base empty") << QStringList() << "delta"
-                                                 << "delta";
-    QTest::newRow("matches nothing, keeps its case and blanks") << beta << " Delta "
-                                                                << " Delta ";
-    QTest::newRow("path that matches nothing") << beta << "data/fw"
-                                               << "data/fw";
-    QTest::newRow("matches files only") << QStringList{"fw-beta"} << "beta"
-                                        << "beta";
-    QTest::newRow("matches hidden folders only") << QStringList{".fw-beta/"} << "beta"
-                                                 << "beta";
-    QTest::newRow("pattern that is none") << beta << "["
-                                          << "[";
+    row("matches nothing", beta, "delta", "delta");
+    row("matches nothing, base empty", QStringList(), "delta", "delta");
+    row("matches nothing, keeps its case and blanks", beta, " Delta ", " Delta ");
+    row("path that matches nothing", beta, "data/fw", "data/fw");
+    row("matches files only", QStringList{"fw-beta"}, "beta", "beta");
+    row("matches hidden folders only", QStringList{".fw-beta/"}, "beta", "beta");
+    row("pattern that is none", beta, "[", "[");
 }
 
 void TestUpdateDir::askedFor()

@@ -22,41 +22,29 @@ void TestTestImage::look_data()
     QTest::addColumn<QStringList>("folders");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("found"); // in the folder of the images unless it begins with "="
+    const auto row = [](const char *title, const QStringList &files, const QStringList &folders,
+                        const QString &name, const QString &found) {
+        QTest::newRow(title) << files << folders << name << found;
+    };
     const QStringList bars{"bars1.png", "bars2.png"};
     const QStringList none;
-    QTest::newRow("last match by name") << bars << none << "bars"
-                                        << "bars2.png";
-    QTest::newRow("exact name first") << QStringList{"bars", "bars1.png"} << none << "bars"
-                                      << "bars";
-    QTest::newRow("exact with ending") << bars << none << "bars1.png"
-                                       << "bars1.png";
-    QTest::newRow("middle of a name") << bars << none << "rs1"
-                                      << "bars1.png";
-    QTest::newRow("another case") << bars << none << "BARS1"
-                                  << "bars1.png";
-    QTest::newRow("no match keeps the name") << bars << none << "grey"
-                                             << "=grey";
-    QTest::newRow("absolute") << bars << none << "/bars1.png"
-                              << "=/bars1.png";
-    QTest::newRow("a folder is no match") << bars << QStringList{"bars"} << "bars"
-                                          << "bars2.png";
-    QTest::newRow("only a folder") << none << QStringList{"bars"} << "bars"
-                                   << "=bars";
-    QTest::newRow("wildcard in the name") << bars << none << "b*1"
-                                          << "bars1.png";
-    QTest::newRow("any one character") << bars << none << "ar?1"
-                                       << "bars1.png";
-    QTest::newRow("set of characters") << bars << none << "bars[1x]"
-                                       << "bars1.png";
-    QTest::newRow("set of characters left out") << bars << none << "bars[^2]"
-                                                << "bars1.png";
-    QTest::newRow("exclamation mark in a set")
-        << QStringList{"bars!.png", "bars3.png"} << none << "bars[!]"
-        << "bars!.png";
-    QTest::newRow("pattern that is none") << bars << none << "["
-                                          << "=[";
-    QTest::newRow("upper case sorts first") << QStringList{"Zebra bars", "a bars"} << none << "bars"
-                                            << "a bars";
+    row("last match by name", bars, none, "bars", "bars2.png");
+    row("exact name first", QStringList{"bars", "bars1.png"}, none, "bars", "bars");
+    row("exact with ending", bars, none, "bars1.png", "bars1.png");
+    row("middle of a name", bars, none, "rs1", "bars1.png");
+    row("another case", bars, none, "BARS1", "bars1.png");
+    row("no match keeps the name", bars, none, "grey", "=grey");
+    row("absolute", bars, none, "/bars1.png", "=/bars1.png");
+    row("a folder is no match", bars, QStringList{"bars"}, "bars", "bars2.png");
+    row("only a folder", none, QStringList{"bars"}, "bars", "=bars");
+    row("wildcard in the name", bars, none, "b*1", "bars1.png");
+    row("any one character", bars, none, "ar?1", "bars1.png");
+    row("set of characters", bars, none, "bars[1x]", "bars1.png");
+    row("set of characters left out", bars, none, "bars[^2]", "bars1.png");
+    row("exclamation mark in a set", QStringList{"bars!.png", "bars3.png"}, none, "bars[!]",
+        "bars!.png");
+    row("pattern that is none", bars, none, "[", "=[");
+    row("upper case sorts first", QStringList{"Zebra bars", "a bars"}, none, "bars", "a bars");
 }
 
 void TestTestImage::look()

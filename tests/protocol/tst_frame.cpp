@@ -28,35 +28,29 @@ void TestFrame::check_data()
     QTest::addColumn<int>("type");
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<uint>("expected");
+    const auto row = [](const char *name, const QByteArray &message, int verdict, int type,
+                        const QByteArray &data, uint expected) {
+        QTest::newRow(name) << message << verdict << type << data << expected;
+    };
 
     const QByteArray none;
-    QTest::newRow("empty") << none << int(FrameEmpty) << 0 << none << 0U;
-    QTest::newRow("17 characters")
-        << QByteArray("7E000A7000140297F") << int(FrameTooShort) << 0 << none << 0U;
-    QTest::newRow("smallest frame")
-        << QByteArray("7E000A60011402797F") << int(FrameGood) << 0x6001 << none << 0U;
-    QTest::newRow("backlight") << QByteArray("7E000E61431F006403607F") << int(FrameGood) << 0x6143
-                               << QByteArray("0064") << 0U;
-    QTest::newRow("start mark") << QByteArray("7D000A60011402797F") << int(FrameBadMarks) << 0
-                                << none << 0U;
-    QTest::newRow("end mark") << QByteArray("7E000A60011402797D") << int(FrameBadMarks) << 0 << none
-                              << 0U;
-    QTest::newRow("length") << QByteArray("7E000C60011402797F") << int(FrameBadLength) << 0x6001
-                            << none << 10U;
-    QTest::newRow("length beyond the message")
-        << QByteArray("7EFFFF60011402797F") << int(FrameBadLength) << 0x6001 << none << 10U;
-    QTest::newRow("length zero") << QByteArray("7E000060011402797F") << int(FrameBadLength)
-                                 << 0x6001 << none << 10U;
-    QTest::newRow("length with a sign")
-        << QByteArray("7E+00A60011402797F") << int(FrameBadLength) << 0x6001 << none << 10U;
-    QTest::newRow("checksum") << QByteArray("7E000A60011402787F") << int(FrameBadChecksum) << 0x6001
-                              << none << 0x0279U;
-    QTest::newRow("checksum over the wrong case")
-        << QByteArray("7E000A60011402997F") << int(FrameBadChecksum) << 0x6001 << none << 0x0279U;
-    QTest::newRow("bytes above 0x7F count unsigned")
-        << QByteArray("7E000D70411C\xE4\xFF\x80"
-                      "04F37F")
-        << int(FrameGood) << 0x7041 << QByteArray("\xE4\xFF\x80") << 0U;
+    row("empty", none, int(FrameEmpty), 0, none, 0U);
+    row("17 characters", "7E000A7000140297F", int(FrameTooShort), 0, none, 0U);
+    row("smallest frame", "7E000A60011402797F", int(FrameGood), 0x6001, none, 0U);
+    row("backlight", "7E000E61431F006403607F", int(FrameGood), 0x6143, "0064", 0U);
+    row("start mark", "7D000A60011402797F", int(FrameBadMarks), 0, none, 0U);
+    row("end mark", "7E000A60011402797D", int(FrameBadMarks), 0, none, 0U);
+    row("length", "7E000C60011402797F", int(FrameBadLength), 0x6001, none, 10U);
+    row("length beyond the message", "7EFFFF60011402797F", int(FrameBadLength), 0x6001, none, 10U);
+    row("length zero", "7E000060011402797F", int(FrameBadLength), 0x6001, none, 10U);
+    row("length with a sign", "7E+00A60011402797F", int(FrameBadLength), 0x6001, none, 10U);
+    row("checksum", "7E000A60011402787F", int(FrameBadChecksum), 0x6001, none, 0x0279U);
+    row("checksum over the wrong case", "7E000A60011402997F", int(FrameBadChecksum), 0x6001, none,
+        0x0279U);
+    row("bytes above 0x7F count unsigned",
+        QByteArray("7E000D70411C\xE4\xFF\x80"
+                   "04F37F"),
+        int(FrameGood), 0x7041, QByteArray("\xE4\xFF\x80"), 0U);
 }
 
 void TestFrame::check()

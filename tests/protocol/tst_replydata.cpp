@@ -28,36 +28,28 @@ void TestReplyData::version_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("data");
+    const auto row = [](const char *name, const QString &text, const QByteArray &data) {
+        QTest::newRow(name) << text << data;
+    };
     const QByteArray zeros("0000000000000000");
-    QTest::newRow("dated") << "20140101 1.2"
-                           << "010220140101 1.2  " + zeros;
-    QTest::newRow("three parts") << "1.2.3"
-                                 << "01021.2.3         " + zeros;
-    QTest::newRow("no number") << "abc"
-                               << "0000ABC           " + zeros;
-    QTest::newRow("one part") << "7"
-                              << "07007             " + zeros;
-    QTest::newRow("empty") << ""
-                           << "0000              " + zeros;
-    QTest::newRow("low 8 bits") << "257.511"
-                                << "01FF257.511       " + zeros;
-    QTest::newRow("letters in the second part") << "10.x"
-                                                << "0A0010.X          " + zeros;
-    QTest::newRow("empty parts are kept") << ".5"
-                                          << "0005.5            " + zeros;
-    QTest::newRow("cut to 14") << "12345678901.234567"
-                               << "00"
-                                  "47"
-                                  "12345678901.23" +
-                                      zeros;
-    QTest::newRow("dated, one part") << "20140101 9"
-                                     << "090020140101 9    " + zeros;
-    QTest::newRow("seven digits are no date") << "2014010 1.2"
-                                              << "00022014010 1.2   " + zeros;
-    QTest::newRow("date not at the start") << "v20140101 1.2"
-                                           << "0002V20140101 1.2 " + zeros;
-    QTest::newRow("not ASCII stays one byte")
-        << QString::fromLatin1("1.2\xDF") << "01001.2\xDF          " + zeros;
+    row("dated", "20140101 1.2", "010220140101 1.2  " + zeros);
+    row("three parts", "1.2.3", "01021.2.3         " + zeros);
+    row("no number", "abc", "0000ABC           " + zeros);
+    row("one part", "7", "07007             " + zeros);
+    row("empty", "", "0000              " + zeros);
+    row("low 8 bits", "257.511", "01FF257.511       " + zeros);
+    row("letters in the second part", "10.x", "0A0010.X          " + zeros);
+    row("empty parts are kept", ".5", "0005.5            " + zeros);
+    row("cut to 14", "12345678901.234567",
+        "00"
+        "47"
+        "12345678901.23" +
+            zeros);
+    row("dated, one part", "20140101 9", "090020140101 9    " + zeros);
+    row("seven digits are no date", "2014010 1.2", "00022014010 1.2   " + zeros);
+    row("date not at the start", "v20140101 1.2", "0002V20140101 1.2 " + zeros);
+    row("not ASCII stays one byte", QString::fromLatin1("1.2\xDF"),
+        "01001.2\xDF          " + zeros);
 }
 
 void TestReplyData::version()

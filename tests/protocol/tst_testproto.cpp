@@ -455,37 +455,31 @@ void TestTestProto::damagedFrames_data()
     QTest::addColumn<QByteArray>("frame");
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("log");
+    const auto row = [](const char *name, const QByteArray &frame, const QByteArray &reply,
+                        const QString &log) { QTest::newRow(name) << frame << reply << log; };
     const QString invalid("debug: Invalid message");
-    QTest::newRow("17 characters") << QByteArray("7E000A7000140297F") << QByteArray(nak) << invalid;
-    QTest::newRow("1 character") << QByteArray("7") << QByteArray(nak) << invalid;
-    QTest::newRow("junk") << QByteArray("what a fine mess this is") << QByteArray(nak) << invalid;
-    QTest::newRow("start mark, first")
-        << QByteArray("8E000A70001402797F") << QByteArray(nak) << invalid;
-    QTest::newRow("start mark, second")
-        << QByteArray("7F000A70001402797F") << QByteArray(nak) << invalid;
-    QTest::newRow("end mark, first")
-        << QByteArray("7E000A70001402798F") << QByteArray(nak) << invalid;
-    QTest::newRow("end mark, second")
-        << QByteArray("7E000A70001402797E") << QByteArray(nak) << invalid;
-    QTest::newRow("length too large") << QByteArray("7E000B70001402797F") << QByteArray(nak)
-                                      << QString("debug: \n Invalid length, should be 10");
-    QTest::newRow("length too small") << QByteArray("7E000E61431F00640003607F") << QByteArray(nak)
-                                      << QString("debug: \n Invalid length, should be 16");
-    QTest::newRow("length no number") << QByteArray("7E00xx70001402797F") << QByteArray(nak)
-                                      << QString("debug: \n Invalid length, should be 10");
-    QTest::newRow("checksum") << QByteArray("7E000A700014027A7F") << QByteArray(nak)
-                              << QString("debug: checksum does not match, it should be 0279");
-    QTest::newRow("checksum no number")
-        << QByteArray("7E000A70001402-97F") << QByteArray(nak)
-        << QString("debug: checksum does not match, it should be 0279");
-    QTest::newRow("data changed") << QByteArray("7E000E61431F006503607F") << QByteArray(nak)
-                                  << QString("debug: checksum does not match, it should be 0361");
-    QTest::newRow("lower-case marks")
-        << QByteArray("7e000E61431F006403807f") << QByteArray(ack) << QString();
-    QTest::newRow("lower-case fields")
-        << QByteArray("7E000e61431f006403a07F") << QByteArray(ack) << QString();
-    QTest::newRow("header check is not looked at")
-        << QByteArray("7E000E6143990064035B7F") << QByteArray(ack) << QString();
+    row("17 characters", "7E000A7000140297F", QByteArray(nak), invalid);
+    row("1 character", "7", QByteArray(nak), invalid);
+    row("junk", "what a fine mess this is", QByteArray(nak), invalid);
+    row("start mark, first", "8E000A70001402797F", QByteArray(nak), invalid);
+    row("start mark, second", "7F000A70001402797F", QByteArray(nak), invalid);
+    row("end mark, first", "7E000A70001402798F", QByteArray(nak), invalid);
+    row("end mark, second", "7E000A70001402797E", QByteArray(nak), invalid);
+    row("length too large", "7E000B70001402797F", QByteArray(nak),
+        "debug: \n Invalid length, should be 10");
+    row("length too small", "7E000E61431F00640003607F", QByteArray(nak),
+        "debug: \n Invalid length, should be 16");
+    row("length no number", "7E00xx70001402797F", QByteArray(nak),
+        "debug: \n Invalid length, should be 10");
+    row("checksum", "7E000A700014027A7F", QByteArray(nak),
+        "debug: checksum does not match, it should be 0279");
+    row("checksum no number", "7E000A70001402-97F", QByteArray(nak),
+        "debug: checksum does not match, it should be 0279");
+    row("data changed", "7E000E61431F006503607F", QByteArray(nak),
+        "debug: checksum does not match, it should be 0361");
+    row("lower-case marks", "7e000E61431F006403807f", QByteArray(ack), QString());
+    row("lower-case fields", "7E000e61431f006403a07F", QByteArray(ack), QString());
+    row("header check is not looked at", "7E000E6143990064035B7F", QByteArray(ack), QString());
 }
 
 void TestTestProto::damagedFrames()

@@ -94,23 +94,20 @@ void TestBoardReadings::version_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QString>("reply");
-    QTest::newRow("dated") << QByteArray("20140101 1.2\n")
-                           << "603D 010220140101 1.2  0000000000000000";
-    QTest::newRow("plain") << QByteArray("1.2.3\n") << "603D 01021.2.3         0000000000000000";
-    QTest::newRow("a word") << QByteArray("abc\n") << "603D 0000ABC           0000000000000000";
-    QTest::newRow("one part") << QByteArray("7\n") << "603D 07007             0000000000000000";
-    QTest::newRow("empty parts") << QByteArray("1..3") << "603D 01001..3          0000000000000000";
-    QTest::newRow("low eight bits")
-        << QByteArray("300.255") << "603D 2CFF300.255       0000000000000000";
-    QTest::newRow("cut to fourteen")
-        << QByteArray("20140101 10.11-long") << "603D 0A0020140101 10.110000000000000000";
-    QTest::newRow("upper case") << QByteArray("20140101 1.2b")
-                                << "603D 010020140101 1.2B 0000000000000000";
-    QTest::newRow("seven digits are no date")
-        << QByteArray("2014010 1.2") << "603D 00022014010 1.2   0000000000000000";
-    QTest::newRow("nothing") << QByteArray("") << "603D 0000              0000000000000000";
-    QTest::newRow("up to a zero byte")
-        << QByteArray("1.2\0.3", 6) << "603D 01021.2           0000000000000000";
+    const auto row = [](const char *name, const QByteArray &text, const QString &reply) {
+        QTest::newRow(name) << text << reply;
+    };
+    row("dated", "20140101 1.2\n", "603D 010220140101 1.2  0000000000000000");
+    row("plain", "1.2.3\n", "603D 01021.2.3         0000000000000000");
+    row("a word", "abc\n", "603D 0000ABC           0000000000000000");
+    row("one part", "7\n", "603D 07007             0000000000000000");
+    row("empty parts", "1..3", "603D 01001..3          0000000000000000");
+    row("low eight bits", "300.255", "603D 2CFF300.255       0000000000000000");
+    row("cut to fourteen", "20140101 10.11-long", "603D 0A0020140101 10.110000000000000000");
+    row("upper case", "20140101 1.2b", "603D 010020140101 1.2B 0000000000000000");
+    row("seven digits are no date", "2014010 1.2", "603D 00022014010 1.2   0000000000000000");
+    row("nothing", "", "603D 0000              0000000000000000");
+    row("up to a zero byte", QByteArray("1.2\0.3", 6), "603D 01021.2           0000000000000000");
 }
 
 void TestBoardReadings::version()

@@ -486,41 +486,35 @@ void TestFlashing::updateDirectory_data()
     QTest::addColumn<QStringList>("files");
     QTest::addColumn<QByteArray>("asked");
     QTest::addColumn<QString>("chosen");
+    const auto row = [](const char *name, const QStringList &folders, const QStringList &files,
+                        const QByteArray &asked, const QString &chosen) {
+        QTest::newRow(name) << folders << files << asked << chosen;
+    };
 
     const QStringList none;
     const QStringList betas({"fw-beta-a", "fw-beta-b", "fw-gamma"});
-    QTest::newRow("nothing asked, nothing there") << none << none << QByteArray() << "/boot";
-    QTest::newRow("nothing asked, only files")
-        << none << QStringList({"zImage", "fw-2"}) << QByteArray() << "/boot";
-    QTest::newRow("nothing asked, one folder")
-        << QStringList("fw-1.2") << none << QByteArray() << "/boot/fw-1.2";
-    QTest::newRow("nothing asked, the greatest name")
-        << QStringList({"fw-9", "fw-10", "a b"}) << none << QByteArray() << "/boot/fw-9";
-    QTest::newRow("nothing asked, small letters are greater")
-        << QStringList({"alpha", "Zeta"}) << none << QByteArray() << "/boot/alpha";
-    QTest::newRow("nothing asked, files are not folders")
-        << QStringList({"fw-1", "fw-2"}) << QStringList("zImage") << QByteArray() << "/boot/fw-2";
-    QTest::newRow("last of those that contain it")
-        << betas << none << QByteArray("beta") << "/boot/fw-beta-b";
-    QTest::newRow("in another case") << betas << none << QByteArray("BETA") << "/boot/fw-beta-b";
-    QTest::newRow("the whole name")
-        << betas << none << QByteArray("fw-beta-a") << "/boot/fw-beta-a";
-    QTest::newRow("the whole name in another case")
-        << betas << none << QByteArray("FW-BETA-A") << "/boot/fw-beta-a";
-    QTest::newRow("an entry of that name")
-        << QStringList({"beta", "fw-beta-b"}) << none << QByteArray("beta") << "/boot/beta";
-    QTest::newRow("a file of that name")
-        << betas << QStringList("beta") << QByteArray("beta") << "/boot/beta";
-    QTest::newRow("files do not match")
-        << QStringList("fw-1") << QStringList("my-beta") << QByteArray("beta") << "beta";
-    QTest::newRow("wildcards") << betas << none << QByteArray("?eta*a") << "/boot/fw-beta-a";
-    QTest::newRow("no match") << betas << none << QByteArray("delta") << "delta";
-    QTest::newRow("no match, nothing there") << none << none << QByteArray("delta") << "delta";
-    QTest::newRow("a name with a blank")
-        << QStringList({"my fw", "your fw"}) << none << QByteArray("y f") << "/boot/my fw";
-    QTest::newRow("absolute") << betas << none << QByteArray("/data/fw") << "/data/fw";
-    QTest::newRow("absolute, ends with a slash")
-        << betas << none << QByteArray("/data/fw/") << "/data/fw/";
+    row("nothing asked, nothing there", none, none, QByteArray(), "/boot");
+    row("nothing asked, only files", none, QStringList({"zImage", "fw-2"}), QByteArray(), "/boot");
+    row("nothing asked, one folder", QStringList("fw-1.2"), none, QByteArray(), "/boot/fw-1.2");
+    row("nothing asked, the greatest name", QStringList({"fw-9", "fw-10", "a b"}), none,
+        QByteArray(), "/boot/fw-9");
+    row("nothing asked, small letters are greater", QStringList({"alpha", "Zeta"}), none,
+        QByteArray(), "/boot/alpha");
+    row("nothing asked, files are not folders", QStringList({"fw-1", "fw-2"}),
+        QStringList("zImage"), QByteArray(), "/boot/fw-2");
+    row("last of those that contain it", betas, none, "beta", "/boot/fw-beta-b");
+    row("in another case", betas, none, "BETA", "/boot/fw-beta-b");
+    row("the whole name", betas, none, "fw-beta-a", "/boot/fw-beta-a");
+    row("the whole name in another case", betas, none, "FW-BETA-A", "/boot/fw-beta-a");
+    row("an entry of that name", QStringList({"beta", "fw-beta-b"}), none, "beta", "/boot/beta");
+    row("a file of that name", betas, QStringList("beta"), "beta", "/boot/beta");
+    row("files do not match", QStringList("fw-1"), QStringList("my-beta"), "beta", "beta");
+    row("wildcards", betas, none, "?eta*a", "/boot/fw-beta-a");
+    row("no match", betas, none, "delta", "delta");
+    row("no match, nothing there", none, none, "delta", "delta");
+    row("a name with a blank", QStringList({"my fw", "your fw"}), none, "y f", "/boot/my fw");
+    row("absolute", betas, none, "/data/fw", "/data/fw");
+    row("absolute, ends with a slash", betas, none, "/data/fw/", "/data/fw/");
 }
 
 void TestFlashing::updateDirectory()

@@ -138,54 +138,36 @@ void TestKeypadConsole::refusals_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("unknown") << "hum"
-                             << "there is no command \"hum\"; try help";
-    QTest::newRow("too few") << "home"
-                             << "usage: home down|up";
-    QTest::newRow("too many") << "home down up"
-                              << "usage: home down|up";
-    QTest::newRow("wrong word") << "home sideways"
-                                << "usage: home down|up";
-    QTest::newRow("power") << "power up"
-                           << "usage: power on|off";
-    QTest::newRow("card") << "card sideways"
-                          << "there is no card \"sideways\"";
-    QTest::newRow("tamper") << "tamper 1"
-                            << "usage: tamper on|off";
-    QTest::newRow("touch") << "touch a b"
-                           << "usage: touch X Y [MS]";
-    QTest::newRow("touch without display") << "touch 1 2"
-                                           << "there is no display to touch";
-    QTest::newRow("screenshot") << "screenshot /tmp/x.png"
-                                << "there is no display to look at";
-    QTest::newRow("show") << "show /sys/none"
-                          << "there is no /sys/none";
-    QTest::newRow("set") << "set /sys/none 1"
-                         << "there is no /sys/none";
-    QTest::newRow("fault operation") << "fault /sys/x look EIO"
-                                     << "usage: fault PATH open|read|store ERROR";
-    QTest::newRow("fault number") << "fault /sys/x open EWHAT"
-                                  << "an error is a number or EPERM, ENOENT, EIO, EACCES, EBUSY, "
-                                     "ENODEV, EINVAL, EMFILE, ENOSPC, EROFS, ENOMEM, ETIMEDOUT";
-    QTest::newRow("fault path") << "fault ready open EIO"
-                                << "only attributes of /sys can fail";
-    QTest::newRow("stores path") << "stores ready"
-                                 << "stores go to whole paths, beginning with /sys/";
-    QTest::newRow("touch outside") << "touch 800 0"
-                                   << "the screen ends at 799 479";
-    QTest::newRow("program") << "play dd crash"
-                             << "a program is kobs-ng, ubiformat, ubiattach or mount";
-    QTest::newRow("play") << "play mount ?"
-                          << "mount plays auto, good, crash, hang, endless, missing, already, "
-                             "no-volume";
-    QTest::newRow("program's seconds") << "seconds dd 1"
-                                       << "a program is kobs-ng, ubiformat, ubiattach or mount";
-    QTest::newRow("remove") << "remove /sys/none"
-                            << "cannot remove /sys/none";
-    QTest::newRow("seconds") << "seconds mount long"
-                             << "usage: seconds PROGRAM S";
-    QTest::newRow("no number") << "seconds mount nan"
-                               << "usage: seconds PROGRAM S";
+    const auto row = [](const char *name, const QString &line, const QString &reason) {
+        QTest::newRow(name) << line << reason;
+    };
+    row("unknown", "hum", "there is no command \"hum\"; try help");
+    row("too few", "home", "usage: home down|up");
+    row("too many", "home down up", "usage: home down|up");
+    row("wrong word", "home sideways", "usage: home down|up");
+    row("power", "power up", "usage: power on|off");
+    row("card", "card sideways", "there is no card \"sideways\"");
+    row("tamper", "tamper 1", "usage: tamper on|off");
+    row("touch", "touch a b", "usage: touch X Y [MS]");
+    row("touch without display", "touch 1 2", "there is no display to touch");
+    row("screenshot", "screenshot /tmp/x.png", "there is no display to look at");
+    row("show", "show /sys/none", "there is no /sys/none");
+    row("set", "set /sys/none 1", "there is no /sys/none");
+    row("fault operation", "fault /sys/x look EIO", "usage: fault PATH open|read|store ERROR");
+    row("fault number", "fault /sys/x open EWHAT",
+        "an error is a number or EPERM, ENOENT, EIO, EACCES, EBUSY, "
+        "ENODEV, EINVAL, EMFILE, ENOSPC, EROFS, ENOMEM, ETIMEDOUT");
+    row("fault path", "fault ready open EIO", "only attributes of /sys can fail");
+    row("stores path", "stores ready", "stores go to whole paths, beginning with /sys/");
+    row("touch outside", "touch 800 0", "the screen ends at 799 479");
+    row("program", "play dd crash", "a program is kobs-ng, ubiformat, ubiattach or mount");
+    row("play", "play mount ?",
+        "mount plays auto, good, crash, hang, endless, missing, already, "
+        "no-volume");
+    row("program's seconds", "seconds dd 1", "a program is kobs-ng, ubiformat, ubiattach or mount");
+    row("remove", "remove /sys/none", "cannot remove /sys/none");
+    row("seconds", "seconds mount long", "usage: seconds PROGRAM S");
+    row("no number", "seconds mount nan", "usage: seconds PROGRAM S");
 }
 
 void TestKeypadConsole::refusals()

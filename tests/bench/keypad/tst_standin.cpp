@@ -84,30 +84,22 @@ void TestStandin::playsTheCapturedBytes_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<int>("outputSize");
     QTest::addColumn<int>("errorsSize");
-    QTest::newRow("ubiformat-good") << "ubiformat"
-                                    << "good" << 0 << 216051 << 0;
-    QTest::newRow("ubiformat-no-image") << "ubiformat"
-                                        << "no-image" << 255 << 104243 << 98;
-    QTest::newRow("ubiformat-image-too-large") << "ubiformat"
-                                               << "image-too-large" << 255 << 3426 << 103;
-    QTest::newRow("ubiformat-image-truncated") << "ubiformat"
-                                               << "image-truncated" << 255 << 104289 << 149;
-    QTest::newRow("ubiformat-attached") << "ubiformat"
-                                        << "attached" << 255 << 0 << 67;
-    QTest::newRow("ubiformat-no-device") << "ubiformat"
-                                         << "no-device" << 255 << 0 << 208;
-    QTest::newRow("ubiattach-good") << "ubiattach"
-                                    << "good" << 0 << 129 << 0;
-    QTest::newRow("ubiattach-twice") << "ubiattach"
-                                     << "twice" << 255 << 0 << 72;
-    QTest::newRow("ubiattach-no-ubi") << "ubiattach"
-                                      << "no-ubi" << 255 << 0 << 52;
-    QTest::newRow("mount-good") << "mount"
-                                << "good" << 0 << 0 << 0;
-    QTest::newRow("mount-already") << "mount"
-                                   << "already" << 32 << 0 << 128;
-    QTest::newRow("mount-no-volume") << "mount"
-                                     << "no-volume" << 32 << 0 << 199;
+    const auto row = [](const char *name, const QString &program, const QString &word, int code,
+                        int outputSize, int errorsSize) {
+        QTest::newRow(name) << program << word << code << outputSize << errorsSize;
+    };
+    row("ubiformat-good", "ubiformat", "good", 0, 216051, 0);
+    row("ubiformat-no-image", "ubiformat", "no-image", 255, 104243, 98);
+    row("ubiformat-image-too-large", "ubiformat", "image-too-large", 255, 3426, 103);
+    row("ubiformat-image-truncated", "ubiformat", "image-truncated", 255, 104289, 149);
+    row("ubiformat-attached", "ubiformat", "attached", 255, 0, 67);
+    row("ubiformat-no-device", "ubiformat", "no-device", 255, 0, 208);
+    row("ubiattach-good", "ubiattach", "good", 0, 129, 0);
+    row("ubiattach-twice", "ubiattach", "twice", 255, 0, 72);
+    row("ubiattach-no-ubi", "ubiattach", "no-ubi", 255, 0, 52);
+    row("mount-good", "mount", "good", 0, 0, 0);
+    row("mount-already", "mount", "already", 32, 0, 128);
+    row("mount-no-volume", "mount", "no-volume", 32, 0, 199);
 }
 
 void TestStandin::playsTheCapturedBytes()

@@ -44,41 +44,38 @@ void TestCalibrationCheck::judges_data()
     QTest::addColumn<QString>("error");
     QTest::addColumn<bool>("good");
     QTest::addColumn<QString>("complaint");
+    const auto row = [](const char *name, const CalibrationPoints &points, const QString &error,
+                        bool good, const QString &complaint) {
+        QTest::newRow(name) << points << error << good << complaint;
+    };
 
-    QTest::newRow("exact") << Raw << "0 px" << true << QString();
-    QTest::newRow("turned a little")
-        << points({396, 500}, {486, 3524}, {3494, 3442}, {3404, 418}, {1945, 1971}) << "0 px"
-        << true << QString();
+    row("exact", Raw, "0 px", true, QString());
+    row("turned a little", points({396, 500}, {486, 3524}, {3494, 3442}, {3404, 418}, {1945, 1971}),
+        "0 px", true, QString());
     // Ten pixels, of which the best map takes a fifth.
-    QTest::newRow("centre too low")
-        << points({396, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 2000}) << "8 px"
-        << false << "8 px, most at the centre";
+    row("centre too low", points({396, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 2000}),
+        "8 px", false, "8 px, most at the centre");
     // The four others give way: a corner off by ten pixels leaves three.
-    QTest::newRow("corner a little off")
-        << points({436, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}) << "3 px"
-        << true << QString();
-    QTest::newRow("corner far off")
-        << points({796, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}) << "34.2 px"
-        << false << "34.2 px, most at the top left";
+    row("corner a little off",
+        points({436, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}), "3 px", true,
+        QString());
+    row("corner far off", points({796, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}),
+        "34.2 px", false, "34.2 px, most at the top left");
     // One map swaps both axes, and such a screen is no good.
-    QTest::newRow("swapped axes") << points({418, 396}, {3442, 396}, {3442, 3404}, {418, 3404},
-                                            {1930, 1900})
-                                  << "0 px" << true
-                                  << "right targets do not lie right of left ones";
-    QTest::newRow("mirrored left to right")
-        << points({3404, 418}, {3404, 3442}, {396, 3442}, {396, 418}, {1900, 1930}) << "0 px"
-        << true << "right targets do not lie right of left ones";
-    QTest::newRow("sheared") << points({72, 24}, {936, 456}, {1688, 456}, {824, 24}, {880, 240})
-                             << "0 px" << true << "right targets do not lie right of left ones";
-    QTest::newRow("sheared upwards")
-        << points({24, 72}, {24, 504}, {776, 2008}, {776, 1576}, {400, 1040}) << "0 px" << true
-        << "bottom targets do not lie below top ones";
-    QTest::newRow("upside down") << points({396, 3442}, {396, 418}, {3404, 418}, {3404, 3442},
-                                           {1900, 1930})
-                                 << "0 px" << true << "bottom targets do not lie below top ones";
-    QTest::newRow("centre at the top right")
-        << points({396, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {3404, 418}) << "247.8 px"
-        << false << "247.8 px, most at the centre";
+    row("swapped axes", points({418, 396}, {3442, 396}, {3442, 3404}, {418, 3404}, {1930, 1900}),
+        "0 px", true, "right targets do not lie right of left ones");
+    row("mirrored left to right",
+        points({3404, 418}, {3404, 3442}, {396, 3442}, {396, 418}, {1900, 1930}), "0 px", true,
+        "right targets do not lie right of left ones");
+    row("sheared", points({72, 24}, {936, 456}, {1688, 456}, {824, 24}, {880, 240}), "0 px", true,
+        "right targets do not lie right of left ones");
+    row("sheared upwards", points({24, 72}, {24, 504}, {776, 2008}, {776, 1576}, {400, 1040}),
+        "0 px", true, "bottom targets do not lie below top ones");
+    row("upside down", points({396, 3442}, {396, 418}, {3404, 418}, {3404, 3442}, {1900, 1930}),
+        "0 px", true, "bottom targets do not lie below top ones");
+    row("centre at the top right",
+        points({396, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {3404, 418}), "247.8 px", false,
+        "247.8 px, most at the centre");
 }
 
 void TestCalibrationCheck::judges()

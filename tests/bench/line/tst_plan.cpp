@@ -165,32 +165,21 @@ void TestPlan::matchesWildcards_data()
     QTest::addColumn<QString>("pattern");
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("result");
-    QTest::newRow("same") << "00AB"
-                          << "00AB" << true;
-    QTest::newRow("other case") << "00ab"
-                                << "00AB" << false;
-    QTest::newRow("shorter") << "00A"
-                             << "00AB" << false;
-    QTest::newRow("longer") << "00ABC"
-                            << "00AB" << false;
-    QTest::newRow("one character") << "0?AB"
-                                   << "07AB" << true;
-    QTest::newRow("one character is not none") << "00AB?"
-                                               << "00AB" << false;
-    QTest::newRow("any end") << "00*"
-                             << "00AB" << true;
-    QTest::newRow("any of none") << "00AB*"
-                                 << "00AB" << true;
-    QTest::newRow("two stars, taken back") << "*ab*cd"
-                                           << "abxabcxcd" << true;
-    QTest::newRow("star, wrong end") << "*cd"
-                                     << "cdx" << false;
-    QTest::newRow("empty and empty") << ""
-                                     << "" << true;
-    QTest::newRow("empty and text") << ""
-                                    << "x" << false;
-    QTest::newRow("brackets are themselves") << "[a]"
-                                             << "a" << false;
+    const auto row = [](const char *name, const QString &pattern, const QString &text,
+                        bool result) { QTest::newRow(name) << pattern << text << result; };
+    row("same", "00AB", "00AB", true);
+    row("other case", "00ab", "00AB", false);
+    row("shorter", "00A", "00AB", false);
+    row("longer", "00ABC", "00AB", false);
+    row("one character", "0?AB", "07AB", true);
+    row("one character is not none", "00AB?", "00AB", false);
+    row("any end", "00*", "00AB", true);
+    row("any of none", "00AB*", "00AB", true);
+    row("two stars, taken back", "*ab*cd", "abxabcxcd", true);
+    row("star, wrong end", "*cd", "cdx", false);
+    row("empty and empty", "", "", true);
+    row("empty and text", "", "x", false);
+    row("brackets are themselves", "[a]", "a", false);
 }
 
 void TestPlan::matchesWildcards()

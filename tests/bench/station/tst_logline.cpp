@@ -137,120 +137,113 @@ void TestLogLine::explains_data()
 {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("text");
+    const auto row = [](const char *name, const QByteArray &line, const QString &text) {
+        QTest::newRow(name) << line << text;
+    };
 
-    QTest::newRow("request") << QByteArray("7E000E61431F006403607F")
-                             << QString("frame:   7E000E61431F006403607F\n"
-                                        "sender:  station\n"
-                                        "type:    6143 (backlight or bias power request)\n"
-                                        "meaning: backlight 100\n"
-                                        "field:   level = 100\n"
-                                        "checks:  all right\n");
-    QTest::newRow("wrong case of a keypad")
-        << QByteArray("7E000A00041102737F")
-        << QString("frame:   7E000A00041102737F\n"
-                   "sender:  keypad\n"
-                   "type:    0004 (ACK)\n"
-                   "meaning: ACK\n"
-                   "wrong:   header check is 11, should be 31 (wrong case summed: the keypad sums "
-                   "length, type and header check with lower-case digits, though it sends them in "
-                   "upper case)\n"
-                   "wrong:   checksum is 0273, should be 0295 (wrong case summed: the keypad sums "
-                   "length, type and header check with lower-case digits, though it sends them in "
-                   "upper case)\n"
-                   "right:   7E000A00043102957F\n");
-    QTest::newRow("wrong case of a station")
-        << QByteArray("7E000C603C6B0103647F")
-        << QString("frame:   7E000C603C6B0103647F\n"
-                   "sender:  station\n"
-                   "type:    603C (version request)\n"
-                   "meaning: version\n"
-                   "wrong:   header check is 6B, should be 2B (wrong case summed: a station sums "
-                   "the characters exactly as it sends them)\n"
-                   "wrong:   checksum is 0364, should be 0300 (wrong case summed: a station sums "
-                   "the characters exactly as it sends them)\n"
-                   "right:   7E000C603C2B0103007F\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("content that is refused")
-        << QByteArray("7E000E61431F016403617F")
-        << QString("frame:   7E000E61431F016403617F\n"
-                   "sender:  station\n"
-                   "type:    6143 (backlight or bias power request)\n"
-                   "meaning: send 6143 0164\n"
-                   "data:    bias power is 00 or 01: the keypad answers NA\n"
-                   "checks:  all right\n");
-    QTest::newRow("header check alone")
-        << QByteArray("7E000A60011302787F")
-        << QString("frame:   7E000A60011302787F\n"
-                   "sender:  station\n"
-                   "type:    6001 (exit request)\n"
-                   "meaning: exit\n"
-                   "wrong:   header check is 13, should be 14 (the keypad does not look at it)\n"
-                   "right:   7E000A60011402797F\n"
-                   "keypad:  takes it all the same\n");
-    QTest::newRow("last character is missing")
-        << QByteArray("7E000E61431F006403607")
-        << QString("frame:   7E000E61431F006403607\n"
-                   "sender:  station\n"
-                   "type:    6143 (backlight or bias power request)\n"
-                   "meaning: backlight 100\n"
-                   "field:   level = 100\n"
-                   "wrong:   cut off, most likely: its length field tells of 22 characters, here "
-                   "are 21\n"
-                   "right:   7E000E61431F006403607F\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("cut off within the checksum, and the header check is wrong")
-        << QByteArray("7E000E61431E006403")
-        << QString("frame:   7E000E61431E006403\n"
-                   "sender:  station\n"
-                   "type:    6143 (backlight or bias power request)\n"
-                   "meaning: backlight 100\n"
-                   "field:   level = 100\n"
-                   "wrong:   cut off, most likely: its length field tells of 22 characters, here "
-                   "are 18\n"
-                   "wrong:   header check is 1E, should be 1F\n"
-                   "right:   7E000E61431F006403607F\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("too many data characters")
-        << QByteArray("7E000E6143000064000007F")
-        << QString("frame:   7E000E6143000064000007F\n"
-                   "sender:  station\n"
-                   "type:    6143 (backlight or bias power request)\n"
-                   "meaning: send 6143 00640\n"
-                   "data:    5 data characters, should be 4: the keypad answers NAK\n"
-                   "wrong:   length field is 000E\n"
-                   "wrong:   header check is 00\n"
-                   "wrong:   checksum is 0000\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("type that nobody sends")
-        << QByteArray("7E000A70900000007F")
-        << QString("frame:   7E000A70900000007F\n"
-                   "sender:  unknown; checked as the station's\n"
-                   "type:    7090 (unknown type 7090)\n"
-                   "meaning: unknown type 7090, data \"\"\n"
-                   "wrong:   header check is 00, should be 1D\n"
-                   "wrong:   checksum is 0000, should be 0292\n"
-                   "right:   7E000A70901D02927F\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("type that nobody sends, with the sums of a keypad")
-        << QByteArray("7E000A70903D02D47F")
-        << QString("frame:   7E000A70903D02D47F\n"
-                   "sender:  keypad, by its sums\n"
-                   "type:    7090 (unknown type 7090)\n"
-                   "meaning: unknown type 7090, data \"\"\n"
-                   "checks:  all right\n");
-    QTest::newRow("type that cannot be read")
-        << QByteArray("7E000EG1431F006403607F")
-        << QString("frame:   7E000EG1431F006403607F\n"
-                   "wrong:   type field is \"G143\", should be four hexadecimal digits\n"
-                   "wrong:   header check is 1F\n"
-                   "wrong:   checksum is 0360\n"
-                   "keypad:  answers NAK\n");
-    QTest::newRow("fragment") << QByteArray("7E000C603C")
-                              << QString("frame:   7E000C603C\n"
-                                         "type:    603C (version request)\n"
-                                         "wrong:   cut off, most likely: its length field tells "
-                                         "of 20 characters, here are 10\n"
-                                         "keypad:  answers NAK\n");
+    row("request", "7E000E61431F006403607F",
+        QString("frame:   7E000E61431F006403607F\n"
+                "sender:  station\n"
+                "type:    6143 (backlight or bias power request)\n"
+                "meaning: backlight 100\n"
+                "field:   level = 100\n"
+                "checks:  all right\n"));
+    row("wrong case of a keypad", "7E000A00041102737F",
+        QString("frame:   7E000A00041102737F\n"
+                "sender:  keypad\n"
+                "type:    0004 (ACK)\n"
+                "meaning: ACK\n"
+                "wrong:   header check is 11, should be 31 (wrong case summed: the keypad sums "
+                "length, type and header check with lower-case digits, though it sends them in "
+                "upper case)\n"
+                "wrong:   checksum is 0273, should be 0295 (wrong case summed: the keypad sums "
+                "length, type and header check with lower-case digits, though it sends them in "
+                "upper case)\n"
+                "right:   7E000A00043102957F\n"));
+    row("wrong case of a station", "7E000C603C6B0103647F",
+        QString("frame:   7E000C603C6B0103647F\n"
+                "sender:  station\n"
+                "type:    603C (version request)\n"
+                "meaning: version\n"
+                "wrong:   header check is 6B, should be 2B (wrong case summed: a station sums "
+                "the characters exactly as it sends them)\n"
+                "wrong:   checksum is 0364, should be 0300 (wrong case summed: a station sums "
+                "the characters exactly as it sends them)\n"
+                "right:   7E000C603C2B0103007F\n"
+                "keypad:  answers NAK\n"));
+    row("content that is refused", "7E000E61431F016403617F",
+        QString("frame:   7E000E61431F016403617F\n"
+                "sender:  station\n"
+                "type:    6143 (backlight or bias power request)\n"
+                "meaning: send 6143 0164\n"
+                "data:    bias power is 00 or 01: the keypad answers NA\n"
+                "checks:  all right\n"));
+    row("header check alone", "7E000A60011302787F",
+        QString("frame:   7E000A60011302787F\n"
+                "sender:  station\n"
+                "type:    6001 (exit request)\n"
+                "meaning: exit\n"
+                "wrong:   header check is 13, should be 14 (the keypad does not look at it)\n"
+                "right:   7E000A60011402797F\n"
+                "keypad:  takes it all the same\n"));
+    row("last character is missing", "7E000E61431F006403607",
+        QString("frame:   7E000E61431F006403607\n"
+                "sender:  station\n"
+                "type:    6143 (backlight or bias power request)\n"
+                "meaning: backlight 100\n"
+                "field:   level = 100\n"
+                "wrong:   cut off, most likely: its length field tells of 22 characters, here "
+                "are 21\n"
+                "right:   7E000E61431F006403607F\n"
+                "keypad:  answers NAK\n"));
+    row("cut off within the checksum, and the header check is wrong", "7E000E61431E006403",
+        QString("frame:   7E000E61431E006403\n"
+                "sender:  station\n"
+                "type:    6143 (backlight or bias power request)\n"
+                "meaning: backlight 100\n"
+                "field:   level = 100\n"
+                "wrong:   cut off, most likely: its length field tells of 22 characters, here "
+                "are 18\n"
+                "wrong:   header check is 1E, should be 1F\n"
+                "right:   7E000E61431F006403607F\n"
+                "keypad:  answers NAK\n"));
+    row("too many data characters", "7E000E6143000064000007F",
+        QString("frame:   7E000E6143000064000007F\n"
+                "sender:  station\n"
+                "type:    6143 (backlight or bias power request)\n"
+                "meaning: send 6143 00640\n"
+                "data:    5 data characters, should be 4: the keypad answers NAK\n"
+                "wrong:   length field is 000E\n"
+                "wrong:   header check is 00\n"
+                "wrong:   checksum is 0000\n"
+                "keypad:  answers NAK\n"));
+    row("type that nobody sends", "7E000A70900000007F",
+        QString("frame:   7E000A70900000007F\n"
+                "sender:  unknown; checked as the station's\n"
+                "type:    7090 (unknown type 7090)\n"
+                "meaning: unknown type 7090, data \"\"\n"
+                "wrong:   header check is 00, should be 1D\n"
+                "wrong:   checksum is 0000, should be 0292\n"
+                "right:   7E000A70901D02927F\n"
+                "keypad:  answers NAK\n"));
+    row("type that nobody sends, with the sums of a keypad", "7E000A70903D02D47F",
+        QString("frame:   7E000A70903D02D47F\n"
+                "sender:  keypad, by its sums\n"
+                "type:    7090 (unknown type 7090)\n"
+                "meaning: unknown type 7090, data \"\"\n"
+                "checks:  all right\n"));
+    row("type that cannot be read", "7E000EG1431F006403607F",
+        QString("frame:   7E000EG1431F006403607F\n"
+                "wrong:   type field is \"G143\", should be four hexadecimal digits\n"
+                "wrong:   header check is 1F\n"
+                "wrong:   checksum is 0360\n"
+                "keypad:  answers NAK\n"));
+    row("fragment", "7E000C603C",
+        QString("frame:   7E000C603C\n"
+                "type:    603C (version request)\n"
+                "wrong:   cut off, most likely: its length field tells "
+                "of 20 characters, here are 10\n"
+                "keypad:  answers NAK\n"));
 }
 
 void TestLogLine::explains()
