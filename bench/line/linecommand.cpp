@@ -15,6 +15,7 @@
 #include "bench/records/store.h"
 #include "bench/station/station.h"
 
+#include <QJsonArray>
 #include <QRegularExpression>
 #include <QSysInfo>
 
@@ -436,10 +437,22 @@ int runForPerson(const Plan &plan, const LineOptions &options, Interrupt *interr
     return exitStatus(LineRun(plan, options, &console, &desk).run(error));
 }
 
+/// @param fixtures  their names; none where there is only one without a name
+void beginRun(JsonStream *stream, const Plan &plan, const QStringList &fixtures, int units)
+{
+    stream->say("run begun", {{QStringLiteral("title"), plan.title},
+                              {QStringLiteral("units"), units},
+                              {QStringLiteral("fixtures"), QJsonArray::fromStringList(fixtures)}});
+}
+
 int runForProgram(const Plan &plan, const LineOptions &options, Interrupt *interrupt,
                   QString *error)
 {
     JsonStream stream(stdout, options.fixture, interrupt);
+    if (!options.part) // who runs the batch has told it
+        beginRun(&stream, plan,
+                 options.fixture.isEmpty() ? QStringList() : QStringList(options.fixture),
+                 options.units);
     JsonWatcher watcher(&stream);
     JsonDesk desk(STDIN_FILENO, &stream, interrupt);
     const int status = exitStatus(LineRun(plan, options, &watcher, &desk).run(error));
@@ -455,6 +468,7 @@ int runFloor(const Plan &plan, const LineOptions &options, const FloorOptions &f
         return exitStatus(FloorRun(plan, options, floor, &console).run(error));
     }
     JsonStream stream(stdout, QString(), interrupt);
+    beginRun(&stream, plan, floor.fixtures, options.units);
     FloorJson program(STDIN_FILENO, &stream);
     const int status = exitStatus(FloorRun(plan, options, floor, &program).run(error));
     stream.say("end", {{QStringLiteral("status"), status}, {QStringLiteral("error"), *error}});

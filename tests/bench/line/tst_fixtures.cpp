@@ -216,7 +216,7 @@ void TestFixtures::aProgramIsTold()
                QStringLiteral("KP-9"), QStringLiteral("--count-up")});
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
     QCOMPARE(run.process.exitCode(), 1);
-    QStringList wanted;
+    QStringList wanted = {QStringLiteral("run begun")};
     for (int unit = 0; unit < 2; ++unit) {
         wanted.append(QStringLiteral("unit begun"));
         for (int step = 0; step < 4; ++step)
@@ -228,6 +228,11 @@ void TestFixtures::aProgramIsTold()
     for (const QJsonObject &event : run.events())
         QCOMPARE(event.value(QStringLiteral("fixture")).toString(), QStringLiteral("left"));
 
+    const QJsonObject runBegun = run.events().at(0);
+    QCOMPARE(runBegun.value(QStringLiteral("title")).toString(), QStringLiteral("A small plan"));
+    QCOMPARE(runBegun.value(QStringLiteral("units")).toInt(), 2);
+    QCOMPARE(runBegun.value(QStringLiteral("fixtures")).toArray(),
+             QJsonArray{QStringLiteral("left")});
     const QJsonObject begun = run.events(QStringLiteral("unit begun")).at(1);
     QCOMPARE(begun.value(QStringLiteral("unit")).toInt(), 2);
     QCOMPARE(begun.value(QStringLiteral("units")).toInt(), 2);
@@ -427,6 +432,9 @@ void TestFixtures::aProgramAnswersForEachFixture()
     }
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), RunLimitMs);
     QCOMPARE(run.process.exitCode(), 1);
+    QCOMPARE(run.events(QStringLiteral("run begun")).size(), 1);
+    QCOMPARE(run.events().at(0).value(QStringLiteral("fixtures")).toArray(),
+             (QJsonArray{QStringLiteral("left"), QStringLiteral("right")}));
     QCOMPARE(run.events(QStringLiteral("refused")).size(), 1);
     QCOMPARE(run.events(QStringLiteral("question over")).size(), 2);
     for (const QJsonObject &ended : run.events(QStringLiteral("unit ended"))) {
