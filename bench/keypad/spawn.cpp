@@ -7,20 +7,41 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <spawn.h>
 #include <unistd.h>
 #include <vector>
 
+namespace
+{
+
+/// A program and its arguments as the kernel takes them.
+class ArgumentVector
+{
+public:
+    ArgumentVector(const QString &program, const QStringList &arguments)
+    {
+        m_bytes.append(QFile::encodeName(program));
+        for (const QString &argument : arguments)
+            m_bytes.append(QFile::encodeName(argument));
+        for (QByteArray &argument : m_bytes)
+            m_pointers.push_back(argument.data());
+        m_pointers.push_back(nullptr);
+    }
+
+    char *const *data() const { return m_pointers.data(); }
+    const char *program() const { return m_pointers.front(); }
+
+private:
+    QList<QByteArray> m_bytes;
+    std::vector<char *> m_pointers;
+};
+
+} // namespace
+
 pid_t spawnProgram(const QString &program, const QStringList &arguments, int input, int output)
 {
-    QList<QByteArray> bytes = {QFile::encodeName(program)};
-    for (const QString &argument : arguments)
-        bytes.append(QFile::encodeName(argument));
-    std::vector<char *> pointers;
-    for (QByteArray &argument : bytes)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-
+    const ArgumentVector vector(program, arguments);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
@@ -33,10 +54,17 @@ pid_t spawnProgram(const QString &program, const QStringList &arguments, int inp
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t process = -1;
-    errno = posix_spawn(&process, pointers[0], &actions, &attributes, pointers.data(), environ);
+    errno = posix_spawn(&process, vector.program(), &actions, &attributes, vector.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return errno == 0 ? process : -1;
+}
+
+QString becomeProgram(const QString &program, const QStringList &arguments)
+{
+    const ArgumentVector vector(program, arguments);
+    execv(vector.program(), vector.data());
+    return QString::fromLocal8Bit(strerror(errno));
 }
 
 QString benchProgram(const QString &name)

@@ -70,7 +70,7 @@ QString Interrupt::reason() const
 {
     switch (m_cause) {
     case SIGHUP:
-        return QStringLiteral("interrupted: the terminal was closed");
+        return QStringLiteral("interrupted: the terminal, or the screen, was closed");
     case SIGTERM:
         return QStringLiteral("interrupted: the program was told to terminate");
     case SIGPIPE:

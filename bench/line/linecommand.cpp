@@ -2,6 +2,7 @@
 
 #include "bench/board/boardimage.h"
 #include "bench/common/command.h"
+#include "bench/keypad/spawn.h"
 #include "bench/line/console.h"
 #include "bench/line/fault.h"
 #include "bench/line/floorconsole.h"
@@ -15,6 +16,7 @@
 #include "bench/records/store.h"
 #include "bench/station/station.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QRegularExpression>
 #include <QSysInfo>
@@ -111,6 +113,10 @@ struct Choices {
         "Name of the fixture, of several in the order of their ports (default: the port).", "name");
     QCommandLineOption json =
         option("json", "For another program: progress and answers as JSON lines.");
+    QCommandLineOption screen =
+        option("screen", "Shows the run, and asks the operator, on the whole display of this PC.");
+    // What the screen tells the line that it starts.
+    QCommandLineOption screened = hidden("screened");
     // What the process that runs the batch tells the process of one unit.
     QCommandLineOption batch = hidden("batch", "dir");
     QCommandLineOption unit = hidden("unit", "n");
@@ -326,7 +332,8 @@ QStringList passedOn(const QCommandLineParser &parser, const Choices &choices, i
     QStringList arguments = {QStringLiteral("line"), QStringLiteral("--units=%1").arg(units)};
     QStringList done = choices.units.names();
     for (const QCommandLineOption &own :
-         {choices.port, choices.parallel, choices.fixture, choices.json, choices.check})
+         {choices.port, choices.parallel, choices.fixture, choices.json, choices.screen,
+          choices.screened, choices.check})
         done += own.names();
     const QStringList names = parser.optionNames();
     for (const QString &name : names) {
@@ -475,12 +482,33 @@ int runFloor(const Plan &plan, const LineOptions &options, const FloorOptions &f
     return status;
 }
 
-/// The batch's process passes on what ends its units, so signals from the terminal must
-/// not reach them a second time. And they end with it.
-void followBatch()
+/// Who started this process, a batch or a screen, passes on what ends its units, so signals
+/// from the terminal must not reach it a second time. And it ends with who started it.
+/// @param last  signal that comes when that one dies
+void followStarter(int last)
 {
     setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    prctl(PR_SET_PDEATHSIG, last);
+}
+
+/// When the screen dies the kernel may send the signal several times, once for each of its
+/// threads. A second SIGTERM would end this process at once, a second SIGHUP does not. Under
+/// nohup SIGHUP is ignored at the start; the screen's must be heard.
+void followScreen()
+{
+    ::signal(SIGHUP, SIG_DFL);
+    followStarter(SIGHUP);
+}
+
+/// The screen replaces this process and starts the line as its child: if the window or the
+/// display goes away, the line is still there to end its unit.
+int becomeScreen(const QStringList &arguments)
+{
+    const QString program = benchProgram(QStringLiteral("bench-screen"));
+    const QString error =
+        becomeProgram(program, QStringList{QCoreApplication::applicationFilePath()} + arguments);
+    return complain(arguments.first(), QStringLiteral("%1: %2").arg(program, error),
+                    BenchExit::Unable);
 }
 
 } // namespace
@@ -496,7 +524,7 @@ int runLineCommand(const QStringList &arguments)
                        choices.pace,         choices.set,      choices.variant, choices.countUp,
                        choices.operatorName, choices.parallel, choices.fixture, choices.store,
                        choices.after,        choices.json,     choices.batch,   choices.unit,
-                       choices.connect,      choices.check});
+                       choices.connect,      choices.check,    choices.screen,  choices.screened});
     parser.addPositionalArgument(QStringLiteral("plan"), QStringLiteral("The plan, a JSON file."));
     int status = BenchExit::Good;
     if (!parseCommand(parser, arguments, &status))
@@ -508,6 +536,8 @@ int runLineCommand(const QStringList &arguments)
     const std::optional<FloorOptions> floor = readFloor(parser, choices, options, &error);
     if (parser.positionalArguments().size() != 1 || parser.positionalArguments().first().isEmpty())
         error = QStringLiteral("give one plan; see --help");
+    if (parser.isSet(choices.screen) && parser.isSet(choices.json))
+        refuse(QStringLiteral("--screen and --json exclude each other"), &error);
     const PlanSettings settings = readSettings(parser, choices, &error);
     std::optional<Plan> plan;
     if (error.isEmpty())
@@ -532,12 +562,17 @@ int runLineCommand(const QStringList &arguments)
     if (!error.isEmpty())
         return complain(name, error, BenchExit::Unable);
 
+    const bool isScreened = parser.isSet(choices.screened);
+    if (parser.isSet(choices.screen) && !isScreened)
+        return becomeScreen(arguments);
     Interrupt interrupt;
     if (options.part)
-        followBatch();
+        followStarter(SIGTERM);
+    if (isScreened)
+        followScreen();
     interrupt.followSignals(options.part.has_value());
     options.interrupt = &interrupt;
-    const bool json = parser.isSet(choices.json);
+    const bool json = parser.isSet(choices.json) || isScreened;
     const int asPlanned = floor  ? runFloor(*plan, options, *floor, json, &interrupt, &error)
                           : json ? runForProgram(*plan, options, &interrupt, &error)
                                  : runForPerson(*plan, options, &interrupt, &error);

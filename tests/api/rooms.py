@@ -32,6 +32,8 @@ MAY_INCLUDE = {
     "bench/records": ["bench/common"],
     "bench/line": ["bench/board", "bench/common", "bench/keypad", "bench/records",
                    "bench/station"],
+    # It knows the line from its JSON lines alone.
+    "bench/screen": ["bench/common"],
     # It times the tool's own functions beside their floors.
     "bench/perf": TOOL + ["bench/common", "bench/keypad", "bench/station"],
 }

@@ -47,7 +47,7 @@ void TestInterrupt::isRaisedByASignal_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("INT") << SIGINT << "interrupted";
     QTest::newRow("QUIT") << SIGQUIT << "interrupted";
-    QTest::newRow("HUP") << SIGHUP << "interrupted: the terminal was closed";
+    QTest::newRow("HUP") << SIGHUP << "interrupted: the terminal, or the screen, was closed";
     QTest::newRow("TERM") << SIGTERM << "interrupted: the program was told to terminate";
 }
 

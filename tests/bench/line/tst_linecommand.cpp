@@ -720,7 +720,7 @@ void TestLineCommand::everySignalEndsTheUnit_data()
 {
     QTest::addColumn<int>("number");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("HUP") << SIGHUP << "interrupted: the terminal was closed";
+    QTest::newRow("HUP") << SIGHUP << "interrupted: the terminal, or the screen, was closed";
     QTest::newRow("INT") << SIGINT << "interrupted";
     QTest::newRow("QUIT") << SIGQUIT << "interrupted";
     QTest::newRow("TERM") << SIGTERM << "interrupted: the program was told to terminate";
