@@ -24,6 +24,9 @@ const char ack[] = "0004";
 const char nak[] = "0005";
 const char housingOpen[] = "7071 02";
 
+/// The replies that differ from the usual ones, by the name of the request.
+using Answers = QMap<QByteArray, const char *>;
+
 /// One thing broken, and all that a station and the log may show of it.
 struct Fault {
     QString name;
@@ -31,7 +34,7 @@ struct Fault {
     std::function<void(VirtualKeypad &)> breakIt;
     /// One line, as in Outcome, that the tool must log; null when it must not complain.
     const char *log;
-    QMap<QByteArray, const char *> answers; ///< of those requests that are answered otherwise
+    Answers answers; ///< of those requests that are answered otherwise
     const char *logo = ack;
 };
 
@@ -105,156 +108,104 @@ const char noBacklight[] = "warning: Failed to open backlight file";
 const char noRevision[] = "warning: Unable to read the board revision file";
 const char noEvents[] = "warning: Failed to open /dev/input/event0";
 
-const QMap<QByteArray, const char *> tamperUnseen = {{"7070", "7071 00"}};
-const QMap<QByteArray, const char *> voltageUnread = {{"7080", "7081 00000000"}};
-const QMap<QByteArray, const char *> versionUnread = {{"603c 01", ""}};
-const QMap<QByteArray, const char *> pictureUnread = {{"7000 bars", nak}};
+const Answers tamperUnseen = {{"7070", "7071 00"}};
+const Answers voltageUnread = {{"7080", "7081 00000000"}};
+const Answers versionUnread = {{"603c 01", ""}};
+const Answers pictureUnread = {{"7000 bars", nak}};
 
-/// An attribute of /sys and what is logged when it cannot be opened.
+/// An attribute of /sys, what is logged and what is answered otherwise when it is broken.
 struct Attribute {
+    Attribute(const char *attribute, const QString &where, const char *complaint)
+        : name(attribute), path(where), log(complaint), logAbsent(complaint)
+    {
+    }
+    /// One that comes into being only by the tool's own export.
+    Attribute &made()
+    {
+        isMade = true;
+        return *this;
+    }
+    Attribute &answers(const Answers &whenUnopened, const Answers &whenUnread,
+                       const Answers &whenUnwritten)
+    {
+        unopened = whenUnopened;
+        unread = whenUnread;
+        unwritten = whenUnwritten;
+        return *this;
+    }
+    Attribute &logs(const char *whenAbsent, const char *whenUnread, const char *whenUnwritten)
+    {
+        logAbsent = whenAbsent;
+        logUnread = whenUnread;
+        logUnwritten = whenUnwritten;
+        return *this;
+    }
+
     const char *name;
     QString path;
-    const char *log;
-    QMap<QByteArray, const char *> unopened;  ///< answers when it cannot be opened
-    QMap<QByteArray, const char *> unread;    ///< when reading fails
-    QMap<QByteArray, const char *> unwritten; ///< when writing fails
-    bool isMade;                              ///< comes into being only by the tool's own export
-    const char *logAbsent;                    ///< when it is not there
-    const char *logUnread;
-    const char *logUnwritten;
+    const char *log; ///< when it cannot be opened
+    Answers unopened;
+    Answers unread;
+    Answers unwritten;
+    bool isMade = false;
+    const char *logAbsent;
+    const char *logUnread = nullptr;
+    const char *logUnwritten = nullptr;
 };
-
-Attribute statusLed(const char *name)
-{
-    const QString path = Board().ledBrightness(QLatin1String(name));
-    return {name, path, noLed, {}, {}, {}, false, noLed, nullptr, nullptr};
-}
 
 const Attribute attributes[] = {
-    {"board revision",
-     pathOf(Board::BoardRevision),
-     noRevision,
-     {},
-     {},
-     {},
-     false,
-     "debug: No revision file found, assuming rev 1",
-     "warning: Revision 0 is invalid",
-     nullptr},
-    {"backlight",
-     pathOf(Board::Backlight),
-     noBacklight,
-     {},
-     {},
-     {},
-     false,
-     noBacklight,
-     nullptr,
-     nullptr},
-    {"gpio export",
-     pathOf(Board::GpioExport),
-     noBias,
-     tamperUnseen,
-     {},
-     tamperUnseen,
-     false,
-     noBias,
-     nullptr,
-     noActiveLow},
-    {"bias polarity",
-     pathOf(Board::BiasActiveLow),
-     noActiveLow,
-     {},
-     {},
-     {},
-     true,
-     noActiveLow,
-     nullptr,
-     nullptr},
-    {"bias direction",
-     pathOf(Board::BiasDirection),
-     noDirection,
-     {},
-     {},
-     {},
-     true,
-     noDirection,
-     nullptr,
-     nullptr},
-    {"bias value", pathOf(Board::BiasValue), noValue, {}, {}, {}, true, noValue, nullptr, nullptr},
-    {"tamper polarity",
-     pathOf(Board::TamperActiveLow),
-     noTamperPolarity,
-     tamperUnseen,
-     {},
-     tamperUnseen,
-     true,
-     noTamperPolarity,
-     nullptr,
-     nullptr},
-    {"tamper value",
-     pathOf(Board::TamperValue),
-     noTamper,
-     tamperUnseen,
-     tamperUnseen,
-     {},
-     true,
-     noTamper,
-     nullptr,
-     nullptr},
-    {"card power",
-     pathOf(Board::SdPowerValue),
-     noPower,
-     {},
-     {},
-     {},
-     false,
-     nullptr,
-     nullptr,
-     nullptr},
-    {"buzzer", pathOf(Board::Buzzer), noBuzzer, {}, {}, {}, false, noBuzzer, nullptr, nullptr},
-    {"home led", pathOf(Board::HomeLed), noHome, {}, {}, {}, false, noHome, nullptr, nullptr},
-    {"voltage",
-     pathOf(Board::BusVoltage),
-     noVoltage,
-     voltageUnread,
-     voltageUnread,
-     {},
-     false,
-     noVoltage,
-     nullptr,
-     nullptr},
-    statusLed("ready"),
-    statusLed("armed"),
-    statusLed("trouble"),
-    statusLed("ac"),
+    Attribute("board revision", pathOf(Board::BoardRevision), noRevision)
+        .logs("debug: No revision file found, assuming rev 1", "warning: Revision 0 is invalid",
+              nullptr),
+    Attribute("backlight", pathOf(Board::Backlight), noBacklight),
+    Attribute("gpio export", pathOf(Board::GpioExport), noBias)
+        .answers(tamperUnseen, {}, tamperUnseen)
+        .logs(noBias, nullptr, noActiveLow),
+    Attribute("bias polarity", pathOf(Board::BiasActiveLow), noActiveLow).made(),
+    Attribute("bias direction", pathOf(Board::BiasDirection), noDirection).made(),
+    Attribute("bias value", pathOf(Board::BiasValue), noValue).made(),
+    Attribute("tamper polarity", pathOf(Board::TamperActiveLow), noTamperPolarity)
+        .made()
+        .answers(tamperUnseen, {}, tamperUnseen),
+    Attribute("tamper value", pathOf(Board::TamperValue), noTamper)
+        .made()
+        .answers(tamperUnseen, tamperUnseen, {}),
+    Attribute("card power", pathOf(Board::SdPowerValue), noPower).logs(nullptr, nullptr, nullptr),
+    Attribute("buzzer", pathOf(Board::Buzzer), noBuzzer),
+    Attribute("home led", pathOf(Board::HomeLed), noHome),
+    Attribute("voltage", pathOf(Board::BusVoltage), noVoltage)
+        .answers(voltageUnread, voltageUnread, {}),
+    Attribute("ready", Board().ledBrightness("ready"), noLed),
+    Attribute("armed", Board().ledBrightness("armed"), noLed),
+    Attribute("trouble", Board().ledBrightness("trouble"), noLed),
+    Attribute("ac", Board().ledBrightness("ac"), noLed),
 };
 
-const int errors[] = {EIO, EACCES, ENOSPC, EINVAL};
+const struct {
+    int number;
+    const char *name;
+} errors[] = {{EIO, "EIO"}, {EACCES, "EACCES"}, {ENOSPC, "ENOSPC"}, {EINVAL, "EINVAL"}};
 
 QList<Fault> faultsOf(const Attribute &attribute)
 {
     QList<Fault> faults;
-    const auto add = [&](const char *how, const Break &breakIt, const char *log,
-                         const QMap<QByteArray, const char *> &answers) {
+    const auto add = [&](const QByteArray &how, const Break &breakIt, const char *log,
+                         const Answers &answers) {
         const QString name = QLatin1String(attribute.name) + QLatin1String(", ");
-        faults.append({name + QLatin1String(how), attribute.path, breakIt, log, answers});
+        faults.append({name + QString::fromLatin1(how), attribute.path, breakIt, log, answers});
     };
     if (attribute.isMade)
         add("absent", failing(attribute.path, SysfsModel::Open, ENOENT), attribute.log,
             attribute.unopened);
     else
         add("absent", without(attribute.path), attribute.logAbsent, attribute.unopened);
-    static const char *const how[3][4] = {
-        {"open EIO", "open EACCES", "open ENOSPC", "open EINVAL"},
-        {"read EIO", "read EACCES", "read ENOSPC", "read EINVAL"},
-        {"write EIO", "write EACCES", "write ENOSPC", "write EINVAL"}};
-    for (int i = 0; i < 4; ++i) {
-        add(how[0][i], failing(attribute.path, SysfsModel::Open, errors[i]), attribute.log,
+    for (const auto &error : errors) {
+        const auto how = [&error](const char *what) { return QByteArray(what) + error.name; };
+        add(how("open "), failing(attribute.path, SysfsModel::Open, error.number), attribute.log,
             attribute.unopened);
-        add(how[1][i], failing(attribute.path, SysfsModel::Read, errors[i]), attribute.logUnread,
-            attribute.unread);
-        add(how[2][i], failing(attribute.path, SysfsModel::Write, errors[i]),
+        add(how("read "), failing(attribute.path, SysfsModel::Read, error.number),
+            attribute.logUnread, attribute.unread);
+        add(how("write "), failing(attribute.path, SysfsModel::Write, error.number),
             attribute.logUnwritten, attribute.unwritten);
     }
     return faults;
@@ -262,44 +213,27 @@ QList<Fault> faultsOf(const Attribute &attribute)
 
 QList<Fault> faultsOfFiles()
 {
-    return {
-        {"leds, absent", pathOf(Board::Leds), without(pathOf(Board::Leds)), noLed, {}},
-        {"events, absent",
-         pathOf(Board::HomeKeyEvents),
-         without(pathOf(Board::HomeKeyEvents)),
-         noEvents,
-         {}},
-        {"events, a folder",
-         pathOf(Board::HomeKeyEvents),
-         folderFor(pathOf(Board::HomeKeyEvents)),
-         noEvents,
-         {}},
-        {"events, a loop",
-         pathOf(Board::HomeKeyEvents),
-         loopFor(pathOf(Board::HomeKeyEvents)),
-         noEvents,
-         {}},
-        {"card pipe, a folder",
-         pathOf(Board::SdEvents),
-         folderFor(pathOf(Board::SdEvents)),
-         "warning: In ATE Mode--->,Failed to open pipe",
-         {}},
-        {"card pipe, a loop",
-         pathOf(Board::SdEvents),
-         loopFor(pathOf(Board::SdEvents)),
-         "warning: In ATE Mode--->, No SD monitoring available",
-         {}},
-        {"version, absent", pathOf(Board::Version), without(pathOf(Board::Version)), noVersion,
-         versionUnread},
-        {"version, a folder", pathOf(Board::Version), folderFor(pathOf(Board::Version)), noVersion,
-         versionUnread},
-        {"version, a loop", pathOf(Board::Version), loopFor(pathOf(Board::Version)), noVersion,
-         versionUnread},
-        {"pictures, absent", pathOf(Board::TestImages), without(pathOf(Board::TestImages)),
-         noPicture, pictureUnread, nak},
-        {"pictures, a loop", pathOf(Board::TestImages), loopFor(pathOf(Board::TestImages)),
-         noPicture, pictureUnread, nak},
+    QList<Fault> faults;
+    const auto add = [&faults](const char *name, Board::Path which,
+                               Break (*breakIt)(const QString &), const char *log,
+                               const Answers &answers = Answers(), const char *logo = ack) {
+        const QString path = pathOf(which);
+        faults.append({QLatin1String(name), path, breakIt(path), log, answers, logo});
     };
+    add("leds, absent", Board::Leds, without, noLed);
+    add("events, absent", Board::HomeKeyEvents, without, noEvents);
+    add("events, a folder", Board::HomeKeyEvents, folderFor, noEvents);
+    add("events, a loop", Board::HomeKeyEvents, loopFor, noEvents);
+    add("card pipe, a folder", Board::SdEvents, folderFor,
+        "warning: In ATE Mode--->,Failed to open pipe");
+    add("card pipe, a loop", Board::SdEvents, loopFor,
+        "warning: In ATE Mode--->, No SD monitoring available");
+    add("version, absent", Board::Version, without, noVersion, versionUnread);
+    add("version, a folder", Board::Version, folderFor, noVersion, versionUnread);
+    add("version, a loop", Board::Version, loopFor, noVersion, versionUnread);
+    add("pictures, absent", Board::TestImages, without, noPicture, pictureUnread, nak);
+    add("pictures, a loop", Board::TestImages, loopFor, noPicture, pictureUnread, nak);
+    return faults;
 }
 
 /// Of everything that the tool opens by itself, except for the line.

@@ -32,11 +32,7 @@ private slots:
     void table_data();
     void table();
     void biasPower();
-    void biasPowerFailures_data();
-    void biasPowerFailures();
     void biasPowerRefusedStores();
-    void cannotOpen_data();
-    void cannotOpen();
     void refusedStores_data();
     void refusedStores();
     void missingLed();
@@ -268,48 +264,6 @@ void TestRequests::biasPower()
     QCOMPARE(keypad.attribute("/sys/class/gpio/gpio62/value"), QByteArray("0\n"));
 }
 
-void TestRequests::biasPowerFailures_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QStringList>("stores");
-    QTest::addColumn<QString>("last");
-    QTest::newRow("export") << "export" << QStringList()
-                            << "debug: In ATE Mode---, could not export pin62, fro LCD Bias Power "
-                               "manipulation";
-    QTest::newRow("active_low") << "gpio62/active_low" << QStringList("gpio/export=62")
-                                << "debug: In ATE Mode---, could not open/write into active_low "
-                                   "file, for LCD Bias Power manipulation";
-    QTest::newRow("direction") << "gpio62/direction"
-                               << QStringList({"gpio/export=62", "gpio/gpio62/active_low=0"})
-                               << "debug: In ATE Mode---, could not open/write into direction "
-                                  "file, for LCD Bias Power manipulation";
-    QTest::newRow("value") << "gpio62/value"
-                           << QStringList({"gpio/export=62", "gpio/gpio62/active_low=0",
-                                           "gpio/gpio62/direction=out"})
-                           << "debug: In ATE Mode---, could not open/write into value file, for "
-                              "LCD Bias Power manipulation";
-}
-
-void TestRequests::biasPowerFailures()
-{
-    QFETCH(QString, file);
-    QFETCH(QStringList, stores);
-    QFETCH(QString, last);
-    RigKeypad &keypad = m_rig->keypad;
-    keypad.removeNode("/sys/class/gpio/gpio62");
-    const QString path = QStringLiteral("/sys/class/gpio/") + file;
-    keypad.fail(path, SysfsModel::Open, EACCES);
-    const Outcome outcome = m_rig->request(0x6143, "0101");
-    keypad.clearFault(path);
-
-    QCOMPARE(outcome.line, QStringList("0004"));
-    QCOMPARE(outcome.stores, stores);
-    QVERIFY(!outcome.log.isEmpty());
-    QCOMPARE(outcome.log.last(), last);
-    QCOMPARE(outcome.log.filter("could not").size(), 1);
-    QCOMPARE(outcome.log.filter("successfully").size(), 0);
-}
-
 /// Only an open that fails stops the sequence.
 void TestRequests::biasPowerRefusedStores()
 {
@@ -324,83 +278,6 @@ void TestRequests::biasPowerRefusedStores()
     QCOMPARE(outcome.stores,
              QStringList({"gpio/gpio62/active_low=0", "gpio/gpio62/direction=out refused",
                           "gpio/gpio62/value=0"}));
-}
-
-void TestRequests::cannotOpen_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QStringList>("log");
-    QTest::addColumn<QStringList>("stores");
-    QTest::addColumn<QString>("reply");
-
-    const struct {
-        const char *name;
-        const char *path;
-        int type;
-        const char *data;
-        const char *log;
-        QStringList stores;
-        const char *reply;
-    } rows[] = {
-        {"backlight",
-         "/sys/class/backlight/mxs-bl/brightness",
-         0x6143,
-         "0064",
-         "warning: Failed to open backlight file",
-         {},
-         "0004"},
-        {"buzzer",
-         "/sys/class/leds/buzzer/brightness",
-         0x6147,
-         "80FF",
-         "warning: Failed to open buzzer file",
-         {},
-         "0004"},
-        {"home LED",
-         "/sys/class/leds/home/brightness",
-         0x7010,
-         "64",
-         "warning: Failed to open home file",
-         {},
-         "0004"},
-        {"an LED",
-         "/sys/class/leds/armed/brightness",
-         0x6144,
-         "000F0000000000",
-         "warning: Failed to open LED file",
-         {"leds/ready/brightness=255", "leds/trouble/brightness=255", "leds/ac/brightness=255"},
-         "0004"},
-        {"voltage",
-         "/sys/class/power_supply/corlink/voltage_now",
-         0x7080,
-         "",
-         "warning: Failed to open voltage file",
-         {},
-         "7081 00000000"},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.path << row.type << QByteArray(row.data)
-                                << QStringList(row.log) << row.stores << row.reply;
-}
-
-void TestRequests::cannotOpen()
-{
-    QFETCH(QString, path);
-    QFETCH(int, type);
-    QFETCH(QByteArray, data);
-    QFETCH(QStringList, log);
-    QFETCH(QStringList, stores);
-    QFETCH(QString, reply);
-    for (const int error : {EACCES, EIO}) {
-        m_rig->keypad.fail(path, SysfsModel::Open, error);
-        const Outcome outcome = m_rig->request(quint16(type), data);
-        m_rig->keypad.clearFault(path);
-        QCOMPARE(outcome.line, QStringList(reply));
-        QCOMPARE(outcome.log, log);
-        QCOMPARE(outcome.stores, stores);
-    }
 }
 
 void TestRequests::refusedStores_data()
