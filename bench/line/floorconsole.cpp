@@ -56,6 +56,7 @@ void FloorConsole::heard(int fixture, const QJsonObject &event)
         if (!textIn(event, "serial_number").isEmpty())
             row.unit += QLatin1Char(' ') + textIn(event, "serial_number");
         row.steps = event.value(QStringLiteral("steps")).toInt();
+        row.isTesting = true;
         row.doing.clear();
         row.progress.clear();
         if (!m_isTerminal)
@@ -81,12 +82,17 @@ void FloorConsole::heard(int fixture, const QJsonObject &event)
     } else if (name == QLatin1String("question over")) {
         withdraw(fixture, event.value(QStringLiteral("id")).toInt());
     }
+    // What is told of an answer is followed by the question that it leads to.
+    if (name != QLatin1String("question over") && name != QLatin1String("told"))
+        goOnAfter(fixture);
     refresh();
 }
 
 void FloorConsole::idle(int fixture)
 {
+    m_rows.at(static_cast<size_t>(fixture)).isTesting = false;
     withdraw(fixture, 0);
+    goOnAfter(fixture);
 }
 
 void FloorConsole::told(const QString &about, const QString &text)
@@ -111,6 +117,7 @@ void FloorConsole::unitEnded(int fixture, const QJsonObject &event)
 {
     Row &row = m_rows.at(static_cast<size_t>(fixture));
     const UnitRecord unit = recordFromJson(event.value(QStringLiteral("record")).toObject());
+    row.isTesting = false;
     row.doing = outcomeName(unit.outcome).toUpper();
     row.progress.clear();
     log(fixture, QStringLiteral("%1 %2 in %3  %4")
@@ -133,11 +140,25 @@ void FloorConsole::ask(int fixture, const QJsonObject &event)
     question.id = event.value(QStringLiteral("id")).toInt();
     question.kind = textIn(event, "kind");
     question.text = textIn(event, "text");
+    if (fixture == m_answered) {
+        m_questions.push_front(question);
+        goOnAfter(fixture);
+        return;
+    }
     m_questions.push_back(question);
-    if (m_isAsking)
+    if (m_isAsking || m_answered >= 0)
         say(fixture, {{QStringLiteral("waits"), question.id}});
     else
         put();
+}
+
+/// The fixture has done with the line that was typed for it: others may ask.
+void FloorConsole::goOnAfter(int fixture)
+{
+    if (fixture != m_answered)
+        return;
+    m_answered = -1;
+    put();
 }
 
 /// Asks the next question, if there is one.
@@ -235,10 +256,19 @@ void FloorConsole::take(const QByteArray &line)
               QLatin1Char('\n'));
     if (question.kind != QLatin1String("yes/no") || !reply.isEmpty()) {
         m_questions.pop_front();
+        // Between units a question may lead to another one: a number that is refused is scanned
+        // again without a look at the screen, and must not go to another fixture.
+        if (!m_rows.at(static_cast<size_t>(question.fixture)).isTesting)
+            m_answered = question.fixture;
         say(question.fixture,
             {{QStringLiteral("answer"), question.id}, {QStringLiteral("reply"), reply}});
     }
-    put();
+    if (m_answered < 0) {
+        put();
+        return;
+    }
+    m_answers.listen(false);
+    draw();
 }
 
 void FloorConsole::nobodyAnswers()

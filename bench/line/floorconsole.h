@@ -37,6 +37,7 @@ private:
         QString name;
         QString unit; ///< "unit 3 KP-0003"
         int steps = 0;
+        bool isTesting = false;
         QString doing; ///< the step that runs, or the last verdict
         QString progress;
     };
@@ -49,6 +50,7 @@ private:
 
     void ask(int fixture, const QJsonObject &event);
     void put();
+    void goOnAfter(int fixture);
     void withdraw(int fixture, int id);
     void close();
     QString promptOf(const Question &question) const;
@@ -75,7 +77,8 @@ private:
     int m_nameWidth = 0;
     std::deque<Question> m_questions; ///< the first one is asked
     bool m_isAsking = false;
-    QStringList m_held; ///< lines that would break up what is being typed
+    int m_answered = -1; ///< a fixture that may ask again because of what was typed
+    QStringList m_held;  ///< lines that would break up what is being typed
     bool m_isDrawn = false;
     int m_above = 0; ///< lines of the rows and the question above that of the cursor
     int m_width = 0;

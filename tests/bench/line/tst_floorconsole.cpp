@@ -227,6 +227,8 @@ private slots:
     void asksOneQuestionAfterAnother();
     void takesAnswersAsTheyAreMeant_data();
     void takesAnswersAsTheyAreMeant();
+    void asksTheSameFixtureAgainFirst();
+    void asksOthersOnceAFixtureIsIdle();
     void withdrawsQuestions();
     void forgetsAFixtureThatIsIdle();
     void tellsThatNobodyAnswers();
@@ -275,6 +277,7 @@ void TestFloorConsole::writesALineForWhatAFileNeeds()
 void TestFloorConsole::asksOneQuestionAfterAnother()
 {
     OnPaper paper;
+    paper.console.heard(1, json(R"({"event":"unit begun","unit":1,"steps":2})"));
     paper.console.heard(1, json(R"({"event":"question","id":7,"kind":"yes/no","text":"Lit?"})"));
     paper.console.heard(0, json(R"({"event":"question","id":1,"kind":"confirm","text":"Do."})"));
     QCOMPARE(paper.said.lines, (QList<QByteArray>{"1 {\"shown\":7}", "0 {\"waits\":1}"}));
@@ -323,6 +326,46 @@ void TestFloorConsole::takesAnswersAsTheyAreMeant()
     const QByteArray answer = "0 {\"answer\":1,\"reply\":\"" + reply + "\"}";
     QTRY_VERIFY_WITH_TIMEOUT(paper.said.lines.contains(answer), LongMs);
     QCOMPARE(paper.heard().count("  >> left: Well"), prompts);
+}
+
+/// Who scans a number again that was refused does not look whose turn it is.
+void TestFloorConsole::asksTheSameFixtureAgainFirst()
+{
+    OnPaper paper;
+    paper.console.heard(0, json(R"({"event":"question","id":1,"kind":"text","text":"Number"})"));
+    paper.console.heard(1, json(R"({"event":"question","id":1,"kind":"text","text":"Other"})"));
+    paper.say("XX\nn\nKP-1\nKP-2\n");
+    QTRY_COMPARE_WITH_TIMEOUT(paper.said.lines.last(),
+                              QByteArray("0 {\"answer\":1,\"reply\":\"XX\"}"), LongMs);
+    paper.console.heard(0, json(R"({"event":"question over","id":1})"));
+    paper.console.heard(0, json(R"({"event":"told","text":"XX is none."})"));
+    QVERIFY(!paper.heard().contains("Other"));
+    paper.console.heard(0, json(R"({"event":"question","id":2,"kind":"yes/no","text":"Again?"})"));
+    QTRY_COMPARE_WITH_TIMEOUT(paper.said.lines.last(),
+                              QByteArray("0 {\"answer\":2,\"reply\":\"no\"}"), LongMs);
+    paper.console.heard(0, json(R"({"event":"question over","id":2})"));
+    paper.console.heard(0, json(R"({"event":"question","id":3,"kind":"text","text":"Number"})"));
+    QTRY_COMPARE_WITH_TIMEOUT(paper.said.lines.last(),
+                              QByteArray("0 {\"answer\":3,\"reply\":\"KP-1\"}"), LongMs);
+    paper.console.heard(0, json(R"({"event":"question over","id":3})"));
+    QVERIFY(!paper.heard().contains("Other"));
+    paper.console.heard(0, json(R"({"event":"unit begun","unit":1,"steps":2})"));
+    QTRY_COMPARE_WITH_TIMEOUT(paper.said.lines.last(),
+                              QByteArray("1 {\"answer\":1,\"reply\":\"KP-2\"}"), LongMs);
+    QVERIFY(paper.heard().contains("\n  >> the right: Other:\n"));
+}
+
+void TestFloorConsole::asksOthersOnceAFixtureIsIdle()
+{
+    OnPaper paper;
+    paper.console.heard(0, json(R"({"event":"question","id":1,"kind":"text","text":"Number"})"));
+    paper.say("KP-1\n");
+    QTRY_COMPARE_WITH_TIMEOUT(paper.said.lines.last(),
+                              QByteArray("0 {\"answer\":1,\"reply\":\"KP-1\"}"), LongMs);
+    paper.console.heard(1, json(R"({"event":"question","id":1,"kind":"text","text":"Other"})"));
+    QCOMPARE(paper.said.lines.last(), QByteArray("1 {\"waits\":1}"));
+    paper.console.idle(0);
+    QCOMPARE(paper.said.lines.last(), QByteArray("1 {\"shown\":1}"));
 }
 
 void TestFloorConsole::withdrawsQuestions()
