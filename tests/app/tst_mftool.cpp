@@ -403,39 +403,17 @@ void TestMftool::objectNames()
 {
     start();
     QCOMPARE(m_widget->objectName(), QString("mftoolClass"));
-    for (const char *name : {"m_topChk",
-                             "widget_4",
-                             "m_chkTL",
-                             "widget_5",
-                             "m_chkTR",
-                             "widget_8",
-                             "widget",
-                             "widget_2",
-                             "widget_3",
-                             "m_stk",
-                             "stackedWidget_4Page1",
-                             "m_btnStart",
-                             "page_3",
-                             "m_lblStatus",
-                             "widget_9",
-                             "label",
-                             "m_progBoot",
-                             "label_2",
-                             "m_progScan",
-                             "label_3",
-                             "m_progFlash",
-                             "label_4",
-                             "m_progFormat",
-                             "m_bottomChk",
-                             "widget_6",
-                             "m_chkBL",
-                             "widget_7",
-                             "m_chkBR"})
-        QVERIFY2(find<QWidget>(name), name);
-    for (const char *name :
-         {"verticalLayout_2", "horizontalLayout_4", "verticalLayout", "horizontalLayout",
-          "horizontalLayout_2", "gridLayout", "horizontalLayout_3"})
-        QVERIFY2(find<QLayout>(name), name);
+    const QByteArray widgets(
+        "m_topChk widget_4 m_chkTL widget_5 m_chkTR widget_8 widget widget_2 widget_3 m_stk "
+        "stackedWidget_4Page1 m_btnStart page_3 m_lblStatus widget_9 label m_progBoot label_2 "
+        "m_progScan label_3 m_progFlash label_4 m_progFormat m_bottomChk widget_6 m_chkBL "
+        "widget_7 m_chkBR");
+    const QByteArray layouts("verticalLayout_2 horizontalLayout_4 verticalLayout horizontalLayout "
+                             "horizontalLayout_2 gridLayout horizontalLayout_3");
+    for (const QByteArray &name : widgets.split(' '))
+        QVERIFY2(find<QWidget>(name.constData()), name.constData());
+    for (const QByteArray &name : layouts.split(' '))
+        QVERIFY2(find<QLayout>(name.constData()), name.constData());
 }
 
 /// To the pixel; everything else is measured on a picture of the whole tool's screen.

@@ -7,17 +7,11 @@
 #include "tests/fuzz/fuzz.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QMetaMethod>
 #include <QSocketNotifier>
 #include <QTimer>
 
 #include <cctype>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include "bench/station/frame.h"
 #include "bench/station/messages.h"
@@ -68,7 +62,6 @@ class Engine
 public:
     Engine()
     {
-        m_far = open(QFile::encodeName(m_line.path()).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         m_board.link("/dev/ttySP0", m_line.path());
         m_board.write("/tmp/sdstat", ""); // no pipe: the monitor must not wait for cards
         m_proto = new TestProto(nullptr, m_board.board());
@@ -83,12 +76,7 @@ public:
     void send(const QByteArray &chunk)
     {
         m_line.clear();
-        m_line.send(chunk);
-        for (int waiting = 0; waiting < chunk.size();) {
-            pollfd line = {m_far, POLLIN, 0};
-            poll(&line, 1, 1000);
-            ioctl(m_far, FIONREAD, &waiting);
-        }
+        m_line.sendAsOne(chunk);
     }
     void read() { m_read.invoke(m_proto, Qt::DirectConnection); }
     QByteArray received() { return m_line.received(); }
@@ -100,7 +88,6 @@ public:
 private:
     BoardFolder m_board;
     PtyLine m_line;
-    int m_far; ///< another descriptor of the engine's end, to see what waits there
     TestProto *m_proto = nullptr;
     SignalCounter *m_counter = nullptr;
     QTimer *m_timer = nullptr;

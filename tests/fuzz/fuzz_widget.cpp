@@ -12,10 +12,6 @@
 #include <QMouseEvent>
 #include <QSocketNotifier>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
-
 #include "app/mftool.h"
 #include "bench/station/frame.h"
 #include "bench/station/messages.h"
@@ -36,7 +32,6 @@ public:
     Tool()
     {
         makeBoard();
-        m_far = open(QFile::encodeName(m_line.path()).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         m_widget = new mftool(nullptr, m_board.board());
         m_widget->resize(800, 480);
         m_widget->show();
@@ -50,12 +45,7 @@ public:
     QByteArray request(const QByteArray &chunk)
     {
         m_line.clear();
-        m_line.send(chunk);
-        for (int waiting = 0; waiting < chunk.size();) {
-            pollfd line = {m_far, POLLIN, 0};
-            poll(&line, 1, 1000);
-            ioctl(m_far, FIONREAD, &waiting);
-        }
+        m_line.sendAsOne(chunk);
         m_read.invoke(m_proto, Qt::DirectConnection);
         return m_line.received();
     }
@@ -114,7 +104,6 @@ private:
 
     BoardFolder m_board;
     PtyLine m_line;
-    int m_far;
     mftool *m_widget;
     TestProto *m_proto;
     QMetaMethod m_read;

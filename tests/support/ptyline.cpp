@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -32,6 +33,16 @@ void PtyLine::send(const QByteArray &bytes)
 {
     if (write(m_near, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
         qFatal("the pseudo terminal took less than it was given");
+}
+
+void PtyLine::sendAsOne(const QByteArray &bytes)
+{
+    send(bytes);
+    for (int waiting = 0; waiting < bytes.size();) {
+        pollfd line = {m_far, POLLIN, 0};
+        poll(&line, 1, 1000);
+        ioctl(m_far, FIONREAD, &waiting);
+    }
 }
 
 QByteArray PtyLine::received()

@@ -29,6 +29,8 @@ public:
 
     /// Sends @p bytes to the code under test in one piece.
     void send(const QByteArray &bytes);
+    /// The same, and waits until all of it can be read as one.
+    void sendAsOne(const QByteArray &bytes);
     /// Everything that the code under test has written since the last clear().
     QByteArray received();
     /// Waits until there is something new for received(); false when nothing comes.
