@@ -1,5 +1,5 @@
-/// The colours of the screen: greys for everything, so that a verdict is what strikes the
-/// eye. White on each of the strong ones has a contrast of at least 4.5 to 1.
+/// The colours of the screen. Nearly everything is grey, so that the verdict stands out.
+/// White text on Good, Bad, Trouble and Undecided has a contrast of at least 4.5 to 1.
 #ifndef BENCH_SCREEN_COLOURS_H
 #define BENCH_SCREEN_COLOURS_H
 
@@ -20,10 +20,10 @@ const QRgb Bad = 0xffb3201f;
 const QRgb Trouble = 0xff9a5200;
 const QRgb Undecided = 0xff566470;
 
-const QRgb Testing = 0xffc3ced6; ///< with Ink on it
-const QRgb Done = 0xff3b6ea0;    ///< of the bar that shows how far a unit is
-const QRgb Wanted = 0xfff2a900;  ///< around what the operator shall look at
-const QRgb Notice = 0xfffff0c2;  ///< behind what the operator shall do
+const QRgb Testing = 0xffc3ced6; ///< text on it is Ink
+const QRgb Done = 0xff3b6ea0;    ///< part of the progress bar
+const QRgb Wanted = 0xfff2a900;  ///< frame around what the operator shall look at
+const QRgb Notice = 0xfffff0c2;  ///< behind an instruction to the operator
 
 } // namespace Colours
 

@@ -17,7 +17,7 @@ QFont sized(QFont font, int px)
     return font;
 }
 
-/// The lines of the text, the last of them with all that is left over.
+/// The lines of the text; the last one holds all the rest.
 QStringList wrapped(const QString &text, const QFont &font, int width, int most)
 {
     QStringList lines;

@@ -1,5 +1,5 @@
-/// Text as large as its place lets it be, for whoever stands two metres away: wrapped into
-/// a few lines, and elided where even the smallest type does not fit.
+/// Text in the largest type that fits its place, to be read from two metres. It is wrapped
+/// into a few lines, and elided if even the smallest type does not fit.
 #ifndef BENCH_SCREEN_FITLABEL_H
 #define BENCH_SCREEN_FITLABEL_H
 
@@ -9,13 +9,13 @@
 
 class QPainter;
 
-/// A text set into a rectangle.
+/// A text and the font in which it fits a rectangle.
 struct FittedText {
     QFont font;
     QStringList lines;
 
-    /// @param font   with any size
-    /// @param lines  how many there may be at most
+    /// @param font   its size does not matter
+    /// @param lines  at most so many
     static FittedText fit(const QString &text, const QFont &font, const QSize &size, int lines,
                           int smallestPx, int largestPx);
     void paint(QPainter *painter, const QRect &place, int alignment) const;
@@ -33,10 +33,10 @@ public:
     void setColour(const QColor &colour);
     void setBold(bool bold);
     void setAlignment(int alignment);
-    /// @param lines  at most
+    /// @param lines  at most so many
     void setLines(int lines);
     void setSizes(int smallestPx, int largestPx);
-    /// What there is to read, line by line; an elided line ends with "…".
+    /// What is shown, line by line; an elided line ends with "…".
     QStringList shownLines() const { return fitted().lines; }
 
     QSize sizeHint() const override { return {0, 0}; }

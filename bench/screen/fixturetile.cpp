@@ -11,9 +11,9 @@
 namespace
 {
 
-const int SmallestPx = 11; ///< type that can be read
-const int NoticePx = 4;    ///< of colour beside what the operator shall do
-const int TinyPx = 84;     ///< lower ones have no room for a step
+const int SmallestPx = 11; ///< smaller type cannot be read
+const int NoticePx = 4;    ///< margin beside an instruction
+const int TinyPx = 84;     ///< a lower tile has no room for the step
 
 QString unitText(const FixtureView &fixture)
 {
@@ -109,7 +109,7 @@ void FixtureTile::setAsking(Asking asking)
     update();
 }
 
-/// Where there is only one fixture it has no name.
+/// A single fixture has no name, so the unit takes its place.
 void FixtureTile::showHeading()
 {
     const QString name = m_fixture.name.isEmpty() ? unitText(m_fixture) : m_fixture.name;
@@ -138,7 +138,7 @@ void FixtureTile::arrangeWhole()
     const int margin = std::max(8, std::min(width(), height()) / 22);
     const QRect inner = rect().adjusted(margin + 2, margin, -margin - 2, -margin);
     const int heading = std::max(18, inner.height() / 6);
-    // A unit that passed has nothing more to tell.
+    // A unit that passed needs no reason.
     const bool isBrief = verdictOf(m_fixture.outcome).isPass;
     const int text = inner.height() * (isBrief ? 20 : 32) / 100;
     const int nameWidth = m_fixture.name.isEmpty() ? inner.width() : inner.width() * 45 / 100;
@@ -155,7 +155,7 @@ void FixtureTile::arrangeWhole()
     m_text->setSizes(SmallestPx, std::max(12, text * (isBrief ? 50 : 36) / 100));
 }
 
-/// Name and verdict only.
+/// Only name and verdict.
 void FixtureTile::arrangeTiny()
 {
     const QRect inner = rect().adjusted(6, 4, -6, -4);

@@ -20,7 +20,7 @@ public:
     explicit FixtureTile(QWidget *parent = nullptr);
 
     void setFixture(const FixtureView &fixture);
-    /// What asks is framed, and what waits for its turn has a question mark.
+    /// A fixture that asks is framed; one that waits for its turn has a question mark.
     void setAsking(Asking asking);
     Asking asking() const { return m_asking; }
 

@@ -14,9 +14,9 @@ namespace
 
 const int Signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
 
-// One program has one line.
+// There is one line in this process.
 volatile std::sig_atomic_t lineProcess = 0;
-volatile std::sig_atomic_t lineStatus = BenchExit::Unable; // once it has ended
+volatile std::sig_atomic_t lineStatus = BenchExit::Unable; // valid once it has ended
 volatile std::sig_atomic_t signalled = 0;
 
 void passOn(int number)

@@ -1,4 +1,4 @@
-/// The line as a process of its own: "bench line" with its JSON lines.
+/// The process of "bench line", which talks to the screen in JSON lines.
 #ifndef BENCH_SCREEN_LINEPROCESS_H
 #define BENCH_SCREEN_LINEPROCESS_H
 
@@ -14,22 +14,22 @@ class LineProcess : public QObject
 public:
     LineProcess();
 
-    /// While it runs, signals that would end this process are passed on to it instead, and it
-    /// ends its unit; later they end this process with its exit status. Its complaints go to
-    /// this process's own standard error.
+    /// While the line runs, signals that would end this process go to the line instead, and
+    /// it ends its unit. Later they end this process, with the line's exit status. What the
+    /// line writes to standard error goes to that of this process.
     void start(const QString &program, const QStringList &arguments);
-    /// Whether a signal came, as somebody sends who wants an end of it all.
+    /// Whether a signal came that should end the run and the screen.
     static bool wasSignalled();
 
 public slots:
     void say(const QJsonObject &line);
-    /// As Ctrl-C does.
+    /// Ends the unit, as Ctrl-C at a terminal does.
     void interrupt();
 
 signals:
     void said(const QByteArray &bytes);
-    /// All that it said was heard.
-    /// @param status  its exit status; 4 for one that crashed or could not be started
+    /// The line has ended, and all that it wrote was read.
+    /// @param status  its exit status; 4 if it crashed or could not be started
     void ended(int status);
 
 private slots:

@@ -64,7 +64,7 @@ void LineView::take(const QJsonObject &event)
     emit changed();
 }
 
-/// One that was not announced takes the next place.
+/// A fixture that was not announced is added at the end.
 FixtureView &LineView::fixtureOf(const QJsonObject &event)
 {
     const QString name = textIn(event, "fixture");
@@ -132,7 +132,7 @@ void LineView::instruct(const QJsonObject &event)
     fixtureOf(event).instruction = textIn(event, "text");
 }
 
-/// One of a kind that is not known could not be answered.
+/// A question of an unknown kind is ignored: it could not be answered.
 void LineView::ask(const QJsonObject &event)
 {
     static const char *const kinds[] = {"confirm", "yes/no", "text"}; // as in Question::Kind
@@ -171,7 +171,7 @@ void LineView::endUnit(const QJsonObject &event)
     m_outcomes.insert(numberIn(event, "unit"), fixture.outcome);
 }
 
-/// Units that nobody came to are known only now; of each the last attempt comes last.
+/// Units that were not tested are only in the summary. The last attempt at a unit comes last.
 void LineView::sumUp(const QJsonObject &event)
 {
     m_isSummedUp = true;

@@ -1,5 +1,5 @@
-/// What the line tells in its JSON lines (docs/line.md), put together to what a person wants
-/// to know: how each fixture gets on, and how many units passed.
+/// Reads the JSON lines of the line (docs/line.md) and keeps what the screen shows: the state
+/// of each fixture, and how many units passed.
 #ifndef BENCH_SCREEN_LINEVIEW_H
 #define BENCH_SCREEN_LINEVIEW_H
 
@@ -42,25 +42,25 @@ public:
         int counted = 0; ///< in the yield: those tested, and at the end all that were asked for
     };
 
-    /// Takes what came, in pieces of any size. What is no JSON object, and what is not known,
-    /// is left alone.
+    /// Reads the next bytes, which need not be whole lines. Lines that are no JSON objects and
+    /// unknown events are ignored.
     void read(const QByteArray &bytes);
 
     QString title() const { return m_title; }
     const QList<FixtureView> &fixtures() const { return m_fixtures; }
-    /// Of a unit that was tested again the last attempt counts.
+    /// If a unit was tested again, its last attempt counts.
     Count count() const;
-    /// The last thing that a person should know.
+    /// The text of the last note.
     QString note() const { return m_note; }
-    /// Whether the line has told its end; all that came before it is known then.
+    /// Whether the line has sent its last event.
     bool hasEnded() const { return m_hasEnded; }
-    /// What could not be done; empty while nothing went wrong.
+    /// What could not be done; empty if nothing went wrong.
     QString error() const { return m_error; }
 
 signals:
     void changed();
     void asked(const Question &question);
-    /// The question was answered, or waits no longer.
+    /// The question was answered, or nobody waits for an answer any more.
     void withdrawn(int id);
 
 private:
@@ -83,7 +83,7 @@ private:
     QString m_title;
     QList<FixtureView> m_fixtures;
     int m_units = 0;
-    QMap<int, QString> m_outcomes; ///< of each unit that is done with
+    QMap<int, QString> m_outcomes; ///< of each unit that has ended
     bool m_isSummedUp = false;
     QString m_note;
     bool m_hasEnded = false;

@@ -1,5 +1,5 @@
-/// The operator's screen, in the place of "bench line --screen": shows the line that it
-/// starts, and ends with its exit status.
+/// The operator's screen. "bench line --screen" is replaced by this program, which starts the
+/// line, shows it, and ends with its exit status.
 ///
 ///     bench-screen BENCH line --screen ...
 #include "bench/common/command.h"
@@ -17,9 +17,9 @@
 namespace
 {
 
-QString complaint; ///< the first of the platform's
+QString complaint; ///< the first one of Qt's platform
 
-/// Qt would abort where it finds no display.
+/// Without a display Qt would abort.
 void tellNoDisplay(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     if (type != QtFatalMsg) {
@@ -36,14 +36,14 @@ void tellNoDisplay(QtMsgType type, const QMessageLogContext &context, const QStr
 
 bool isClosed = false; ///< by the operator, or a signal
 
-/// Where the display goes away Qt ends the program with a status of its own.
+/// If the display goes away Qt ends the program, with a status that means something else.
 void endUnable()
 {
     if (!isClosed)
         _exit(BenchExit::Unable);
 }
 
-/// The screen's part of a run: the line starts once the window is there.
+/// Window and line together. The line starts once the window is there.
 class Session : public QObject
 {
     Q_OBJECT
@@ -60,11 +60,11 @@ public:
 
     void start(const QString &program, QStringList arguments)
     {
-        // Without a window manager nobody else gives it the whole display, and the keys.
+        // Without a window manager nothing else makes it large and gives it the keys.
         m_window.setGeometry(QApplication::primaryScreen()->geometry());
         m_window.showFullScreen();
         m_window.activateWindow();
-        // Before the others, which may end with a plan behind "--".
+        // At the beginning: the plan may come behind "--".
         arguments.insert(1, QStringLiteral("--screened"));
         m_line.start(program, arguments);
     }
@@ -91,7 +91,7 @@ private:
 int main(int argc, char **argv)
 {
     qInstallMessageHandler(tellNoDisplay);
-    int own = 1; // the other arguments are the line's; Qt would take some of them for its own
+    int own = 1; // the other arguments are for the line, and Qt would use some of them
     QApplication application(own, argv);
     qInstallMessageHandler(nullptr);
     QApplication::setApplicationName(QStringLiteral("bench"));

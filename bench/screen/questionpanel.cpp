@@ -13,7 +13,7 @@
 namespace
 {
 
-/// Neither of two buttons stands out: there is no usual answer.
+/// Both buttons look the same, because no answer is the usual one.
 const char *const Style =
     "QPushButton { background: #2b3a45; color: white; border: none; border-radius: 6px; }"
     "QPushButton:pressed { background: #3b6ea0; }"
@@ -47,7 +47,7 @@ QuestionPanel::QuestionPanel(const Pauses &pauses, QWidget *parent)
     m_field->setContextMenuPolicy(Qt::NoContextMenu);
     m_yes->setObjectName(QStringLiteral("yes"));
     m_no->setObjectName(QStringLiteral("no"));
-    // A button with the focus would be pressed by Enter or the space bar.
+    // Enter or the space bar would press a button that has the focus.
     m_yes->setFocusPolicy(Qt::NoFocus);
     m_no->setFocusPolicy(Qt::NoFocus);
     m_readable.setSingleShot(true);
@@ -69,7 +69,7 @@ void QuestionPanel::ask(const Question &question, const QString &who)
     m_field->setVisible(question.kind == Question::Text);
     m_yes->setText(QLatin1String(Labels[question.kind]));
     m_no->setVisible(question.kind == Question::YesNo);
-    // A scanner must not lose its first characters; that a line is complete its end says.
+    // A text can be typed at once: no character of a scanned code may get lost.
     m_isReadable = question.kind == Question::Text;
     m_yes->setEnabled(m_isReadable);
     m_no->setEnabled(m_isReadable);
@@ -123,7 +123,7 @@ void QuestionPanel::enter()
     case Question::Text:
         agree();
         break;
-    case Question::Confirm: // not the end of a scanned code
+    case Question::Confirm: // unless Enter ends a scanned code
         if (typed.isEmpty())
             agree();
         break;
@@ -134,7 +134,7 @@ void QuestionPanel::enter()
     }
 }
 
-/// What was typed is complete.
+/// Answers if what was typed is "y" or "n" and nothing else.
 void QuestionPanel::judge()
 {
     const QString word = m_typed.toLower();

@@ -1,6 +1,6 @@
-/// One question with what it is answered with: buttons, keys, a field to type or to scan
-/// into. Nothing but an answer answers it: not Enter where there is something to judge, not a
-/// code that is scanned by mistake, not a key that was hit before anybody could read it.
+/// One question with its buttons and its text field. Enter does not answer a question that
+/// has to be judged, nor does a code that is scanned by mistake, nor a key that was pressed
+/// before anybody could read the question.
 #ifndef BENCH_SCREEN_QUESTIONPANEL_H
 #define BENCH_SCREEN_QUESTIONPANEL_H
 
@@ -15,8 +15,8 @@ class QLineEdit;
 class QPushButton;
 
 struct Pauses {
-    int unreadMs = 400;  ///< for so long nobody can have read a question
-    int scannerMs = 120; ///< keys that follow each other sooner come from a scanner
+    int unreadMs = 400;  ///< nobody can read a question in less time
+    int scannerMs = 120; ///< keys that come faster come from a scanner
 };
 
 class QuestionPanel : public QWidget
@@ -26,11 +26,11 @@ class QuestionPanel : public QWidget
 public:
     explicit QuestionPanel(const Pauses &pauses, QWidget *parent = nullptr);
 
-    /// @param who     whom it is about; may be empty
+    /// @param who  fixture and unit that it is about; may be empty
     void ask(const Question &question, const QString &who);
     /// @param others  how many questions wait behind this one
     void setOthers(int others);
-    /// A key that nothing else takes.
+    /// Takes a key that the text field did not use.
     void key(const QKeyEvent &event);
 
 signals:
@@ -54,7 +54,7 @@ private:
     const Pauses m_pauses;
     Question m_question;
     bool m_isReadable = false;
-    QString m_typed; ///< one key quickly after the other
+    QString m_typed; ///< keys that came quickly, one after the other
     QTimer m_readable;
     QTimer m_pause;
     FitLabel *m_who;

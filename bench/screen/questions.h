@@ -1,4 +1,4 @@
-/// The questions of all fixtures, shown one after another: the first of them has its turn.
+/// The open questions of all fixtures. They are shown one after another.
 #ifndef BENCH_SCREEN_QUESTIONS_H
 #define BENCH_SCREEN_QUESTIONS_H
 
@@ -15,16 +15,16 @@ class Questions : public QObject
 public:
     bool isEmpty() const { return m_open.isEmpty(); }
     int size() const { return static_cast<int>(m_open.size()); }
-    /// The one whose turn it is; there must be one.
+    /// The question that is shown; there must be one.
     const Question &first() const { return m_open.first(); }
     /// Whether the fixture waits for an answer.
     bool isOpenAt(const QString &fixture) const;
 
-    /// One of the screen itself comes before all others.
+    /// Shows a question of the screen itself before all others.
     void interject(const Question &question);
-    /// Answers the one whose turn it is.
+    /// Answers the question that is shown.
     void answer(const QString &reply);
-    /// Nobody waits for any answer.
+    /// Drops all questions: nobody waits for answers any more.
     void clear();
 
 public slots:
@@ -32,14 +32,14 @@ public slots:
     void withdraw(int id);
 
 signals:
-    /// A line for the line: an answer, or that a question waits or is shown, from when on
-    /// its limit counts.
+    /// For the line: an answer, or that a question waits or is shown. Its time limit counts
+    /// from when it is shown.
     void said(const QJsonObject &line);
     /// The screen's own question was answered.
     void decided(const QString &reply);
-    /// Another one has its turn, or there is none any more.
+    /// Another question is shown, or none any more.
     void turned();
-    /// How many there are has changed.
+    /// The number of questions has changed.
     void changed();
 
 private:

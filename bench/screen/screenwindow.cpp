@@ -18,7 +18,7 @@ const char *const LeaveStyle =
     "QPushButton { background: #44545f; color: white; border: none; border-radius: 4px; }"
     "QPushButton:pressed { background: #3b6ea0; }";
 
-const double TileShape = 1.3; ///< width to height of the one that shows most
+const double TileShape = 1.3; ///< width to height of a tile that is filled best
 
 int headerHeight(int height)
 {
@@ -30,8 +30,8 @@ int footerHeight(int height)
     return std::max(24, height / 17);
 }
 
-/// As many columns as make the tiles largest. The question has no part in it: tiles that
-/// change places would be mistaken for one another.
+/// The number of columns that makes the tiles largest. It does not depend on whether there is
+/// a question: tiles that change places would be mistaken for one another.
 int columnsFor(int tiles, const QSize &size)
 {
     int best = 1;
@@ -121,7 +121,7 @@ void ScreenWindow::refresh()
     update();
 }
 
-/// Whether something went wrong that is no verdict.
+/// Whether something other than a unit has failed.
 bool ScreenWindow::isTrouble() const
 {
     return !m_view.error().isEmpty() || (!m_isRunning && !m_view.hasEnded());
@@ -199,7 +199,7 @@ void ScreenWindow::decide(const QString &reply)
     emit interrupted();
 }
 
-/// As at a terminal the second time does not wait for the record.
+/// The second time ends the line at once, as the second Ctrl-C at a terminal does.
 void ScreenWindow::leave()
 {
     if (!m_isRunning) {
@@ -209,10 +209,10 @@ void ScreenWindow::leave()
     Question question;
     question.kind = Question::YesNo;
     question.text = m_isInterrupted
-                        ? QStringLiteral("The run is being ended. End it at once, without the rest "
-                                         "of its records?")
-                        : QStringLiteral("End the run? Units that are being tested are broken off; "
-                                         "their records are written.");
+                        ? QStringLiteral("The run is being ended. End it at once, without the "
+                                         "rest of the records?")
+                        : QStringLiteral("End the run? Units under test are stopped; their "
+                                         "records are written.");
     m_questions.interject(question);
 }
 
@@ -262,8 +262,8 @@ void ScreenWindow::arrange()
                           .adjusted(margin, margin, -margin, -margin);
     QRect room = all;
     if (!m_questions.isEmpty()) {
-        // Several tiles need more of a large screen than one does; a small one needs the
-        // question large.
+        // Several tiles get more room than a single one, but not if the question would get
+        // too small.
         const int half = all.height() * 52 / 100;
         const int high =
             m_tiles.size() > 1 ? std::clamp(all.height() * 2 / 5, std::min(220, half), half) : half;

@@ -1,4 +1,4 @@
-/// The operator's screen: all fixtures, the question whose turn it is, and the batch.
+/// The operator's screen: all fixtures, one question, and the count of the batch.
 #ifndef BENCH_SCREEN_SCREENWINDOW_H
 #define BENCH_SCREEN_SCREENWINDOW_H
 
@@ -20,18 +20,18 @@ public:
     explicit ScreenWindow(const Pauses &pauses = Pauses(), QWidget *parent = nullptr);
 
 public slots:
-    /// What the line tells.
+    /// Takes what the line has written.
     void read(const QByteArray &bytes);
-    /// The line is no more. The screen stays until the operator has read it, unless somebody
-    /// has asked for the end.
+    /// The line has ended. The verdicts stay until the operator closes the screen, unless the
+    /// operator has ended the run.
     void end();
 
 signals:
-    /// A line for the line.
+    /// For the line, as one JSON line.
     void said(const QJsonObject &line);
     /// The operator wants the run to end.
     void interrupted();
-    /// Nobody needs the screen any more.
+    /// The screen can be closed.
     void left();
 
 protected:

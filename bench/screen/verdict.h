@@ -1,5 +1,5 @@
-/// What is said of a unit, and how it looks: a word and a sign besides the colour, for
-/// whoever does not tell red from green.
+/// How the outcome of a unit is shown: with a colour, a word and a sign, because some people
+/// cannot tell red from green.
 #ifndef BENCH_SCREEN_VERDICT_H
 #define BENCH_SCREEN_VERDICT_H
 
@@ -15,8 +15,8 @@ struct Verdict {
     bool isPass = false;
 };
 
-/// @param outcome  as in a record ("pass", "time-out"); one that is not known here is shown
-///                 as it is and is no pass
+/// @param outcome  as in a record ("pass", "time-out"); an unknown one is shown as it is and
+///                 is no pass
 Verdict verdictOf(const QString &outcome);
 
 #endif

@@ -77,8 +77,8 @@ void VerdictBox::paintEvent(QPaintEvent *)
     bold.setBold(true);
     painter.setPen(QColor(hasSign ? Colours::White : Colours::Ink));
     painter.setBrush(Qt::NoBrush);
-    // The sign is as high as the word and takes the room of one more letter, the widest.
-    // Capitals leave room above and below.
+    // The sign is as high as the word and gets the width of an M. Capitals do not need the
+    // whole height of a line.
     FittedText word = FittedText::fit((hasSign ? QStringLiteral("M") : QString()) + m_verdict.word,
                                       bold, QSize(place.width(), place.height() * 6 / 5), 1,
                                       SmallestPx, hasSign ? LargestPx : place.height() * 2 / 3);

@@ -1,5 +1,4 @@
-/// The verdict of a unit in its colour, word and sign; while the unit is tested, how far
-/// that is.
+/// The verdict of a unit; while the unit is tested, a bar shows how far the test is.
 #ifndef BENCH_SCREEN_VERDICTBOX_H
 #define BENCH_SCREEN_VERDICTBOX_H
 
@@ -15,7 +14,7 @@ public:
     explicit VerdictBox(QWidget *parent = nullptr);
 
     const Verdict &verdict() const { return m_verdict; }
-    /// @param share  of what is to do, from 0 to 1; less where nothing is under way
+    /// @param share  of the steps that are done, from 0 to 1; negative for no bar
     void setVerdict(const Verdict &verdict, double share);
 
     QSize sizeHint() const override { return {0, 0}; }

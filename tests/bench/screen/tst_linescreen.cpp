@@ -1,5 +1,5 @@
-/// "bench line --screen" as a whole: what an operator reads from the display, types, and
-/// finds in the record.
+/// "bench line --screen" as a whole: what is on the display, what is typed, and what the
+/// record then says.
 #include "bench/keypad/screen.h"
 #include "bench/keypad/virtualkeypad.h"
 #include "bench/keypad/xvfb.h"
@@ -27,7 +27,7 @@ const QByteArray SmallPlan =
     {"name":"Light","request":"backlight 100","expect":["ACK"],"look":"Is it bright?"},
     {"name":"Exit","request":"exit","expect":["ACK"]}]})";
 
-/// Asks at once, and needs nothing but a line.
+/// Asks at once; the unit need not answer.
 const QByteArray LookPlan = R"({"plan":"p","title":"P","operator_limit_ms":3600000,"steps":[
     {"name":"Light","look":"Is it bright?"}]})";
 
@@ -55,7 +55,7 @@ public:
         process.waitForFinished();
     }
 
-    /// On the X server, or with @p platform on one of Qt's own.
+    /// @param platform  of Qt: "xcb" for the X server
     void start(const QByteArray &plan, const QStringList &options, const QString &platform,
                const QString &display = Xvfb::shared().display())
     {
@@ -158,7 +158,7 @@ void TestLineScreen::aUnitIsTestedWithScannerAndKeys_data()
     QTest::addColumn<QRgb>("colour");
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("outcome");
-    // Enter alone is no answer: were it one, "n" would come too late.
+    // If Enter alone were an answer, "n" would come too late.
     QTest::newRow("it is bright") << "y" << Green << 0 << "pass";
     QTest::newRow("it is not") << "\nn" << Red << 1 << "fail";
 }
@@ -205,7 +205,7 @@ void TestLineScreen::escapeEndsTheUnit()
     Run run;
     run.start(LookPlan, {"--port", keypad.linePath()}, "xcb");
     QTRY_VERIFY_WITH_TIMEOUT(isAsked(), LimitMs);
-    // Of the screen's own question no fixture is framed.
+    // No fixture is framed for the screen's own question.
     const int framed = count(Amber);
     QVERIFY(keyboard.type("\033"));
     QTRY_VERIFY_WITH_TIMEOUT(count(Amber) < framed * 3 / 4 && isAsked(), LimitMs);
@@ -264,7 +264,7 @@ void TestLineScreen::whatTakesTheScreenAwayTakesNoRecord_data()
     QTest::newRow("its display goes") << true;
 }
 
-/// The line has nothing to say, and nothing to ask, for the next ten minutes.
+/// The line says nothing and asks nothing for the next ten minutes.
 void TestLineScreen::whatTakesTheScreenAwayTakesNoRecord()
 {
     QFETCH(bool, isDisplay);

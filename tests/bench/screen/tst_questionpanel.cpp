@@ -43,7 +43,7 @@ public:
 
     QStringList replies()
     {
-        for (int i = 0; i < 10; ++i) // a pause of nothing is over then
+        for (int i = 0; i < 10; ++i) // until a pause of 0 ms is over
             QCoreApplication::processEvents();
         QStringList replies;
         while (!answered.isEmpty())
@@ -133,7 +133,7 @@ void TestQuestionPanel::otherKeysDoNot()
     Window window(Quick);
     window.ask(Question::YesNo);
     QTest::keyClick(window.keys(), Qt::Key(key));
-    for (const Qt::Key next : {Qt::Key_Return, Qt::Key_Space}) // of what may have the focus now
+    for (const Qt::Key next : {Qt::Key_Return, Qt::Key_Space}) // go to what has the focus now
         QTest::keyClick(window.keys(), next);
     QCOMPARE(window.replies(), QStringList());
 }
@@ -198,7 +198,7 @@ void TestQuestionPanel::nothingAnswersBeforeItCanBeRead()
     QTest::mouseClick(window.button("yes"), Qt::LeftButton);
     QTest::mouseClick(window.button("no"), Qt::LeftButton);
     QCOMPARE(window.replies(), QStringList());
-    // Nor do such keys count later.
+    // Such keys do not count later either.
     window.ask(Question::Kind(kind));
     QVERIFY(!window.button("yes")->isEnabled());
     QCOMPARE(window.replies(), QStringList());

@@ -95,7 +95,7 @@ public:
         QCoreApplication::processEvents();
     }
 
-    /// Of a label on the whole screen, or on a tile.
+    /// The text of a label on the screen, or on a tile.
     QString text(const char *name, int tile = -1) const
     {
         const QWidget *parent = &window;
@@ -130,7 +130,7 @@ public:
         settle();
     }
 
-    /// Until the pauses of nothing are over.
+    /// Waits until pauses of 0 ms are over.
     void settle()
     {
         const QPushButton *yes = window.findChild<QPushButton *>("yes");
@@ -251,7 +251,7 @@ void TestScreenWindow::aVerdictIsShown()
         Line({}, 20).begin(3, "KP-0042").end(3, outcome, outcome == "pass" ? "" : "it is dark"));
     QCOMPARE(screen.verdict(), word);
     QCOMPARE(screen.text("text", 0), text);
-    // It has a good part of the screen in its colour.
+    // A good part of the screen has its colour.
     const VerdictBox *box = screen.window.findChild<VerdictBox *>();
     QVERIFY(box->width() * box->height() * 4 > 800 * 480);
     const QPoint edge = box->mapTo(&screen.window, QPoint(box->width() / 2, 3));
@@ -271,7 +271,7 @@ void TestScreenWindow::theBatchIsCounted()
                     .begin(3, "")
                     .end(3, "pass", ""));
     QCOMPARE(screen.text("count"), QString("3 of 20 tested \u00b7 2 passed \u00b7 yield 66.7 %"));
-    // Those that were never tested count in the end.
+    // At the end the units that were never tested count, too.
     line.say("summary", "\"units\":[{\"unit\":1,\"outcome\":\"pass\"},{\"unit\":2,\"outcome\":"
                         "\"fail\"},{\"unit\":3,\"outcome\":\"pass\"}]");
     screen.read(line);
@@ -513,7 +513,7 @@ void TestScreenWindow::itFits()
     QCOMPARE(question.join(' '), QString(LongQuestion));
     QCOMPARE(screen.window.findChild<FitLabel *>("who")->shownLines(),
              QStringList{QString("ttyUSB%1 \u00b7 KP-0042").arg(fixtures - 1)});
-    // Nothing lies on anything else, and all is inside of what it is in.
+    // No widget covers another one or is cut off.
     QList<QWidget *> parents = screen.window.findChildren<QWidget *>();
     parents.append(&screen.window);
     for (const QWidget *parent : parents) {
@@ -533,8 +533,7 @@ void TestScreenWindow::itFits()
 void TestScreenWindow::tilesKeepTheirPlaces()
 {
     Screen screen;
-    const QStringList fixtures =
-        names(4); // two in a row, and one after the other beside a question
+    const QStringList fixtures = names(4); // with less height they would fit better in one row
     screen.read(Line(fixtures, 4));
     const auto columns = [&screen] {
         QStringList places;

@@ -72,7 +72,7 @@ void TestVerdictBox::onlyAPassIsAPass()
     QVERIFY(verdictOf("pass").isPass);
 }
 
-/// In grey, and for whoever cannot read the word.
+/// With one colour and one word for all.
 void TestVerdictBox::aSignTellsThemApart()
 {
     QList<QImage> pictures;

@@ -80,7 +80,7 @@ bool XKeyboard::press(std::uint32_t keysym)
     send(XCB_KEY_RELEASE, key.code);
     if (key.isShifted)
         send(XCB_KEY_RELEASE, m_shift);
-    // Its answer comes when the server has handed all of it on.
+    // The answer comes after the server has handed on the keys.
     free(xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     return true;
 }
