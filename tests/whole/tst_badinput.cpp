@@ -329,15 +329,18 @@ void TestBadInput::sdPipeWithoutEnd()
     QVERIFY(writer >= 0);
     const QByteArray block(4096, 'x');
     int blocks = 0;
-    // At its limit the tool closes the pipe: then there is no reader.
+    // At its limit the tool closes the pipe. Then there is no reader, or, for a writer that
+    // did not get to write meanwhile, the one of the next line.
     while (blocks < 1000 && write(writer, block.constData(), size_t(block.size())) > 0)
         ++blocks;
     close(writer);
-    QVERIFY2(blocks < 1000, "four megabytes were taken for one line");
-    QVERIFY(m_rig->waitForLog("warning: In ATE Mode--->,Unexpected character at beginning of msg"));
+    const QString refused("warning: In ATE Mode--->,Unexpected character at beginning of msg");
+    QVERIFY(m_rig->waitForLog(refused));
     QVERIFY(m_rig->keypad.writeSdPipe("#/media/after\n"));
     QVERIFY(
         m_rig->waitForLog("debug: In ATE Mode--->, SD Mount to m_sdCardMountPath=/media/after"));
+    QVERIFY2(blocks < 1000 || m_rig->log().count(refused) > 5,
+             "four megabytes were taken for one line");
     QVERIFY(m_rig->keypad.removeCard("/media/after"));
 }
 

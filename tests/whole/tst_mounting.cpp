@@ -96,7 +96,10 @@ void TestMounting::cleanup()
 VirtualKeypad::StandinCall TestMounting::flashOnce()
 {
     m_rig->keypad.setStandin("kobs-ng", "no-image");
-    m_rig->station.request(wire::FlashRequest, QByteArray(), 5000, 20000);
+    m_rig->station.clear();
+    if (!m_rig->station.send(wire::FlashRequest) || m_rig->next() != ack ||
+        m_rig->next() != QLatin1String("7052 00"))
+        return {};
     const QList<VirtualKeypad::StandinCall> calls = m_rig->keypad.standinCalls();
     for (const VirtualKeypad::StandinCall &call : calls) {
         if (call.program == QLatin1String("kobs-ng"))
