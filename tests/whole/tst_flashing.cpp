@@ -56,8 +56,6 @@ private slots:
     void moreEraseLinesThanExpected();
     void failures_data();
     void failures();
-    void imagesThatCauseFailures_data();
-    void imagesThatCauseFailures();
     void killedProgram();
     void updateDirectory_data();
     void updateDirectory();
@@ -403,48 +401,6 @@ void TestFlashing::failures()
     flashWell();
     QVERIFY(m_screen->waitForStatus("Complete!"));
     QCOMPARE(m_screen->bars(), QString("100 100 100 100"));
-}
-
-void TestFlashing::imagesThatCauseFailures_data()
-{
-    QTest::addColumn<QString>("removed");
-    QTest::addColumn<QString>("emptied");
-    QTest::addColumn<QStringList>("line");
-    QTest::addColumn<QString>("status");
-    QTest::newRow("no boot stream") << "imx28_ivt_linux.sb"
-                                    << "" << QStringList(failed) << "Failed: Finished with Error";
-    QTest::newRow("no root file system")
-        << "qm8velrootfs.ubi"
-        << "" << QStringList(failed) << "Failed: Finished with Error";
-    QTest::newRow("empty root file system")
-        << ""
-        << "qm8velrootfs.ubi" << QStringList({failed, failed}) << "Failed: Crashed";
-}
-
-/// Nothing is checked before the programs run: they have to find out what is missing.
-void TestFlashing::imagesThatCauseFailures()
-{
-    QFETCH(QString, removed);
-    QFETCH(QString, emptied);
-    QFETCH(QStringList, line);
-    QFETCH(QString, status);
-    RigKeypad &keypad = m_rig->keypad;
-    QVERIFY(keypad.makeDir("/boot/fw-9.bad"));
-    QVERIFY(keypad.writeFile("/boot/fw-9.bad/imx28_ivt_linux.sb", "x"));
-    QVERIFY(keypad.writeFile("/boot/fw-9.bad/qm8velrootfs.ubi", QByteArray(131072, 'x')));
-    if (!removed.isEmpty())
-        QVERIFY(keypad.removeFile("/boot/fw-9.bad/" + removed));
-    if (!emptied.isEmpty())
-        QVERIFY(keypad.writeFile("/boot/fw-9.bad/" + emptied, ""));
-
-    m_rig->forget();
-    QVERIFY(m_rig->station.send(wire::FlashRequest));
-    QCOMPARE(m_rig->next(), ack);
-    for (const QString &frame : qAsConst(line))
-        QCOMPARE(m_rig->next(), frame);
-    QCOMPARE(m_rig->settle().line, QStringList());
-    QVERIFY2(m_screen->waitForStatus(status), qPrintable(m_screen->status()));
-    QVERIFY(keypad.removeFile("/boot/fw-9.bad"));
 }
 
 void TestFlashing::killedProgram()

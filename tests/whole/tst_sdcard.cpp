@@ -36,10 +36,7 @@ private slots:
     void removed();
 
 private:
-    Outcome read(const QByteArray &timeoutAndPort = "0502")
-    {
-        return m_rig->request(0x6161, "01" + timeoutAndPort);
-    }
+    Outcome read() { return m_rig->request(0x6161, "010502"); }
     bool insert(const QString &dir = card);
     bool freshCard(VirtualKeypad::Card kind);
 

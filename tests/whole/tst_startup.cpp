@@ -89,8 +89,6 @@ private slots:
     void checksOff();
     void exitRequest();
     void startsAgain();
-    void missing_data();
-    void missing();
     void everythingMissing();
     void noLine();
     void noBuzzer();
@@ -252,58 +250,6 @@ void TestStartup::startsAgain()
     QCOMPARE(rig.next(), QString("0004"));
     QCOMPARE(rig.next(), QString("9999"));
     QVERIFY(rig.waitForLog("debug: In ATE Mode--->, SD fifo already exists"));
-}
-
-void TestStartup::missing_data()
-{
-    QTest::addColumn<QStringList>("without");
-    QTest::addColumn<QString>("first"); // what the line says first
-    QTest::addColumn<QStringList>("said");
-    QTest::addColumn<QStringList>("unsaid");
-
-    QTest::newRow("event device") << QStringList("/dev/input/event0") << "0004"
-                                  << QStringList("warning: Failed to open /dev/input/event0")
-                                  << QStringList("debug: Input event opened");
-    QTest::newRow("logo") << QStringList("/home/default/tarnwick.png") << "0005"
-                          << QStringList({"debug: Using test pattern 'tarnwick.png'",
-                                          "warning: Failed to open test pattern file"})
-                          << QStringList();
-    QTest::newRow("LED folder") << QStringList("/sys/class/leds") << "0004"
-                                << QStringList("warning: Failed to open buzzer file")
-                                << QStringList("warning: Failed to open led file '%1'");
-    QTest::newRow("revision") << QStringList("/sys/board_revision/marlow_revision") << "0004"
-                              << QStringList({"debug: No revision file found, assuming rev 1",
-                                              "debug: Running on board rev 1"})
-                              << QStringList();
-    QTest::newRow("card power") << QStringList(sdPower) << "0004" << QStringList()
-                                << QStringList(
-                                       "debug: In ATE Mode --->, SD card Detection Enabled");
-    QTest::newRow("place for the pipe")
-        << QStringList("/tmp") << "0004"
-        << QStringList(
-               {"debug: In ATE Mode--->, Failed to create SD fifo: No such file or directory",
-                "warning: In ATE Mode--->, No SD monitoring available"})
-        << QStringList();
-}
-
-void TestStartup::missing()
-{
-    QFETCH(QStringList, without);
-    QFETCH(QString, first);
-    QFETCH(QStringList, said);
-    QFETCH(QStringList, unsaid);
-    Rig rig(lacking(without));
-    QVERIFY2(rig.start(), qPrintable(rig.why()));
-    QCOMPARE(rig.next(), first);
-    QCOMPARE(rig.next(), QString("9999"));
-    const Outcome outcome = rig.settle();
-    for (const QString &line : qAsConst(said))
-        QVERIFY2(outcome.log.contains(line), qPrintable(outcome.log.join('\n')));
-    for (const QString &line : qAsConst(unsaid))
-        QVERIFY2(!outcome.log.contains(line), qPrintable(line));
-    QVERIFY(rig.station.send(0x6001));
-    QVERIFY(rig.keypad.waitForExit());
-    QCOMPARE(rig.keypad.exitStatus().code, 0);
 }
 
 void TestStartup::everythingMissing()
