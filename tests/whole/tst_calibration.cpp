@@ -54,9 +54,7 @@ private slots:
 
     void acceptedCycle();
     void rejectedCycleKeepsTheAcceptedOne();
-    void movesAreAveraged();
     void secondRequestStartsAnew();
-    void shortTouch();
     void touchFromBeforeItOpened();
     void closedInTheMiddle();
     void closedWithoutBeingOpen();
@@ -220,15 +218,6 @@ void TestCalibration::rejectedCycleKeepsTheAcceptedOne()
     QCOMPARE(file(defaultFile), moved);
 }
 
-void TestCalibration::movesAreAveraged()
-{
-    open();
-    press(QPoint(100, 100));
-    QVERIFY(m_rig->keypad.move(110, 121)); // 105, 110
-    QVERIFY(m_rig->keypad.release());      // 107, 115
-    QCOMPARE(m_rig->next(), QString("7021 000010700115"));
-}
-
 void TestCalibration::secondRequestStartsAnew()
 {
     open();
@@ -238,23 +227,6 @@ void TestCalibration::secondRequestStartsAnew()
     open();
     hold(QPoint(50, 60), "7021 000005000060");
     QVERIFY(waitForTarget(1));
-}
-
-/// The next target is shown and the buzzer sounds, but no point was taken.
-void TestCalibration::shortTouch()
-{
-    open();
-    hold(targets[0], "7021 000002400024");
-    QVERIFY(waitForTarget(1));
-    m_rig->forget();
-    QVERIFY(m_rig->keypad.touch(24, 456, 0));
-    AWAIT_COMPARE(m_rig->stores(), QStringList({quiet, loud, loud, quiet}));
-    QVERIFY(waitForTarget(2));
-    QCOMPARE(m_rig->settle().line, QStringList());
-
-    // Wherever it is touched: it counts for the target before.
-    hold(QPoint(776, 456), "7021 010077600456");
-    QVERIFY(waitForTarget(2));
 }
 
 /// Its release is the first point, half way from 0,0: the dialog saw no press.

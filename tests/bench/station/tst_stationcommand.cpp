@@ -46,6 +46,7 @@ private:
     static QString program();
     Run run(const QStringList &arguments, const QByteArray &input = QByteArray());
     Run station(const QStringList &arguments, const QByteArray &input = QByteArray());
+    void converse(QProcess &process);
 
     std::unique_ptr<FakeKeypad> m_keypad;
 };
@@ -254,15 +255,22 @@ void TestStationCommand::endsWithoutStandardInput()
     QCOMPARE(process.readAllStandardError(), QByteArray());
 }
 
-void TestStationCommand::printsWhatComesUnasked()
+/// Starts a session and waits for its first answer.
+void TestStationCommand::converse(QProcess &process)
 {
-    QProcess process;
     process.start(program(), {"station", m_keypad->path(), "-q"});
     QVERIFY(process.waitForStarted());
     process.write("voltage\n");
     QByteArray out;
     QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("12345"), 30000);
+}
+
+void TestStationCommand::printsWhatComesUnasked()
+{
+    QProcess process;
+    converse(process);
     m_keypad->say("7E0010703108120045039C7F\r\n");
+    QByteArray out;
     QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("touch at 120,45"),
                              30000);
     process.closeWriteChannel();
@@ -273,11 +281,7 @@ void TestStationCommand::printsWhatComesUnasked()
 void TestStationCommand::endsWhenTheLineHangsUp()
 {
     QProcess process;
-    process.start(program(), {"station", m_keypad->path(), "-q"});
-    QVERIFY(process.waitForStarted());
-    process.write("voltage\n");
-    QByteArray out;
-    QTRY_VERIFY_WITH_TIMEOUT((out += process.readAllStandardOutput()).contains("12345"), 30000);
+    converse(process);
     m_keypad->hangUp();
     QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
     QCOMPARE(process.exitCode(), 4);
@@ -339,11 +343,7 @@ void TestStationCommand::recordsAndReplays()
 void TestStationCommand::sharesNoLine()
 {
     QProcess first;
-    first.start(program(), {"station", m_keypad->path(), "-q"});
-    QVERIFY(first.waitForStarted());
-    first.write("voltage\n");
-    QByteArray out;
-    QTRY_VERIFY_WITH_TIMEOUT((out += first.readAllStandardOutput()).contains("12345"), 30000);
+    converse(first);
     const Run second = station({"voltage"});
     QCOMPARE(second.status, 4);
     QCOMPARE(second.err,
