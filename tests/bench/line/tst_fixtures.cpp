@@ -665,7 +665,7 @@ void TestFixtures::aFullDiskDoesNotTakeTheVerdicts()
          QStringLiteral("mount -t tmpfs -o size=24k none \"$0\" || exit 77\n\"$@\""), disk.path()};
     QProcess trial;
     trial.start(QStringLiteral("unshare"), inside + QStringList{QStringLiteral("true")});
-    if (!trial.waitForFinished() || trial.exitCode() != 0)
+    if (!trial.waitForFinished(120000) || trial.exitCode() != 0)
         QSKIP("no file system can be mounted here");
     Run plan(R"({"plan":"p","title":"P","steps":[
         {"name":"Start","operator":{"ask":"On.","do":[{"power":"on"}]},"expect":["ACK","ready"],

@@ -1069,7 +1069,7 @@ void TestLineCommand::aRecordWaitsForTheNextRun()
     QProcess list;
     list.start(QStringLiteral(BENCH), {QStringLiteral("records"), QStringLiteral("list"),
                                        QStringLiteral("--store"), store});
-    QVERIFY(list.waitForFinished());
+    QVERIFY(list.waitForFinished(120000));
     const QByteArray listed = list.readAllStandardOutput();
     QVERIFY2(listed.contains("KP-7") && listed.contains("KP-8"), listed.constData());
 }
@@ -1148,7 +1148,7 @@ void TestLineCommand::aFullDiskDoesNotTakeTheVerdicts()
     inside.append(dir.path());
     QProcess trial;
     trial.start(QStringLiteral("unshare"), inside + QStringList{QStringLiteral("true")});
-    if (!trial.waitForFinished() || trial.exitCode() != 0)
+    if (!trial.waitForFinished(120000) || trial.exitCode() != 0)
         QSKIP("no file system can be mounted here");
     QProcess run;
     run.start(QStringLiteral("unshare"),
