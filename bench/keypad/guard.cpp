@@ -23,6 +23,11 @@ int statusOf(int wait)
 int runGuarded(char **arguments)
 {
     setsid(); // an interrupt at the bench's terminal is for the bench
+    // Of a child that is stopped or goes on there is nothing to be done, and nothing to be told.
+    struct sigaction onlyItsEnd = {};
+    onlyItsEnd.sa_handler = SIG_DFL;
+    onlyItsEnd.sa_flags = SA_NOCLDSTOP;
+    sigaction(SIGCHLD, &onlyItsEnd, nullptr);
     sigset_t childSignal;
     sigemptyset(&childSignal);
     sigaddset(&childSignal, SIGCHLD);
