@@ -70,7 +70,8 @@ MUTANTS = [Mutant(*row) for row in [
     ("protocol/quietline.cpp", "shortestQuiet = 3000", "shortestQuiet = 300"),
     ("protocol/quietline.cpp", "quietCharacters = 36", "quietCharacters = 35"),
     ("protocol/quietline.cpp", "        before = now;\n", ""),
-    ("protocol/quietline.cpp", "port.type != PORT_UNKNOWN", "port.type == PORT_UNKNOWN"),
+    ("protocol/quietline.cpp", "port.type != PORT_UNKNOWN", "port.type == PORT_UNKNOWN",
+     "a room's test has no UART; the whole tool's, uartHandsFramesOverInPieces, notices"),
     # hardware/
     ("hardware/indicators.cpp", 'on ? "255" : "0"', 'on ? "1" : "0"'),
     ("hardware/indicators.cpp", "percent == 50 ? 50 : 49", "percent == 50 ? 49 : 49"),

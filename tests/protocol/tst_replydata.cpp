@@ -35,6 +35,7 @@ void TestReplyData::version_data()
     row("dated", "20140101 1.2", "010220140101 1.2  " + zeros);
     row("three parts", "1.2.3", "01021.2.3         " + zeros);
     row("no number", "abc", "0000ABC           " + zeros);
+    row("the last letter, and the characters around them", "`az{", "0000`AZ{          " + zeros);
     row("one part", "7", "07007             " + zeros);
     row("empty", "", "0000              " + zeros);
     row("low 8 bits", "257.511", "01FF257.511       " + zeros);
