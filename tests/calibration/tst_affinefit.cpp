@@ -204,14 +204,20 @@ void TestAffineFit::noMap_data()
     // 2^24 counts are the most in each direction; beyond that the sums would not be
     // exact.
     const int far = 16777217;
-    QTest::newRow("too far left") << set({QPoint(-far, 0), QPoint(-far, 4000), QPoint(0, 4000),
-                                          QPoint(0, 0), QPoint(-far / 2, 2000)});
-    QTest::newRow("too far right") << set(
-        {QPoint(0, 0), QPoint(0, 4000), QPoint(far, 4000), QPoint(far, 0), QPoint(far / 2, 2000)});
-    QTest::newRow("too far up") << set({QPoint(0, -far), QPoint(0, 0), QPoint(4000, 0),
-                                        QPoint(4000, -far), QPoint(2000, -far / 2)});
-    QTest::newRow("too far down") << set(
-        {QPoint(0, 0), QPoint(0, far), QPoint(4000, far), QPoint(4000, 0), QPoint(2000, far / 2)});
+    const int wide = 4000000; // not on a line
+    QTest::newRow("too far left") << set({QPoint(-far, 0), QPoint(-far, wide), QPoint(0, wide),
+                                          QPoint(0, 0), QPoint(-far / 2, wide / 2)});
+    QTest::newRow("too far right") << set({QPoint(0, 0), QPoint(0, wide), QPoint(far, wide),
+                                           QPoint(far, 0), QPoint(far / 2, wide / 2)});
+    QTest::newRow("too far up") << set({QPoint(0, -far), QPoint(0, 0), QPoint(wide, 0),
+                                        QPoint(wide, -far), QPoint(wide / 2, -far / 2)});
+    QTest::newRow("too far down") << set({QPoint(0, 0), QPoint(0, far), QPoint(wide, far),
+                                          QPoint(wide, 0), QPoint(wide / 2, far / 2)});
+    // Where the sums fit into 32 bits, the factors are so coarse that a touch would be
+    // more than a pixel off.
+    QTest::newRow("a hundred counts, far from 0")
+        << set({QPoint(20000, 20000), QPoint(20000, 20100), QPoint(20100, 20100),
+                QPoint(20100, 20000), QPoint(20050, 20050)});
 }
 
 void TestAffineFit::noMap()
@@ -271,6 +277,10 @@ void TestAffineFit::largestErrorOfASet()
     int worst = -1;
     QCOMPARE(largestError(map, data, &worst), 9);
     QCOMPARE(worst, int(Data::BottomRight));
+    // Of equal ones the first.
+    data.devPoints[Data::Center] += QPoint(9, 0);
+    QCOMPARE(largestError(map, data, &worst), 9);
+    QCOMPARE(worst, int(Data::BottomRight));
 }
 
 void TestAffineFit::mapsThatTheLibraryCanUse_data()
@@ -316,6 +326,7 @@ void TestAffineFit::mapsThatTheLibraryCannotUse_data()
     QTest::newRow("all to a line") << AffineMap{1, 2, 0, 2, 4, 0, 1};
     QTest::newRow("out of range at 0,0") << AffineMap{largest, 0, least, 0, 1, least, -1};
     QTest::newRow("screen where no panel counts") << AffineMap{3, 0, largest, 0, 3, 0, 7};
+    QTest::newRow("and below it") << AffineMap{1, 0, 0, 0, 1, -140000, 1};
     // A hundred pixels for each count, at the far end of a panel of 16 bits.
     QTest::newRow("too steep to round") << AffineMap{30001, 0, -1800000000, 0, 300, 0, 300};
 }

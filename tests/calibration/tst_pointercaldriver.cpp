@@ -169,6 +169,7 @@ private slots:
     void failureLeavesTheOldMapAtWork_data();
     void failureLeavesTheOldMapAtWork();
     void calibrationDuringATouch();
+    void sameCalibrationLosesNoTouch();
     void deviceGoneAtReload();
     void manyPacketsAtOnce();
     void deviceThatComesLate();
@@ -179,6 +180,7 @@ private slots:
     void pipeInThePlaceOfTheFile();
     void rotationInTheFile();
     void pointsThatDoNotFit();
+    void pointsThatJustFit();
     void wholeCalibrationByFinger();
 
 private:
@@ -699,6 +701,19 @@ void TestPointercalDriver::calibrationDuringATouch()
                  QStringList({"press 300,200", "press 400,240", "release 400,240"}));
 }
 
+// Only another calibration makes the device anew, which forgets what it has not told yet.
+void TestPointercalDriver::sameCalibrationLosesNoTouch()
+{
+    NEEDS_TOUCHSCREEN_LIBRARY();
+    plugIn();
+    PointercalDriver driver;
+    const Data data = swappedPanel();
+    driver.calibrate(&data);
+    tap(QPoint(1060, 1100));
+    driver.calibrate(&data);
+    QTRY_COMPARE(m_screen->m_seen, QStringList({"press 400,240", "release 400,240"}));
+}
+
 void TestPointercalDriver::deviceGoneAtReload()
 {
     NEEDS_TOUCHSCREEN_LIBRARY();
@@ -868,6 +883,16 @@ void TestPointercalDriver::pointsThatDoNotFit()
                                        "it is stored all the same");
     driver.calibrate(&data);
     QVERIFY(contentOf(in("pointercal")) != QByteArray("(none)"));
+}
+
+// A fingertip hits a target within ten pixels.
+void TestPointercalDriver::pointsThatJustFit()
+{
+    PointercalDriver driver;
+    Data data = swappedPanel();
+    data.devPoints[Data::Center] += QPoint(50, 0);
+    QTest::ignoreMessage(QtDebugMsg, "The calibration fits its points to 10 pixels");
+    driver.calibrate(&data);
 }
 
 // Dialog, driver and library together: five targets held on a panel with swapped

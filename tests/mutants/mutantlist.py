@@ -48,7 +48,8 @@ MUTANTS = [Mutant(*row) for row in [
     ("protocol/testproto.cpp", "    m_sdCardMountPath = QString();\n", ""),
     ("protocol/testproto.cpp", "FlashStatusReply, flashStatusData(stage, percent)",
      "FlashStatusReply, flashStatusData(percent, stage)"),
-    ("protocol/testproto.cpp", "m_strictCheck = false;", "m_strictCheck = true;"),
+    ("protocol/testproto.cpp", "m_strictCheck = false;", "m_strictCheck = true;",
+     "the test of a room has no -n among its arguments; tst_startup starts the tool with it"),
     ("protocol/commands.cpp", "    // NA, where the requests around it have NAK.\n"
      "    if (data.size() != 2)\n        return NA;",
      "    if (data.size() != 2)\n        return NAK;"),
