@@ -32,9 +32,10 @@ mkdir -p "$sysroot.new"
 trap 'rm -rf "$sysroot.new"' EXIT
 
 # Only main: the security suite has no armel. As a tar archive, so that the
-# files belong to whoever runs this, and without device nodes.
+# files belong to whoever runs this, and without device nodes. What is only unpacked needs
+# neither root nor user namespaces.
 archive=$sysroot.new/sysroot.tar
-if ! timeout 1200 mmdebstrap --quiet --architectures=armel --variant=extract --include="$packages" \
+if ! timeout 1200 mmdebstrap --quiet --mode=chrootless --architectures=armel --variant=extract --include="$packages" \
     --format=tar bookworm "$archive" "deb $mirror bookworm main"; then
     echo "the armel packages cannot be had from $mirror, or not in time" >&2
     exit 77
