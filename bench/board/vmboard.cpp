@@ -10,7 +10,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
+#include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -30,6 +33,22 @@ bool makePair(int *ends)
 {
     return socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0 &&
            fcntl(ends[0], F_SETFD, FD_CLOEXEC) == 0;
+}
+
+/// What the emulator is started by. The line decides: a UART's emulator hands a frame
+/// over in pieces, one when the board has taken the one before, and where others keep this
+/// PC busy it may get to that later than the board waits for the rest of a frame. On one
+/// processor the board cannot run while the emulator does, and gets on little while the
+/// emulator waits.
+QStringList launcher(VmBoardOptions::Line line)
+{
+    // The emulator must not outlive the bench, however that ends.
+    QStringList all = {"setpriv", "--pdeathsig", "KILL"};
+    const int processor = sched_getcpu();
+    if (line == VmBoardOptions::Uart && processor >= 0)
+        all << "taskset"
+            << "--cpu-list" << QString::number(processor);
+    return all << emulator;
 }
 
 void closePair(int *ends)
@@ -54,6 +73,8 @@ VmBoard::~VmBoard()
 {
     powerOff();
     closePair(m_line);
+    if (m_lock >= 0)
+        close(m_lock);
 }
 
 bool VmBoard::failed(const QString &reason)
@@ -78,10 +99,24 @@ bool VmBoard::prepare()
         return failed(m_dir.errorString());
     if (!makePair(m_line))
         return failed(QString::fromLocal8Bit(strerror(errno)));
+    if (!lockImage())
+        return failed(m_options.image + QLatin1String(" has gone"));
     // Of the line the board's end stays here, too, or a board without power would be a
     // line that hung up. The emulator gets a copy.
     fcntl(m_line[1], F_SETFD, FD_CLOEXEC);
     return makeDisk();
+}
+
+/// Whoever makes another board leaves alone what is in use.
+bool VmBoard::lockImage()
+{
+    if (m_lock >= 0)
+        return true;
+    const QByteArray file = QFile::encodeName(m_options.image + QLatin1String("/complete"));
+    m_lock = open(file.constData(), O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    return m_lock >= 0 && flock(m_lock, LOCK_SH | LOCK_NB) == 0 && fstat(m_lock, &status) == 0 &&
+           status.st_nlink > 0;
 }
 
 bool VmBoard::makeDisk()
@@ -101,7 +136,7 @@ bool VmBoard::makeDisk()
            failed(QStringLiteral("qemu-img: ") + QString::fromLocal8Bit(make.readAll().trimmed()));
 }
 
-QStringList VmBoard::arguments(int lineFd, int agentFd, int monitorFd) const
+QStringList VmBoard::command(int lineFd, int agentFd, int monitorFd) const
 {
     const auto socket = [](const char *name, int fd) {
         return QStringLiteral("socket,id=%1,fd=%2").arg(QLatin1String(name)).arg(fd);
@@ -110,10 +145,13 @@ QStringList VmBoard::arguments(int lineFd, int agentFd, int monitorFd) const
     if (!m_options.late.isEmpty())
         kernel += QLatin1String(" keypad.late=") + m_options.late.join(QLatin1Char(','));
     const QString folder = m_options.image + QLatin1String("/kernel/");
-    QStringList all = {
+    QStringList all = launcher(m_options.line);
+    // The board's clock goes by its instructions, a nanosecond each, and by the PC's only
+    // while the board is idle: on a PC that is busy its timers go slower with it.
+    all += QStringList{
         "-machine",    "virt,highmem=off",
         "-cpu",        "cortex-a15",
-        "-smp",        "2",
+        "-icount",     "shift=0,sleep=on",
         "-m",          "384",
         "-nodefaults", "-no-reboot",
         "-display",    "none",
@@ -130,16 +168,16 @@ QStringList VmBoard::arguments(int lineFd, int agentFd, int monitorFd) const
         "-device",     "virtserialport,chardev=agent,name=keypad.agent",
         "-chardev",    socket("monitor", monitorFd),
         "-mon",        "chardev=monitor,mode=control",
-        "-chardev",    socket("line", lineFd),
     };
+    // "mux" puts a buffer before the UART, from which it is filled as soon as the board
+    // takes something, without the emulator's main loop. It means that a Ctrl-A of the
+    // station, which no frame has, would be lost.
     if (m_options.line == VmBoardOptions::Usb)
-        all << "-device"
-            << "qemu-xhci"
-            << "-device"
-            << "usb-serial,chardev=line";
+        all += QStringList{"-chardev", socket("line", lineFd),   "-device", "qemu-xhci",
+                           "-device",  "usb-serial,chardev=line"};
     else
-        all << "-device"
-            << "pci-serial,chardev=line";
+        all += QStringList{"-chardev", socket("line", lineFd) + ",mux=on", "-device",
+                           "pci-serial,chardev=line"};
     return all;
 }
 
@@ -152,11 +190,9 @@ bool VmBoard::start()
         return failed(QString::fromLocal8Bit(strerror(errno)));
     m_emulator.setProcessChannelMode(QProcess::MergedChannels);
     m_emulator.setStandardOutputFile(path("emulator"));
-    // The emulator must not outlive the bench, however that ends.
-    m_emulator.start(QStringLiteral("setpriv"),
-                     QStringList{QStringLiteral("--pdeathsig"), QStringLiteral("KILL"),
-                                 QLatin1String(emulator)} +
-                         arguments(line, agent[1], monitor[1]));
+    QStringList all = command(line, agent[1], monitor[1]);
+    const QString program = all.takeFirst();
+    m_emulator.start(program, all);
     const bool started = m_emulator.waitForStarted();
     close(line);
     close(agent[1]);
@@ -164,7 +200,7 @@ bool VmBoard::start()
     if (!started) {
         close(agent[0]);
         close(monitor[0]);
-        return failed(QStringLiteral("setpriv cannot be started"));
+        return failed(program + QLatin1String(" cannot be started"));
     }
     const bool open = m_agent.open(agent[0]);
     return (m_monitor.open(monitor[0]) && open) ||
@@ -300,4 +336,5 @@ void VmBoard::takeLine(int mark, const QByteArray &line)
         m_ending.status = entry.status;
         m_ending.signal = entry.signal;
     }
+    emit logged();
 }

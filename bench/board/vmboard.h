@@ -94,6 +94,10 @@ public:
     QByteArray console() const;
     QString errorString() const { return m_error; }
 
+signals:
+    /// The log has one more entry.
+    void logged();
+
 private slots:
     void takeStore(const QByteArray &line);
     void takeLine(int mark, const QByteArray &line);
@@ -101,7 +105,8 @@ private slots:
 private:
     bool makeDisk();
     bool start();
-    QStringList arguments(int lineFd, int agentFd, int monitorFd) const;
+    bool lockImage();
+    QStringList command(int lineFd, int agentFd, int monitorFd) const;
     bool isInterrupted() const;
     bool failed(const QString &reason);
     QString path(const char *name) const;
@@ -109,6 +114,7 @@ private:
 
     const VmBoardOptions m_options;
     QTemporaryDir m_dir;
+    int m_lock = -1; ///< an open file of the image, see image/clear.sh
     int m_line[2] = {-1, -1};
     QProcess m_emulator;
     Agent m_agent;
