@@ -4,6 +4,8 @@
 # to run on ARM runs in the emulator itself.
 #   make-image.sh [--package FILE]      FILE instead of the package of this source tree
 #   make-image.sh --where [--package FILE]    only says which folder it is made in
+#   make-image.sh --clear [--package FILE]    only removes what that one does not need,
+#                                             as is done when one has been made
 # It is kept in $MFTOOL_CACHE, by default ~/.cache/mftool, in folders named by a sum over
 # what they were made from:
 #   kernel-SUM  vmlinuz, initrd       Debian's kernel for armhf, its modules, ours, the agent
@@ -22,16 +24,16 @@ export PATH=$PATH:/usr/sbin:/sbin
 cross=arm-linux-gnueabi-
 
 package=
-where=no
+task="make"
 while [ $# -gt 0 ]; do
     case $1 in
     --package)
         package=$(realpath "${2:?--package wants a file}")
         shift
         ;;
-    --where) where=yes ;;
+    --where | --clear) task=${1#--} ;;
     *)
-        echo "usage: $0 [--where] [--package FILE]" >&2
+        echo "usage: $0 [--where | --clear] [--package FILE]" >&2
         exit 2
         ;;
     esac
@@ -45,7 +47,7 @@ sum() {
 }
 
 # shellcheck disable=SC2034,SC2154  # the parts and this script know each other's variables
-for part in common kernel base tool; do
+for part in common kernel base tool clear; do
     # shellcheck source=/dev/null
     . "$here/image/$part.sh"
 done
@@ -66,8 +68,18 @@ fi
 board_sum=$(echo "$kernel_dir $base_dir $tool_sum $(sum $image/tool.sh tests/captures)" | sha256sum | cut -c 1-16)
 board_dir=$cache/board-$board_sum
 
-if [ $where = yes ]; then
+if [ "$task" = where ]; then
     echo "$board_dir"
+    exit 0
+fi
+if [ "$task" = clear ]; then
+    [ -d "$cache" ] || exit 0
+    exec 9>"$cache/lock"
+    if ! flock -n 9; then
+        echo "a board is being made there" >&2
+        exit 1
+    fi
+    clear_others
     exit 0
 fi
 if [ -e "$board_dir/complete" ]; then
@@ -93,6 +105,13 @@ if ! flock -n 9; then
 fi
 work=$cache/making
 rm -rf "$work"
+needed=600 # MB
+[ -e "$base_dir/complete" ] || needed=3000
+free=$(($(df -k --output=avail "$cache" | tail -n 1) / 1000))
+if [ $free -lt $needed ]; then
+    echo "there are $free MB free in $cache, and it takes $needed" >&2
+    exit 77
+fi
 mkdir -p "$work"
 log=$cache/make-image.log
 : >"$log"
@@ -154,3 +173,4 @@ step "Gathering the board's files" gather_files
 step "Installing the tool on the board" install_tool
 finish "$board_dir"
 rm -rf "$work"
+clear_others

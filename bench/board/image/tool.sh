@@ -33,6 +33,7 @@ gather_files() {
     mkdir -p "$files"/{boot/fw-1.2,usr/sbin,usr/lib/panel,usr/share/keypad/sysv,media/mmcblk0p1} "$firmware"/{etc,usr/lib/panel}
     [ -z "$package" ] || cp "$package" "$work/"
     cp "$work"/*.deb "$work/second/"
+    cp "$work"/*.deb "$files/usr/share/keypad/"
     cp "$here/guest/kobs-ng" "$files/usr/sbin/"
     cp "$sysv_dir"/*.deb "$files/usr/share/keypad/sysv/"
     cp "$source"/tests/captures/kobs-ng-* "$files/usr/share/keypad/"
@@ -55,4 +56,5 @@ install_tool() {
     qemu-img create -q -f qcow2 -F qcow2 -b "$base_dir/disk.qcow2" "$work/new/disk.qcow2"
     emulate "$work/new/disk.qcow2" qcow2 "$work/second.raw" /run/keypad/install-tool.sh
     ln -s "$kernel_dir" "$work/new/kernel"
+    ln -s "$base_dir" "$work/new/base"
 }

@@ -5,6 +5,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include "tests/support/testprogram.h"
 
 /// "bench board" as far as it goes without making a board, which takes minutes.
@@ -18,12 +22,17 @@ private Q_SLOTS:
     void saysThatThereIsNone();
     void anotherPackageIsAnotherBoard();
     void oneThatIsThereIsKept();
+    void othersAreRemoved();
+    void nothingIsRemovedWhileOneIsMade();
     void saysWhatIsMissing();
     void lineWithoutBoard();
 
 private:
     void run(const QStringList &arguments, const QString &searchPath = QString());
     QString where(const QByteArray &package);
+    QString folder(const char *name, const QStringList &standsOn = QStringList());
+    QStringList folders() const;
+    int clear();
 
     QTemporaryDir m_cache;
     int m_status = -1;
@@ -104,6 +113,72 @@ void TestBoardCommand::oneThatIsThereIsKept()
          m_cache.filePath(QStringLiteral("package.deb"))});
     QCOMPARE(m_status, 0);
     QCOMPARE(m_output, folder.toLocal8Bit() + '\n');
+}
+
+/// A folder of the cache that is complete, a board's with what it stands on.
+QString TestBoardCommand::folder(const char *name, const QStringList &standsOn)
+{
+    const QString path = m_cache.filePath(QStringLiteral("cache/") + QLatin1String(name));
+    QDir().mkpath(path);
+    QFile(path + QStringLiteral("/complete")).open(QIODevice::WriteOnly);
+    for (const QString &part : standsOn)
+        QFile::link(part, path + QLatin1Char('/') + QFileInfo(part).fileName().section('-', 0, 0));
+    return path;
+}
+
+QStringList TestBoardCommand::folders() const
+{
+    return QDir(m_cache.filePath(QStringLiteral("cache")))
+        .entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+/// Has what the board of "package.deb" does not need removed.
+int TestBoardCommand::clear()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("MFTOOL_CACHE"), m_cache.filePath(QStringLiteral("cache")));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(SOURCE_DIR "/bench/board/make-image.sh"),
+                  {QStringLiteral("--clear"), QStringLiteral("--package"),
+                   m_cache.filePath(QStringLiteral("package.deb"))});
+    process.waitForFinished(120000);
+    m_errors = process.readAllStandardError();
+    return process.exitCode();
+}
+
+void TestBoardCommand::othersAreRemoved()
+{
+    const QString own = QFileInfo(where("own")).fileName();
+    folder(own.toLatin1().constData());
+    const QString used = folder("board-used", {folder("kernel-used"), folder("base-used")});
+    folder("board-old", {folder("kernel-old"), folder("base-old")});
+    folder("sysv-old");
+    folder("board-older"); // from before boards had links
+    const int lock = open(QFile::encodeName(used + QStringLiteral("/complete")).constData(),
+                          O_RDONLY | O_CLOEXEC);
+    QVERIFY(flock(lock, LOCK_SH) == 0);
+    QCOMPARE(clear(), 0);
+    QStringList left = {own, QStringLiteral("base-used"), QStringLiteral("board-used"),
+                        QStringLiteral("kernel-used")};
+    left.sort();
+    QCOMPARE(folders(), left);
+
+    ::close(lock);
+    QCOMPARE(clear(), 0);
+    QCOMPARE(folders(), QStringList(own));
+}
+
+void TestBoardCommand::nothingIsRemovedWhileOneIsMade()
+{
+    where("own");
+    folder("board-old");
+    QFile file(m_cache.filePath(QStringLiteral("cache/lock")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(flock(file.handle(), LOCK_EX) == 0);
+    QCOMPARE(clear(), 1);
+    QCOMPARE(m_errors, QByteArray("a board is being made there\n"));
+    QVERIFY(folders().contains(QStringLiteral("board-old")));
 }
 
 void TestBoardCommand::saysWhatIsMissing()
