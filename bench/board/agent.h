@@ -27,7 +27,7 @@ public:
         bool ok() const { return came && status == 0; }
     };
 
-    static constexpr int DefaultLimitMs = 120000; ///< an emulated board is slow
+    static constexpr int DefaultLimitMs = 600000; ///< an emulated board on a busy PC is slow
 
     explicit Agent(QObject *parent = nullptr);
     ~Agent() override;
