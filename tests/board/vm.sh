@@ -7,7 +7,7 @@ set -eu
 build=$1
 what=${2:-all}
 plan=$(cd "$(dirname "$0")/../.." && pwd)/bench/plans/production.json
-limit=1800 # s; a boot and a hundred seconds of steps on a machine that is busy
+limit=1200 # s; a boot and a hundred seconds of steps on a machine that is busy
 
 for line in usb uart; do
     out=$build/board-out/$line
