@@ -3,13 +3,18 @@
 #include "bench/line/fault.h"
 #include "bench/line/findings.h"
 
+#include <QDeadlineTimer>
+#include <QThread>
+
 #include <algorithm>
 #include <iterator>
 
 namespace
 {
 
-const int LaterStep = 4; // by then the unit has spoken and its screen was looked at
+const int LaterStep = 4;    // by then the unit has spoken and its screen was looked at
+const int KeySeenMs = 2000; ///< a tool that has not followed the home key by then will not
+const unsigned long LookEveryMs = 5;
 
 } // namespace
 
@@ -80,6 +85,20 @@ void PlayedUnit::hadItsMoment(const std::function<bool(const Fault &fault)> &had
                     m_awaited.end());
 }
 
+bool PlayedUnit::moveHome(bool down)
+{
+    if (!down && homeSticks())
+        return true;
+    const auto before = stores().size();
+    if (!pushHome(down))
+        return false;
+    const QDeadlineTimer deadline(KeySeenMs);
+    while (stores().size() == before && !deadline.hasExpired())
+        QThread::msleep(LookEveryMs);
+    return true;
+}
+
+/// Whether the home key stays down although it is let go of.
 bool PlayedUnit::homeSticks()
 {
     hadItsMoment([](const Fault &fault) { return fault.homeSticks; });

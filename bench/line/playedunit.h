@@ -44,6 +44,8 @@ protected:
     virtual Ending ending() = 0;
     /// Why nobody knows how the tool ended.
     virtual QString whyNoEnding() = 0;
+    /// Presses the home key or lets go of it.
+    virtual bool pushHome(bool down) = 0;
 
     const QList<const Fault *> &faults() const { return m_faults; }
     /// Begins another step. Returns whether it is time for faults that come later.
@@ -52,8 +54,9 @@ protected:
     bool hasBegun() const { return m_steps > 0; }
     /// @param had  whether the moment of a fault has come
     void hadItsMoment(const std::function<bool(const Fault &fault)> &had);
-    /// Lets go of the home key, which may stick. Returns whether it sticks.
-    bool homeSticks();
+    /// Presses the home key or lets go of it, unless it sticks. A request that follows finds
+    /// the tool at the key's new place: its buzzer has said so, or never will.
+    bool moveHome(bool down);
     /// How the tool ended, in words; empty when that is not known.
     QString shownEnding();
 
@@ -63,6 +66,7 @@ protected:
 
 private:
     Finding checkExit(const Plan::Check &check, QString *found);
+    bool homeSticks();
 
     const QList<const Fault *> m_faults;
     const MomentOf m_momentOf;

@@ -95,8 +95,7 @@ bool VirtualUnit::perform(const Plan::Action &action)
     case Plan::Action::Power:
         return switchPower(action.on);
     case Plan::Action::Home:
-        moveHome(action.on);
-        return true;
+        return moveHome(action.on);
     case Plan::Action::Tamper:
         m_keypad.setTamper(action.on);
         return true;
@@ -108,12 +107,13 @@ bool VirtualUnit::perform(const Plan::Action &action)
     return false;
 }
 
-void VirtualUnit::moveHome(bool down)
+bool VirtualUnit::pushHome(bool down)
 {
     if (down)
         m_keypad.pressHome();
-    else if (!homeSticks())
+    else
         m_keypad.releaseHome();
+    return true;
 }
 
 bool VirtualUnit::switchPower(bool on)

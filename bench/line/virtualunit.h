@@ -37,11 +37,11 @@ protected:
     std::optional<QByteArray> file(const QString &path) override;
     Ending ending() override;
     QString whyNoEnding() override;
+    bool pushHome(bool down) override;
 
 private:
     static QString momentOf(const Fault &fault);
     bool perform(const Plan::Action &action);
-    void moveHome(bool down);
     bool switchPower(bool on);
     bool moveCard(bool in);
 

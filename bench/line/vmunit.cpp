@@ -111,10 +111,8 @@ bool VmUnit::perform(const Plan::Action &action)
     return false;
 }
 
-bool VmUnit::moveHome(bool down)
+bool VmUnit::pushHome(bool down)
 {
-    if (!down && homeSticks())
-        return true;
     return done(m_board.agent().ask(down ? "key 102 1" : "key 102 0"));
 }
 

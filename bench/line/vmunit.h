@@ -31,6 +31,7 @@ protected:
     std::optional<QByteArray> file(const QString &path) override;
     Ending ending() override;
     QString whyNoEnding() override;
+    bool pushHome(bool down) override;
 
 private:
     static QString momentOf(const Fault &fault);
@@ -38,7 +39,6 @@ private:
     bool switchPower(bool on);
     bool plantFaults();
     bool touch(const QPoint &point, int holdMs);
-    bool moveHome(bool down);
     bool done(const Agent::Answer &answer);
 
     const VmBoardOptions m_options;

@@ -67,6 +67,7 @@ private slots:
     void tellsHowTheToolEnded();
     void cannotLookWithoutADisplay();
     void movesTheCard();
+    void movesTheHomeKeyUntilTheToolHasSeenIt();
     void knowsItsFaults();
     void tellsAFaultThatNeverCame_data();
     void tellsAFaultThatNeverCame();
@@ -262,6 +263,22 @@ void TestVirtualUnit::movesTheCard()
     QCOMPARE(int(m_unit->operate(operation(Plan::Action::Card, false), true, 0, &error)),
              int(Unit::Performed));
     QTRY_COMPARE_WITH_TIMEOUT(status(), QByteArray("01"), 30000);
+}
+
+void TestVirtualUnit::movesTheHomeKeyUntilTheToolHasSeenIt()
+{
+    QVERIFY(switchOn());
+    QString error;
+    for (int i = 0; i < 20; ++i) {
+        m_unit->beginStep();
+        const bool down = i % 2 == 0;
+        QCOMPARE(int(m_unit->operate(operation(Plan::Action::Home, down), false, 0, &error)),
+                 int(Unit::Performed));
+        Plan::Check buzzer = check(Plan::Check::Stores);
+        buzzer.stores.append({QStringLiteral("/sys/class/leds/buzzer/brightness"),
+                              down ? QStringLiteral("185") : QStringLiteral("0")});
+        COMPARE_FINDING(*m_unit, buzzer, Holds); // at once
+    }
 }
 
 void TestVirtualUnit::knowsItsFaults()
