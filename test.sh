@@ -27,6 +27,9 @@ have_armel() {
     exit 1
 }
 
+# A machine that needs longer for the board's image has no time for the tests on it.
+board_limit=${MFTOOL_BOARD_LIMIT:-1800} # s
+
 # The board with a real kernel, whose image is made once. 77: it cannot be had here.
 #   test_board all|plan
 test_board() {
@@ -34,10 +37,16 @@ test_board() {
     cmake --preset release -DMFTOOL_WERROR="${MFTOOL_WERROR:-OFF}" >/dev/null
     cmake --build --preset release -j "$jobs" --target bench tests_vm
     made=0
-    timeout 1800 build/bench board || made=$?
-    [ "$made" != 4 ] || return 77
-    [ "$made" = 0 ] || return 1
-    tests/board/vm.sh build "$1"
+    timeout --foreground "$board_limit" build/bench board || made=$?
+    case $made in
+    0) tests/board/vm.sh build "$1" ;;
+    4) return 77 ;;
+    124)
+        echo "making the board took longer than $board_limit s, which is too long here"
+        return 77
+        ;;
+    *) return 1 ;;
+    esac
 }
 
 scripts/install-packages.sh build test
@@ -87,7 +96,7 @@ for preset in $presets; do
     passed="$passed $preset"
 done
 case " $presets " in
-*" armel "*) ;;
+*" armel "* | *" board-plan "*) ;;
 *) echo "== armel was not asked for: ./test.sh armel" ;;
 esac
 [ -z "$skipped" ] || echo "== skipped:$skipped"

@@ -7,11 +7,11 @@ set -eu
 build=$1
 what=${2:-all}
 plan=$(cd "$(dirname "$0")/../.." && pwd)/bench/plans/production.json
-limit=1200 # s; a boot and a hundred seconds of steps on a machine that is busy
+limit=400 # s; a boot and a hundred seconds of steps on a machine that is busy
 
 for line in usb uart; do
     out=$build/board-out/$line
-    timeout $limit "$build/bench" line "$plan" --board vm --line $line --pace 0 --out "$out"
+    timeout --foreground $limit "$build/bench" line "$plan" --board vm --line $line --pace 0 --out "$out"
     for word in skipped "not run"; do
         if grep -q "\"$word\"" "$out/latest/record.json"; then
             echo "something was $word over $line"
@@ -21,5 +21,5 @@ for line in usb uart; do
 done
 [ "$what" = all ] || exit 0
 
-MFTOOL_BOARD_TESTS=yes QTEST_FUNCTION_TIMEOUT=3600000 timeout 7200 \
+MFTOOL_BOARD_TESTS=yes QTEST_FUNCTION_TIMEOUT=3600000 timeout --foreground 7200 \
     "$build/tests/tests_vm" tst_vmboard

@@ -37,9 +37,9 @@ prepare_apt() {
 
 # emulate DISK FORMAT SECOND_DISK PROGRAM: starts the board with PROGRAM, which ends it.
 emulate() {
-    local console=$work/console.log
+    local console=$work/console.log self=$BASHPID
     : >"$console"
-    tail -f --pid=$BASHPID "$console" &
+    tail -f --pid="$self" "$console" & # ends with this shell
     timeout 3600 qemu-system-arm -M virt,highmem=off -cpu cortex-a15 -m 512 -nodefaults -no-reboot \
         -display none -serial "file:$console" \
         -kernel "$kernel_dir/vmlinuz" -initrd "$kernel_dir/initrd" \
