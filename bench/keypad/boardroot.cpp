@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -14,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -195,9 +197,11 @@ void showStandins(const QString &programsDir)
     }
 }
 
-void showHidden(const QStringList &visible)
+void showHidden(QStringList visible)
 {
-    for (const QString &path : visible) {
+    // A folder that was made for one inside it would be taken for there already.
+    std::sort(visible.begin(), visible.end());
+    for (const QString &path : std::as_const(visible)) {
         const QByteArray local = QFile::encodeName(path);
         const QByteArray target = inNew(local);
         struct stat status;

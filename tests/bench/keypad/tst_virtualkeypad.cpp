@@ -25,6 +25,7 @@ private Q_SLOTS:
     void writtenProgramRunsAtOnce();
     void pcIsStillThere();
     void toolInAHiddenPlace();
+    void toolAboveAVisibleFolder();
     void toolInAPlaceThatIsLeftOut();
     void leftOut();
     void exitStatusAndSignals();
@@ -197,6 +198,20 @@ void TestVirtualKeypad::toolInAHiddenPlace()
     QVERIFY(keypad.waitForExit());
     QCOMPARE(keypad.exitStatus().code, 7);
     QCOMPARE(keypad.listDir("/tmp").filter("keypad-test").size(), 1);
+}
+
+void TestVirtualKeypad::toolAboveAVisibleFolder()
+{
+    QTemporaryDir dir("/tmp/keypad-test-XXXXXX");
+    KeypadOptions options;
+    options.tool = makeTool(dir.path());
+    QVERIFY(QDir(dir.path()).mkpath("inside"));
+    options.visible = QStringList(dir.path() + "/inside");
+    VirtualKeypad keypad(options);
+    QVERIFY2(keypad.start(), qPrintable(keypad.errorString()));
+    QVERIFY(keypad.waitForExit());
+    QCOMPARE(keypad.exitStatus().code, 7);
+    QVERIFY(keypad.exists(dir.path() + "/inside"));
 }
 
 void TestVirtualKeypad::toolInAPlaceThatIsLeftOut()
