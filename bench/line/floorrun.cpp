@@ -83,6 +83,7 @@ void FloorRun::handOut(int index)
         arguments.append(QStringLiteral("--connect"));
     place.unit = m_next++;
     place.attempt = 1;
+    place.isBegun = false;
     place.isDecided = false;
     place.fixture->start(arguments + QStringList{QStringLiteral("--"), m_floor.planFile});
 }
@@ -104,7 +105,7 @@ void FloorRun::hear(int index, const QJsonObject &event)
     Place &place = m_places.at(static_cast<size_t>(index));
     const QString name = event.value(QStringLiteral("event")).toString();
     if (name == QLatin1String("end")) {
-        noteError(event.value(QStringLiteral("error")).toString());
+        hearEnd(&place, event.value(QStringLiteral("error")).toString());
         return;
     }
     if (name == QLatin1String("summary")) {
@@ -117,9 +118,11 @@ void FloorRun::hear(int index, const QJsonObject &event)
     }
     if (name == QLatin1String("unit begun")) {
         place.attempt = event.value(QStringLiteral("attempt")).toInt(1);
+        place.isBegun = true;
         place.isDecided = false;
     }
     if (name == QLatin1String("unit ended")) {
+        place.isBegun = false;
         place.isDecided = true;
         m_records.append(recordFromJson(event.value(QStringLiteral("record")).toObject()));
         if (event.value(QStringLiteral("files")).toString().isEmpty() && m_why.isEmpty())
@@ -128,11 +131,24 @@ void FloorRun::hear(int index, const QJsonObject &event)
     m_watcher->heard(index, event);
 }
 
+/// @param error  why its run went wrong; empty when it did not
+void FloorRun::hearEnd(Place *place, const QString &error)
+{
+    noteError(error);
+    if (place->isDecided || place->isBegun || error.isEmpty())
+        return;
+    // It refused before it began, and so would the next one.
+    place->isDecided = true;
+    leaveOut(place->unit, error);
+    if (m_why.isEmpty())
+        m_why = error;
+}
+
 void FloorRun::end(int index, const QString &how)
 {
     Place &place = m_places.at(static_cast<size_t>(index));
     m_watcher->idle(index);
-    if (!place.isDecided && isInterrupted())
+    if (!place.isDecided && !place.isBegun && isInterrupted())
         leaveOut(place.unit, m_line.interrupt->reason());
     else if (!place.isDecided)
         concludeDead(index, how);

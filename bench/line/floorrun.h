@@ -42,6 +42,7 @@ private:
         std::unique_ptr<Fixture> fixture;
         int unit = 0;           ///< the one that is tested, or was
         int attempt = 1;        ///< at it
+        bool isBegun = false;   ///< it is under way
         bool isDecided = false; ///< its verdict, or that it was left out, is known
     };
 
@@ -49,6 +50,7 @@ private:
     void hear(int place, const QJsonObject &event);
     void end(int place, const QString &how);
     void leaveOut(int number, const QString &reason);
+    void hearEnd(Place *place, const QString &error);
     void concludeDead(int place, const QString &how);
     void tellOthers(int place, const QString &dir);
     void noteError(const QString &error);
