@@ -12,8 +12,9 @@
 namespace
 {
 
-const int LaterStep = 4;    // by then the unit has spoken and its screen was looked at
-const int KeySeenMs = 2000; ///< a tool that has not followed the home key by then will not
+const int LaterStep = 4;     // by then the unit has spoken and its screen was looked at
+const int KeySeenMs = 30000; ///< a tool that has not followed the home key by then will not
+const QString Buzzer = QStringLiteral("/sys/class/leds/buzzer/brightness");
 const unsigned long LookEveryMs = 5;
 
 } // namespace
@@ -85,15 +86,22 @@ void PlayedUnit::hadItsMoment(const std::function<bool(const Fault &fault)> &had
                     m_awaited.end());
 }
 
+std::ptrdiff_t PlayedUnit::buzzerStores()
+{
+    const QList<MadeStore> made = stores();
+    return std::count_if(made.begin(), made.end(),
+                         [](const MadeStore &store) { return store.path == Buzzer; });
+}
+
 bool PlayedUnit::moveHome(bool down)
 {
     if (!down && homeSticks())
         return true;
-    const auto before = stores().size();
+    const auto before = buzzerStores();
     if (!pushHome(down))
         return false;
     const QDeadlineTimer deadline(KeySeenMs);
-    while (stores().size() == before && !deadline.hasExpired())
+    while (buzzerStores() == before && !ending().known && !deadline.hasExpired())
         QThread::msleep(LookEveryMs);
     return true;
 }

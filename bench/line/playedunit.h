@@ -67,6 +67,7 @@ protected:
 private:
     Finding checkExit(const Plan::Check &check, QString *found);
     bool homeSticks();
+    std::ptrdiff_t buzzerStores();
 
     const QList<const Fault *> m_faults;
     const MomentOf m_momentOf;
