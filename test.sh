@@ -67,7 +67,7 @@ for preset in $presets; do
     board | board-plan)
         what=all
         [ "$preset" = board ] || what=plan
-        # A subshell of its own: behind "||" the shell would go on after a failure.
+        # In a subshell: after "||" the shell would ignore a failing command.
         status=0
         set +e
         (set -e; test_board "$what")

@@ -7,11 +7,16 @@ set -eu
 build=$1
 what=${2:-all}
 plan=$(cd "$(dirname "$0")/../.." && pwd)/bench/plans/production.json
-limit=400 # s; a boot and a hundred seconds of steps on a machine that is busy
+limit=600 # s; a boot and a hundred seconds of steps on a machine that is busy
 
 for line in usb uart; do
     out=$build/board-out/$line
-    timeout --foreground $limit "$build/bench" line "$plan" --board vm --line $line --pace 0 --out "$out"
+    timeout --foreground $limit \
+        "$build/bench" line "$plan" --board vm --line $line --pace 0 --out "$out" || {
+        status=$?
+        [ $status != 124 ] || { echo "the plan over $line took longer than $limit s"; status=1; }
+        exit $status
+    }
     for word in skipped "not run"; do
         if grep -q "\"$word\"" "$out/latest/record.json"; then
             echo "something was $word over $line"
