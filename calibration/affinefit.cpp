@@ -128,7 +128,7 @@ qint32 scaled(double value, qint32 scale)
     return static_cast<qint32>(std::floor(value * scale + 0.5));
 }
 
-/// A map written by hand may lead anywhere, but a count has its limits.
+/// A map edited by hand can give any value; the result is kept within the range of a count.
 int nearestCount(double value)
 {
     const double largest = largestCoordinate;

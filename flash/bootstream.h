@@ -5,7 +5,8 @@
 #include "flash/mfproc.h"
 
 /// status() counts the erase blocks that the tool names. The tool does not say
-/// how many there will be; past the usual number status() stays at 101.
+/// how many there will be; past the usual number status() stays at 101
+/// until a good end sets it to 100.
 class BootStream : public MFProc
 {
     Q_OBJECT

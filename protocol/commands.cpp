@@ -138,7 +138,7 @@ TestProto::Reply TestProto::displayRequest(const QByteArray &data)
 
 TestProto::Reply TestProto::ledsRequest(const QByteArray &data)
 {
-    // Of the seven bytes only the second means anything.
+    // Stations send seven bytes; only the second is used.
     if (data.size() != 14)
         return NAK;
     if (!data.startsWith("00"))
@@ -192,7 +192,7 @@ TestProto::Reply TestProto::homeLedRequest(const QByteArray &data)
 
 TestProto::Reply TestProto::calibrateRequest(const QByteArray &data)
 {
-    // NA, where the requests around it have NAK.
+    // NA here, NAK in the requests around it: stations expect both.
     if (data.size() != 2)
         return NA;
     emit setCalibrate(isOn(data));

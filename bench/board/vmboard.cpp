@@ -35,11 +35,10 @@ bool makePair(int *ends)
            fcntl(ends[0], F_SETFD, FD_CLOEXEC) == 0;
 }
 
-/// What the emulator is started by. The line decides: a UART's emulator hands a frame
-/// over in pieces, one when the board has taken the one before, and where others keep this
-/// PC busy it may get to that later than the board waits for the rest of a frame. On one
-/// processor the board cannot run while the emulator does, and gets on little while the
-/// emulator waits.
+/// How the emulator is started. It hands a frame to a UART in pieces, each after the board
+/// has taken the last. On a busy PC the next may come too late, and the board takes the
+/// frame for complete. So both share one processor: the board cannot run ahead of the
+/// emulator.
 QStringList launcher(VmBoardOptions::Line line)
 {
     // The emulator must not outlive the bench, however that ends.
@@ -101,13 +100,13 @@ bool VmBoard::prepare()
         return failed(QString::fromLocal8Bit(strerror(errno)));
     if (!lockImage())
         return failed(m_options.image + QLatin1String(" has gone"));
-    // Of the line the board's end stays here, too, or a board without power would be a
-    // line that hung up. The emulator gets a copy.
+    // The board's end is kept open here, too: otherwise a board without power would look
+    // like a line that hung up. The emulator gets a copy.
     fcntl(m_line[1], F_SETFD, FD_CLOEXEC);
     return makeDisk();
 }
 
-/// Whoever makes another board leaves alone what is in use.
+/// Locks the image, so that it is not removed when another board is made.
 bool VmBoard::lockImage()
 {
     if (m_lock >= 0)
@@ -267,7 +266,7 @@ bool VmBoard::waitForTool(int limitMs)
             return true;
         if (!isOn() || deadline.hasExpired() || isInterrupted())
             return failed(QStringLiteral("the tool was not started in %1 s").arg(limitMs / 1000));
-        // Not in the event loop: the line's first frames are for whoever looks next.
+        // Without the event loop: the station must be the first to read the line.
         m_agent.ask("sync");
         m_emulator.waitForFinished(sliceMs);
     }

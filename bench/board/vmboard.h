@@ -37,7 +37,7 @@ struct VmBoardOptions {
     /// Modules and input devices ("bochs", "home", "touch") that the board does not have
     /// when it starts.
     QStringList late;
-    /// Looked at while waiting; true ends the wait. May be empty.
+    /// Asked while waiting; true ends the wait. May be empty.
     std::function<bool()> isInterrupted;
 };
 
@@ -58,7 +58,7 @@ public:
         int signal = 0;
     };
 
-    /// For what a boot takes. Emulated on a busy PC it takes minutes.
+    /// Limit for a boot, which takes minutes on a busy PC.
     static constexpr int BootLimitMs = 900000;
 
     explicit VmBoard(const VmBoardOptions &options, QObject *parent = nullptr);

@@ -203,8 +203,7 @@ void readFaults(const QStringList &texts, LineOptions *options, QString *error)
     }
 }
 
-/// Whoever gives an option for another kind of unit does not want the one that would be
-/// tested.
+/// Refuses an option that is for another kind of unit: the person meant that one.
 void refuseWithout(const char *other, const QCommandLineParser &parser,
                    const QCommandLineOption &option, QString *error)
 {

@@ -26,8 +26,7 @@ using kainjow::mustache::data;
 
 const int PlanSumShown = 12; ///< digits that tell plans apart; the record has all
 
-/// A name that the template uses and that has no value would leave a gap in the page that
-/// no one notices.
+/// Refuses a template name that has no value: nobody would notice the gap in the page.
 class StrictContext : public kainjow::mustache::context<std::string>
 {
 public:

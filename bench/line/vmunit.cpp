@@ -14,9 +14,9 @@ namespace
 /// Measured on two busy processors: what takes a board one second takes the emulator
 /// up to six.
 const int Slowness = 8;
-const int SlowLimitMs = 180000; ///< what takes a board longer is not that much slower
+const int SlowLimitMs = 180000; ///< limits are not stretched beyond this
 const int ShortestTouchMs = 300;
-const int TouchFactor = 2; ///< what a finger stays longer than it has to
+const int TouchFactor = 2; ///< how much longer a finger stays than it has to
 
 const char Board[] = "/sys/devices/platform/keypad-board/";
 

@@ -76,7 +76,8 @@ QString coordinate(double value)
     return QString::number(value, 'f', 1);
 }
 
-/// Of a capability: one of thousands means limits that nobody measures against.
+/// The capability, as far as it says something: one in the thousands only means that the
+/// limits are far too wide.
 QString orDash(const std::optional<double> &value)
 {
     if (!value)

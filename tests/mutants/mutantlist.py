@@ -50,7 +50,7 @@ MUTANTS = [Mutant(*row) for row in [
      "FlashStatusReply, flashStatusData(percent, stage)"),
     ("protocol/testproto.cpp", "m_strictCheck = false;", "m_strictCheck = true;",
      "the test of a room has no -n among its arguments; tst_startup starts the tool with it"),
-    ("protocol/commands.cpp", "    // NA, where the requests around it have NAK.\n"
+    ("protocol/commands.cpp", "    // NA here, NAK in the requests around it: stations expect both.\n"
      "    if (data.size() != 2)\n        return NA;",
      "    if (data.size() != 2)\n        return NAK;"),
     ("protocol/commands.cpp", "level > 1", "level > 2"),

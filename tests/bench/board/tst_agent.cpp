@@ -59,7 +59,7 @@ class TestAgent : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void init();
     void cleanup();
     void isThereOnceItSaysSo();
@@ -175,7 +175,7 @@ void TestAgent::followsAScript()
 
 void TestAgent::answersOutOfTurn()
 {
-    // What answers a request whose wait is over belongs to nobody.
+    // A late answer to a request that has timed out is dropped.
     QVERIFY(!m_agent->run("a", ShortMs).came);
     m_board->answer("1 run 1\na2 run 1\nb", "1 out 1\nx1 end 0\n2 out 1\ny2 end 7\n");
     const Agent::Answer answer = m_agent->run("b");

@@ -16,7 +16,7 @@ class TestBoardCommand : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void unknownOption();
     void noSuchPackage();
     void saysThatThereIsNone();
@@ -115,7 +115,7 @@ void TestBoardCommand::oneThatIsThereIsKept()
     QCOMPARE(m_output, folder.toLocal8Bit() + '\n');
 }
 
-/// A folder of the cache that is complete, a board's with what it stands on.
+/// Makes a complete folder in the cache; for a board, with links to what it is based on.
 QString TestBoardCommand::folder(const char *name, const QStringList &standsOn)
 {
     const QString path = m_cache.filePath(QStringLiteral("cache/") + QLatin1String(name));
@@ -183,7 +183,7 @@ void TestBoardCommand::nothingIsRemovedWhileOneIsMade()
 
 void TestBoardCommand::saysWhatIsMissing()
 {
-    // A PC with what every PC has, and nothing of the emulator.
+    // A search path with the usual programs but without the emulator.
     const QString folder = m_cache.filePath(QStringLiteral("bin"));
     QVERIFY(QDir().mkpath(folder));
     const QStringList programs = {"bash", "cut", "dirname", "find",      "realpath", "sed",

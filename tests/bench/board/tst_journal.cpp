@@ -8,7 +8,7 @@ class TestJournal : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void message();
     void bytes();
     void noEntry();
@@ -32,7 +32,7 @@ void TestJournal::message()
 
 void TestJournal::bytes()
 {
-    // So the journal gives a message that is not all printable.
+    // This is how the journal prints a message with unprintable characters.
     Journal::Entry entry;
     QVERIFY(Journal::read(R"({"MESSAGE":[65,27,66],"PRIORITY":"4"})", &entry));
     QCOMPARE(entry.text, QStringLiteral("A\x1b"

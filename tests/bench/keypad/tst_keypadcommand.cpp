@@ -13,7 +13,7 @@ class TestKeypadCommand : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void helpSaysItAll();
     void wrongOptions_data();

@@ -8,7 +8,7 @@ class TestKeypadConsole : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void readings();
     void homeKey();

@@ -8,7 +8,7 @@ class TestKeypadLog : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void oneMessage();
     void messageWithLineEnds();
     void messageInPieces();

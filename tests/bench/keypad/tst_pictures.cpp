@@ -19,7 +19,7 @@ class TestPictures : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void sizes();
     void pixels_data();
     void pixels();

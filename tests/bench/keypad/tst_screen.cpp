@@ -10,7 +10,7 @@ class TestScreen : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void sizeAndColour();
     void touches();

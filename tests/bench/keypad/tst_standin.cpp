@@ -10,7 +10,7 @@ class TestStandin : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void init();
     void playsTheCapturedBytes_data();

@@ -10,7 +10,7 @@ class TestSysfsModel : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void boardAfterBooting();
     void classEntriesAreLinksToDevices();
     void linksAreFollowedOnTheWay();

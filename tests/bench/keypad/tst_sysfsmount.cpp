@@ -9,13 +9,13 @@
 
 #include "tests/support/testprogram.h"
 
-/// The kernel's manners through system calls: every descriptor here was opened
-/// in the keypad and is used by this process.
+/// /sys behaves as the kernel's does. Checked by system calls on descriptors that were
+/// opened in the keypad.
 class TestSysfsMount : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void cleanup();
     void everyWriteIsOneStore();

@@ -17,7 +17,7 @@ class TestVirtualKeypad : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void boardsPlaces();
     void changesStayInTheKeypad();

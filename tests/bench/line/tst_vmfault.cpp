@@ -9,7 +9,7 @@ class TestVmFault : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void everyFaultIsPlayedOrRefused();
     void refusesWhatMakesNoSense_data();
     void refusesWhatMakesNoSense();

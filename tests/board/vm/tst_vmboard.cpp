@@ -35,7 +35,7 @@ class TestVmBoard : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
+private slots:
     void initTestCase();
     void cleanup();
     void cleanupTestCase();
@@ -137,7 +137,7 @@ int TestVmBoard::starts() const
     }));
 }
 
-/// Again, after it ended. The log comes later than the tool's own words.
+/// Starts the tool again. Its log may arrive later than its first frame.
 void TestVmBoard::startTool()
 {
     m_station->clear();
@@ -174,14 +174,14 @@ bool TestVmBoard::waitForLog(const char *words, qsizetype from)
     }
 }
 
-/// From now on the board does something all the time, for nobody: its clock then goes on
-/// with its instructions alone, and what it waits for it gets in time from a busy PC.
+/// Keeps the board busy from now on: its clock then follows its instructions only, and its
+/// time limits do not expire early on a busy PC.
 void TestVmBoard::slowDown()
 {
     m_board->agent().follow("echo $$ >/run/slowdown; renice -n 19 $$; while :; do :; done");
 }
 
-/// Presses until @p reply comes over the line, and for as long as a target wants it.
+/// Touches for longer than a calibration target needs, and waits for @p reply.
 bool TestVmBoard::touch(int x, int y, quint16 reply)
 {
     const QByteArray at = QByteArray::number(x) + ' ' + QByteArray::number(y);
