@@ -18,7 +18,7 @@ const int Together = 50;
 class Import
 {
 public:
-    /// @param done  called with the index of each file that need not be tried again
+    /// @param done  called with the index of each file that the store has now
     Import(Store *store, std::function<void(int)> done, ImportResult *result)
         : m_store(store), m_done(std::move(done)), m_result(result)
     {
@@ -37,7 +37,7 @@ public:
             m_records.append(*record);
         } else {
             m_result->problems.append(error);
-            m_done(index);
+            ++m_result->waiting;
         }
         if (m_records.size() == Together)
             flush();

@@ -14,9 +14,9 @@ struct ImportResult {
     QStringList problems; ///< a line each
 };
 
-/// Those that the line entered and whose units are not being tested any more. What could
-/// be stored, and what is not a record, is taken off the list. Several programs may do
-/// this at once.
+/// Those that the line entered and whose units are not being tested any more. What the
+/// store has then, and what has no file, is taken off the list; what could not be read
+/// stays on it. Several programs may do this at once.
 ImportResult importWaiting(Store *store, const QString &dir);
 
 /// Every record.json in @p dir and below.

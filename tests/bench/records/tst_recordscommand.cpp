@@ -15,6 +15,7 @@ private slots:
     void init();
     void importsOnceAndOnlyOnce();
     void importsWhatWaits();
+    void keepsWaitingWhatCannotBeRead();
     void keepsWaitingWhileTheStoreIsAway();
     void lists();
     void shows();
@@ -86,7 +87,7 @@ void TestRecordsCommand::importsOnceAndOnlyOnce()
     QCOMPARE(store(second).out, QString("1 stored, 1 known\n"));
     write("bench-out/wrong/record.json", "{}");
     const Run third = run({"import"});
-    QCOMPARE(third.out, QString("0 stored, 2 known\n"));
+    QCOMPARE(third.out, QString("0 stored, 2 known, 1 not stored\n"));
     QCOMPARE(third.err,
              QString("bench records: bench-out/wrong/record.json: not a record of a unit\n"));
     QCOMPARE(third.status, 1);
@@ -105,6 +106,30 @@ void TestRecordsCommand::importsWhatWaits()
     QCOMPARE(result.out, QString("1 stored, 0 known\n"));
     QCOMPARE(result.status, 0);
     QCOMPARE(QDir(m_dir->filePath("out/not-stored")).entryList(QDir::Files), QStringList());
+}
+
+/// The disk may give a damaged file today, and the whole one when it was mended.
+void TestRecordsCommand::keepsWaitingWhatCannotBeRead()
+{
+    write("out/a/record.json", "{}");
+    write("out/not-stored/1", "a/record.json\n");
+    SampleAttempt other;
+    other.id = "another";
+    write("out/b/record.json", other.json());
+    write("out/not-stored/2", "b/record.json\n");
+    const QStringList import{"import", "--waiting", "out"};
+    const Run damaged = run(import);
+    QCOMPARE(damaged.out, QString("1 stored, 0 known, 1 not stored\n"));
+    QCOMPARE(damaged.err, QString("bench records: out/a/record.json: not a record of a unit\n"));
+    QCOMPARE(damaged.status, 1);
+    const QString entries = m_dir->filePath("out/not-stored");
+    QCOMPARE(QDir(entries).entryList(QDir::Files), QStringList{"1"});
+    write("out/a/record.json", SampleAttempt().json());
+    const Run mended = run(import);
+    QCOMPARE(mended.err, QString());
+    QCOMPARE(mended.out, QString("1 stored, 0 known\n"));
+    QCOMPARE(mended.status, 0);
+    QCOMPARE(QDir(entries).entryList(QDir::Files), QStringList());
 }
 
 void TestRecordsCommand::keepsWaitingWhileTheStoreIsAway()
