@@ -1,5 +1,6 @@
 #include "bench/line/recordfolder.h"
 
+#include "bench/common/syncfolder.h"
 #include "bench/line/junit.h"
 #include "bench/line/recordreader.h"
 #include "bench/line/report.h"
@@ -12,7 +13,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,18 +27,6 @@ const mode_t FolderMode = 0777; // less what the umask takes away
 QString systemError(int number)
 {
     return QString::fromLocal8Bit(strerror(number));
-}
-
-/// Until its folder is on the disk, a renamed file may have its old name again after a
-/// power cut.
-void syncFolder(const QString &path)
-{
-    const int folder =
-        open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folder < 0)
-        return;
-    fsync(folder); // not every file system can
-    close(folder);
 }
 
 /// Files of one folder; all are tried.
@@ -120,7 +108,7 @@ bool saveWhole(const QString &path, const QByteArray &bytes, QString *error)
     errno = 0;
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
         file.commit()) {
-        syncFolder(QFileInfo(path).path());
+        syncFolder(QFileInfo(path).path()); // the file is there, even if its name may be lost
         return true;
     }
     // When a disk takes only a part, Qt does not know why.

@@ -1,5 +1,7 @@
 #include "bench/records/outbox.h"
 
+#include "bench/common/syncfolder.h"
+
 #include <QDir>
 #include <QFile>
 #include <QUuid>
@@ -33,6 +35,14 @@ int openLocked(const QString &path, int flags, int lock)
     return -1;
 }
 
+/// False with errno.
+bool writeThrough(int file, const QByteArray &bytes)
+{
+    return write(file, bytes.constData(), static_cast<size_t>(bytes.size())) ==
+               static_cast<ssize_t>(bytes.size()) &&
+           fsync(file) == 0;
+}
+
 } // namespace
 
 Outbox::Ticket::Ticket(Ticket &&other) noexcept : m_lock(std::exchange(other.m_lock, -1)) {}
@@ -63,8 +73,8 @@ Outbox::Ticket Outbox::enter(const QString &record, QString *error) const
     // The path is relative to the folder, which may be moved or mounted elsewhere.
     const QString inside = QDir(m_dir).relativeFilePath(QFileInfo(record).absoluteFilePath());
     const QByteArray line = QFile::encodeName(inside) + '\n';
-    if (lock >= 0 && write(lock, line.constData(), static_cast<size_t>(line.size())) ==
-                         static_cast<ssize_t>(line.size()))
+    // A record that is there after a power cut must have its entry; the folder may be new.
+    if (lock >= 0 && writeThrough(lock, line) && syncFolder(folderOf(m_dir)) && syncFolder(m_dir))
         return Ticket(lock);
     *error = QStringLiteral("%1: %2").arg(marker, QString::fromLocal8Bit(strerror(errno)));
     if (lock >= 0) {

@@ -6,17 +6,49 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <atomic>
+#include <cerrno>
 #include <thread>
 #include <vector>
 
+#include <dlfcn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace
+{
+
+enum Kind { Nothing, File, Folder };
+
+Kind refused = Nothing; ///< plays a disk that cannot keep this
+int refusal = EIO;
+QStringList *synced = nullptr; ///< gets what is put on the disk
+
+} // namespace
+
+// This replaces the C library's, even for the code under test.
+extern "C" int fsync(int fd)
+{
+    using Function = int (*)(int);
+    static const Function next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "fsync"));
+    struct stat status = {};
+    fstat(fd, &status);
+    if (refused == (S_ISDIR(status.st_mode) ? Folder : File)) {
+        errno = refusal;
+        return -1;
+    }
+    if (synced != nullptr)
+        synced->append(QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(fd)));
+    return next(fd);
+}
 
 class TestOutbox : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void cleanup();
     void isEmptyWithoutAFolder();
     void waitsOnceTheTicketIsGone();
     void waitsWhenTheLineWasKilled();
@@ -25,6 +57,10 @@ private slots:
     void isFoundAfterTheFolderWasMoved();
     void isFoundBelowAFolderNamedFromHere();
     void tellsWhenItCannotEnter();
+    void isOnTheDiskOnceItIsEntered();
+    void tellsWhenTheDiskDoesNotKeepIt_data();
+    void tellsWhenTheDiskDoesNotKeepIt();
+    void entersWhereFoldersCannotBeSynced();
     void leavesOutWhatIsBeingWritten();
     void entersWhileOthersLook();
 
@@ -39,6 +75,13 @@ QStringList TestOutbox::records(const Outbox &outbox)
     for (const Outbox::Entry &entry : entries)
         records.append(entry.record);
     return records;
+}
+
+void TestOutbox::cleanup()
+{
+    refused = Nothing;
+    refusal = EIO;
+    synced = nullptr;
 }
 
 void TestOutbox::isEmptyWithoutAFolder()
@@ -152,6 +195,54 @@ void TestOutbox::tellsWhenItCannotEnter()
     QVERIFY(!Outbox(dir.path()).enter(dir.filePath("record.json"), &error).isHeld());
     QVERIFY2(error.startsWith(dir.filePath("not-stored/")), qPrintable(error));
     QVERIFY2(error.endsWith(": Not a directory"), qPrintable(error));
+}
+
+/// A power cut takes what is not: the entry, its name, or the whole folder.
+void TestOutbox::isOnTheDiskOnceItIsEntered()
+{
+    const QTemporaryDir dir;
+    const QString path = QFileInfo(dir.path()).canonicalFilePath();
+    const Outbox outbox(path);
+    QString error;
+    QStringList order;
+    synced = &order;
+    {
+        const Outbox::Ticket ticket = outbox.enter(path + "/record.json", &error);
+        QVERIFY2(ticket.isHeld(), qPrintable(error));
+    }
+    const QList<Outbox::Entry> entries = outbox.waiting();
+    QCOMPARE(entries.size(), 1);
+    QCOMPARE(order, (QStringList{entries.first().marker, path + "/not-stored", path}));
+}
+
+void TestOutbox::tellsWhenTheDiskDoesNotKeepIt_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::newRow("file") << int(File);
+    QTest::newRow("folder") << int(Folder);
+}
+
+void TestOutbox::tellsWhenTheDiskDoesNotKeepIt()
+{
+    QFETCH(int, kind);
+    const QTemporaryDir dir;
+    QString error;
+    refused = static_cast<Kind>(kind);
+    QVERIFY(!Outbox(dir.path()).enter(dir.filePath("record.json"), &error).isHeld());
+    QVERIFY2(error.startsWith(dir.filePath("not-stored/")), qPrintable(error));
+    QVERIFY2(error.endsWith(": Input/output error"), qPrintable(error));
+    QCOMPARE(QDir(dir.filePath("not-stored")).entryList(QDir::Files), QStringList());
+}
+
+/// Some file systems of a network put only files on the disk.
+void TestOutbox::entersWhereFoldersCannotBeSynced()
+{
+    const QTemporaryDir dir;
+    QString error;
+    refused = Folder;
+    refusal = EINVAL;
+    const Outbox::Ticket ticket = Outbox(dir.path()).enter(dir.filePath("record.json"), &error);
+    QVERIFY2(ticket.isHeld(), qPrintable(error));
 }
 
 void TestOutbox::leavesOutWhatIsBeingWritten()
