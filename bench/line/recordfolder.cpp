@@ -21,6 +21,7 @@ namespace
 
 const char RecordName[] = "record.json";
 const char JunitName[] = "junit.xml";
+const char LogName[] = "tool.log";
 const char ReportName[] = "report.html";
 const mode_t FolderMode = 0777; // less what the umask takes away
 
@@ -60,6 +61,13 @@ private:
     QStringList m_missing;
     QString m_reason; ///< of the first one
 };
+
+/// Nothing when it cannot be read.
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 
 QByteArray recordText(const UnitRecord &unit)
 {
@@ -173,7 +181,7 @@ bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
     writer.write(RecordName, recordText(unit));
     writer.write(JunitName, toJunit({unit}));
     if (!log.isEmpty())
-        writer.write("tool.log", log);
+        writer.write(LogName, log);
     writer.write(ReportName, unitReport(unit, dir, transcript, log));
     return writer.finish(error);
 }
@@ -181,23 +189,24 @@ bool RecordFolder::write(const UnitRecord &unit, const Transcript &transcript,
 bool RecordFolder::conclude(UnitRecord *record, QString *error) const
 {
     const QString dir = unitPath(record->number, record->attempt);
-    QFile kept(recordPath(dir));
-    QJsonObject object;
-    if (kept.open(QIODevice::ReadOnly))
-        object = QJsonDocument::fromJson(kept.readAll()).object();
-    if (object.isEmpty())
-        object = toJson(*record);
-    object.insert(QStringLiteral("outcome"), outcomeName(record->outcome));
-    object.insert(QStringLiteral("reason"), record->reason);
-    object.insert(QStringLiteral("ended"), true);
+    QJsonObject object = QJsonDocument::fromJson(contentOf(recordPath(dir))).object();
+    Writer writer(dir);
+    // A verdict that was written stands: the store may have it already.
+    if (!object.value(QStringLiteral("ended")).toBool()) {
+        if (object.isEmpty())
+            object = toJson(*record);
+        object.insert(QStringLiteral("outcome"), outcomeName(record->outcome));
+        object.insert(QStringLiteral("reason"), record->reason);
+        object.insert(QStringLiteral("ended"), true);
+        writer.write(RecordName, QJsonDocument(object).toJson());
+    }
     *record = recordFromJson(object);
     QString unread; // a transcript that was never begun is empty
     const Transcript transcript =
         Transcript::load(dir + QLatin1Char('/') + transcriptName(), &unread).value_or(Transcript());
-    Writer writer(dir);
-    writer.write(RecordName, QJsonDocument(object).toJson());
+    const QByteArray log = contentOf(dir + QLatin1Char('/') + QLatin1String(LogName));
     writer.write(JunitName, toJunit({*record}));
-    writer.write(ReportName, unitReport(*record, dir, transcript, QByteArray()));
+    writer.write(ReportName, unitReport(*record, dir, transcript, log));
     return writer.finish(error);
 }
 

@@ -35,8 +35,8 @@ public:
     bool write(const UnitRecord &unit, const Transcript &transcript, const QByteArray &log,
                QString *error) const;
     /// Everything that write() writes, for a unit whose process has died: what it had
-    /// saved, with the outcome and the reason of @p record. @param record set to what was
-    /// written
+    /// saved, with the outcome and the reason of @p record unless it had saved its own.
+    /// @param record set to what is in the folder then
     bool conclude(UnitRecord *record, QString *error) const;
     /// junit.xml and report.html of several units; those that were not tested have no
     /// folder.

@@ -31,12 +31,24 @@ private slots:
     void leavesALatestThatIsNoLink();
     void keepsARecordThatHasNotEnded();
     void writesOneUnit();
+    void concludesWhatHadNotEnded();
+    void leavesAVerdictThatWasWritten();
     void writesSeveralUnits();
     void leavesOutALogThatIsNotThere();
     void tellsWhenItCannotWrite();
     void tellsWhenTheDiskIsFull_data();
     void tellsWhenTheDiskIsFull();
+
+private:
+    static QJsonObject recordIn(const QString &path);
 };
+
+QJsonObject TestRecordFolder::recordIn(const QString &path)
+{
+    QFile file(RecordFolder::recordPath(path));
+    file.open(QIODevice::ReadOnly);
+    return QJsonDocument::fromJson(file.readAll()).object();
+}
 
 void TestRecordFolder::isNamedAfterTheTime()
 {
@@ -156,6 +168,57 @@ void TestRecordFolder::writesOneUnit()
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
              QStringList({QStringLiteral("junit.xml"), QStringLiteral("record.json"),
                           QStringLiteral("report.html"), QStringLiteral("tool.log")}));
+}
+
+void TestRecordFolder::concludesWhatHadNotEnded()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), false, &error));
+    UnitRecord unit = sampleRecord();
+    QVERIFY2(folder.keep(unit, &error), qPrintable(error));
+    UnitRecord dead;
+    dead.outcome = Outcome::Error;
+    dead.reason = QStringLiteral("its process was killed");
+    QVERIFY2(folder.conclude(&dead, &error), qPrintable(error));
+    QCOMPARE(dead.serialNumber, QStringLiteral("KP-0042"));
+    const QJsonObject kept = recordIn(folder.path());
+    QCOMPARE(kept.value(QStringLiteral("ended")), QJsonValue(true));
+    QCOMPARE(kept.value(QStringLiteral("outcome")).toString(), QStringLiteral("error"));
+    QCOMPARE(kept.value(QStringLiteral("reason")).toString(), dead.reason);
+    QVERIFY(QFile::exists(folder.path() + QStringLiteral("/junit.xml")));
+    QVERIFY(QFile::exists(folder.path() + QStringLiteral("/report.html")));
+}
+
+/// Its process may have died after its last word on the unit was on the disk. The store
+/// may have that already.
+void TestRecordFolder::leavesAVerdictThatWasWritten()
+{
+    QTemporaryDir dir;
+    QString error;
+    RecordFolder folder;
+    QVERIFY(folder.create(dir.path(), false, &error));
+    UnitRecord unit = sampleRecord();
+    unit.steps = {unit.steps.first()};
+    unit.conclude();
+    QCOMPARE(unit.outcome, Outcome::Pass);
+    QVERIFY2(folder.write(unit, Transcript(), "what the tool said\n", &error), qPrintable(error));
+    const QJsonObject before = recordIn(folder.path());
+    const QString report = folder.path() + QStringLiteral("/report.html");
+    QVERIFY(QFile::remove(report));
+    QVERIFY(QFile::remove(folder.path() + QStringLiteral("/junit.xml")));
+    UnitRecord dead;
+    dead.outcome = Outcome::Error;
+    dead.reason = QStringLiteral("its process was killed");
+    QVERIFY2(folder.conclude(&dead, &error), qPrintable(error));
+    QCOMPARE(recordIn(folder.path()), before);
+    QCOMPARE(dead.outcome, Outcome::Pass);
+    QCOMPARE(dead.reason, QString());
+    QVERIFY(QFile::exists(folder.path() + QStringLiteral("/junit.xml")));
+    QFile page(report);
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    QVERIFY(page.readAll().contains("what the tool said"));
 }
 
 void TestRecordFolder::writesSeveralUnits()
