@@ -102,5 +102,6 @@ void LineProcess::fail(QProcess::ProcessError error)
 {
     if (error != QProcess::FailedToStart)
         return;
+    lineProcess = 0;
     emit ended(complain(QStringLiteral("line"), m_process.errorString(), BenchExit::Unable));
 }

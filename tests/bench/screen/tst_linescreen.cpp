@@ -6,6 +6,8 @@
 #include "tests/bench/screen/xkeyboard.h"
 #include "tests/support/testprogram.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -132,6 +134,7 @@ private slots:
     void aSignalIsPassedOn_data();
     void aSignalIsPassedOn();
     void aSignalAfterTheEndKeepsTheStatus();
+    void aSignalEndsAScreenWhoseLineCouldNotBeStarted();
     void whatTakesTheScreenAwayTakesNoRecord_data();
     void whatTakesTheScreenAwayTakesNoRecord();
     void withoutADisplayNothingIsTested();
@@ -255,6 +258,24 @@ void TestLineScreen::aSignalAfterTheEndKeepsTheStatus()
     QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), LimitMs);
     QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(run.process.exitCode(), 1);
+}
+
+void TestLineScreen::aSignalEndsAScreenWhoseLineCouldNotBeStarted()
+{
+    Run run;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    run.process.setProcessEnvironment(environment);
+    run.process.start(QFileInfo(BENCH).dir().filePath("bench-screen"),
+                      {run.dir.filePath("none"), "line"});
+    QByteArray told;
+    QTRY_VERIFY_WITH_TIMEOUT((told += run.process.readAllStandardError()).endsWith('\n'), LimitMs);
+    QVERIFY2(told.startsWith("bench line: "), told.constData());
+    QVERIFY(!run.isOver());
+    QCOMPARE(::kill(static_cast<pid_t>(run.process.processId()), SIGTERM), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.isOver(), LimitMs);
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 4);
 }
 
 void TestLineScreen::whatTakesTheScreenAwayTakesNoRecord_data()
