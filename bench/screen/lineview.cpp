@@ -101,6 +101,7 @@ void LineView::beginUnit(const QJsonObject &event)
     next.steps = numberIn(event, "steps");
     next.isTesting = true;
     fixture = next;
+    emit wentOn(next.name);
 }
 
 void LineView::beginStep(const QJsonObject &event)
@@ -169,6 +170,7 @@ void LineView::endUnit(const QJsonObject &event)
                           .value(QStringLiteral("seconds"))
                           .toDouble();
     m_outcomes.insert(numberIn(event, "unit"), fixture.outcome);
+    emit wentOn(fixture.name);
 }
 
 /// Units that were not tested are only in the summary. The last attempt at a unit comes last.

@@ -62,6 +62,8 @@ signals:
     void asked(const Question &question);
     /// The question was answered, or nobody waits for an answer any more.
     void withdrawn(int id);
+    /// A unit at the fixture has begun or ended.
+    void wentOn(const QString &fixture);
 
 private:
     void take(const QJsonObject &event);

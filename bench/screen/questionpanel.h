@@ -17,6 +17,7 @@ class QPushButton;
 struct Pauses {
     int unreadMs = 400;  ///< nobody can read a question in less time
     int scannerMs = 120; ///< keys that come faster come from a scanner
+    int holdMs = 5000;   ///< a fixture that hangs after an answer holds up the others no longer
 };
 
 class QuestionPanel : public QWidget

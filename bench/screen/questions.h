@@ -1,4 +1,6 @@
-/// The open questions of all fixtures. They are shown one after another.
+/// The open questions of all fixtures. They are shown one after another. After an answer that
+/// may be refused no other fixture's question is shown until the fixture goes on: who scans a
+/// number again does not look whose turn it is.
 #ifndef BENCH_SCREEN_QUESTIONS_H
 #define BENCH_SCREEN_QUESTIONS_H
 
@@ -7,13 +9,19 @@
 #include <QJsonObject>
 #include <QList>
 #include <QObject>
+#include <QTimer>
 
 class Questions : public QObject
 {
     Q_OBJECT
 
+    static constexpr int Own = 0; ///< id of the screen's own question
+
 public:
-    bool isEmpty() const { return m_open.isEmpty(); }
+    /// @param holdMs  a fixture that hangs after an answer holds up the others no longer
+    explicit Questions(int holdMs);
+
+    bool isAnyShown() const;
     int size() const { return static_cast<int>(m_open.size()); }
     /// The question that is shown; there must be one.
     const Question &first() const { return m_open.first(); }
@@ -30,6 +38,8 @@ public:
 public slots:
     void ask(const Question &question);
     void withdraw(int id);
+    /// The fixture has begun or ended a unit, and asks for nothing more before that.
+    void goOnAfter(const QString &fixture);
 
 signals:
     /// For the line: an answer, or that a question waits or is shown. Its time limit counts
@@ -42,10 +52,19 @@ signals:
     /// The number of questions has changed.
     void changed();
 
+private slots:
+    void goOn();
+
 private:
+    bool mayLeadToAnother(const Question &question) const;
+    void release();
     void turn();
 
-    QList<Question> m_open;
+    QList<Question> m_open; ///< the first one is shown, unless others are held back
+    bool m_isHeld = false;  ///< while what an answer leads to is awaited
+    QTimer m_hold;          ///< its limit
+    QString m_answered;     ///< the fixture that it is awaited from
+    int m_ledTo = Own;      ///< id of the last question that an answer led to
 };
 
 #endif

@@ -72,7 +72,7 @@ FitLabel *labelOn(QWidget *parent, const char *name, int alignment)
 } // namespace
 
 ScreenWindow::ScreenWindow(const Pauses &pauses, QWidget *parent)
-    : QWidget(parent), m_title(labelOn(this, "title", Qt::AlignLeft)),
+    : QWidget(parent), m_questions(pauses.holdMs), m_title(labelOn(this, "title", Qt::AlignLeft)),
       m_count(labelOn(this, "count", Qt::AlignRight)), m_leave(new QPushButton(this)),
       m_note(labelOn(this, "note", Qt::AlignRight)), m_panel(new QuestionPanel(pauses, this))
 {
@@ -87,6 +87,7 @@ ScreenWindow::ScreenWindow(const Pauses &pauses, QWidget *parent)
     connect(&m_view, SIGNAL(changed()), SLOT(refresh()));
     connect(&m_view, SIGNAL(asked(Question)), &m_questions, SLOT(ask(Question)));
     connect(&m_view, SIGNAL(withdrawn(int)), &m_questions, SLOT(withdraw(int)));
+    connect(&m_view, SIGNAL(wentOn(QString)), &m_questions, SLOT(goOnAfter(QString)));
     connect(&m_questions, SIGNAL(said(QJsonObject)), SIGNAL(said(QJsonObject)));
     connect(&m_questions, SIGNAL(decided(QString)), SLOT(decide(QString)));
     connect(&m_questions, SIGNAL(turned()), SLOT(turn()));
@@ -152,14 +153,19 @@ void ScreenWindow::refreshTiles()
         const FixtureView &fixture = fixtures.at(i);
         FixtureTile::Asking asking = FixtureTile::Nothing;
         if (m_questions.isOpenAt(fixture.name))
-            asking = m_questions.first().id != 0 && m_questions.first().fixture == fixture.name
-                         ? FixtureTile::Asks
-                         : FixtureTile::Waits;
+            asking = isAskedAt(fixture.name) ? FixtureTile::Asks : FixtureTile::Waits;
         m_tiles.at(i)->setFixture(fixture);
         m_tiles.at(i)->setAsking(asking);
     }
     if (isNew)
         arrange();
+}
+
+/// Whether the question that is shown is of this fixture.
+bool ScreenWindow::isAskedAt(const QString &fixture) const
+{
+    return m_questions.isAnyShown() && m_questions.first().id != 0 &&
+           m_questions.first().fixture == fixture;
 }
 
 QString ScreenWindow::whoOf(const Question &question) const
@@ -175,11 +181,11 @@ QString ScreenWindow::whoOf(const Question &question) const
 
 void ScreenWindow::turn()
 {
-    if (m_questions.isEmpty()) {
+    if (m_questions.isAnyShown()) {
+        m_panel->ask(m_questions.first(), whoOf(m_questions.first()));
+    } else {
         m_panel->hide();
         setFocus();
-    } else {
-        m_panel->ask(m_questions.first(), whoOf(m_questions.first()));
     }
     arrange();
 }
@@ -261,7 +267,7 @@ void ScreenWindow::arrange()
     const QRect all = QRect(0, header, width(), height() - header - footer)
                           .adjusted(margin, margin, -margin, -margin);
     QRect room = all;
-    if (!m_questions.isEmpty()) {
+    if (m_questions.isAnyShown()) {
         // Several tiles get more room than a single one, but not if the question would get
         // too small.
         const int half = all.height() * 52 / 100;

@@ -52,6 +52,7 @@ private:
     QString footerText() const;
     void toggleFullScreen();
     void refreshTiles();
+    bool isAskedAt(const QString &fixture) const;
     QString whoOf(const Question &question) const;
     void arrange();
 

@@ -13,7 +13,8 @@
 namespace
 {
 
-const int LongMs = 30000; ///< for an event that comes at once, on a machine that is busy
+const int Never = 3600 * 1000; // ms
+const int LongMs = 30000;      ///< for an event that comes at once, on a machine that is busy
 
 const char *const LongName = "Compare the pattern on the screen with the reference picture of the "
                              "glass, all of its corners and edges";
@@ -84,7 +85,7 @@ class Screen
 {
 public:
     explicit Screen(const QSize &size = QSize(800, 480))
-        : window(Pauses{0, 0}), said(&window, SIGNAL(said(QJsonObject))),
+        : window(Pauses{0, 0, Never}), said(&window, SIGNAL(said(QJsonObject))),
           interrupted(&window, SIGNAL(interrupted())), left(&window, SIGNAL(left()))
     {
         window.resize(size);
@@ -182,6 +183,8 @@ private slots:
     void questionsComeOneAfterAnother();
     void enterAnswersNoLook();
     void aSerialNumberIsScanned();
+    void aNumberThatIsScannedTwiceAnswersOneFixture();
+    void aRefusedNumberIsScannedAgain();
     void aQuestionThatIsOverGoesAway();
     void escapeAsksBeforeItEnds();
     void theRunIsEnded_data();
@@ -362,6 +365,55 @@ void TestScreenWindow::aSerialNumberIsScanned()
     // What is scanned twice answers nothing.
     screen.type("KP-0042\r");
     QCOMPARE(screen.answers(), QStringList());
+}
+
+void TestScreenWindow::aNumberThatIsScannedTwiceAnswersOneFixture()
+{
+    Screen screen;
+    const QStringList fixtures = {"left", "right"};
+    screen.read(Line(fixtures, 2)
+                    .ask(1, "text", "Serial number of unit 1 of 2", 0)
+                    .ask(2, "text", "Serial number of unit 2 of 2", 1));
+    screen.answers();
+    const int height = screen.tiles().at(0)->height();
+    screen.type("KP-1\rKP-1\r");
+    QCOMPARE(screen.answers(), QStringList{"{\"answer\":1,\"reply\":\"KP-1\"}"});
+    QVERIFY(!screen.asks());
+    QVERIFY(screen.tiles().at(0)->height() > height); // there is no gap where it was
+    QCOMPARE(screen.tiles().at(0)->asking(), FixtureTile::Nothing);
+    QCOMPARE(screen.tiles().at(1)->asking(), FixtureTile::Waits);
+    screen.read(Line(fixtures, 2).say("question over", "\"id\":1", 0).begin(1, "KP-1", 0));
+    QCOMPARE(screen.answers(), QStringList{"{\"shown\":2}"});
+    QCOMPARE(screen.text("who"), QString("right"));
+    QCOMPARE(screen.tiles().at(1)->asking(), FixtureTile::Asks);
+    QCOMPARE(screen.window.findChild<QLineEdit *>("field")->text(), QString());
+    screen.type("KP-2\r");
+    QCOMPARE(screen.answers(), QStringList{"{\"answer\":2,\"reply\":\"KP-2\"}"});
+}
+
+void TestScreenWindow::aRefusedNumberIsScannedAgain()
+{
+    Screen screen;
+    const QStringList fixtures = {"left", "right"};
+    screen.read(Line(fixtures, 2)
+                    .ask(1, "text", "Serial number of unit 1 of 2", 0)
+                    .ask(2, "text", "Serial number of unit 2 of 2", 1));
+    screen.type("KP-BAD\r");
+    screen.read(Line(fixtures, 2)
+                    .say("question over", "\"id\":1", 0)
+                    .say("told", "\"text\":\"KP-BAD is none.\"", 0));
+    QCOMPARE(screen.text("text", 0), QString("KP-BAD is none."));
+    QVERIFY(!screen.asks());
+    screen.read(Line(fixtures, 2).ask(3, "text", "Serial number of unit 1 of 2", 0));
+    QCOMPARE(screen.text("who"), QString("left"));
+    QCOMPARE(screen.text("others"), QString("1 more question"));
+    screen.answers();
+    screen.type("KP-1\r");
+    QCOMPARE(screen.answers(), QStringList{"{\"answer\":3,\"reply\":\"KP-1\"}"});
+    // The process of the unit dies.
+    screen.read(Line(fixtures, 2).end(1, "error", "killed", 0));
+    QCOMPARE(screen.answers(), QStringList{"{\"shown\":2}"});
+    QCOMPARE(screen.text("who"), QString("right"));
 }
 
 void TestScreenWindow::aQuestionThatIsOverGoesAway()
