@@ -102,6 +102,14 @@ private:
     bool m_isAway = false; ///< the connection is lost: nothing more is tried
 };
 
+void add(const ImportResult &result, ImportResult *sum)
+{
+    sum->stored += result.stored;
+    sum->known += result.known;
+    sum->waiting += result.waiting;
+    sum->problems += result.problems;
+}
+
 } // namespace
 
 ImportResult importWaiting(Store *store, const QString &dir)
@@ -131,4 +139,19 @@ ImportResult importFolder(Store *store, const QString &dir)
         import.take(0, files.next());
     import.flush();
     return result;
+}
+
+ImportResult importFolders(Store *store, const QStringList &dirs, ImportScope scope)
+{
+    ImportResult sum;
+    for (const QString &dir : dirs) {
+        if (!store->answers()) {
+            sum.problems.append(QStringLiteral("%1: the store does not answer").arg(dir));
+            continue;
+        }
+        add(importWaiting(store, dir), &sum);
+        if (scope == WhatIsThere)
+            add(importFolder(store, dir), &sum);
+    }
+    return sum;
 }

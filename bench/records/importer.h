@@ -22,4 +22,10 @@ ImportResult importWaiting(Store *store, const QString &dir);
 /// Every record.json in @p dir and below.
 ImportResult importFolder(Store *store, const QString &dir);
 
+enum ImportScope { WhatWaits, WhatIsThere };
+
+/// One folder after the other. One whose turn comes when the store is away is a problem,
+/// and its entries stay.
+ImportResult importFolders(Store *store, const QStringList &dirs, ImportScope scope);
+
 #endif

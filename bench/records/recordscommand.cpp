@@ -162,19 +162,8 @@ int import(const Call &call)
 {
     const QStringList folders =
         call.operands.isEmpty() ? QStringList{QLatin1String(DefaultOut)} : call.operands;
-    ImportResult sum;
-    for (const QString &folder : folders) {
-        if (!call.store->answers())
-            break;
-        const ImportResult result = importWaiting(call.store, folder);
-        const ImportResult all = call.parser.isSet(call.choices.waiting)
-                                     ? ImportResult()
-                                     : importFolder(call.store, folder);
-        sum.stored += result.stored + all.stored;
-        sum.known += result.known + all.known;
-        sum.waiting += result.waiting + all.waiting;
-        sum.problems += result.problems + all.problems;
-    }
+    const ImportResult sum = importFolders(
+        call.store, folders, call.parser.isSet(call.choices.waiting) ? WhatWaits : WhatIsThere);
     std::printf("%d stored, %d known", sum.stored, sum.known);
     std::printf(sum.waiting > 0 ? ", %d not stored\n" : "\n", sum.waiting);
     for (const QString &problem : sum.problems)

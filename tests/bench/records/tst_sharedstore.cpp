@@ -1,5 +1,6 @@
 /// A store that several stations share, on a real PostgreSQL server.
 #include "bench/records/csv.h"
+#include "bench/records/importer.h"
 #include "bench/records/recordsreport.h"
 #include "bench/records/schema.h"
 #include "bench/records/store.h"
@@ -38,6 +39,8 @@ private slots:
     void keepsRecordsOfStationsAtTheSameTimeOnce();
     void keepsRecordsOnceThoughTheServerDies_data();
     void keepsRecordsOnceThoughTheServerDies();
+    void tellsWhichFoldersTheServerDidNotTake_data();
+    void tellsWhichFoldersTheServerDidNotTake();
     void findsThePassword_data();
     void findsThePassword();
     void givesUpOnAServerThatIsSilent();
@@ -297,6 +300,31 @@ void TestSharedStore::keepsRecordsOnceThoughTheServerDies()
         QCOMPARE(QDir(folder + "/not-stored").entryList(QDir::Files), QStringList());
     }
     verifyEachOnce(each * 3 / 2);
+}
+
+void TestSharedStore::tellsWhichFoldersTheServerDidNotTake_data()
+{
+    QTest::addColumn<int>("scope");
+    QTest::newRow("what waits") << int(WhatWaits);
+    QTest::newRow("what is there") << int(WhatIsThere);
+}
+
+/// The server may go away while there is nothing to bring, too.
+void TestSharedStore::tellsWhichFoldersTheServerDidNotTake()
+{
+    QFETCH(int, scope);
+    const QString first = writeRecords("a", 0, 2);
+    const QString second = writeRecords("b", 2, 2);
+    Store store;
+    QString error;
+    QVERIFY2(store.open(m_server->place(m_database), Store::Fill, &error), qPrintable(error));
+    m_server->stop(SIGQUIT);
+    const ImportResult result =
+        importFolders(&store, {first, second}, static_cast<ImportScope>(scope));
+    QCOMPARE(result.stored, 0);
+    QCOMPARE(result.problems, (QStringList{first + ": the store does not answer",
+                                           second + ": the store does not answer"}));
+    QCOMPARE(QDir(first + "/not-stored").entryList(QDir::Files), (QStringList{"0", "1"}));
 }
 
 void TestSharedStore::findsThePassword_data()
