@@ -276,8 +276,12 @@ void TestSharedStore::keepsRecordsOnceThoughTheServerDies()
     const QString second = writeRecords("b", each / 2, each);
     const auto one = startImport(first, m_server->place(m_database));
     const auto two = startImport(second, m_server->place(m_database));
-    // In the middle: some have come, and each has more to bring.
-    QTRY_VERIFY_WITH_TIMEOUT(ask("SELECT COUNT(*) FROM record") > 0, ImportLimitMs);
+    // In the middle: both are at it, some have come, and each has more to bring.
+    QTRY_COMPARE_WITH_TIMEOUT(ask("SELECT COUNT(DISTINCT pid) FROM pg_stat_activity WHERE datname "
+                                  "= current_database() AND pid <> pg_backend_pid()"),
+                              qint64(2), ImportLimitMs);
+    const qint64 come = ask("SELECT COUNT(*) FROM record");
+    QTRY_VERIFY_WITH_TIMEOUT(ask("SELECT COUNT(*) FROM record") > come + 20, ImportLimitMs);
     m_server->stop(signal);
     QVERIFY(one->waitForFinished(ImportLimitMs));
     QVERIFY(two->waitForFinished(ImportLimitMs));
