@@ -289,8 +289,8 @@ void TestRootFS::lineIsReadByTheStagesPattern_data()
     const QStringList fifty("status 50");
 
     row("two digits", start + "50 % complete  \r", fifty);
-    row("nothing behind it", start + "50 % complete", fifty);
-    row("text behind it", start + "50 % completely", fifty);
+    row("nothing after it", start + "50 % complete", fifty);
+    row("text after it", start + "50 % completely", fifty);
     row("one digit, one blank", start + "5 % complete  \r", QStringList("status 5"));
     row("leading zeros", start + "0050 % complete\r", fifty);
     row("0", start + "0 % complete\r", QStringList("status 0"));
@@ -304,7 +304,7 @@ void TestRootFS::lineIsReadByTheStagesPattern_data()
     row("block number too great for anything",
         "libscan: scanning eraseblock 99999999999999999999 -- 50 % complete\r", fifty);
     row("NUL behind the text", start + "50 % complete" + nul + "\r", fifty);
-    row("24 KB behind it", start + "50 % complete" + QByteArray(24576, ' ') + "\r", fifty);
+    row("24 KB after it", start + "50 % complete" + QByteArray(24576, ' ') + "\r", fifty);
 
     row("below 10 as the tool prints it", QByteArray(scanning5), nothing);
     row("leading blank", " " + start + "50 % complete\r", nothing);

@@ -190,7 +190,7 @@ void TestUpdateDir::askedFor_data()
     row("path that matches nothing", beta, "data/fw", "data/fw");
     row("matches files only", QStringList{"fw-beta"}, "beta", "beta");
     row("matches hidden folders only", QStringList{".fw-beta/"}, "beta", "beta");
-    row("pattern that is none", beta, "[", "[");
+    row("not a pattern", beta, "[", "[");
 }
 
 void TestUpdateDir::askedFor()

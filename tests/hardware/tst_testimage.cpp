@@ -35,7 +35,7 @@ void TestTestImage::look_data()
     row("another case", bars, none, "BARS1", "bars1.png");
     row("no match keeps the name", bars, none, "grey", "=grey");
     row("absolute", bars, none, "/bars1.png", "=/bars1.png");
-    row("a folder is no match", bars, QStringList{"bars"}, "bars", "bars2.png");
+    row("a folder does not match", bars, QStringList{"bars"}, "bars", "bars2.png");
     row("only a folder", none, QStringList{"bars"}, "bars", "=bars");
     row("wildcard in the name", bars, none, "b*1", "bars1.png");
     row("any one character", bars, none, "ar?1", "bars1.png");
@@ -43,7 +43,7 @@ void TestTestImage::look_data()
     row("set of characters left out", bars, none, "bars[^2]", "bars1.png");
     row("exclamation mark in a set", QStringList{"bars!.png", "bars3.png"}, none, "bars[!]",
         "bars!.png");
-    row("pattern that is none", bars, none, "[", "=[");
+    row("not a pattern", bars, none, "[", "=[");
     row("upper case sorts first", QStringList{"Zebra bars", "a bars"}, none, "bars", "a bars");
 }
 

@@ -47,7 +47,7 @@ void TestReplyData::version_data()
         "12345678901.23" +
             zeros);
     row("dated, one part", "20140101 9", "090020140101 9    " + zeros);
-    row("seven digits are no date", "2014010 1.2", "00022014010 1.2   " + zeros);
+    row("seven digits are not a date", "2014010 1.2", "00022014010 1.2   " + zeros);
     row("date not at the start", "v20140101 1.2", "0002V20140101 1.2 " + zeros);
     row("not ASCII stays one byte", QString::fromLatin1("1.2\xDF"),
         "01001.2\xDF          " + zeros);

@@ -61,7 +61,7 @@ void TestCalibrationCheck::judges_data()
         QString());
     row("corner far off", points({796, 418}, {396, 3442}, {3404, 3442}, {3404, 418}, {1900, 1930}),
         "34.2 px", false, "34.2 px, most at the top left");
-    // One map swaps both axes, and such a screen is no good.
+    // One map swaps both axes, and such a screen is useless.
     row("swapped axes", points({418, 396}, {3442, 396}, {3442, 3404}, {418, 3404}, {1930, 1900}),
         "0 px", true, "right targets do not lie right of left ones");
     row("mirrored left to right",

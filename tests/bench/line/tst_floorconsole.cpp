@@ -304,8 +304,8 @@ void TestFloorConsole::takesAnswersAsTheyAreMeant_data()
     row("a word and Enter", "confirm", "done\n", "yes", 1);
     row("y", "yes/no", "y\n", "yes", 1);
     row("No", "yes/no", " No \n", "no", 1);
-    row("Enter alone is no answer", "yes/no", "\ny\n", "yes", 2);
-    row("perhaps is none", "yes/no", "perhaps\nn\n", "no", 2);
+    row("Enter alone does not answer", "yes/no", "\ny\n", "yes", 2);
+    row("perhaps does not answer", "yes/no", "perhaps\nn\n", "no", 2);
     row("what a scanner sends", "text", " KP-0042 \r\n", "KP-0042", 1);
     row("nothing", "text", "\n", "", 1);
     row("not only ASCII", "text", "J\xc3\xb6rg\n", "J\xc3\xb6rg", 1);
